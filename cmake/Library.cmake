@@ -1,0 +1,59 @@
+# The library: every source is compiled once; the shared and the static library are made of the same objects.
+file(GLOB TORVA_SOURCES CONFIGURE_DEPENDS
+  ${PROJECT_SOURCE_DIR}/api/*.cpp
+  ${PROJECT_SOURCE_DIR}/core/*.cpp
+  ${PROJECT_SOURCE_DIR}/platform/*.cpp
+  ${PROJECT_SOURCE_DIR}/stream/*.cpp
+  ${PROJECT_SOURCE_DIR}/sections/*.cpp)
+if(WIN32)
+  list(FILTER TORVA_SOURCES EXCLUDE REGEX "/platform/Posix[^/]*$")
+else()
+  list(FILTER TORVA_SOURCES EXCLUDE REGEX "/platform/Win32[^/]*$")
+endif()
+
+if(NOT TORVA_SOURCES)
+  message(WARNING "The library has no sources yet")
+  return()
+endif()
+
+add_library(torva_objects OBJECT ${TORVA_SOURCES})
+torva_options(torva_objects)
+set_target_properties(torva_objects PROPERTIES
+  CXX_VISIBILITY_PRESET hidden
+  VISIBILITY_INLINES_HIDDEN ON)
+target_include_directories(torva_objects PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/api)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT WIN32)
+  # A unique symbol would keep the library in memory after dlclose.
+  target_compile_options(torva_objects PRIVATE -fno-gnu-unique)
+endif()
+
+function(torva_library target)
+  torva_options(${target})
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/api>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME TorvaAPI LINKER_LANGUAGE CXX)
+  add_library(TorvaAPI::${target} ALIAS ${target})
+endfunction()
+
+add_library(TorvaAPIStatic STATIC $<TARGET_OBJECTS:torva_objects>)
+torva_library(TorvaAPIStatic)
+
+if(WIN32)
+  add_library(TorvaAPI SHARED $<TARGET_OBJECTS:torva_objects> ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.def)
+  torva_library(TorvaAPI)
+  set_target_properties(TorvaAPI PROPERTIES PREFIX "")
+  target_compile_definitions(TorvaAPI INTERFACE TORVA_API_SHARED)
+else()
+  add_library(TorvaAPI SHARED $<TARGET_OBJECTS:torva_objects>)
+  torva_library(TorvaAPI)
+  set(versionScript ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.map)
+  set_target_properties(TorvaAPI PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINK_DEPENDS ${versionScript})
+  target_link_options(TorvaAPI PRIVATE -Wl,--version-script=${versionScript})
+  if(NOT TORVA_SANITIZE)
+    target_link_options(TorvaAPI PRIVATE -Wl,-z,defs)
+  endif()
+endif()
