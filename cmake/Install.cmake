@@ -10,7 +10,7 @@ install(TARGETS TorvaAPIStatic EXPORT TorvaAPITargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/api/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
-  FILES_MATCHING PATTERN "TorvaAPI.h" PATTERN "TorvaAPI.hpp")
+  FILES_MATCHING PATTERN "Torva*.h" PATTERN "Torva*.hpp")
 
 install(EXPORT TorvaAPITargets NAMESPACE TorvaAPI:: DESTINATION ${packageDir} COMPONENT development)
 configure_package_config_file(cmake/TorvaAPIConfig.cmake.in ${PROJECT_BINARY_DIR}/TorvaAPIConfig.cmake
