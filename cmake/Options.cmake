@@ -23,7 +23,7 @@ function(torva_harden target)
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
     $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
   if(WIN32)
-    target_link_options(${target} PRIVATE -Wl,--dynamicbase,--nxcompat)
+    target_link_options(${target} PRIVATE -Wl,--dynamicbase,--nxcompat -fstack-protector-strong)
     return()
   endif()
   target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now,-z,noexecstack,-z,text)
