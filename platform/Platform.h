@@ -1,0 +1,66 @@
+// The operating system as the library sees it: one file object, one re-entrant lock, one way to get a large block of
+// zeros. Implemented twice, in PosixPlatform.cpp and Win32Platform.cpp; no other file includes a system header.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+#include "core/Types.h"
+
+namespace torva::platform {
+
+// An open file with a file position. The destructor closes it.
+class File {
+public:
+    virtual ~File() = default;
+
+    // Reads up to `size` bytes at the file position and moves it by what came. True with `got` below `size` means that
+    // the file ended; an interrupted or partial read is continued. False means that the read failed: `got` is 0, the
+    // bytes at `dst` and the file position have no defined value.
+    virtual bool Read(void* dst, u32 size, u32& got) = 0;
+
+    // Moves the file position to `offset` bytes from the start. A position behind the end is no failure.
+    virtual bool Seek(u64 offset) = 0;
+
+    // The size of the file in bytes; false when it cannot be told.
+    virtual bool Size(u64& size) = 0;
+};
+
+// Opens the existing regular file `path` for reading, alone: while it is open no other opener, this library included,
+// gets it. Never blocks. Null when the operating system refuses. Throws std::bad_alloc.
+using FileOpener = std::unique_ptr<File> (*)(const char* path);
+
+std::unique_ptr<File> OpenFile(const char* path);
+
+// For tests: puts another opener in the place of the operating system's; null restores it.
+void SetFileOpener(FileOpener opener);
+
+// A block of `size` zero bytes whose pages are touched only when they are used; null when there is no memory.
+void* AllocateZeroed(std::size_t size);
+void FreeZeroed(void* block);
+
+struct ZeroedDeleter {
+    void operator()(void* block) const { FreeZeroed(block); }
+};
+
+// For tests: puts another allocator in the place of AllocateZeroed's (FreeZeroed must be able to free what it gives);
+// null restores it.
+using ZeroedAllocator = void* (*)(std::size_t size);
+void SetZeroedAllocator(ZeroedAllocator allocator);
+
+// A re-entrant mutual exclusion object.
+class Lock {
+public:
+    Lock();
+    ~Lock();
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+    void Enter();
+    void Leave();
+
+private:
+    alignas(std::max_align_t) unsigned char storage[64];
+};
+
+}  // namespace torva::platform
