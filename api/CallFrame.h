@@ -7,7 +7,8 @@
 
 namespace torva {
 
-// Runs `operation` under the library's lock. No exception leaves an export: what can be thrown is that memory ran out.
+// Runs `operation` under the library's lock. No exception leaves an export: what can be thrown is that memory
+// ran out.
 template <class Operation>
 i32 CallLibrary(Operation operation) noexcept {
     const ScopedLock lock(libraryLock);

@@ -15,9 +15,7 @@ constexpr uint32_t kBlock[10] = {0, 1, 1, 4, 2, 4, 8, 0, 11, 9};
 constexpr uint8_t kTextTag = 7;
 constexpr uint64_t kMinimumPerCall = 102400;
 
-bool HasValue(uint8_t tag) {
-    return tag >= 1 && tag <= 9;
-}
+bool HasValue(uint8_t tag) { return tag >= 1 && tag <= 9; }
 
 // `text` includes its zero byte. A text that does not fit leaves an empty one, where there is room for that.
 bool BoundedCopy(char* target, uint32_t size, const std::string& text) {
@@ -917,9 +915,7 @@ int32_t Reader::GetNextGlobalReleated(GlobalRelatedItem* items, uint32_t* count,
 
 // Section 16: exchanges
 
-int32_t Reader::InitialExchangeSection() {
-    return BeginDirectory(16, 2, exchange);
-}
+int32_t Reader::InitialExchangeSection() { return BeginDirectory(16, 2, exchange); }
 
 int32_t Reader::GetNextExchange(uint32_t* id, char* text1, int32_t text1Limit, char* text2,
                                 int32_t text2Limit) {
@@ -943,9 +939,7 @@ int32_t Reader::GetNextExchange(uint32_t* id, char* text1, int32_t text1Limit, c
 
 // Section 17: real-delay mapping
 
-int32_t Reader::InitialRealDelayMappingSection() {
-    return BeginDirectory(17, 2, realDelay);
-}
+int32_t Reader::InitialRealDelayMappingSection() { return BeginDirectory(17, 2, realDelay); }
 
 int32_t Reader::GetNextRealDelayMapping(uint8_t* first, uint8_t* second) {
     if (first == nullptr || second == nullptr) return SYM_ERR_PARAM;

@@ -16,7 +16,7 @@ namespace plain {
 // One budgeted block: a value lies behind a zero byte, and the last 4 bytes are not given out. `bytes` holds
 // the part in use, so behind it everything is 0.
 class Arena {
- public:
+public:
     void Init(uint64_t blockSize) {
         size = blockSize;
         bytes.reserve(blockSize);
@@ -36,7 +36,7 @@ class Arena {
 // One open file. The operations are the exports without their prefix and handle, with the same arguments,
 // results and outputs. Values of symbol fields come from new[] and belong to the caller.
 class Reader {
- public:
+public:
     Reader(std::vector<uint8_t> fileBytes, bool wholeFile)
         : file(std::move(fileBytes)), inMemory(wholeFile) {}
 
@@ -120,7 +120,7 @@ class Reader {
     int32_t InitialExchangeSupportSection();
     int32_t GetNextExchangeSupportSection(uint16_t* id, uint16_t* count, uint16_t* items, uint32_t capacity);
 
- private:
+private:
     struct SectionEntry {
         uint16_t id;
         uint32_t offset;

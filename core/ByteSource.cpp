@@ -11,8 +11,8 @@ namespace {
 constexpr u64 kUnknownPosition = ~u64{0};
 constexpr u32 kUnknownSize = ~u32{0};
 
-// The first refill behind a seek is small, since a directory or a head is often all that is wanted there; a walk that
-// goes on doubles it up to the size of the buffer.
+// The first refill behind a seek is small, since a directory or a head is often all that is wanted there; a
+// walk that goes on doubles it up to the size of the buffer.
 constexpr u32 kFirstReadAhead = 4 * 1024;
 
 }  // namespace
@@ -49,7 +49,8 @@ bool ByteSource::LoadImage() {
     }
     block.reset(new (std::nothrow) u8[static_cast<std::size_t>(size) + 1]);
     u32 got = 0;
-    if (block == nullptr || !file->Read(block.get(), static_cast<u32>(size), got) || got != size) return false;
+    if (block == nullptr || !file->Read(block.get(), static_cast<u32>(size), got) || got != size)
+        return false;
     imageSize = got;
     SetWindow(block.get(), size, 0);
     return true;
@@ -73,9 +74,10 @@ bool ByteSource::ReadFileAt(u64 offset, u8* dst, u32 n, u32& got) {
     return done;
 }
 
-// File mode: brings the bytes that are left to the front of the buffer and reads on behind them, so that `need` bytes
-// stand in the window if the file has them. A read-ahead that fails is tried again with exactly the bytes needed, so that
-// a bad sector meets only the call that needs it. False when that fails too; position and bytes are then as before.
+// File mode: brings the bytes that are left to the front of the buffer and reads on behind them, so that
+// `need` bytes stand in the window if the file has them. A read-ahead that fails is tried again with exactly
+// the bytes needed, so that a bad sector meets only the call that needs it. False when that fails too;
+// position and bytes are then as before.
 bool ByteSource::Refill(u32 need) {
     const u32 held = static_cast<u32>(Lent());
     const u64 position = Position();
@@ -84,7 +86,8 @@ bool ByteSource::Refill(u32 need) {
     u8* const free = block.get() + held;
     u32 got = 0;
     const u32 wanted = std::max(need - held, std::min(readAhead, kWindowSize - held));
-    if (!ReadFileAt(position + held, free, wanted, got) && !ReadFileAt(position + held, free, need - held, got)) {
+    if (!ReadFileAt(position + held, free, wanted, got) &&
+        !ReadFileAt(position + held, free, need - held, got)) {
         return false;
     }
     end += got;
@@ -105,7 +108,8 @@ bool ByteSource::AtEndOfWindow() {
     return file == nullptr || !Refill(1) || next == end;
 }
 
-// In file mode the position moves without a read. Where the size of the file can't be told the bytes are read.
+// In file mode the position moves without a read. Where the size of the file can't be told the bytes are
+// read.
 bool ByteSource::SkipBytes(u32 n) {
     if (n <= Lent()) {
         next += n;
@@ -131,9 +135,9 @@ bool ByteSource::SkipBytes(u32 n) {
     return true;
 }
 
-// Each turn without a byte counts like a character, so that a text with no terminator in sight ends as one that is too
-// long. At the end of the data the turns that are left are not walked one by one; nor are they where a read has failed
-// twice in a row.
+// Each turn without a byte counts like a character, so that a text with no terminator in sight ends as one
+// that is too long. At the end of the data the turns that are left are not walked one by one; nor are they
+// where a read has failed twice in a row.
 i32 ByteSource::ReadTextAcrossWindow(u8* dst, i32 max, u32* outLen) {
     *outLen = 0;
     if (max < 0) return SYM_ERR_BUFFER_TOO_SMALL;

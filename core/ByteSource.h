@@ -9,9 +9,10 @@
 
 namespace torva {
 
-// A read position in a file, and a window: the flat region of bytes in memory behind that position. In memory mode the
-// window is the image of the whole file; in file mode it is a read-ahead buffer of fixed size that is filled anew where
-// it ends. The primitives run inside the window and are the same for both modes; the modes differ where it ends:
+// A read position in a file, and a window: the flat region of bytes in memory behind that position. In memory
+// mode the window is the image of the whole file; in file mode it is a read-ahead buffer of fixed size that
+// is filled anew where it ends. The primitives run inside the window and are the same for both modes; the
+// modes differ where it ends:
 //
 //                                  file mode                        memory mode
 //   no byte left                   delivers 0                       delivers 0
@@ -35,8 +36,9 @@ public:
     ByteSource(const ByteSource&) = delete;
     ByteSource& operator=(const ByteSource&) = delete;
 
-    // Opens `path`; with `wholeFile` also loads the image. False when the operating system does not open the file. An
-    // image that can't be loaded is no failure: there is then nothing to read. Throws std::bad_alloc.
+    // Opens `path`; with `wholeFile` also loads the image. False when the operating system does not open the
+    // file. An image that can't be loaded is no failure: there is then nothing to read. Throws
+    // std::bad_alloc.
     bool Open(const char* path, bool wholeFile);
     void Close();
     bool IsOpen() const { return file != nullptr; }
@@ -57,10 +59,10 @@ public:
 
     bool AtEnd() { return next == end && AtEndOfWindow(); }
 
-    // Reads a text of at most `max` characters and its terminator to `dst`, which has room for `max` + 1 bytes.
-    // SYM_OK: *outLen counts the terminator. SYM_ERR_BUFFER_TOO_SMALL: longer than `max`, or cut off by the end of the
-    // data; *outLen is `max` + 1, and 0 for a negative `max`, where nothing is read. A text cut off took fewer bytes
-    // than *outLen from the source: Position() tells how many.
+    // Reads a text of at most `max` characters and its terminator to `dst`, which has room for `max` + 1
+    // bytes. SYM_OK: *outLen counts the terminator. SYM_ERR_BUFFER_TOO_SMALL: longer than `max`, or cut off
+    // by the end of the data; *outLen is `max` + 1, and 0 for a negative `max`, where nothing is read. A text
+    // cut off took fewer bytes than *outLen from the source: Position() tells how many.
     i32 ReadText(u8* dst, i32 max, u32* outLen) {
         if (const u8* text = LendText(max, outLen)) {
             std::memcpy(dst, text, *outLen);
@@ -69,8 +71,8 @@ public:
         return ReadTextAcrossWindow(dst, max, outLen);
     }
 
-    // Takes a text of at most `max` characters that lies whole in the window, and lends it until the next call of any
-    // primitive. Null, with nothing taken, where ReadText has to do it.
+    // Takes a text of at most `max` characters that lies whole in the window, and lends it until the next
+    // call of any primitive. Null, with nothing taken, where ReadText has to do it.
     const u8* LendText(i32 max, u32* outLen) {
         *outLen = 0;
         if (max < 0) return nullptr;
@@ -83,14 +85,15 @@ public:
         return text;
     }
 
-    // Passes over a text of any length. `taken` counts its bytes, the terminator included. False when the data ended
-    // before the terminator came.
+    // Passes over a text of any length. `taken` counts its bytes, the terminator included. False when the
+    // data ended before the terminator came.
     bool SkipText(u64& taken);
 
     // Moves back by `n` bytes; where that lies ahead of the start of the file nothing changes.
     void StepBack(u64 n);
 
-    // Moves to `offset` bytes from the start of the file. In memory mode an offset behind the end changes nothing.
+    // Moves to `offset` bytes from the start of the file. In memory mode an offset behind the end changes
+    // nothing.
     void SeekTo(u32 offset);
 
     // Bytes from the start of the file to the next byte to read.
@@ -119,7 +122,8 @@ private:
     bool hasImage = false;
     u32 imageSize = 0;  // all ones when the size of the file could not be told
 
-    // The window: bytes `begin` to `end`, which stand at windowOffset in the file; `next` is the read position.
+    // The window: bytes `begin` to `end`, which stand at windowOffset in the file; `next` is the read
+    // position.
     const u8* begin = kNothing;
     const u8* next = kNothing;
     const u8* end = kNothing;

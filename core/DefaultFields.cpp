@@ -12,13 +12,14 @@ namespace {
 // What the budget must leave for the per-call arena, beyond the need of the default fields.
 constexpr u32 kLeastArena = 102400;
 
-// A table entry counts 11 bytes of the budget on every platform, so that one budget opens the same files everywhere.
+// A table entry counts 11 bytes of the budget on every platform, so that one budget opens the same files
+// everywhere.
 constexpr u32 kTableEntryCost = 11;
 
 }  // namespace
 
-// Walks section 1, measuring or storing; both passes give the same `need` for the same file. False when the data ends
-// before the fields do, or when storing finds fields where measuring found none.
+// Walks section 1, measuring or storing; both passes give the same `need` for the same file. False when the
+// data ends before the fields do, or when storing finds fields where measuring found none.
 bool SymFile::LoadDefaultFields(bool store, u64& need) {
     need = 0;
     defaultCount = 0;

@@ -11,8 +11,8 @@
 
 namespace torva {
 
-// The ids of a group share its lists, which never change: memory and time grow with the section and not with ids times
-// values. Ids are handed out in ascending order and each is removed as it goes.
+// The ids of a group share its lists, which never change: memory and time grow with the section and not with
+// ids times values. Ids are handed out in ascending order and each is removed as it goes.
 class DefinitionMap {
 public:
     static constexpr u32 kMostLists = 3;
@@ -27,7 +27,8 @@ public:
 
     u32 Count() const { return count; }
 
-    // Gives every id the same lists, in the place of those it had. Throws std::bad_alloc, with nothing changed.
+    // Gives every id the same lists, in the place of those it had. Throws std::bad_alloc, with nothing
+    // changed.
     void Store(const std::vector<u16>& ids, const std::array<u16, kMostLists>& lengths,
                const std::vector<u16>& listValues) {
         if (ids.empty()) return;

@@ -5,8 +5,8 @@
 //
 //   at each offset:   u16 id, the same as in the directory | body
 //
-// There is no signature, version or checksum; the id at a section's start is the only consistency test. Sections may
-// stand in any order, with gaps, and more than once: the first entry of an id counts.
+// There is no signature, version or checksum; the id at a section's start is the only consistency test.
+// Sections may stand in any order, with gaps, and more than once: the first entry of an id counts.
 
 #include "core/SymFile.h"
 
@@ -20,8 +20,8 @@ bool IsExtended(u16 id) { return id != kDefaultFieldSection && id != kSymbolSect
 
 }  // namespace
 
-// False only when the operating system does not open the file. A directory that is cut off keeps the entries that came,
-// the last one with zeros in the bytes that did not.
+// False only when the operating system does not open the file. A directory that is cut off keeps the entries
+// that came, the last one with zeros in the bytes that did not.
 bool SymFile::OpenFile(bool wholeFile) {
     if (!source.Open(filePath.data(), wholeFile)) return false;
     u16 sectionCount = 0;
@@ -40,7 +40,8 @@ bool SymFile::OpenFile(bool wholeFile) {
 }
 
 bool SymFile::SeekSection(u8 id) {
-    const auto entry = std::find_if(directory.begin(), directory.end(), [id](const SectionEntry& e) { return e.id == id; });
+    const auto entry =
+        std::find_if(directory.begin(), directory.end(), [id](const SectionEntry& e) { return e.id == id; });
     if (entry == directory.end()) return false;
     source.SeekTo(entry->offset);
     u16 idInFile = 0;

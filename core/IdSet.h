@@ -68,9 +68,9 @@ public:
 private:
     u32 Rank(u16 id) const { return idsAhead[id / 64U] + ids->CountInWordBelow(id); }
 
-    std::unique_ptr<IdSet> ids;              // null before Build
+    std::unique_ptr<IdSet> ids;                 // null before Build
     std::array<u16, IdSet::kWords> idsAhead{};  // ids of the set ahead of each word of 64
-    std::vector<u32> first;                  // by rank among the ids of the set
+    std::vector<u32> first;                     // by rank among the ids of the set
 };
 
 }  // namespace torva

@@ -1,5 +1,5 @@
-// One open symbol file: its directory, its one read position and section cursor, its arenas and default fields, and the
-// readers of all sections as operations.
+// One open symbol file: its directory, its one read position and section cursor, its arenas and default
+// fields, and the readers of all sections as operations.
 #pragma once
 
 #include <algorithm>
@@ -67,8 +67,9 @@ struct GlobalRelatedCursor : BodyCursor {
     u16 itemIndex = 0;
 };
 
-// Every public operation but Open and Close serves the export of the same name. They are called with the library's lock
-// and fileLock held, test their pointers first (SYM_ERR_PARAM), and never reach outside the caller's arrays.
+// Every public operation but Open and Close serves the export of the same name. They are called with the
+// library's lock and fileLock held, test their pointers first (SYM_ERR_PARAM), and never reach outside the
+// caller's arrays.
 class SymFile {
 public:
     // `fieldIds` are the ids that the caller wants from the symbol stream; with a count of 0 it wants all.
@@ -77,7 +78,8 @@ public:
     SymFile& operator=(const SymFile&) = delete;
     virtual ~SymFile();
 
-    // Opens the file, loads its directory and default fields and divides `memoryBudget`. SYM_OK or an open's error.
+    // Opens the file, loads its directory and default fields and divides `memoryBudget`. SYM_OK or an open's
+    // error.
     i32 Open(const char* path, u32 memoryBudget, bool wholeFile);
     void Close();
 
@@ -126,8 +128,8 @@ public:
     i32 GetNextRealDelayMapping(u8* first, u8* second);
     i32 InitialLevel2EODBasicItemDefineSection();
     i32 GetNextLevel2EODBasicItemDefine(u16* id, u16* firstCount, u16* firstItems, u32 firstCapacity,
-                                        u16* secondCount, u16* secondItems, u32 secondCapacity, u16* thirdCount,
-                                        u16* thirdItems, u32 thirdCapacity);
+                                        u16* secondCount, u16* secondItems, u32 secondCapacity,
+                                        u16* thirdCount, u16* thirdItems, u32 thirdCapacity);
     i32 InitialFundMainNameSection();
     i32 GetNextFundMainName(i32* count, u32* ids, char** names, u32 nameSize);
     i32 InitialFuturesSectionV2();
@@ -150,7 +152,8 @@ private:
     // Seeks a section and reads its head value into recordSize. SYM_OK, SYM_ERR_NO_SECTION or SYM_ERR_READ.
     i32 EnterSection(u8 id);
 
-    // The same for a section whose head goes on with a count. `bytesTotal`, where given, takes the head value.
+    // The same for a section whose head goes on with a count. `bytesTotal`, where given, takes the head
+    // value.
     template <class Count>
     i32 EnterCountedSection(u8 id, Count& count, u32* bytesTotal = nullptr) {
         const i32 result = EnterSection(id);
@@ -182,8 +185,8 @@ private:
         ((counters = static_cast<Counters>(counters + n)), ...);
     }
 
-    // Strict reads of up to `n` elements of `size` bytes, one after the other, until one fails: as many at a time as
-    // lie together. Gives the elements that came whole; they are counted.
+    // Strict reads of up to `n` elements of `size` bytes, one after the other, until one fails: as many at a
+    // time as lie together. Gives the elements that came whole; they are counted.
     template <class... Counters>
     u32 ReadRun(void* dst, u32 size, u32 n, Counters&... counters) {
         u8* to = static_cast<u8*>(dst);
@@ -197,16 +200,17 @@ private:
         return done;
     }
 
-    // Loose reads of up to `n` records of `size` bytes, with zeros for the bytes that do not come. Stops behind the record
-    // with which the data ends, and tells so. Gives the records read; they are counted.
+    // Loose reads of up to `n` records of `size` bytes, with zeros for the bytes that do not come. Stops
+    // behind the record with which the data ends, and tells so. Gives the records read; they are counted.
     u32 ReadRecords(void* dst, u32 size, u32 n, bool& ended);
 
-    // Takes a text that only passes through the per-call arena, on its way to a buffer of the caller. Null when it is
-    // longer than the arena allows, or cut off; *length counts the terminator. Valid until the next read.
+    // Takes a text that only passes through the per-call arena, on its way to a buffer of the caller. Null
+    // when it is longer than the arena allows, or cut off; *length counts the terminator. Valid until the
+    // next read.
     const u8* PassText(u32* length);
 
-    // PassText and a bounded copy to a caller's buffer of `size` bytes. SYM_OK, with the text counted, or SYM_ERR_READ
-    // or SYM_ERR_PARAM with its bytes not counted.
+    // PassText and a bounded copy to a caller's buffer of `size` bytes. SYM_OK, with the text counted, or
+    // SYM_ERR_READ or SYM_ERR_PARAM with its bytes not counted.
     template <class... Counters>
     i32 ReadTextTo(char* dst, u32 size, Counters&... counters) {
         u32 length = 0;
@@ -217,8 +221,8 @@ private:
         return SYM_OK;
     }
 
-    // Places a text in the per-call arena and gives its place; null when it could be read but found no room. False when
-    // it is longer than the arena allows, or cut off.
+    // Places a text in the per-call arena and gives its place; null when it could be read but found no room.
+    // False when it is longer than the arena allows, or cut off.
     template <class... Counters>
     bool PlaceText(const char** text, Counters&... counters) {
         u32 length = 0;
@@ -228,7 +232,8 @@ private:
         return true;
     }
 
-    // Copies a text with its terminator, `length` bytes, when it fits; else leaves an empty string where there is room.
+    // Copies a text with its terminator, `length` bytes, when it fits; else leaves an empty string where
+    // there is room.
     static bool BoundedCopy(void* dst, u32 size, const u8* text, u32 length);
 
     // --- Typed fields (core/TypedFields.cpp)
@@ -274,7 +279,8 @@ private:
     u32 sectionSize = 0;
     u32 sectionConsumed = 0;
 
-    u32 recordSize = 0;      // of the current symbol record; the head values of other sections are read into it too
+    u32 recordSize =
+        0;  // of the current symbol record; the head values of other sections are read into it too
     u32 recordConsumed = 0;  // bytes of the current symbol record, text and fields
     u32 defaultCount = 0;    // default fields walked by the last pass over section 1
     bool defaultsPhase = false;

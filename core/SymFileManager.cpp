@@ -26,7 +26,8 @@ i32 SymFileManager::ChooseHandle() {
 }
 
 // Registration is the last step, and the room for it is made first, so that no failure leaves a trace.
-i32 SymFileManager::Open(const char* path, u32 memoryBudget, const u16* fieldIds, u32 fieldIdCount, bool wholeFile) {
+i32 SymFileManager::Open(const char* path, u32 memoryBudget, const u16* fieldIds, u32 fieldIdCount,
+                         bool wholeFile) {
     const i32 handle = ChooseHandle();
     if (handle < 0) return handle;
     const auto wantedCount = static_cast<u16>(fieldIdCount & 0xFFFFU);

@@ -13,11 +13,12 @@ namespace torva {
 // Held by every export but tv_GetAPIVersion for its whole run. Ready when the library is loaded.
 extern TVCriticalSection libraryLock;
 
-// A handle is a number from 1 up; it names a file from the end of a successful open to its close. All operations are
-// called with libraryLock held.
+// A handle is a number from 1 up; it names a file from the end of a successful open to its close. All
+// operations are called with libraryLock held.
 class SymFileManager {
 public:
-    // The one manager. It comes into being at the first call and closes what is left open when the library is unloaded.
+    // The one manager. It comes into being at the first call and closes what is left open when the library is
+    // unloaded.
     static SymFileManager& Instance();
 
     SymFileManager(const SymFileManager&) = delete;

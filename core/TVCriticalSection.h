@@ -9,9 +9,9 @@
 
 namespace torva {
 
-// There are two kinds. The outermost lock wraps a lock of the operating system. A lock that is only ever entered by a
-// thread that holds an outer one need not exclude anybody again: it keeps the order of locks honest and counts its
-// entries, and that is all it costs.
+// There are two kinds. The outermost lock wraps a lock of the operating system. A lock that is only ever
+// entered by a thread that holds an outer one need not exclude anybody again: it keeps the order of locks
+// honest and counts its entries, and that is all it costs.
 class TVCriticalSection {
 public:
     TVCriticalSection() : lock(std::in_place) {}

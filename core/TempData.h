@@ -11,8 +11,8 @@
 
 namespace torva {
 
-// Values are placed with a gap of one zero byte ahead of each: a value of n bytes stands at pos + 1, and pos moves on by
-// n + 1. The last 4 bytes of the block lie outside the placing room.
+// Values are placed with a gap of one zero byte ahead of each: a value of n bytes stands at pos + 1, and pos
+// moves on by n + 1. The last 4 bytes of the block lie outside the placing room.
 //
 //   base                                  pos                               end         base + size
 //   | 0 | value | 0 | value | ... | value | 0 | room for the next value ... | 4 bytes   |
@@ -23,8 +23,8 @@ public:
     TempData& operator=(const TempData&) = delete;
     virtual ~TempData() = default;
 
-    // Takes a zeroed block of `newSize` bytes, at least 4, in the place of the one it holds; 0 is no block. False when
-    // there is no memory.
+    // Takes a zeroed block of `newSize` bytes, at least 4, in the place of the one it holds; 0 is no block.
+    // False when there is no memory.
     bool Init(u32 newSize) {
         block.reset();
         size = newSize;
@@ -51,7 +51,8 @@ public:
     // Bytes of room: a value of n bytes can be placed when this is at least n + 1.
     std::size_t Room() const { return static_cast<std::size_t>(end - pos); }
 
-    // Where the next value is to be written before it is placed, and the most characters that a text may have there.
+    // Where the next value is to be written before it is placed, and the most characters that a text may have
+    // there.
     u8* Next() const { return pos + 1; }
     i32 MaxText() const {
         constexpr i64 kMost = std::numeric_limits<i32>::max() - 16;  // so that a whole field fits an i32
@@ -68,7 +69,8 @@ public:
         return value;
     }
 
-    // The write position: everything placed lies ahead of it. TakeBack(mark) gives up what was placed behind `mark`.
+    // The write position: everything placed lies ahead of it. TakeBack(mark) gives up what was placed behind
+    // `mark`.
     u8* Mark() const { return pos; }
     void TakeBack(u8* mark) {
         std::memset(mark, 0, static_cast<std::size_t>(pos - mark) + 1);

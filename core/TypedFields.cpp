@@ -2,7 +2,8 @@
 //
 //   0   u16   id
 //   2   u8    tag
-//   3         payload: 1 byte for tags 1 and 2; 4 for 3, 5 and 8; 2 for 4; 8 for 6; 3 for 9; a text for 7; none for
+//   3         payload: 1 byte for tags 1 and 2; 4 for 3, 5 and 8; 2 for 4; 8 for 6; 3 for 9; a text for 7;
+//   none for
 //             every other tag, which is a null value
 //
 // Ids and payloads have no meaning here: they are compared and moved.
@@ -15,9 +16,10 @@
 
 namespace torva {
 
-// Reads a whole field. Gives the bytes that it took, *size those of its payload; fewer than 3 mean that the data ended.
-// A payload that does not fit `max` is taken from the source all the same: SYM_ERR_BUFFER_TOO_SMALL, *size the bytes
-// taken, header included (of a text cut off, the bytes that a text too long would have taken).
+// Reads a whole field. Gives the bytes that it took, *size those of its payload; fewer than 3 mean that the
+// data ended. A payload that does not fit `max` is taken from the source all the same:
+// SYM_ERR_BUFFER_TOO_SMALL, *size the bytes taken, header included (of a text cut off, the bytes that a text
+// too long would have taken).
 i32 SymFile::ReadField(SymFieldItem* item, i32* size, u8* dst, i32 max) {
     *item = {};
     *size = 0;
@@ -61,10 +63,10 @@ u64 SymFile::SkipField() {
     return sizeof header + taken;
 }
 
-// Reads the payload for target->tag to target->value and sets target->size. *taken counts the payload's bytes, also
-// where SYM_ERR_PARAM tells that it was read but has no place at target->value. SYM_ERR_READ: a text longer than the
-// arena allows, or cut off. A payload of fixed width that is cut off has zeros in the bytes that did not come, and counts
-// as whole.
+// Reads the payload for target->tag to target->value and sets target->size. *taken counts the payload's
+// bytes, also where SYM_ERR_PARAM tells that it was read but has no place at target->value. SYM_ERR_READ: a
+// text longer than the arena allows, or cut off. A payload of fixed width that is cut off has zeros in the
+// bytes that did not come, and counts as whole.
 i32 SymFile::ReadFieldValue(SymFieldBuffer* target, u32* taken) {
     *taken = 0;
     if (target->tag == kTextTag) {

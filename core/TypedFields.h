@@ -24,8 +24,8 @@ constexpr u32 PayloadWidth(u8 tag) {
     return tag < kWidths.size() ? kWidths[tag] : 0;
 }
 
-// Bytes of the block that a caller gets for a value of this tag; 0 for a text, which gets what it needs, and for a null
-// value, which gets none.
+// Bytes of the block that a caller gets for a value of this tag; 0 for a text, which gets what it needs, and
+// for a null value, which gets none.
 constexpr u32 BlockSize(u8 tag) {
     constexpr std::array<u8, 10> kSizes = {0, 1, 1, 4, 2, 4, 8, 0, 11, 9};
     return tag < kSizes.size() ? kSizes[tag] : 0;

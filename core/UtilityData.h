@@ -21,8 +21,9 @@ struct DefaultField {
 #pragma pack(pop)
 static_assert(sizeof(DefaultField) == 7 + sizeof(void*));
 
-// The table holds the default fields in file order, duplicates included. Of the entries only those that a caller wants
-// are ever delivered; they are listed apart, so that a record costs what it delivers and not what the table holds.
+// The table holds the default fields in file order, duplicates included. Of the entries only those that a
+// caller wants are ever delivered; they are listed apart, so that a record costs what it delivers and not
+// what the table holds.
 class UtilityData {
 public:
     UtilityData() = default;
@@ -51,7 +52,8 @@ public:
         firstOf.Build(static_cast<u32>(wanted.size()), [this](u32 i) { return table[wanted[i]].id; });
     }
 
-    // Notes that the current record carries a field of this id: the first entry of the id is not to be delivered.
+    // Notes that the current record carries a field of this id: the first entry of the id is not to be
+    // delivered.
     void MarkSeen(u16 id) {
         if (used == 0) return;
         const u32 found = firstOf.Find(id);

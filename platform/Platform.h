@@ -1,5 +1,6 @@
-// The operating system as the library sees it: one file object, one re-entrant lock, one way to get a large block of
-// zeros. Implemented twice, in PosixPlatform.cpp and Win32Platform.cpp; no other file includes a system header.
+// The operating system as the library sees it: one file object, one re-entrant lock, one way to get a large
+// block of zeros. Implemented twice, in PosixPlatform.cpp and Win32Platform.cpp; no other file includes a
+// system header.
 #pragma once
 
 #include <cstddef>
@@ -14,9 +15,9 @@ class File {
 public:
     virtual ~File() = default;
 
-    // Reads up to `size` bytes at the file position and moves it by what came. True with `got` below `size` means that
-    // the file ended; an interrupted or partial read is continued. False means that the read failed: `got` is 0, the
-    // bytes at `dst` and the file position have no defined value.
+    // Reads up to `size` bytes at the file position and moves it by what came. True with `got` below `size`
+    // means that the file ended; an interrupted or partial read is continued. False means that the read
+    // failed: `got` is 0, the bytes at `dst` and the file position have no defined value.
     virtual bool Read(void* dst, u32 size, u32& got) = 0;
 
     // Moves the file position to `offset` bytes from the start. A position behind the end is no failure.
@@ -26,8 +27,8 @@ public:
     virtual bool Size(u64& size) = 0;
 };
 
-// Opens the existing regular file `path` for reading, alone: while it is open no other opener, this library included,
-// gets it. Never blocks. Null when the operating system refuses. Throws std::bad_alloc.
+// Opens the existing regular file `path` for reading, alone: while it is open no other opener, this library
+// included, gets it. Never blocks. Null when the operating system refuses. Throws std::bad_alloc.
 using FileOpener = std::unique_ptr<File> (*)(const char* path);
 
 std::unique_ptr<File> OpenFile(const char* path);
@@ -43,8 +44,8 @@ struct ZeroedDeleter {
     void operator()(void* block) const { FreeZeroed(block); }
 };
 
-// For tests: puts another allocator in the place of AllocateZeroed's (FreeZeroed must be able to free what it gives);
-// null restores it.
+// For tests: puts another allocator in the place of AllocateZeroed's (FreeZeroed must be able to free what it
+// gives); null restores it.
 using ZeroedAllocator = void* (*)(std::size_t size);
 void SetZeroedAllocator(ZeroedAllocator allocator);
 

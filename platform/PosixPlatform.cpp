@@ -27,7 +27,8 @@ public:
         if (descriptor >= 0) close(descriptor);
     }
 
-    // O_NONBLOCK keeps a pipe or a device without a peer from holding up the open; a regular file does not mind it.
+    // O_NONBLOCK keeps a pipe or a device without a peer from holding up the open; a regular file does not
+    // mind it.
     bool Open(const char* path) {
         do {
             descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
@@ -46,8 +47,8 @@ public:
         got = 0;
         u32 sum = 0;
         while (sum < size) {
-            const ssize_t part =
-                read(descriptor, static_cast<unsigned char*>(dst) + sum, std::min<u32>(size - sum, kMostPerRead));
+            const ssize_t part = read(descriptor, static_cast<unsigned char*>(dst) + sum,
+                                      std::min<u32>(size - sum, kMostPerRead));
             if (part < 0 && errno == EINTR) continue;
             if (part < 0) return false;
             if (part == 0) break;

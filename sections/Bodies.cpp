@@ -1,5 +1,5 @@
-// What the nested sections 13, 14 and 15 share: bodies of known size, one after the other up to the section's end, which
-// a caller may leave unfinished.
+// What the nested sections 13, 14 and 15 share: bodies of known size, one after the other up to the section's
+// end, which a caller may leave unfinished.
 
 #include "core/SymFile.h"
 
@@ -15,9 +15,9 @@ i32 SymFile::InitialBodySection(u8 id, BodyCursor& cursor) {
     return Exhausted() ? SYM_END_OF_DATA : count;
 }
 
-// Moves behind the current body. SYM_OK: the next one may be read. SYM_END_OF_DATA: the section is used up. SYM_ERR_READ:
-// the data ended inside the body. A remainder of 2^31 bytes or more is none. `bodyRead` does not count what is skipped;
-// only a body that ends the section counts as used up.
+// Moves behind the current body. SYM_OK: the next one may be read. SYM_END_OF_DATA: the section is used up.
+// SYM_ERR_READ: the data ended inside the body. A remainder of 2^31 bytes or more is none. `bodyRead` does
+// not count what is skipped; only a body that ends the section counts as used up.
 i32 SymFile::SkipRest(BodyCursor& cursor) {
     if (sectionSize <= sectionConsumed) return SYM_END_OF_DATA;
     const i32 rest = static_cast<i32>(cursor.bodySize - cursor.bodyRead);

@@ -1,5 +1,5 @@
-// Section 9, the fund companies, and section 12, the issue companies: directories with 16-bit ids and counts. The layout
-// and the walk stand in Directories.h.
+// Section 9, the fund companies, and section 12, the issue companies: directories with 16-bit ids and counts.
+// The layout and the walk stand in Directories.h.
 
 #include "sections/Directories.h"
 

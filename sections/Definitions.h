@@ -1,4 +1,5 @@
-// What the preloaded sections 18 and 21 share: groups of ids with lists of values, parsed whole into an ordered map.
+// What the preloaded sections 18 and 21 share: groups of ids with lists of values, parsed whole into an
+// ordered map.
 //
 //   0   u16      section id
 //   2   u32      head value, not used
@@ -29,15 +30,16 @@ inline bool SymFile::ReadDefinitionList(std::vector<u16>& list, u16& length) {
     return ReadRun(list.data() + held, sizeof(u16), length) == length;
 }
 
-// A group is stored when it is whole, and replaces the lists of ids that are in the map. SYM_ERR_READ leaves the groups
-// stored before it.
+// A group is stored when it is whole, and replaces the lists of ids that are in the map. SYM_ERR_READ leaves
+// the groups stored before it.
 template <class Count>
 i32 SymFile::LoadDefinitions(u8 id, u32 listsPerGroup, DefinitionMap& map) {
     map.Clear();
     const i32 result = EnterSection(id);
     if (result != SYM_OK) return result;
     Count groupCount = 0;
-    if (!source.ReadStrict(&groupCount, sizeof groupCount)) return SYM_ERR_READ;  // not counted with the section
+    if (!source.ReadStrict(&groupCount, sizeof groupCount))
+        return SYM_ERR_READ;  // not counted with the section
     std::vector<u16> ids;
     std::vector<u16> values;
     for (Count group = 0; group < groupCount; ++group) {

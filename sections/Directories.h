@@ -1,4 +1,5 @@
-// The walk that all directories of ids and names share: sections 9, 10 and 12, and with wider fields 19, 20 and 22.
+// The walk that all directories of ids and names share: sections 9, 10 and 12, and with wider fields 19, 20
+// and 22.
 //
 //   0   u16        section id
 //   2   u32        head value: the limit on element bytes

@@ -1,4 +1,5 @@
-// Section 10, the Eidr countries: a directory with 16-bit ids and counts. The layout and the walk stand in Directories.h.
+// Section 10, the Eidr countries: a directory with 16-bit ids and counts. The layout and the walk stand in
+// Directories.h.
 
 #include "sections/Directories.h"
 

@@ -4,7 +4,8 @@
 //   2   u32      head value: bytes of all groups that follow
 //   6   groups   one after the other
 //
-// A group:  u16 group size, the bytes behind it | name, at most 49 characters | typed fields, up to the group size
+// A group:  u16 group size, the bytes behind it | name, at most 49 characters | typed fields, up to the group
+// size
 //
 // One call delivers one field, into a buffer of the caller.
 

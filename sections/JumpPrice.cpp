@@ -59,7 +59,8 @@ i32 SymFile::GetAgainJumpPriceData(i32* count, JumpPriceRecord* records, i32 cap
         } else if (ended) {
             result = SYM_MORE_DATA;
         }
-        if (result != SYM_OK) --jumpRecordIndex;  // the record at which the walk broke off does not count as walked
+        if (result != SYM_OK)
+            --jumpRecordIndex;  // the record at which the walk broke off does not count as walked
     }
     if (room > done) std::memset(records + done, 0, sizeof *records * (room - done));
     *count = static_cast<i32>(done);

@@ -1,5 +1,5 @@
-// Section 18, the level-2 EOD basic item definitions: groups with three lists, which stand in the file in the order
-// second, third, first. The layout and the parse stand in Definitions.h.
+// Section 18, the level-2 EOD basic item definitions: groups with three lists, which stand in the file in the
+// order second, third, first. The layout and the parse stand in Definitions.h.
 
 #include "sections/Definitions.h"
 
@@ -16,8 +16,8 @@ i32 SymFile::InitialLevel2EODBasicItemDefineSection() {
 }
 
 i32 SymFile::GetNextLevel2EODBasicItemDefine(u16* id, u16* firstCount, u16* firstItems, u32 firstCapacity,
-                                             u16* secondCount, u16* secondItems, u32 secondCapacity, u16* thirdCount,
-                                             u16* thirdItems, u32 thirdCapacity) {
+                                             u16* secondCount, u16* secondItems, u32 secondCapacity,
+                                             u16* thirdCount, u16* thirdItems, u32 thirdCapacity) {
     if (AnyNull(id, firstCount, secondCount, thirdCount) || NullArray(firstItems, firstCapacity) ||
         NullArray(secondItems, secondCapacity) || NullArray(thirdItems, thirdCapacity)) {
         return SYM_ERR_PARAM;
@@ -27,7 +27,8 @@ i32 SymFile::GetNextLevel2EODBasicItemDefine(u16* id, u16* firstCount, u16* firs
     const u16 smallest = map.Smallest();
     const DefinitionMap::Lists& lists = map.ListsOf(smallest);
     const auto [second, third, first] = lists.lengths;
-    if (first > firstCapacity || second > secondCapacity || third > thirdCapacity) return SYM_ERR_BUFFER_TOO_SMALL;
+    if (first > firstCapacity || second > secondCapacity || third > thirdCapacity)
+        return SYM_ERR_BUFFER_TOO_SMALL;
     const u16* const values = map.Values(lists);
     *id = smallest;
     *firstCount = first;

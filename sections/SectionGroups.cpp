@@ -29,7 +29,8 @@ i32 SymFile::InitializeSection11() {
     return Exhausted() ? SYM_END_OF_DATA : groupCount;
 }
 
-// Delivers one group, or as much of it as the array takes. `*count` is the fill level of the array and runs on.
+// Delivers one group, or as much of it as the array takes. `*count` is the fill level of the array and runs
+// on.
 i32 SymFile::GetNextSectionGroup(u8* groupId, i32* count, u8** members, i32 capacity) {
     if (AnyNull(groupId, count, members) || NullArray(*members, capacity) || *count < 0) return SYM_ERR_PARAM;
     SectionGroupCursor& cursor = sectionGroupCursor;
@@ -42,7 +43,8 @@ i32 SymFile::GetNextSectionGroup(u8* groupId, i32* count, u8** members, i32 capa
     }
     *groupId = cursor.currentGroupId;
     if (*count < capacity) {
-        const u32 wanted = std::min<u32>(cursor.memberCount - cursor.memberIndex, static_cast<u32>(capacity - *count));
+        const u32 wanted =
+            std::min<u32>(cursor.memberCount - cursor.memberIndex, static_cast<u32>(capacity - *count));
         const u32 came = ReadRun(*members + *count, 1, wanted, cursor.bytesRead);
         *count += static_cast<i32>(came);
         cursor.memberIndex = static_cast<u8>(cursor.memberIndex + came);

@@ -7,8 +7,8 @@
 // A group:  u8 group id | u8 item count | items
 // An item:  u8 lead byte | first text | second text
 //
-// The directory's size is compared with the bytes of the groups alone: the six bytes ahead of them are not counted. The
-// texts stay in the per-call arena until its next reset.
+// The directory's size is compared with the bytes of the groups alone: the six bytes ahead of them are not
+// counted. The texts stay in the per-call arena until its next reset.
 
 #include <cstring>
 
@@ -67,7 +67,8 @@ i32 SymFile::GetAgainSectionL2Data(i32* count, SectionL2Item* records, i32 capac
         }
     }
     if (*count < capacity) {
-        std::memset(static_cast<void*>(records + *count), 0, sizeof *records * static_cast<std::size_t>(capacity - *count));
+        std::memset(static_cast<void*>(records + *count), 0,
+                    sizeof *records * static_cast<std::size_t>(capacity - *count));
     }
     if (result != SYM_OK) return result;
     if (sectionL2ItemIndex != sectionL2ItemCount) return SYM_MORE_DATA;
@@ -76,8 +77,8 @@ i32 SymFile::GetAgainSectionL2Data(i32* count, SectionL2Item* records, i32 capac
     return SYM_OK;
 }
 
-// Reads an item. False when its texts find no room beside the earlier items of the call: the item is then put back for
-// the next call, which has the whole arena for it.
+// Reads an item. False when its texts find no room beside the earlier items of the call: the item is then put
+// back for the next call, which has the whole arena for it.
 bool SymFile::ReadSectionL2Item(SectionL2Item& item) {
     const u64 start = source.Position();
     const u32 consumedAtStart = sectionConsumed;

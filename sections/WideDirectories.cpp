@@ -1,5 +1,6 @@
-// Sections 19, 20 and 22, the fund main names, the futures sections V2 and the futures class types: directories with a
-// 32-bit count and, in section 19, 32-bit ids. The layout and the walk stand in Directories.h.
+// Sections 19, 20 and 22, the fund main names, the futures sections V2 and the futures class types:
+// directories with a 32-bit count and, in section 19, 32-bit ids. The layout and the walk stand in
+// Directories.h.
 
 #include "sections/Directories.h"
 
@@ -24,7 +25,9 @@ i32 SymFile::GetNextFuturesSectionV2(i32* count, u32* ids, char** names, u32 nam
     return NextDirectoryElement<u16>(futuresSectionCursor, count, ids, names, nameSize);
 }
 
-i32 SymFile::InitialFuturesClassType() { return InitialDirectory(kFuturesClassTypes, futuresClassTypeCursor); }
+i32 SymFile::InitialFuturesClassType() {
+    return InitialDirectory(kFuturesClassTypes, futuresClassTypeCursor);
+}
 
 i32 SymFile::GetNextFuturesClassType(i32* count, u32* ids, char** names, u32 nameSize) {
     return NextDirectoryElement<u16>(futuresClassTypeCursor, count, ids, names, nameSize);

@@ -8,9 +8,9 @@
 //   4   text       symbol
 //       fields     typed fields, up to recordSize
 //
-// A record is delivered in as many calls as it needs: first its own fields that are wanted, in file order, then the
-// wanted default fields whose id it does not carry. While a call reads, values stand in the per-call arena; before it
-// returns each is copied to a heap block that the caller owns.
+// A record is delivered in as many calls as it needs: first its own fields that are wanted, in file order,
+// then the wanted default fields whose id it does not carry. While a call reads, values stand in the per-call
+// arena; before it returns each is copied to a heap block that the caller owns.
 
 #include <cstring>
 #include <new>
@@ -23,8 +23,8 @@ namespace {
 
 constexpr u8 kSymbolSection = 2;
 
-// Copies a value to a block of its own; null for a null value, and when there is no memory. A fixed block may be longer
-// than its value: it goes on with what stands behind the value, up to `limit`, and then with zeros.
+// Copies a value to a block of its own; null for a null value, and when there is no memory. A fixed block may
+// be longer than its value: it goes on with what stands behind the value, up to `limit`, and then with zeros.
 void* CopyFieldValue(u8 tag, const void* value, u32 textSize, const u8* limit) {
     const u32 size = tag == kTextTag ? textSize : BlockSize(tag);
     if (size == 0 || value == nullptr) return nullptr;
@@ -58,7 +58,8 @@ i32 SymFile::GetNextSymData(char* text, i32 textMax, i32* count, SymFieldItem* i
     if (!found) return SYM_OK;
     ReadLoose(&recordSize, sizeof recordSize);
     u32 length = 0;
-    if (source.ReadText(reinterpret_cast<u8*>(text), textMax, &length) != SYM_OK) return SYM_ERR_BUFFER_TOO_SMALL;
+    if (source.ReadText(reinterpret_cast<u8*>(text), textMax, &length) != SYM_OK)
+        return SYM_ERR_BUFFER_TOO_SMALL;
     Consume(length, recordConsumed);
     return ReadSymFields(count, items, maxItems);
 }
@@ -74,8 +75,8 @@ i32 SymFile::GetSymDataProgress(double* progress) const {
     return SYM_OK;
 }
 
-// Delivers up to `maxItems` fields of the current record; the elements behind them are cleared. Values are handed over
-// unless the data or the record turned out broken.
+// Delivers up to `maxItems` fields of the current record; the elements behind them are cleared. Values are
+// handed over unless the data or the record turned out broken.
 i32 SymFile::ReadSymFields(i32* count, SymFieldItem* items, i32 maxItems) {
     *count = 0;
     i32 result = SYM_OK;
@@ -83,13 +84,14 @@ i32 SymFile::ReadSymFields(i32* count, SymFieldItem* items, i32 maxItems) {
     if (result != SYM_END_OF_DATA && result != SYM_ERR_FORMAT) HandOver(*count, items);
     if (defaultsPhase) result = AddDefaultFields(count, items, maxItems);
     if (*count < maxItems) {
-        std::memset(static_cast<void*>(items + *count), 0, sizeof *items * static_cast<std::size_t>(maxItems - *count));
+        std::memset(static_cast<void*>(items + *count), 0,
+                    sizeof *items * static_cast<std::size_t>(maxItems - *count));
     }
     return result;
 }
 
-// The record's own fields. A record whose fields are all read is complete, whatever else was found on the way, and its
-// default fields come next.
+// The record's own fields. A record whose fields are all read is complete, whatever else was found on the
+// way, and its default fields come next.
 i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
     arena.Reset();
     i32 result = SYM_OK;
@@ -98,7 +100,8 @@ i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
     } else if (recordSize > sectionSize || recordConsumed > sectionSize) {
         result = SYM_ERR_FORMAT;
     } else {
-        while (result == SYM_OK && *count < maxItems && recordConsumed < recordSize && sectionConsumed < sectionSize) {
+        while (result == SYM_OK && *count < maxItems && recordConsumed < recordSize &&
+               sectionConsumed < sectionSize) {
             result = ReadOwnField(count, items);
         }
     }
@@ -113,9 +116,9 @@ i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
     return result == SYM_OK ? SYM_MORE_DATA : result;
 }
 
-// One field. SYM_OK: it was read, and delivered if it is wanted. SYM_MORE_DATA: it finds no room in what is left of the
-// arena and was put back. SYM_ERR_BUFFER_TOO_SMALL: it finds none in the whole arena either. SYM_END_OF_DATA: the data
-// ends here.
+// One field. SYM_OK: it was read, and delivered if it is wanted. SYM_MORE_DATA: it finds no room in what is
+// left of the arena and was put back. SYM_ERR_BUFFER_TOO_SMALL: it finds none in the whole arena either.
+// SYM_END_OF_DATA: the data ends here.
 i32 SymFile::ReadOwnField(i32* count, SymFieldItem* items) {
     const u64 start = source.Position();
     SymFieldItem item;
@@ -141,7 +144,8 @@ i32 SymFile::ReadOwnField(i32* count, SymFieldItem* items) {
     return SYM_OK;
 }
 
-// The wanted default fields that the record does not carry, from the cursor on. The phase ends only with the table.
+// The wanted default fields that the record does not carry, from the cursor on. The phase ends only with the
+// table.
 i32 SymFile::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems) {
     if (*count == maxItems) return SYM_MORE_DATA;
     const u8* const limit = defaults.arena.Mark();
@@ -161,8 +165,8 @@ i32 SymFile::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems) {
     return SYM_OK;
 }
 
-// Turns the values of a call, which lie side by side in the arena, into blocks of the caller. A value ends where the gap
-// ahead of the next one begins.
+// Turns the values of a call, which lie side by side in the arena, into blocks of the caller. A value ends
+// where the gap ahead of the next one begins.
 void SymFile::HandOver(i32 count, SymFieldItem* items) {
     const u8* const limit = arena.Mark();
     for (i32 i = 0; i < count; ++i) {

@@ -22,7 +22,7 @@ namespace {
 // Draws the parts of a file. Every draw is a statement of its own: the order of evaluation inside an
 // expression is not the same everywhere.
 class Maker {
- public:
+public:
     Maker(Random& source, const RandomFileOptions& sizes) : random(source), options(sizes) {}
 
     std::uint32_t Amount(std::uint32_t wanted, std::uint32_t limit = 0xFFFFFFFFU) {
@@ -239,7 +239,7 @@ class Maker {
         }
     }
 
- private:
+private:
     Random& random;
     const RandomFileOptions& options;
 };

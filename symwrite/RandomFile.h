@@ -9,14 +9,14 @@ namespace symwrite {
 
 // A small generator of its own (SplitMix64), because the standard's distributions differ between libraries.
 class Random {
- public:
+public:
     explicit Random(std::uint64_t seed) : state(seed) {}
     std::uint64_t Next();
     // A number from 0 to `bound - 1`; 0 for a bound of 0.
     std::uint32_t Below(std::uint32_t bound);
     bool OneIn(std::uint32_t n) { return Below(n) == 0; }
 
- private:
+private:
     std::uint64_t state;
 };
 

@@ -54,9 +54,7 @@ const std::vector<SectionKind>& Kinds() {
 
 constexpr std::uint64_t kU32Max = std::numeric_limits<std::uint32_t>::max();
 
-std::uint64_t MaxOfWidth(std::size_t width) {
-    return (std::uint64_t{1} << (8 * width)) - 1;
-}
+std::uint64_t MaxOfWidth(std::size_t width) { return (std::uint64_t{1} << (8 * width)) - 1; }
 
 // Takes bytes and passes them on to a stream in pieces, keeps them, or only counts them. It also carries the
 // path to the data under way, for messages.
@@ -67,7 +65,7 @@ class Emitter {
         std::size_t index;
     };
 
- public:
+public:
     enum class Mode { Count, Keep };
 
     explicit Emitter(Mode mode) : counting(mode == Mode::Count) {}
@@ -144,7 +142,7 @@ class Emitter {
 
     // Marks the element under way for as long as it lives.
     class At {
-     public:
+    public:
         At(Emitter& out, const char* member, std::size_t index = kNoIndex) : path(*out.path) {
             path.push_back({member, index});
         }
@@ -152,7 +150,7 @@ class Emitter {
         At(const At&) = delete;
         At& operator=(const At&) = delete;
 
-     private:
+    private:
         std::vector<Step>& path;
     };
 
@@ -168,7 +166,7 @@ class Emitter {
     std::uint64_t Total() const { return total; }
     Bytes Take() { return std::move(buffer); }
 
- private:
+private:
     static constexpr std::size_t kPiece = 1 << 16;
 
     bool counting = false;
@@ -452,7 +450,7 @@ void EmitSection(Emitter& out, const Section& section, std::uint64_t elementByte
 
 // Follows the offsets of the sections. All sums are 64 bits wide and held to what the directory can tell.
 class Placer {
- public:
+public:
     explicit Placer(const File& file) : at(2 + std::uint64_t{10} * file.sections.size()) {}
 
     SectionPlace Place(const Emitter& out, const Section& section, std::uint64_t elementBytes) {
@@ -468,7 +466,7 @@ class Placer {
                 static_cast<std::uint32_t>(groupsAlone ? elementBytes : bytes)};
     }
 
- private:
+private:
     std::uint64_t at;
 };
 
@@ -509,9 +507,7 @@ std::size_t PayloadWidth(std::uint8_t tag) {
     return tag < 10 ? kWidths[tag] : 0;
 }
 
-Field TextField(std::uint16_t id, std::string text) {
-    return {id, kTextTag, std::move(text)};
-}
+Field TextField(std::uint16_t id, std::string text) { return {id, kTextTag, std::move(text)}; }
 
 Field NumberField(std::uint16_t id, std::uint8_t tag, std::uint64_t number) {
     const std::size_t width = PayloadWidth(tag);
@@ -525,13 +521,9 @@ Field NumberField(std::uint16_t id, std::uint8_t tag, std::uint64_t number) {
     return field;
 }
 
-Field NullField(std::uint16_t id, std::uint8_t tag) {
-    return {id, tag, {}};
-}
+Field NullField(std::uint16_t id, std::uint8_t tag) { return {id, tag, {}}; }
 
-std::span<const SectionKind> SectionKinds() {
-    return Kinds();
-}
+std::span<const SectionKind> SectionKinds() { return Kinds(); }
 
 const SectionKind* FindSectionKind(std::uint16_t id) {
     const auto& kinds = Kinds();

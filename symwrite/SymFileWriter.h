@@ -25,12 +25,12 @@ using Bytes = std::vector<std::uint8_t>;
 // Content that a symbol file cannot express, or a stream that did not take the bytes. Nothing is ever cut to
 // fit.
 class WriteError : public std::runtime_error {
- public:
+public:
     // `place` is a path into the data, as in "/sections/2/groups/3/name".
     WriteError(const std::string& place, const std::string& message);
     const std::string& Where() const { return where; }
 
- private:
+private:
     std::string where;
 };
 
@@ -289,7 +289,7 @@ void Write(const File& file, std::ostream& out);
 // come first); it must outlive the writer. The stream must allow seeking: the directory is written last, so
 // that a file without `Finish` has none.
 class SymbolStreamWriter {
- public:
+public:
     SymbolStreamWriter(const File& shell, std::ostream& out);
     SymbolStreamWriter(const SymbolStreamWriter&) = delete;
     SymbolStreamWriter& operator=(const SymbolStreamWriter&) = delete;
@@ -298,7 +298,7 @@ class SymbolStreamWriter {
     void Add(const Symbol& symbol);
     void Finish();
 
- private:
+private:
     struct State;
     std::unique_ptr<State> state;
 };
