@@ -1,0 +1,233 @@
+#include "tools/tvsym/Dictionary.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tools/tvsym/Sections.h"
+
+namespace tvsym {
+
+namespace {
+
+constexpr std::pair<std::string_view, ValueType> kTypes[] = {
+    {"text", ValueType::Text},   {"unsigned", ValueType::Unsigned}, {"signed", ValueType::Signed},
+    {"float", ValueType::Float}, {"date", ValueType::Date},         {"hex", ValueType::Hex}};
+
+std::optional<u16> ParseId(std::string_view text) {
+    u16 id = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(id) : std::nullopt;
+}
+
+FieldDefinition ParseDefinition(const nlohmann::json& json, const std::string& place) {
+    const auto refuse = [&](const std::string& why) {
+        throw ToolError(kExitUnreadable, fmt::format("{}: {}", place, why));
+    };
+    if (!json.is_object() || !json.contains("name") || !json["name"].is_string()) {
+        refuse(R"(expected an object with a "name")");
+    }
+    FieldDefinition definition;
+    definition.name = json["name"];
+    const std::string type = json.contains("type") && json["type"].is_string() ? json["type"] : "";
+    bool known = false;
+    for (const auto& [name, value] : kTypes) {
+        if (name == type) {
+            definition.type = value;
+            known = true;
+        }
+    }
+    if (!known) {
+        refuse(fmt::format(R"("type" is "{}"; expected text, unsigned, signed, float, date or hex)", type));
+    }
+    if (json.contains("tag")) {
+        if (!json["tag"].is_number_unsigned() || json["tag"].get<u64>() > UINT8_MAX) {
+            refuse(R"("tag" is not a number from 0 to 255)");
+        }
+        definition.tag = json["tag"].get<u8>();
+    }
+    return definition;
+}
+
+u64 Unsigned(std::string_view payload) {
+    u64 number = 0;
+    for (size_t at = payload.size(); at-- > 0;) {
+        number = number << 8 | static_cast<u8>(payload[at]);
+    }
+    return number;
+}
+
+i64 Signed(std::string_view payload) {
+    const size_t unused = 64 - 8 * payload.size();
+    return static_cast<i64>(Unsigned(payload) << unused) >> unused;
+}
+
+double Float(std::string_view payload) {
+    if (payload.size() == sizeof(float)) {
+        float number = 0;
+        std::memcpy(&number, payload.data(), sizeof number);
+        return number;
+    }
+    double number = 0;
+    std::memcpy(&number, payload.data(), sizeof number);
+    return number;
+}
+
+// A float prints with the digits that tell it from its neighbours, not with those of the double that holds
+// it.
+std::string FloatText(std::string_view payload) {
+    return payload.size() == sizeof(float) ? fmt::format("{}", static_cast<float>(Float(payload)))
+                                           : fmt::format("{}", Float(payload));
+}
+
+bool IsDate(u64 number) {
+    const u64 month = number / 100 % 100;
+    const u64 day = number % 100;
+    return number >= 10000101 && number <= 99991231 && month >= 1 && month <= 12 && day >= 1 && day <= 31;
+}
+
+std::string DateText(u64 number) {
+    return fmt::format("{:04}-{:02}-{:02}", number / 10000, number / 100 % 100, number % 100);
+}
+
+}  // namespace
+
+Dictionary Dictionary::Load(const std::string& path, const std::string& symbolFile) {
+    std::string file = path;
+    if (file.empty()) {
+        file = symbolFile + ".fields.json";
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(file, error)) {
+            return {};
+        }
+    }
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        throw ToolError(kExitUnreadable, fmt::format("{}: {}", file, std::strerror(errno)));
+    }
+    Dictionary dictionary;
+    nlohmann::json json;
+    try {
+        json = nlohmann::json::parse(stream);
+    } catch (const nlohmann::json::exception& error) {
+        throw ToolError(kExitUnreadable, fmt::format("{}: not JSON: {}", file, error.what()));
+    }
+    if (!json.is_object()) {
+        throw ToolError(kExitUnreadable, fmt::format("{}: expected an object of field ids", file));
+    }
+    for (const auto& [key, value] : json.items()) {
+        const std::optional<u16> id = ParseId(key);
+        if (!id) {
+            throw ToolError(kExitUnreadable,
+                            fmt::format("{}: \"{}\" is not a field id (0 to 65535)", file, key));
+        }
+        FieldDefinition definition = ParseDefinition(value, fmt::format("{}: field {}", file, key));
+        if (!dictionary.ids.emplace(definition.name, *id).second) {
+            throw ToolError(kExitUnreadable,
+                            fmt::format("{}: two fields have the name \"{}\"", file, definition.name));
+        }
+        dictionary.fields.emplace(*id, std::move(definition));
+    }
+    return dictionary;
+}
+
+const FieldDefinition* Dictionary::Find(u16 id) const {
+    const auto found = fields.find(id);
+    return found == fields.end() ? nullptr : &found->second;
+}
+
+std::optional<u16> Dictionary::IdOf(std::string_view nameOrId) const {
+    const auto found = ids.find(nameOrId);
+    return found != ids.end() ? std::optional(found->second) : ParseId(nameOrId);
+}
+
+std::string Dictionary::NameOf(u16 id) const {
+    const FieldDefinition* definition = Find(id);
+    return definition ? definition->name : fmt::format("{}", id);
+}
+
+ValueType Dictionary::TypeOf(u16 id, u8 tag, size_t payloadSize) const {
+    const ValueType plain = tag == kTextTag ? ValueType::Text : ValueType::Hex;
+    const FieldDefinition* definition = Find(id);
+    if (!definition || tag == kTextTag || definition->type == ValueType::Text) {
+        return definition && definition->type == ValueType::Text ? ValueType::Text : plain;
+    }
+    if (payloadSize != PayloadWidth(tag) || payloadSize == 0) {
+        return plain;
+    }
+    if (definition->type == ValueType::Float && payloadSize != sizeof(float) &&
+        payloadSize != sizeof(double)) {
+        return plain;
+    }
+    return definition->type;
+}
+
+std::string ValueText(ValueType type, std::string_view payload, TextCodec& codec) {
+    switch (type) {
+        case ValueType::Text:
+            return codec.Display(payload);
+        case ValueType::Unsigned:
+            return fmt::format("{}", Unsigned(payload));
+        case ValueType::Signed:
+            return fmt::format("{}", Signed(payload));
+        case ValueType::Float:
+            return FloatText(payload);
+        case ValueType::Date:
+            return IsDate(Unsigned(payload)) ? DateText(Unsigned(payload))
+                                             : fmt::format("{}", Unsigned(payload));
+        case ValueType::Hex:
+            break;
+    }
+    return payload.empty() ? "" : "0x" + Hex(payload);
+}
+
+std::string ValueJson(ValueType type, std::string_view payload, TextCodec& codec) {
+    switch (type) {
+        case ValueType::Text:
+            return JsonText(payload, codec);
+        case ValueType::Unsigned:
+        case ValueType::Signed:
+            return ValueText(type, payload, codec);
+        case ValueType::Float:
+            return std::isfinite(Float(payload)) ? FloatText(payload) : JsonString(FloatText(payload));
+        case ValueType::Date:
+            return IsDate(Unsigned(payload)) ? JsonString(DateText(Unsigned(payload)))
+                                             : fmt::format("{}", Unsigned(payload));
+        case ValueType::Hex:
+            break;
+    }
+    return payload.empty() ? "null" : JsonString("0x" + Hex(payload));
+}
+
+std::string JsonString(std::string_view utf8) {
+    std::string json;
+    json.reserve(utf8.size() + 2);
+    json += '"';
+    for (const char c : utf8) {
+        if (c == '"' || c == '\\') {
+            json += '\\';
+            json += c;
+        } else if (static_cast<u8>(c) < 0x20 || c == 0x7f) {
+            json += c == '\n'   ? "\\n"
+                    : c == '\t' ? "\\t"
+                    : c == '\r' ? "\\r"
+                                : fmt::format("\\u{:04x}", static_cast<u8>(c));
+        } else {
+            json += c;
+        }
+    }
+    json += '"';
+    return json;
+}
+
+std::string JsonText(std::string_view bytes, TextCodec& codec) {
+    const std::optional<std::string_view> text = codec.Decode(bytes);
+    return text ? JsonString(*text) : fmt::format(R"({{"hex":"{}"}})", Hex(bytes));
+}
+
+}  // namespace tvsym

@@ -1,0 +1,190 @@
+// tvsym info: the directory, in file order, with what lies between its sections.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+#include "tools/tvsym/Commands.h"
+#include "tools/tvsym/Options.h"
+#include "tools/tvsym/Terminal.h"
+
+namespace tvsym {
+
+namespace {
+
+struct InfoOptions : FileOptions {
+    bool json = false;
+};
+
+// A stretch of the file that belongs to no section, or to two.
+struct Stretch {
+    u64 offset;
+    u64 size;
+    std::string what;
+};
+
+struct Extent {
+    u64 begin;
+    u64 end;
+    std::string name;
+};
+
+std::vector<Stretch> GapsAndOverlaps(const RawFile& raw) {
+    std::vector<Extent> extents = {{0, 2 + u64{10} * raw.entryCount, "the directory"}};
+    for (const DirectoryEntry& entry : raw.directory) {
+        extents.push_back({entry.offset, entry.End(), fmt::format("section {}", entry.id)});
+    }
+    std::stable_sort(extents.begin(), extents.end(),
+                     [](const Extent& a, const Extent& b) { return a.begin < b.begin; });
+    std::vector<Stretch> stretches;
+    const Extent* furthest = &extents.front();
+    for (const Extent& extent : extents) {
+        if (extent.begin > furthest->end && furthest->end < raw.fileSize) {
+            const u64 end = std::min(extent.begin, raw.fileSize);
+            stretches.push_back({furthest->end, end - furthest->end, "belong to no section"});
+        } else if (&extent != furthest && extent.begin < furthest->end && extent.end > extent.begin) {
+            stretches.push_back({extent.begin, std::min(extent.end, furthest->end) - extent.begin,
+                                 fmt::format("belong to {} and to {}", furthest->name, extent.name)});
+        }
+        if (extent.end > furthest->end) {
+            furthest = &extent;
+        }
+    }
+    if (furthest->end < raw.fileSize) {
+        stretches.push_back({furthest->end, raw.fileSize - furthest->end, "belong to no section"});
+    }
+    return stretches;
+}
+
+// What stands in the column on the id at the section's start.
+std::string StartText(const DirectoryEntry& entry) {
+    if (!entry.idAtStart) {
+        return "behind the end";
+    }
+    return *entry.idAtStart == entry.id ? "ok" : fmt::format("{} found", *entry.idAtStart);
+}
+
+std::string ElementsText(const DirectoryEntry& entry, const Walk& walk) {
+    if (!entry.firstOfId) {
+        return "not reached";
+    }
+    if (!walk.present) {
+        return FindSection(entry.id) ? "-" : "no reader";
+    }
+    return fmt::format("{}{}", Grouped(walk.rows[0]), walk.problems.empty() ? "" : "!");
+}
+
+using Walks = std::map<u16, Walk>;
+
+void PrintTable(Output& out, const Reader& reader, const Walks& walks,
+                const std::vector<Stretch>& stretches) {
+    const RawFile& raw = reader.Raw();
+    out.Write(fmt::format("{}: {} bytes, {} section{}\n\n", reader.Name(), Grouped(raw.fileSize),
+                          raw.entryCount, raw.entryCount == 1 ? "" : "s"));
+    using enum Table::Align;
+    Table table(
+        out,
+        {{"id", Right}, {"name"}, {"offset", Right}, {"size", Right}, {"elements", Right}, {"id at start"}});
+    for (const DirectoryEntry& entry : raw.directory) {
+        const Walk& walk = walks.at(entry.id);
+        const bool good = entry.Readable() && entry.End() <= raw.fileSize && walk.problems.empty();
+        table.Row({fmt::format("{}", entry.id), SectionTitle(entry.id), fmt::format("0x{:x}", entry.offset),
+                   Grouped(entry.size), ElementsText(entry, walk), StartText(entry)},
+                  good || !FindSection(entry.id) ? Style::Plain : Style::Bad);
+    }
+    table.Finish();
+    if (!stretches.empty()) {
+        out.Write("\n");
+    }
+    for (const Stretch& stretch : stretches) {
+        out.Write(fmt::format("0x{:x}: {} byte{} {}\n", stretch.offset, Grouped(stretch.size),
+                              stretch.size == 1 ? "" : "s", stretch.what));
+    }
+}
+
+std::string EntryJson(const DirectoryEntry& entry, const Walk& walk) {
+    const SectionInfo* section = FindSection(entry.id);
+    std::string levels;
+    for (size_t level = 0; entry.firstOfId && level < walk.rows.size(); ++level) {
+        levels += fmt::format("{}\"{}\":{}", levels.empty() ? "" : ",", section->levels[level].name,
+                              walk.rows[level]);
+    }
+    return fmt::format(
+        R"({{"id":{},"name":{},"offset":{},"size":{},"idAtStart":{},"read":{},"elements":{}}})", entry.id,
+        section ? JsonString(section->name) : "null", entry.offset, entry.size,
+        entry.idAtStart ? fmt::format("{}", *entry.idAtStart) : "null", entry.firstOfId && walk.present,
+        levels.empty() ? "null" : "{" + levels + "}");
+}
+
+std::string ProblemJson(const Problem& problem) {
+    return fmt::format(R"({{"section":{},"offset":{},"what":{}}})",
+                       problem.section ? fmt::format("{}", problem.section) : "null",
+                       problem.offset ? fmt::format("{}", *problem.offset) : "null",
+                       JsonString(problem.what));
+}
+
+void PrintJson(Output& out, const Reader& reader, const Walks& walks, const std::vector<Stretch>& stretches,
+               const std::vector<Problem>& problems) {
+    const RawFile& raw = reader.Raw();
+    TextCodec plain;
+    out.Write(fmt::format("{{\"file\":{},\"size\":{},\"sectionCount\":{},\"sections\":[",
+                          JsonText(reader.Name(), plain), raw.fileSize, raw.entryCount));
+    const char* separator = "\n";
+    for (const DirectoryEntry& entry : raw.directory) {
+        out.Write(separator + EntryJson(entry, walks.at(entry.id)));
+        separator = ",\n";
+    }
+    out.Write("],\n\"stretches\":[");
+    separator = "\n";
+    for (const Stretch& stretch : stretches) {
+        out.Write(fmt::format(R"({}{{"offset":{},"size":{},"what":{}}})", separator, stretch.offset,
+                              stretch.size, JsonString(stretch.what)));
+        separator = ",\n";
+    }
+    out.Write("],\n\"problems\":[");
+    separator = "\n";
+    for (const Problem& problem : problems) {
+        out.Write(separator + ProblemJson(problem));
+        separator = ",\n";
+    }
+    out.Write("]}\n");
+}
+
+int RunInfo(const InfoOptions& options) {
+    ProgressBar progress(options.file, 0, options.quiet);
+    Reader reader(options.file, {options.Mode(), {}, &progress});
+    progress.SetTotal(reader.Raw().fileSize);
+    std::vector<Problem> problems = reader.DirectoryProblems();
+    Walks walks;
+    for (const DirectoryEntry& entry : reader.Raw().directory) {
+        if (!walks.contains(entry.id)) {
+            const Walk walk = reader.WalkSection(entry.id, [](size_t, std::span<const Cell>) {});
+            problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
+            walks[entry.id] = walk;
+        }
+    }
+    progress.Hide();
+    const std::vector<Stretch> stretches = GapsAndOverlaps(reader.Raw());
+    Output out;
+    if (options.json) {
+        PrintJson(out, reader, walks, stretches, problems);
+    } else {
+        PrintTable(out, reader, walks, stretches);
+    }
+    out.Close();
+    for (const Problem& problem : problems) {
+        PrintProblem(reader.Name(), problem);
+    }
+    return problems.empty() ? kExitOk : kExitFindings;
+}
+
+}  // namespace
+
+RunCommand AddInfo(CLI::App& app) {
+    auto options = std::make_shared<InfoOptions>();
+    AddFileOptions(app, *options);
+    app.add_flag("--json", options->json, "one JSON document");
+    return [options] { return RunInfo(*options); };
+}
+
+}  // namespace tvsym

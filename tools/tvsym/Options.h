@@ -1,0 +1,38 @@
+// Options that commands share.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/tvsym/Dictionary.h"
+#include "tools/tvsym/Reader.h"
+
+namespace tvsym {
+
+struct FileOptions {
+    std::string file;
+    std::string dictionary;
+    std::string encoding = "UTF-8";
+    bool fileMode = false;
+    bool quiet = false;
+
+    ReadMode Mode() const { return fileMode ? ReadMode::File : ReadMode::Auto; }
+};
+
+// FILE, --file-mode, --quiet.
+void AddFileOptions(CLI::App& app, FileOptions& options);
+
+// --dictionary, --encoding.
+void AddValueOptions(CLI::App& app, FileOptions& options);
+
+// Ids from names of the dictionary and numbers, as --fields takes them; throws ToolError with kExitUsage.
+std::vector<u16> FieldIds(const std::vector<std::string>& namesOrIds, const Dictionary& dictionary);
+
+// Ids from --section; throws ToolError with kExitUsage.
+std::vector<u16> SectionIds(const std::vector<std::string>& namesOrIds);
+
+// Of the words, the one with the fewest differing letters; empty when none is near.
+std::string Nearest(const std::string& word, const std::vector<std::string>& words);
+
+}  // namespace tvsym

@@ -1,0 +1,102 @@
+#include "tools/tvsym/RawFile.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+namespace tvsym {
+
+namespace {
+
+[[noreturn]] void Refuse(const std::string& path, const std::string& why) {
+    throw ToolError(kExitUnreadable, fmt::format("{}: {}", path, why));
+}
+
+// Bytes delivered, fewer than `size` at the end of the file.
+size_t ReadAt(std::ifstream& file, u8* to, size_t size, u64 offset) {
+    file.clear();
+    file.seekg(static_cast<std::streamoff>(offset));
+    file.read(reinterpret_cast<char*>(to), static_cast<std::streamsize>(size));
+    return static_cast<size_t>(file.gcount());
+}
+
+u16 Get16(const u8* from) { return static_cast<u16>(from[0] | from[1] << 8); }
+u32 Get32(const u8* from) { return Get16(from) | static_cast<u32>(Get16(from + 2)) << 16; }
+
+// A file without signature can only be told by whether its directory makes sense: some section starts with
+// its id, or, in a file that was cut off, all ids are ones that exist.
+bool LooksLikeSymbolFile(const RawFile& raw) {
+    if (raw.entryCount == 0) {
+        return raw.fileSize == 2;
+    }
+    const auto& entries = raw.directory;
+    const auto found = [](const DirectoryEntry& entry) { return entry.idAtStart == entry.id; };
+    const auto known = [](const DirectoryEntry& entry) { return entry.id >= 1 && entry.id <= 22; };
+    constexpr u16 kCredible = 1000;
+    return std::any_of(entries.begin(), entries.end(), found) ||
+           (raw.entryCount <= kCredible && std::all_of(entries.begin(), entries.end(), known));
+}
+
+}  // namespace
+
+const DirectoryEntry* RawFile::Find(u16 id) const {
+    const auto found = std::find_if(directory.begin(), directory.end(),
+                                    [&](const DirectoryEntry& entry) { return entry.id == id; });
+    return found == directory.end() ? nullptr : &*found;
+}
+
+RawFile RawFile::Read(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) {
+        Refuse(path, error ? error.message() : "no such file");
+    }
+    if (std::filesystem::is_directory(status)) {
+        Refuse(path, "is a directory, not a symbol file");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        Refuse(path, "is not a regular file");
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        Refuse(path, std::strerror(errno));
+    }
+    RawFile raw;
+    raw.fileSize = std::filesystem::file_size(path, error);
+    if (raw.fileSize == 0) {
+        Refuse(path, "is empty; a symbol file starts with the number of its sections");
+    }
+    std::array<u8, 2> head = {};
+    if (ReadAt(file, head.data(), 2, 0) < 2) {
+        Refuse(path, "is not a symbol file: it is one byte long");
+    }
+    raw.entryCount = Get16(head.data());
+    std::vector<u8> bytes(size_t{raw.entryCount} * 10);
+    const size_t got = ReadAt(file, bytes.data(), bytes.size(), 2);
+    std::set<u16> seen;
+    for (size_t at = 0; at + 10 <= got; at += 10) {
+        DirectoryEntry entry;
+        entry.id = Get16(&bytes[at]);
+        entry.offset = Get32(&bytes[at + 2]);
+        entry.size = Get32(&bytes[at + 6]);
+        if (ReadAt(file, head.data(), 2, entry.offset) == 2) {
+            entry.idAtStart = Get16(head.data());
+        }
+        entry.firstOfId = seen.insert(entry.id).second;
+        raw.directory.push_back(entry);
+    }
+    if (!LooksLikeSymbolFile(raw)) {
+        Refuse(path,
+               fmt::format("is not a symbol file: its head announces {} sections, and none of them is there",
+                           raw.entryCount));
+    }
+    return raw;
+}
+
+}  // namespace tvsym

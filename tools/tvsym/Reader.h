@@ -1,0 +1,143 @@
+// Reading a symbol file the way every command of the tool does: through the library's exported functions
+// alone.
+//
+// How a command uses it:
+//
+//     FileOptions options;                        // Options.h: FILE, --file-mode, --dictionary, --encoding,
+//     --quiet
+//     ...AddFileOptions(app, options)...
+//
+//     Reader reader(options.file, {options.Mode()});     // throws ToolError (exit status 2) when it cannot
+//     for (const Problem& problem : reader.DirectoryProblems()) PrintProblem(reader.Name(), problem);
+//
+//     Walk walk = reader.WalkSymbols([&](const SymbolView& symbol) {
+//         ...symbol.text, symbol.fields: own fields first, then defaults...
+//         return true;                            // false ends the walk
+//     });
+//     for (const Problem& problem : walk.problems) PrintProblem(reader.Name(), problem);
+//
+//     walk = reader.WalkSection(14, [&](size_t level, std::span<const Cell> cells) {
+//         ...one row; Sections.h tells the columns of each level...
+//     });
+//     return walk.problems.empty() ? kExitOk : kExitFindings;
+//
+// Rows come one by one and nothing is kept, so memory does not grow with the file. What a row or symbol
+// points to lives until the callback returns. A damaged section delivers what can be read, and `problems`
+// says where it broke.
+//
+// A file has one cursor: a walk must not begin inside the callback of another walk on the same Reader. Two
+// Readers may stand side by side (diff), but not on one file: the library opens a file for itself alone.
+//
+// Default fields. Right after the open, with no record in progress, tv_GetAgainSymData hands out the whole
+// table of default fields as it would for a record without fields; Reader calls it there, once, and keeps the
+// copies (Defaults()). In the symbol walk a record's own fields come first and its defaults behind them. How
+// many are own follows from tv_GetSymDataProgress: its step over one record is the record's size in the file,
+// and each own field takes 3 bytes and its payload. With a filter the bytes of fields that were left out are
+// counted as well, so nothing can be told; then SymbolView::marked is false.
+//
+// Reading mode. Files up to 64 MiB are read whole (memory mode), larger ones through the library's buffer
+// (file mode), so that memory stays bounded. A command may ask for one of the two.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/tvsym/RawFile.h"
+#include "tools/tvsym/Sections.h"
+#include "tools/tvsym/Tool.h"
+
+namespace tvsym {
+
+class ProgressBar;
+
+// One column of one row. Which member counts, the column's kind says.
+struct Cell {
+    u64 number = 0;             // Number; the tag of a Field
+    std::string_view bytes;     // Text (without its zero byte), Bytes, Field (payload)
+    std::span<const u16> list;  // List
+};
+
+struct FieldView {
+    u16 id = 0;
+    u8 tag = 0;
+    bool isDefault = false;
+    bool cut = false;        // the data ended inside the payload; `value` holds what came
+    std::string_view value;  // payload; a text without its zero byte
+};
+
+struct SymbolView {
+    std::string_view text;
+    std::span<const FieldView> fields;
+    bool marked = true;    // FieldView::isDefault tells own fields from defaults
+    bool complete = true;  // false: the record broke off; `fields` holds what came
+};
+
+// How a walk over one section went.
+struct Walk {
+    bool present = false;         // the library found the section
+    std::vector<u64> rows;        // delivered, for each level
+    std::optional<u64> declared;  // rows of level 0 that the section's head announces, where it does
+    u64 consumed = 0;  // bytes of the section that were gone through, counted as its directory size counts
+    std::vector<Problem> problems;
+};
+
+using SymbolSink = std::function<bool(const SymbolView& symbol)>;
+using RowSink = std::function<void(size_t level, std::span<const Cell> cells)>;
+
+enum class ReadMode : u8 { Auto, File, Memory };
+
+struct ReaderOptions {
+    ReadMode mode = ReadMode::Auto;
+    std::vector<u16> filter = {};     // ids for the library's filter; none: all fields
+    ProgressBar* progress = nullptr;  // told of the bytes gone through
+};
+
+class Reader {
+public:
+    // "-" reads the standard input, by way of a temporary file.
+    explicit Reader(const std::string& path, ReaderOptions options = {});
+    ~Reader();
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+
+    const std::string& Name() const { return name; }  // for messages
+    const RawFile& Raw() const { return raw; }
+    u16 Handle() const { return handle; }
+
+    // Section 1, in file order, duplicates included; through the filter when there is one.
+    const std::vector<FieldView>& Defaults() const { return defaults; }
+
+    // What the directory alone shows to be wrong: cut off, sections behind the end, a wrong id at the start,
+    // entries that nothing reads.
+    std::vector<Problem> DirectoryProblems() const;
+
+    // Every symbol; the sink's false ends the walk. A repeat starts again at the first symbol.
+    Walk WalkSymbols(const SymbolSink& sink);
+
+    // Every row of a section, each level in file order. Sections 18 and 21 come by ascending id. Of section 2
+    // the rows are the records' own fields. An id without reader gives a Walk that is not present.
+    Walk WalkSection(u16 id, const RowSink& sink);
+
+private:
+    friend class Walker;
+
+    const std::string& Path() const { return spoolPath.empty() ? name : spoolPath; }
+    void Open();
+    i32 TryOpen(u32 budget, bool wholeFile) const;
+    [[noreturn]] void RefuseOpen(i32 code) const;
+    void LoadDefaults();
+
+    std::string name;
+    std::string spoolPath;  // of the temporary file, removed at the end
+    ReaderOptions options;
+    RawFile raw;
+    u16 handle = 0;
+    u16 lastEntered = 0;  // section that was walked last
+    std::vector<FieldView> defaults;
+    std::vector<std::string> defaultValues;  // what they point to
+};
+
+}  // namespace tvsym

@@ -1,0 +1,43 @@
+// What the tool asks of the operating system beyond the standard library. SystemPosix.cpp and
+// SystemWindows.cpp stand side by side; no other file of the tool includes a system header.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tvsym {
+
+// Once, first thing in main: a closed pipe gives an error instead of a signal, streams carry bytes as they
+// are.
+void PrepareProcess();
+
+// Whether another opener holds the file for itself.
+bool LockedByAnother(const std::string& path);
+
+// Creates an empty file of its own in `directory` and gives its path; throws ToolError. An empty directory
+// stands for the one for temporary files.
+std::string MakeTemporaryFile(const std::string& directory);
+
+bool IsTerminal(std::FILE* stream);
+
+// Columns of the terminal that `stream` goes to; 80 when that is not known.
+size_t TerminalColumns(std::FILE* stream);
+
+// Columns that a character takes on a terminal: 0, 1 or 2.
+int CharacterWidth(char32_t character);
+
+// Converts between character sets. Each call converts one whole text.
+class Converter {
+public:
+    // Null when the system knows no such conversion.
+    static std::unique_ptr<Converter> Make(const std::string& from, const std::string& to);
+    virtual ~Converter() = default;
+
+    // None when the text cannot be converted whole.
+    virtual std::optional<std::string> Convert(std::string_view text) = 0;
+};
+
+}  // namespace tvsym

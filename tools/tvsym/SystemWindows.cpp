@@ -1,0 +1,71 @@
+#ifdef _WIN32
+
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <io.h>
+#include <windows.h>
+
+#include "tools/tvsym/System.h"
+#include "tools/tvsym/Tool.h"
+
+namespace tvsym {
+
+void PrepareProcess() {
+    _setmode(_fileno(stdin), _O_BINARY);
+    _setmode(_fileno(stdout), _O_BINARY);
+    SetConsoleOutputCP(CP_UTF8);
+}
+
+bool LockedByAnother(const std::string& path) {
+    HANDLE file =
+        CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        return GetLastError() == ERROR_SHARING_VIOLATION;
+    }
+    CloseHandle(file);
+    return false;
+}
+
+std::string MakeTemporaryFile(const std::string& directory) {
+    char temporary[MAX_PATH + 1] = {};
+    char path[MAX_PATH + 1] = {};
+    GetTempPathA(sizeof temporary, temporary);
+    if (GetTempFileNameA(directory.empty() ? temporary : directory.c_str(), "tvs", 0, path) == 0) {
+        throw ToolError(kExitUnreadable,
+                        fmt::format("{}: no temporary file can be created there", directory));
+    }
+    return path;
+}
+
+bool IsTerminal(std::FILE* stream) { return _isatty(_fileno(stream)) != 0; }
+
+size_t TerminalColumns(std::FILE*) {
+    CONSOLE_SCREEN_BUFFER_INFO info = {};
+    if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_ERROR_HANDLE), &info)) {
+        return 80;
+    }
+    return static_cast<size_t>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
+// The blocks of East Asian wide characters, and combining marks.
+int CharacterWidth(char32_t character) {
+    if ((character >= 0x300 && character <= 0x36f) || (character >= 0x200b && character <= 0x200f)) {
+        return 0;
+    }
+    const bool wide =
+        (character >= 0x1100 && character <= 0x115f) || (character >= 0x2e80 && character <= 0xa4cf) ||
+        (character >= 0xac00 && character <= 0xd7a3) || (character >= 0xf900 && character <= 0xfaff) ||
+        (character >= 0xfe30 && character <= 0xfe6f) || (character >= 0xff00 && character <= 0xff60) ||
+        (character >= 0xffe0 && character <= 0xffe6) || (character >= 0x1f300 && character <= 0x1faff) ||
+        (character >= 0x20000 && character <= 0x3fffd);
+    return wide ? 2 : 1;
+}
+
+// There is no iconv; files in UTF-8 need no conversion.
+std::unique_ptr<Converter> Converter::Make(const std::string&, const std::string&) { return nullptr; }
+
+}  // namespace tvsym
+
+#endif

@@ -1,0 +1,169 @@
+#include "tools/tvsym/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace tvsym {
+
+namespace {
+
+constexpr char32_t kNoCharacter = 0xfffd;
+
+// Length of the well-formed UTF-8 character at the start of `bytes`, which is not empty; 0 when there is
+// none.
+size_t CharacterLength(std::string_view bytes, char32_t& character) {
+    const auto byte = [&](size_t at) { return static_cast<u8>(bytes[at]); };
+    const u8 first = byte(0);
+    if (first < 0x80) {
+        character = first;
+        return 1;
+    }
+    const size_t length = first >= 0xc2 && first <= 0xdf   ? 2
+                          : first >= 0xe0 && first <= 0xef ? 3
+                          : first >= 0xf0 && first <= 0xf4 ? 4
+                                                           : 0;
+    if (length == 0 || bytes.size() < length) {
+        return 0;
+    }
+    character = static_cast<char32_t>(first & (0xff >> (length + 1)));
+    for (size_t at = 1; at < length; ++at) {
+        if ((byte(at) & 0xc0) != 0x80) {
+            return 0;
+        }
+        character = character << 6 | (byte(at) & 0x3f);
+    }
+    const bool overlong = (length == 3 && character < 0x800) || (length == 4 && character < 0x10000);
+    const bool noScalar = (character >= 0xd800 && character <= 0xdfff) || character > 0x10ffff;
+    return overlong || noScalar ? 0 : length;
+}
+
+bool IsUtf8Name(std::string encoding) {
+    std::transform(encoding.begin(), encoding.end(), encoding.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return encoding == "UTF-8" || encoding == "UTF8";
+}
+
+}  // namespace
+
+bool IsUtf8(std::string_view bytes) {
+    while (!bytes.empty()) {
+        char32_t character = 0;
+        const size_t length = CharacterLength(bytes, character);
+        if (length == 0) {
+            return false;
+        }
+        bytes.remove_prefix(length);
+    }
+    return true;
+}
+
+char32_t NextCharacter(std::string_view& utf8) {
+    char32_t character = kNoCharacter;
+    const size_t length = CharacterLength(utf8, character);
+    utf8.remove_prefix(std::max<size_t>(length, 1));
+    return length == 0 ? kNoCharacter : character;
+}
+
+size_t DisplayWidth(std::string_view utf8) {
+    size_t width = 0;
+    while (!utf8.empty()) {
+        width += static_cast<u8>(utf8[0]) < 0x80 ? 1 : 0;
+        if (static_cast<u8>(utf8[0]) < 0x80) {
+            utf8.remove_prefix(1);
+        } else {
+            width += static_cast<size_t>(CharacterWidth(NextCharacter(utf8)));
+        }
+    }
+    return width;
+}
+
+std::string Hex(std::string_view bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string digits;
+    digits.reserve(bytes.size() * 2);
+    for (const char c : bytes) {
+        digits += kDigits[static_cast<u8>(c) >> 4];
+        digits += kDigits[static_cast<u8>(c) & 15];
+    }
+    return digits;
+}
+
+std::optional<std::string> FromHex(std::string_view digits) {
+    const auto value = [](char c) {
+        return c >= '0' && c <= '9'   ? c - '0'
+               : c >= 'a' && c <= 'f' ? c - 'a' + 10
+               : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                      : -1;
+    };
+    if (digits.size() % 2 != 0) {
+        return std::nullopt;
+    }
+    std::string bytes;
+    for (size_t at = 0; at < digits.size(); at += 2) {
+        if (value(digits[at]) < 0 || value(digits[at + 1]) < 0) {
+            return std::nullopt;
+        }
+        bytes += static_cast<char>(value(digits[at]) << 4 | value(digits[at + 1]));
+    }
+    return bytes;
+}
+
+TextCodec::TextCodec(const std::string& encoding) {
+    if (IsUtf8Name(encoding)) {
+        return;
+    }
+    decoder = Converter::Make(encoding, "UTF-8");
+    encoder = Converter::Make("UTF-8", encoding);
+    if (!decoder || !encoder) {
+        throw ToolError(
+            kExitUsage,
+            fmt::format("--encoding {}: this system knows no such character set (iconv -l lists them)",
+                        encoding));
+    }
+}
+
+std::optional<std::string_view> TextCodec::Decode(std::string_view bytes) {
+    if (!decoder) {
+        return IsUtf8(bytes) ? std::optional(bytes) : std::nullopt;
+    }
+    std::optional<std::string> text = decoder->Convert(bytes);
+    if (!text || encoder->Convert(*text) != bytes) {
+        return std::nullopt;
+    }
+    decoded = std::move(*text);
+    return decoded;
+}
+
+std::optional<std::string> TextCodec::Encode(std::string_view utf8) {
+    if (!decoder) {
+        return std::string(utf8);
+    }
+    return encoder->Convert(utf8);
+}
+
+std::string TextCodec::Display(std::string_view bytes) {
+    const std::optional<std::string_view> text = Decode(bytes);
+    std::string_view rest = text.value_or(bytes);
+    std::string shown;
+    shown.reserve(rest.size());
+    while (!rest.empty()) {
+        char32_t character = 0;
+        const size_t length =
+            text || !decoder ? CharacterLength(rest, character) : static_cast<u8>(rest[0]) < 0x80;
+        const bool control = length == 1 && (static_cast<u8>(rest[0]) < 0x20 || rest[0] == 0x7f);
+        const bool c1 = length == 2 && character < 0xa0;
+        if (length == 0 || control || c1) {
+            for (size_t at = 0; at < std::max<size_t>(length, 1); ++at) {
+                shown += fmt::format("\\x{:02x}", static_cast<u8>(rest[at]));
+            }
+        } else {
+            shown += rest.substr(0, length);
+        }
+        rest.remove_prefix(std::max<size_t>(length, 1));
+    }
+    return shown;
+}
+
+}  // namespace tvsym
