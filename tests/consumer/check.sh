@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# check.sh SOURCE BUILD: installs the built library and uses it from small hosts in every way that is promised.
+set -euo pipefail
+
+readonly source=$1 build=$2
+readonly here=$source/tests/consumer
+readonly work=$build/consumer prefix=$build/consumer/installed
+readonly file=$work/instruments.sym
+
+run_hosts() {
+    local host
+    for host in "$@"; do
+        echo "$host: $("$host" "$file")"
+    done
+}
+
+# by_cmake NAME COMPILER-C COMPILER-CXX ARGUMENT...
+by_cmake() {
+    local dir=$work/$1
+    CC=$2 CXX=$3 cmake -S "$here" -B "$dir" -G Ninja "${@:4}" >"$dir.log" 2>&1 &&
+        cmake --build "$dir" >>"$dir.log" 2>&1 || {
+        cat "$dir.log"
+        return 1
+    }
+    run_hosts "$dir"/TorvaAPI_c "$dir"/TorvaAPI_cpp "$dir"/TorvaAPIStatic_c "$dir"/TorvaAPIStatic_cpp
+}
+
+# by_pkg_config COMPILER-C COMPILER-CXX
+by_pkg_config() {
+    local flags dir=$work/pkg-config-$1
+    mkdir -p "$dir"
+    export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+    [ "$(pkg-config --modversion torvaapi)" = "$(sed -n 's/^  VERSION \(.*\)/\1/p' "$source/CMakeLists.txt" | head -1)" ]
+    flags="$(pkg-config --cflags --libs torvaapi) -Wl,-rpath,$prefix/lib"
+    # shellcheck disable=SC2086 # flags are words
+    "$1" "$here/host.c" -o "$dir/host_c" $flags
+    # shellcheck disable=SC2086
+    "$2" "$here/host.cpp" -o "$dir/host_cpp" $flags
+    # The static library by its name, with what pkg-config says stands behind it.
+    flags=$(pkg-config --static --cflags --libs torvaapi | sed 's/-lTorvaAPI/-l:libTorvaAPI.a/')
+    # shellcheck disable=SC2086
+    "$1" "$here/host.c" -o "$dir/static_c" $flags
+    run_hosts "$dir/host_c" "$dir/host_cpp" "$dir/static_c"
+}
+
+rm -rf "$work"
+mkdir -p "$work"
+cmake --install "$build" --prefix "$prefix" >/dev/null
+"$prefix/bin/tvsym" build "$source/samples/instruments.json" "$file"
+
+compilers=("gcc g++")
+! command -v clang++ >/dev/null || compilers+=("clang clang++")
+for pair in "${compilers[@]}"; do
+    read -r c cxx <<<"$pair"
+    by_cmake "package-$c" "$c" "$cxx" -DHOW=package -DCMAKE_PREFIX_PATH="$prefix"
+    ! command -v pkg-config >/dev/null || by_pkg_config "$c" "$cxx"
+done
+by_cmake subdirectory gcc g++ -DHOW=subdirectory -DTORVA_SOURCE="$source"
+by_cmake fetch gcc g++ -DHOW=fetch -DTORVA_SOURCE="$source"
