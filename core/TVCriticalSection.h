@@ -33,7 +33,7 @@ public:
 
 private:
     std::optional<platform::Lock> lock;
-    const TVCriticalSection* outer = nullptr;
+    [[maybe_unused]] const TVCriticalSection* outer = nullptr;  // looked at by an assertion alone
     u32 entries = 0;
 };
 

@@ -1,5 +1,5 @@
 /* The smallest host in C: what it prints tells that it was compiled, linked and run against the library. */
-#include <TorvaAPI.h>
+#include <TorvaValues.h>
 #include <stdio.h>
 
 int main(int argc, char** argv) {
@@ -10,9 +10,12 @@ int main(int argc, char** argv) {
     if (handle < 1) return 3;
     char symbol[256];
     int32_t count = 0;
-    int32_t result = tv_GetNextSymData((uint16_t)handle, symbol, (int32_t)sizeof symbol, &count, NULL, 0);
+    SymFieldItem items[4];
+    int32_t result = tv_GetNextSymData((uint16_t)handle, symbol, (int32_t)sizeof symbol, &count, items, 4);
     if (result != SYM_MORE_DATA && result != SYM_OK) return 4;
+    SymFreeItems(items, count);
     tv_CloseSymFile((uint16_t)handle);
-    printf("%u.%u.%u.%u %s\n", version.version1, version.version2, version.version3, version.version4, symbol);
+    printf("%u.%u.%u.%u %s\n", version.version1, version.version2, version.version3, version.version4,
+           symbol);
     return 0;
 }

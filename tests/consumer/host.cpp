@@ -1,5 +1,5 @@
 // The smallest host in C++: walks the first symbols with their values and gives every value back.
-#include <TorvaAPI.h>
+#include <TorvaValues.h>
 
 #include <cstdio>
 
@@ -17,8 +17,8 @@ int main(int argc, char** argv) {
     while (result == SYM_OK || result == SYM_MORE_DATA) {
         for (std::int32_t i = 0; i < count; ++i) {
             if (items[i].value != nullptr) ++values;
-            delete[] static_cast<char*>(items[i].value);
         }
+        SymFreeItems(items, count);
         if (result == SYM_OK) {
             ++symbols;
             result = tv_GetNextSymData(handle, symbol, sizeof symbol, &count, items, 64);
