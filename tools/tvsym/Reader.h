@@ -111,7 +111,7 @@ public:
     const std::vector<FieldView>& Defaults() const { return defaults; }
 
     // What the directory alone shows to be wrong: cut off, sections behind the end, a wrong id at the start,
-    // entries that nothing reads.
+    // further entries of an id. An id that no reader knows is no fault.
     std::vector<Problem> DirectoryProblems() const;
 
     // Every symbol; the sink's false ends the walk. A repeat starts again at the first symbol.

@@ -18,20 +18,20 @@ SectionInfo Names(u16 id, const char* name, const char* title) {
 std::vector<SectionInfo> MakeSections() {
     const Level twoTexts = {"elements", {{"id", Number}, {"text1", Text}, {"text2", Text}}};
     return {
-        {1, "default_fields", "default fields", {Fields()}},
+        {1, "default-fields", "default fields", {Fields()}},
         {2, "symbols", "symbols", {{"symbols", {{"symbol", Text}}}, Fields()}},
-        {3, "jump_prices", "jump prices", {{"groups", {{"id", Number}}}, {"records", {{"record", Bytes}}}}},
-        {4, "brokers", "broker info", {{"records", {{"record", Bytes}}}}},
-        {6, "eidr_quick_groups", "Eidr quick groups", {{"groups", {{"name", Text}}}, Fields()}},
-        {7, "eidr_sections", "Eidr sections", {twoTexts}},
+        {3, "jump-prices", "jump prices", {{"groups", {{"id", Number}}}, {"records", {{"record", Bytes}}}}},
+        {4, "broker-info", "broker info", {{"records", {{"record", Bytes}}}}},
+        {6, "eidr-quick-groups", "Eidr quick groups", {{"groups", {{"name", Text}}}, Fields()}},
+        {7, "eidr-sections", "Eidr sections", {twoTexts}},
         {8,
-         "level2_sections",
+         "level2-sections",
          "level-2 sections",
          {{"groups", {{"id", Number}}}, {"items", {{"lead", Number}, {"text1", Text}, {"text2", Text}}}}},
-        Names(9, "fund_companies", "fund companies"),
-        Names(10, "eidr_countries", "Eidr countries"),
-        {11, "section_groups", "section groups", {{"groups", {{"id", Number}, {"members", List}}}}},
-        Names(12, "issue_companies", "issue companies"),
+        Names(9, "fund-companies", "fund companies"),
+        Names(10, "eidr-countries", "Eidr countries"),
+        {11, "section-groups", "section groups", {{"groups", {{"id", Number}, {"members", List}}}}},
+        Names(12, "issue-companies", "issue companies"),
         {13,
          "objects",
          "objects",
@@ -40,28 +40,25 @@ std::vector<SectionInfo> MakeSections() {
           {"symbols", {{"byte", Number}, {"symbol", Text}}},
           {"data", {{"byte", Number}, {"data", Text}}}}},
         {14,
-         "foreign_trade",
+         "foreign-trade",
          "foreign trade",
          {{"heads", {{"id", Number}, {"name", Text}}},
           {"items", {{"tag", Number}}},
           {"names", {{"name", Text}}}}},
         {15,
-         "global_related",
+         "global-related",
          "global related",
          {{"heads", {{"id", Number}}}, {"lists", {}}, {"items", {{"tag", Number}, {"name", Text}}}}},
         {16, "exchanges", "exchanges", {twoTexts}},
-        {17,
-         "real_delay_mapping",
-         "real-delay mapping",
-         {{"pairs", {{"first", Number}, {"second", Number}}}}},
+        {17, "real-delay", "real-delay mapping", {{"pairs", {{"first", Number}, {"second", Number}}}}},
         {18,
-         "level2_eod_items",
+         "level2-eod-items",
          "level-2 EOD item definitions",
          {{"definitions", {{"id", Number}, {"first", List}, {"second", List}, {"third", List}}}}},
-        Names(19, "fund_main_names", "fund main names"),
-        Names(20, "futures_sections_v2", "futures sections V2"),
-        {21, "exchange_support", "exchange support", {{"entries", {{"id", Number}, {"items", List}}}}},
-        Names(22, "futures_class_types", "futures class types"),
+        Names(19, "fund-main-names", "fund main names"),
+        Names(20, "futures-sections", "futures sections V2"),
+        {21, "exchange-support", "exchange support", {{"entries", {{"id", Number}, {"items", List}}}}},
+        Names(22, "futures-class-types", "futures class types"),
     };
 }
 
@@ -88,7 +85,7 @@ const SectionInfo* FindSection(std::string_view text) {
         return FindSection(id);
     }
     std::string name(text);
-    std::replace(name.begin(), name.end(), '-', '_');
+    std::replace(name.begin(), name.end(), '_', '-');
     for (const SectionInfo& section : AllSections()) {
         if (name == section.name || text == section.title) {
             return &section;
