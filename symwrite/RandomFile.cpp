@@ -125,7 +125,8 @@ public:
         for (QuickGroup& group : content.groups) {
             group.name = Text(49);
             std::size_t room = 65535 - group.name.size() - 1;
-            for (Field& field : Fields(Amount(options.inner))) {
+            // A reader takes a field behind each name, so that a group without fields is not well-formed.
+            for (Field& field : Fields(std::max(1U, Amount(options.inner)))) {
                 const std::size_t bytes = 3 + field.value.size() + (field.tag == kTextTag ? 1 : 0);
                 if (bytes > room) {
                     break;
