@@ -265,6 +265,9 @@ File RandomFile(const RandomFileOptions& options) {
         if (id > 2 && !options.allSections) {
             break;
         }
+        if (options.onlySection != 0 && id != options.onlySection) {
+            continue;
+        }
         Section section = MakeSection(id);
         std::visit(
             [&](auto& content) {

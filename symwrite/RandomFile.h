@@ -36,6 +36,8 @@ struct RandomFileOptions {
     bool anyBytes = false;
     // Sections 3 to 22 as well as 1 and 2, and one of an id without a reader.
     bool allSections = true;
+    // One section alone; 0 for no such choice.
+    std::uint16_t onlySection = 0;
     // The sections in random order, instead of ascending by id.
     bool shuffle = false;
 };
