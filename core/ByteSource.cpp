@@ -157,7 +157,7 @@ i32 ByteSource::ReadTextAcrossWindow(u8* dst, i32 max, u32* outLen) {
         }
         failedBefore = false;
         const std::size_t part = std::min(limit - turns, Lent());
-        const auto* zero = static_cast<const u8*>(std::memchr(next, 0, part));
+        const u8* const zero = FindZero(next, part);
         const std::size_t taken = zero == nullptr ? part : static_cast<std::size_t>(zero - next) + 1;
         std::memcpy(dst + turns, next, taken);
         next += taken;
@@ -183,7 +183,7 @@ bool ByteSource::SkipText(u64& taken) {
             if (next == end) return false;
         }
         failedBefore = false;
-        const auto* zero = static_cast<const u8*>(std::memchr(next, 0, Lent()));
+        const u8* const zero = FindZero(next, Lent());
         const u8* const stop = zero == nullptr ? end : zero + 1;
         taken += static_cast<u64>(stop - next);
         next = stop;

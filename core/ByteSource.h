@@ -9,6 +9,11 @@
 
 namespace torva {
 
+// The first zero byte of the `n` bytes at `from`; null when there is none.
+inline const u8* FindZero(const u8* from, std::size_t n) {
+    return static_cast<const u8*>(std::memchr(from, 0, n));
+}
+
 // A read position in a file, and a window: the flat region of bytes in memory behind that position. In memory
 // mode the window is the image of the whole file; in file mode it is a read-ahead buffer of fixed size that
 // is filled anew where it ends. The primitives run inside the window and are the same for both modes; the
@@ -77,10 +82,10 @@ public:
         *outLen = 0;
         if (max < 0) return nullptr;
         const std::size_t limit = static_cast<std::size_t>(max) + 1;
-        const void* zero = std::memchr(next, 0, limit < Lent() ? limit : Lent());
+        const u8* const zero = FindZero(next, limit < Lent() ? limit : Lent());
         if (zero == nullptr) return nullptr;
-        const u8* text = next;
-        next = static_cast<const u8*>(zero) + 1;
+        const u8* const text = next;
+        next = zero + 1;
         *outLen = static_cast<u32>(next - text);
         return text;
     }

@@ -251,7 +251,9 @@ private:
     i32 ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems);
     i32 ReadOwnField(i32* count, SymFieldItem* items);
     i32 AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems);
-    void HandOver(i32 count, SymFieldItem* items);
+    void ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItems);
+    static void FillTails(i32 count, SymFieldItem* items);
+    void TakeBackValues(i32 count, SymFieldItem* items);
 
     // --- Shared walks of the sections
     template <class Cursor>

@@ -69,6 +69,9 @@ public:
         return value;
     }
 
+    // Gives up `n` bytes of room without placing anything there.
+    void Use(std::size_t n) { pos += n; }
+
     // The write position: everything placed lies ahead of it. TakeBack(mark) gives up what was placed behind
     // `mark`.
     u8* Mark() const { return pos; }

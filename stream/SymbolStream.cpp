@@ -23,22 +23,23 @@ namespace {
 
 constexpr u8 kSymbolSection = 2;
 
-// Copies a value to a block of its own; null for a null value, and when there is no memory. A fixed block may
-// be longer than its value: it goes on with what stands behind the value, up to `limit`, and then with zeros.
-void* CopyFieldValue(u8 tag, const void* value, u32 textSize, const u8* limit) {
-    const u32 size = tag == kTextTag ? textSize : BlockSize(tag);
-    if (size == 0 || value == nullptr) return nullptr;
-    auto* const copy = new (std::nothrow) u8[size];
+// Copies a value of `size` bytes to a block of its own; null for a null value, and when there is no memory.
+// What a block of fixed size has beyond its value is 0.
+void* CopyFieldValue(u8 tag, const u8* value, u32 size) {
+    const u32 blockSize = tag == kTextTag ? size : BlockSize(tag);
+    if (blockSize == 0) return nullptr;
+    auto* const copy = new (std::nothrow) u8[blockSize];
     if (copy == nullptr) return nullptr;
-    const auto* const from = static_cast<const u8*>(value);
-    const auto there = static_cast<std::size_t>(limit - from);
-    if (there >= size) {
-        std::memcpy(copy, from, size);
-    } else {
-        std::memcpy(copy, from, there);
-        std::memset(copy + there, 0, size - there);
-    }
+    std::memcpy(copy, value, size);
+    if (size < blockSize) std::memset(copy + size, 0, blockSize - size);
     return copy;
+}
+
+// Bytes of a value that was handed over, without a tail.
+std::size_t ValueSize(const SymFieldItem& item) {
+    if (item.value == nullptr) return 0;
+    return item.tag == kTextTag ? std::strlen(static_cast<const char*>(item.value)) + 1
+                                : PayloadWidth(item.tag);
 }
 
 }  // namespace
@@ -75,13 +76,11 @@ i32 SymFile::GetSymDataProgress(double* progress) const {
     return SYM_OK;
 }
 
-// Delivers up to `maxItems` fields of the current record; the elements behind them are cleared. Values are
-// handed over unless the data or the record turned out broken.
+// Delivers up to `maxItems` fields of the current record; the elements behind them are cleared.
 i32 SymFile::ReadSymFields(i32* count, SymFieldItem* items, i32 maxItems) {
     *count = 0;
     i32 result = SYM_OK;
     if (!defaultsPhase) result = ReadOwnFields(count, items, maxItems);
-    if (result != SYM_END_OF_DATA && result != SYM_ERR_FORMAT) HandOver(*count, items);
     if (defaultsPhase) result = AddDefaultFields(count, items, maxItems);
     if (*count < maxItems) {
         std::memset(static_cast<void*>(items + *count), 0,
@@ -91,7 +90,8 @@ i32 SymFile::ReadSymFields(i32* count, SymFieldItem* items, i32 maxItems) {
 }
 
 // The record's own fields. A record whose fields are all read is complete, whatever else was found on the
-// way, and its default fields come next.
+// way, and its default fields come next. Where the data or the record turns out broken no value is handed
+// over.
 i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
     arena.Reset();
     i32 result = SYM_OK;
@@ -102,23 +102,70 @@ i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
     } else {
         while (result == SYM_OK && *count < maxItems && recordConsumed < recordSize &&
                sectionConsumed < sectionSize) {
-            result = ReadOwnField(count, items);
+            ReadOwnFieldsInWindow(count, items, maxItems);
+            if (*count < maxItems && recordConsumed < recordSize && sectionConsumed < sectionSize) {
+                result = ReadOwnField(count, items);
+            }
         }
     }
-    if (recordConsumed > recordSize) return SYM_ERR_FORMAT;
-    if (result == SYM_ERR_BUFFER_TOO_SMALL) return result;
-    if (recordConsumed == recordSize) {
-        defaultsPhase = true;
-        recordSize = 0;
-        recordConsumed = 0;
-        return SYM_OK;
+    if (recordConsumed > recordSize) {
+        result = SYM_ERR_FORMAT;
+    } else if (result != SYM_ERR_BUFFER_TOO_SMALL) {
+        if (recordConsumed == recordSize) {
+            defaultsPhase = true;
+            recordSize = 0;
+            recordConsumed = 0;
+            result = SYM_OK;
+        } else if (result == SYM_OK) {
+            result = SYM_MORE_DATA;
+        }
     }
-    return result == SYM_OK ? SYM_MORE_DATA : result;
+    if (result == SYM_END_OF_DATA || result == SYM_ERR_FORMAT) {
+        TakeBackValues(*count, items);
+    } else {
+        FillTails(*count, items);
+    }
+    return result;
 }
 
-// One field. SYM_OK: it was read, and delivered if it is wanted. SYM_MORE_DATA: it finds no room in what is
-// left of the arena and was put back. SYM_ERR_BUFFER_TOO_SMALL: it finds none in the whole arena either.
-// SYM_END_OF_DATA: the data ends here.
+// Reads fields for as long as each lies whole in the window and surely finds room in the arena. The values
+// need not go through the arena for that: only the room that they take there is counted.
+void SymFile::ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItems) {
+    const u8* const start = source.LentBytes();
+    const u8* const end = start + source.Lent();
+    const u32 left = std::min(recordSize - recordConsumed, sectionSize - sectionConsumed);
+    const std::size_t room = arena.Room();
+    std::size_t used = 0;
+    const u8* next = start;
+    i32 done = *count;
+    while (done < maxItems && static_cast<u64>(next - start) < left && end - next >= kMostFixedField) {
+        FieldHeader header;
+        std::memcpy(&header, next, sizeof header);
+        const u8* const value = next + sizeof header;
+        u32 size = PayloadWidth(header.tag);
+        if (header.tag == kTextTag) {
+            const u8* const zero =
+                FindZero(value, std::min(static_cast<std::size_t>(end - value), room - used));
+            if (zero == nullptr) break;
+            size = static_cast<u32>(zero - value) + 1;
+        }
+        if (room - used <= size) break;
+        next = value + size;
+        if (!Wants(header.id)) continue;
+        defaults.MarkSeen(header.id);
+        used += std::size_t{size} + 1;
+        items[done++] = {header.id, header.tag, CopyFieldValue(header.tag, value, size)};
+    }
+    const std::size_t taken = static_cast<std::size_t>(next - start);
+    source.Take(taken);
+    arena.Use(used);
+    Consume(static_cast<u32>(taken), recordConsumed);
+    *count = done;
+}
+
+// One field, wherever it lies. SYM_OK: it was read, and delivered if it is wanted. SYM_MORE_DATA: it finds no
+// room in what is left of the arena and was put back. SYM_ERR_BUFFER_TOO_SMALL: it finds none in the whole
+// arena either. SYM_END_OF_DATA: the data ends here.
 i32 SymFile::ReadOwnField(i32* count, SymFieldItem* items) {
     const u64 start = source.Position();
     SymFieldItem item;
@@ -135,45 +182,66 @@ i32 SymFile::ReadOwnField(i32* count, SymFieldItem* items) {
     }
     Consume(static_cast<u32>(taken), recordConsumed);
     if (taken < static_cast<i32>(sizeof(FieldHeader)) && !wanted) return SYM_END_OF_DATA;
-    defaults.MarkSeen(item.id);
     if (wanted) {
-        item.value = arena.Place(static_cast<u32>(size));
-        items[*count] = item;
-        ++*count;
+        defaults.MarkSeen(item.id);
+        const auto valueSize = static_cast<u32>(size);
+        item.value = CopyFieldValue(item.tag, arena.Place(valueSize), valueSize);
+        items[(*count)++] = item;
     }
     return SYM_OK;
+}
+
+// Shows behind the values of tags 8 and 9 what would follow them if the values of the call stood side by
+// side: a gap of one zero byte, the next value, a gap, and so on.
+void SymFile::FillTails(i32 count, SymFieldItem* items) {
+    for (i32 i = 0; i < count; ++i) {
+        if (!HasTail(items[i].tag) || items[i].value == nullptr) continue;
+        u8* to = static_cast<u8*>(items[i].value) + PayloadWidth(items[i].tag);
+        const u8* const end = static_cast<u8*>(items[i].value) + BlockSize(items[i].tag);
+        for (i32 j = i + 1; j < count && to < end; ++j) {
+            *to++ = 0;
+            const auto room = static_cast<std::size_t>(end - to);
+            const std::size_t size = std::min(ValueSize(items[j]), room);
+            if (size > 0) std::memcpy(to, items[j].value, size);
+            to += size;
+        }
+    }
+}
+
+// Makes good for values that are not to be handed over: they go to the arena, where they stand until its next
+// reset.
+void SymFile::TakeBackValues(i32 count, SymFieldItem* items) {
+    arena.Reset();
+    for (i32 i = 0; i < count; ++i) {
+        auto* const block = static_cast<u8*>(items[i].value);
+        const auto size = static_cast<u32>(ValueSize(items[i]));
+        if (size > 0) std::memcpy(arena.Next(), block, size);
+        items[i].value = arena.Fits(size) ? arena.Place(size) : nullptr;
+        delete[] block;
+    }
 }
 
 // The wanted default fields that the record does not carry, from the cursor on. The phase ends only with the
 // table.
 i32 SymFile::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems) {
     if (*count == maxItems) return SYM_MORE_DATA;
-    const u8* const limit = defaults.arena.Mark();
+    const u8* const limit = defaults.arena.Mark();  // values stand ahead of it, side by side
     while (defaults.cursor < defaults.wanted.size()) {
         const u32 entry = defaults.wanted[defaults.cursor++];
         const DefaultField& field = defaults.table[entry];
         if (field.seen != 0) continue;
         const bool walked = entry + 1 == defaults.used;
         const u8* const valueEnd = walked ? limit : defaults.table[entry + 1].value - 1;
-        const auto size = static_cast<u32>(valueEnd - field.value);
-        items[(*count)++] = {field.id, field.tag, CopyFieldValue(field.tag, field.value, size, limit)};
+        const u8* const stop =
+            field.tag == kTextTag ? valueEnd : std::min(limit, field.value + BlockSize(field.tag));
+        items[(*count)++] = {field.id, field.tag,
+                             CopyFieldValue(field.tag, field.value, static_cast<u32>(stop - field.value))};
         if (*count == maxItems && !walked) return SYM_MORE_DATA;
     }
     defaults.cursor = 0;
     defaults.ClearSeen();
     defaultsPhase = false;
     return SYM_OK;
-}
-
-// Turns the values of a call, which lie side by side in the arena, into blocks of the caller. A value ends
-// where the gap ahead of the next one begins.
-void SymFile::HandOver(i32 count, SymFieldItem* items) {
-    const u8* const limit = arena.Mark();
-    for (i32 i = 0; i < count; ++i) {
-        const auto* const value = static_cast<const u8*>(items[i].value);
-        const u8* const valueEnd = i + 1 < count ? static_cast<const u8*>(items[i + 1].value) - 1 : limit;
-        items[i].value = CopyFieldValue(items[i].tag, value, static_cast<u32>(valueEnd - value), limit);
-    }
 }
 
 }  // namespace torva
