@@ -14,9 +14,10 @@ endfunction()
 
 # torva_package(TARGET PACKAGE DEBIAN-PACKAGE): finds the imported target TARGET.
 function(torva_package target package debianPackage)
-  if(NOT TARGET ${target})
-    find_package(${package} QUIET)
+  if(TARGET ${target})
+    return()
   endif()
+  find_package(${package} QUIET)
   if(NOT TARGET ${target})
     torva_missing(${package} ${debianPackage})
   endif()
