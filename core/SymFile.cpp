@@ -14,7 +14,8 @@ SymFile::SymFile(const TVCriticalSection* libraryLock, const u16* fieldIds, u16 
 SymFile::~SymFile() { Close(); }
 
 i32 SymFile::Open(const char* path, u32 memoryBudget, bool wholeFile) {
-    const std::size_t length = path == nullptr ? filePath.size() : strnlen(path, filePath.size());
+    if (path == nullptr) return SYM_ERR_PARAM;
+    const std::size_t length = strnlen(path, filePath.size());
     if (length == filePath.size()) return SYM_ERR_PARAM;
     std::memcpy(filePath.data(), path, length + 1);
     if (!OpenFile(wholeFile)) return SYM_ERR_OPEN;
@@ -34,7 +35,7 @@ u32 SymFile::ReadRecords(void* dst, u32 size, u32 n, bool& ended) {
     ended = false;
     while (done < n && !ended) {
         const u32 part = std::clamp<u32>(static_cast<u32>(source.Lent() / size), 1, n - done);
-        if (part * size > source.Lent()) std::memset(to, 0, size);
+        if (source.Lent() < size) std::memset(to, 0, size);
         ReadLoose(to, part * size);
         to += std::size_t{part} * size;
         done += part;
