@@ -44,20 +44,4 @@ u32 SymFile::ReadRecords(void* dst, u32 size, u32 n, bool& ended) {
     return done;
 }
 
-const u8* SymFile::PassText(u32* length) {
-    const i32 max = arena.MaxText();
-    if (const u8* text = source.LendText(max, length)) return text;
-    return source.ReadText(arena.Next(), max, length) == SYM_OK ? arena.Next() : nullptr;
-}
-
-bool SymFile::BoundedCopy(void* dst, u32 size, const u8* text, u32 length) {
-    if (dst == nullptr || size == 0) return false;
-    if (length > size) {
-        *static_cast<u8*>(dst) = 0;
-        return false;
-    }
-    std::memcpy(dst, text, length);
-    return true;
-}
-
 }  // namespace torva
