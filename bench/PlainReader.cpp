@@ -94,7 +94,7 @@ int32_t Reader::ReadText(std::string& text, int64_t max, uint32_t& length) {
 int32_t Reader::ReadTextTo(char* target, int32_t max, uint32_t& length) {
     std::string text;
     const int32_t result = ReadText(text, max, length);
-    if (!text.empty()) memcpy(target, text.data(), text.size());
+    if (target != nullptr) std::copy(text.begin(), text.end(), target);
     return result;
 }
 
@@ -485,7 +485,7 @@ int32_t Reader::GetNextEidrQuickGroup(const char** name, int32_t* count, SymFiel
                                       int32_t capacity) {
     if (name == nullptr || count == nullptr || target == nullptr) return SYM_ERR_PARAM;
     if (AtEnd() || Exhausted()) return SYM_END_OF_DATA;
-    if (*count >= std::max(capacity, 0)) return SYM_MORE_DATA;
+    if (*count >= capacity) return SYM_MORE_DATA;
     if (quickGroupBytesRead > quickGroupBytes) return SYM_ERR_FORMAT;
     if (quickGroupBytesRead == quickGroupBytes) quickGroupBytesRead = 0;
     if (quickGroupBytesRead == 0) {
@@ -541,7 +541,7 @@ int32_t Reader::CopyTextTo(char* target, uint32_t size, uint32_t& counter) {
 int32_t Reader::GetNextEidrSectionGroup(int32_t* count, EidrSectionItem* target, int32_t capacity) {
     if (count == nullptr || target == nullptr) return SYM_ERR_PARAM;
     if (AtEnd() || Exhausted()) return SYM_END_OF_DATA;
-    if (*count >= std::max(capacity, 0)) return SYM_MORE_DATA;
+    if (*count >= capacity) return SYM_MORE_DATA;
     uint16_t id = target->id;
     Read(&id, 2);
     target->id = id;
@@ -693,7 +693,8 @@ int32_t Reader::GetNextSectionGroup(uint8_t* groupId, int32_t* count, uint8_t** 
         if (!Take(&memberCount11, 1, bytesRead11)) return SYM_ERR_READ;
     }
     *groupId = groupId11;
-    while (memberIndex11 < memberCount11 && *count < capacity) {
+    const int32_t room = *members == nullptr ? 0 : capacity;
+    while (memberIndex11 < memberCount11 && *count < room) {
         uint8_t member;
         if (!Take(&member, 1, bytesRead11)) return SYM_ERR_READ;
         (*members)[(*count)++] = member;

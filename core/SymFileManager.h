@@ -19,10 +19,7 @@ class SymFileManager {
 public:
     // The one manager. It comes into being at the first call and closes what is left open when the library is
     // unloaded.
-    static SymFileManager& Instance() {
-        static SymFileManager manager;
-        return manager;
-    }
+    static SymFileManager& Instance();
 
     SymFileManager(const SymFileManager&) = delete;
     SymFileManager& operator=(const SymFileManager&) = delete;

@@ -1,0 +1,30 @@
+// A file object over bytes in memory, in place of the operating system's, that fails when a test wants it to.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace memoryfile {
+
+// Which operations go wrong, counted from the open of the file on.
+struct Plan {
+    enum class Kind { kNone, kFail, kShort };
+    Kind kind = Kind::kNone;
+    uint64_t first = 0;  // the operation that goes wrong, from 0
+    bool andAllBehind = false;
+};
+
+// While this lives, every path opens as `bytes`, which must outlive the open files.
+class Scope {
+public:
+    explicit Scope(const std::vector<uint8_t>& bytes, Plan plan = {});
+    ~Scope();
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+
+    static uint64_t Operations();  // since the last open: reads, seeks and size queries
+    static uint64_t Injected();    // faults since the scope began
+    static int OpenFiles();
+};
+
+}  // namespace memoryfile
