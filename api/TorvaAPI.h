@@ -222,23 +222,23 @@ typedef struct GlobalRelatedItem {
 
 #pragma pack(pop)
 
-/* A host whose compiler lays a record out in another way does not compile. */
+/* A host whose compiler lays a record out in another way does not compile: `bytes` and so many pointers. */
 #ifdef __cplusplus
-#define TV_ASSERT_SIZE(record, with4, with8) \
-    static_assert(sizeof(record) == (sizeof(void*) == 4 ? (with4) : (with8)), "size of " #record)
+#define TV_ASSERT_SIZE(record, bytes, pointers) \
+    static_assert(sizeof(record) == (bytes) + (pointers) * sizeof(void*), "size of " #record)
 #else
-#define TV_ASSERT_SIZE(record, with4, with8) \
-    typedef char record##SizeIsRight[sizeof(record) == (sizeof(void*) == 4 ? (with4) : (with8)) ? 1 : -1]
+#define TV_ASSERT_SIZE(record, bytes, pointers) \
+    typedef char record##SizeIsRight[sizeof(record) == (bytes) + (pointers) * sizeof(void*) ? 1 : -1]
 #endif
-TV_ASSERT_SIZE(SymApiVersion, 8, 8);
-TV_ASSERT_SIZE(SymFieldItem, 7, 11);
-TV_ASSERT_SIZE(SymFieldBuffer, 15, 19);
-TV_ASSERT_SIZE(JumpPriceRecord, 24, 24);
-TV_ASSERT_SIZE(BrokerInfoRecord, 30, 30);
-TV_ASSERT_SIZE(SectionL2Item, 9, 17);
-TV_ASSERT_SIZE(EidrSectionItem, 18, 26);
-TV_ASSERT_SIZE(ForeignTradeHead, 6, 10);
-TV_ASSERT_SIZE(GlobalRelatedItem, 5, 9);
+TV_ASSERT_SIZE(SymApiVersion, 8, 0);
+TV_ASSERT_SIZE(SymFieldItem, 3, 1);
+TV_ASSERT_SIZE(SymFieldBuffer, 11, 1);
+TV_ASSERT_SIZE(JumpPriceRecord, 24, 0);
+TV_ASSERT_SIZE(BrokerInfoRecord, 30, 0);
+TV_ASSERT_SIZE(SectionL2Item, 1, 2);
+TV_ASSERT_SIZE(EidrSectionItem, 10, 2);
+TV_ASSERT_SIZE(ForeignTradeHead, 2, 1);
+TV_ASSERT_SIZE(GlobalRelatedItem, 1, 1);
 #undef TV_ASSERT_SIZE
 
 /* ---- Lifecycle ----

@@ -257,7 +257,11 @@ public:
 
     std::uint16_t id() const noexcept { return source->id; }
     // Takes the value out, so that it outlives the symbol. The field is then absent.
-    Value take() const noexcept { return Value(std::exchange(source->value, nullptr)); }
+    Value take() const noexcept {
+        Value value(source->value);  // packed: no reference to the member
+        source->value = nullptr;
+        return value;
+    }
 
 private:
     SymFieldItem* source;

@@ -48,182 +48,182 @@ void tv_GetAPIVersion(SymApiVersion* version) {
 
 double tv_GetSymDataProgress(u16 handle) {
     double progress = 0.0;
-    CallFile(handle, &SymFile::GetSymDataProgress, &progress);
+    CallFile<&SymFile::GetSymDataProgress>(handle, &progress);
     return progress;
 }
 
 i32 tv_GetExtendSectionList(u16 handle, u32* list, i32 capacity) {
-    return CallFile(handle, &SymFile::GetExtendSectionList, list, capacity);
+    return CallFile<&SymFile::GetExtendSectionList>(handle, list, capacity);
 }
 
 i32 tv_GetNextSymData(u16 handle, char* text, i32 textMax, i32* count, SymFieldItem* items, i32 maxItems) {
-    return CallFile(handle, &SymFile::GetNextSymData, text, textMax, count, items, maxItems);
+    return CallFile<&SymFile::GetNextSymData>(handle, text, textMax, count, items, maxItems);
 }
 
 i32 tv_GetAgainSymData(u16 handle, i32* count, SymFieldItem* items, i32 maxItems) {
-    return CallFile(handle, &SymFile::GetAgainSymData, count, items, maxItems);
+    return CallFile<&SymFile::GetAgainSymData>(handle, count, items, maxItems);
 }
 
 i32 tv_GetNextJumpPriceGroup(u16 handle, u8* groupId, i32* count, JumpPriceRecord* records, i32 capacity) {
-    return CallFile(handle, &SymFile::GetNextJumpPriceGroup, groupId, count, records, capacity);
+    return CallFile<&SymFile::GetNextJumpPriceGroup>(handle, groupId, count, records, capacity);
 }
 
 i32 tv_GetAgainJumpPriceData(u16 handle, i32* count, JumpPriceRecord* records, i32 capacity) {
-    return CallFile(handle, &SymFile::GetAgainJumpPriceData, count, records, capacity);
+    return CallFile<&SymFile::GetAgainJumpPriceData>(handle, count, records, capacity);
 }
 
-i32 tv_InitialSectionBorkerInfo(u16 handle) { return CallFile(handle, &SymFile::InitialSectionBorkerInfo); }
+i32 tv_InitialSectionBorkerInfo(u16 handle) { return CallFile<&SymFile::InitialSectionBorkerInfo>(handle); }
 
 i32 tv_GetNextBrokerInfoGroup(u16 handle, i32* count, BrokerInfoRecord* records, i32 capacity) {
-    return CallFile(handle, &SymFile::GetNextBrokerInfoGroup, count, records, capacity);
+    return CallFile<&SymFile::GetNextBrokerInfoGroup>(handle, count, records, capacity);
 }
 
-i32 tv_InitialSection6(u16 handle) { return CallFile(handle, &SymFile::InitialSection6); }
+i32 tv_InitialSection6(u16 handle) { return CallFile<&SymFile::InitialSection6>(handle); }
 
 i32 tv_GetNextEidrQuickGroup(u16 handle, const char** name, i32* count, SymFieldBuffer* target,
                              i32 capacity) {
-    return CallFile(handle, &SymFile::GetNextEidrQuickGroup, name, count, target, capacity);
+    return CallFile<&SymFile::GetNextEidrQuickGroup>(handle, name, count, target, capacity);
 }
 
-i32 tv_InitialSection7(u16 handle) { return CallFile(handle, &SymFile::InitialSection7); }
+i32 tv_InitialSection7(u16 handle) { return CallFile<&SymFile::InitialSection7>(handle); }
 
 i32 tv_GetNextEidrSectionGroup(u16 handle, i32* count, EidrSectionItem* target, i32 capacity) {
-    return CallFile(handle, &SymFile::GetNextEidrSectionGroup, count, target, capacity);
+    return CallFile<&SymFile::GetNextEidrSectionGroup>(handle, count, target, capacity);
 }
 
 i32 tv_GetNextSectionL2Group(u16 handle, u8* groupId, i32* count, SectionL2Item* records, i32 capacity) {
-    return CallFile(handle, &SymFile::GetNextSectionL2Group, groupId, count, records, capacity);
+    return CallFile<&SymFile::GetNextSectionL2Group>(handle, groupId, count, records, capacity);
 }
 
 i32 tv_GetAgainSectionL2Data(u16 handle, i32* count, SectionL2Item* records, i32 capacity) {
-    return CallFile(handle, &SymFile::GetAgainSectionL2Data, count, records, capacity);
+    return CallFile<&SymFile::GetAgainSectionL2Data>(handle, count, records, capacity);
 }
 
-i32 tv_InitializeSection9(u16 handle) { return CallFile(handle, &SymFile::InitializeSection9); }
+i32 tv_InitializeSection9(u16 handle) { return CallFile<&SymFile::InitializeSection9>(handle); }
 
 i32 tv_GetNextFundCompanyGroup(u16 handle, i32* count, u32* ids, char** names, u32 nameSize) {
-    return CallFile(handle, &SymFile::GetNextFundCompanyGroup, count, ids, names, nameSize);
+    return CallFile<&SymFile::GetNextFundCompanyGroup>(handle, count, ids, names, nameSize);
 }
 
-i32 tv_InitializeSection10(u16 handle) { return CallFile(handle, &SymFile::InitializeSection10); }
+i32 tv_InitializeSection10(u16 handle) { return CallFile<&SymFile::InitializeSection10>(handle); }
 
 i32 tv_GetNextEidrCountryGroup(u16 handle, i32* count, u32* ids, char** names, u32 nameSize) {
-    return CallFile(handle, &SymFile::GetNextEidrCountryGroup, count, ids, names, nameSize);
+    return CallFile<&SymFile::GetNextEidrCountryGroup>(handle, count, ids, names, nameSize);
 }
 
-i32 tv_InitializeSection12(u16 handle) { return CallFile(handle, &SymFile::InitializeSection12); }
+i32 tv_InitializeSection12(u16 handle) { return CallFile<&SymFile::InitializeSection12>(handle); }
 
 i32 tv_GetNextIssueCompanyGroup(u16 handle, i32* count, u32* ids, char** names, u32 nameSize) {
-    return CallFile(handle, &SymFile::GetNextIssueCompanyGroup, count, ids, names, nameSize);
+    return CallFile<&SymFile::GetNextIssueCompanyGroup>(handle, count, ids, names, nameSize);
 }
 
 i32 tv_InitialFundMainNameSection(u16 handle) {
-    return CallFile(handle, &SymFile::InitialFundMainNameSection);
+    return CallFile<&SymFile::InitialFundMainNameSection>(handle);
 }
 
 i32 tv_GetNextFundMainName(u16 handle, i32* count, u32* ids, char** names, u32 nameSize) {
-    return CallFile(handle, &SymFile::GetNextFundMainName, count, ids, names, nameSize);
+    return CallFile<&SymFile::GetNextFundMainName>(handle, count, ids, names, nameSize);
 }
 
-i32 tv_InitialFuturesSectionV2(u16 handle) { return CallFile(handle, &SymFile::InitialFuturesSectionV2); }
+i32 tv_InitialFuturesSectionV2(u16 handle) { return CallFile<&SymFile::InitialFuturesSectionV2>(handle); }
 
 i32 tv_GetNextFuturesSectionV2(u16 handle, i32* count, u32* ids, char** names, u32 nameSize) {
-    return CallFile(handle, &SymFile::GetNextFuturesSectionV2, count, ids, names, nameSize);
+    return CallFile<&SymFile::GetNextFuturesSectionV2>(handle, count, ids, names, nameSize);
 }
 
-i32 tv_InitialFuturesClassType(u16 handle) { return CallFile(handle, &SymFile::InitialFuturesClassType); }
+i32 tv_InitialFuturesClassType(u16 handle) { return CallFile<&SymFile::InitialFuturesClassType>(handle); }
 
 i32 tv_GetNextFuturesClassType(u16 handle, i32* count, u32* ids, char** names, u32 nameSize) {
-    return CallFile(handle, &SymFile::GetNextFuturesClassType, count, ids, names, nameSize);
+    return CallFile<&SymFile::GetNextFuturesClassType>(handle, count, ids, names, nameSize);
 }
 
-i32 tv_InitializeSection11(u16 handle) { return CallFile(handle, &SymFile::InitializeSection11); }
+i32 tv_InitializeSection11(u16 handle) { return CallFile<&SymFile::InitializeSection11>(handle); }
 
 i32 tv_GetNextSectionGroup(u16 handle, u8* groupId, i32* count, u8** members, i32 capacity) {
-    return CallFile(handle, &SymFile::GetNextSectionGroup, groupId, count, members, capacity);
+    return CallFile<&SymFile::GetNextSectionGroup>(handle, groupId, count, members, capacity);
 }
 
-i32 tv_InitialObjectSection(u16 handle) { return CallFile(handle, &SymFile::InitialObjectSection); }
+i32 tv_InitialObjectSection(u16 handle) { return CallFile<&SymFile::InitialObjectSection>(handle); }
 
 i32 tv_GetNextObjectTypeID(u16 handle, u16* typeId, u16* sourceSymCount) {
-    return CallFile(handle, &SymFile::GetNextObjectTypeID, typeId, sourceSymCount);
+    return CallFile<&SymFile::GetNextObjectTypeID>(handle, typeId, sourceSymCount);
 }
 
 i32 tv_GetNextObjectSourceSym(u16 handle, const char** sourceSym, u16* symCount) {
-    return CallFile(handle, &SymFile::GetNextObjectSourceSym, sourceSym, symCount);
+    return CallFile<&SymFile::GetNextObjectSourceSym>(handle, sourceSym, symCount);
 }
 
 i32 tv_GetNextObjectSym(u16 handle, u8* symByte, const char** sym, u8* dataCount) {
-    return CallFile(handle, &SymFile::GetNextObjectSym, symByte, sym, dataCount);
+    return CallFile<&SymFile::GetNextObjectSym>(handle, symByte, sym, dataCount);
 }
 
 i32 tv_GetNextObjectData(u16 handle, u8* dataByte, const char** data) {
-    return CallFile(handle, &SymFile::GetNextObjectData, dataByte, data);
+    return CallFile<&SymFile::GetNextObjectData>(handle, dataByte, data);
 }
 
 i32 tv_InitialForeignTradeSection(u16 handle) {
-    return CallFile(handle, &SymFile::InitialForeignTradeSection);
+    return CallFile<&SymFile::InitialForeignTradeSection>(handle);
 }
 
 i32 tv_GetNextForeignTradeHead(u16 handle, ForeignTradeHead* head) {
-    return CallFile(handle, &SymFile::GetNextForeignTradeHead, head);
+    return CallFile<&SymFile::GetNextForeignTradeHead>(handle, head);
 }
 
 i32 tv_GetForeignTrade(u16 handle, u8* itemTag, const char** names, u32* count, u32 capacity) {
-    return CallFile(handle, &SymFile::GetForeignTrade, itemTag, names, count, capacity);
+    return CallFile<&SymFile::GetForeignTrade>(handle, itemTag, names, count, capacity);
 }
 
 i32 tv_GetNextForeignTrade(u16 handle, const char** names, u32* count, u32 capacity) {
-    return CallFile(handle, &SymFile::GetNextForeignTrade, names, count, capacity);
+    return CallFile<&SymFile::GetNextForeignTrade>(handle, names, count, capacity);
 }
 
 i32 tv_InitialGlobalRelatedSection(u16 handle) {
-    return CallFile(handle, &SymFile::InitialGlobalRelatedSection);
+    return CallFile<&SymFile::InitialGlobalRelatedSection>(handle);
 }
 
 i32 tv_GetNextGlobalReleatedHead(u16 handle, u16* headId) {
-    return CallFile(handle, &SymFile::GetNextGlobalReleatedHead, headId);
+    return CallFile<&SymFile::GetNextGlobalReleatedHead>(handle, headId);
 }
 
 i32 tv_GetGlobalReleated(u16 handle, u8* listSize, GlobalRelatedItem* items, u32* count, u32 capacity) {
-    return CallFile(handle, &SymFile::GetGlobalReleated, listSize, items, count, capacity);
+    return CallFile<&SymFile::GetGlobalReleated>(handle, listSize, items, count, capacity);
 }
 
 i32 tv_GetNextGlobalReleated(u16 handle, GlobalRelatedItem* items, u32* count, u32 capacity) {
-    return CallFile(handle, &SymFile::GetNextGlobalReleated, items, count, capacity);
+    return CallFile<&SymFile::GetNextGlobalReleated>(handle, items, count, capacity);
 }
 
-i32 tv_InitialExchangeSection(u16 handle) { return CallFile(handle, &SymFile::InitialExchangeSection); }
+i32 tv_InitialExchangeSection(u16 handle) { return CallFile<&SymFile::InitialExchangeSection>(handle); }
 
 i32 tv_GetNextExchange(u16 handle, u32* id, char* text1, i32 text1Limit, char* text2, i32 text2Limit) {
-    return CallFile(handle, &SymFile::GetNextExchange, id, text1, text1Limit, text2, text2Limit);
+    return CallFile<&SymFile::GetNextExchange>(handle, id, text1, text1Limit, text2, text2Limit);
 }
 
 i32 tv_InitialRealDelayMappingSection(u16 handle) {
-    return CallFile(handle, &SymFile::InitialRealDelayMappingSection);
+    return CallFile<&SymFile::InitialRealDelayMappingSection>(handle);
 }
 
 i32 tv_GetNextRealDelayMapping(u16 handle, u8* first, u8* second) {
-    return CallFile(handle, &SymFile::GetNextRealDelayMapping, first, second);
+    return CallFile<&SymFile::GetNextRealDelayMapping>(handle, first, second);
 }
 
 i32 tv_InitialLevel2EODBasicItemDefineSection(u16 handle) {
-    return CallFile(handle, &SymFile::InitialLevel2EODBasicItemDefineSection);
+    return CallFile<&SymFile::InitialLevel2EODBasicItemDefineSection>(handle);
 }
 
 i32 tv_GetNextLevel2EODBasicItemDefine(u16 handle, u16* id, u16* firstCount, u16* firstItems,
                                        u32 firstCapacity, u16* secondCount, u16* secondItems,
                                        u32 secondCapacity, u16* thirdCount, u16* thirdItems,
                                        u32 thirdCapacity) {
-    return CallFile(handle, &SymFile::GetNextLevel2EODBasicItemDefine, id, firstCount, firstItems,
-                    firstCapacity, secondCount, secondItems, secondCapacity, thirdCount, thirdItems,
-                    thirdCapacity);
+    return CallFile<&SymFile::GetNextLevel2EODBasicItemDefine>(
+        handle, id, firstCount, firstItems, firstCapacity, secondCount, secondItems, secondCapacity,
+        thirdCount, thirdItems, thirdCapacity);
 }
 
 i32 tv_InitialExchangeSupportSection(u16 handle) {
-    return CallFile(handle, &SymFile::InitialExchangeSupportSection);
+    return CallFile<&SymFile::InitialExchangeSupportSection>(handle);
 }
 
 i32 tv_GetNextExchangeSupportSection(u16 handle, u16* id, u16* count, u16* items, u32 capacity) {
-    return CallFile(handle, &SymFile::GetNextExchangeSupportSection, id, count, items, capacity);
+    return CallFile<&SymFile::GetNextExchangeSupportSection>(handle, id, count, items, capacity);
 }

@@ -12,6 +12,11 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/api/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
   FILES_MATCHING PATTERN "Torva*.h" PATTERN "Torva*.hpp")
 
+if(WIN32)
+  install(FILES ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.def ${TORVA_MSVC_LIBRARY}
+    DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+endif()
+
 install(EXPORT TorvaAPITargets NAMESPACE TorvaAPI:: DESTINATION ${packageDir} COMPONENT development)
 configure_package_config_file(cmake/TorvaAPIConfig.cmake.in ${PROJECT_BINARY_DIR}/TorvaAPIConfig.cmake
   INSTALL_DESTINATION ${packageDir}

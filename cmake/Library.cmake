@@ -44,6 +44,16 @@ if(WIN32)
   torva_library(TorvaAPI)
   set_target_properties(TorvaAPI PROPERTIES PREFIX "")
   target_compile_definitions(TorvaAPI INTERFACE TORVA_API_SHARED)
+  # GNU's import library is no good for the Microsoft linker on 32 bits (SAFESEH); this one is good for both.
+  find_program(LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14)
+  if(LLVM_DLLTOOL)
+    set(machine $<IF:$<EQUAL:${CMAKE_SIZEOF_VOID_P},8>,i386:x86-64,i386>)
+    set(TORVA_MSVC_LIBRARY ${PROJECT_BINARY_DIR}/TorvaAPI.lib)
+    add_custom_command(TARGET TorvaAPI POST_BUILD VERBATIM
+      BYPRODUCTS ${TORVA_MSVC_LIBRARY}
+      COMMAND ${LLVM_DLLTOOL} -m ${machine} -D TorvaAPI.dll
+        -d ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.def -l ${TORVA_MSVC_LIBRARY})
+  endif()
   if(TORVA_HARDEN)
     # What the stack protector calls is a library of its own there.
     target_link_options(TorvaAPIStatic INTERFACE -fstack-protector-strong)

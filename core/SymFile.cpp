@@ -14,7 +14,8 @@ SymFile::SymFile(const TVCriticalSection* libraryLock, const u16* fieldIds, u16 
 SymFile::~SymFile() { Close(); }
 
 i32 SymFile::Open(const char* path, u32 memoryBudget, bool wholeFile) {
-    const std::size_t length = path == nullptr ? filePath.size() : strnlen(path, filePath.size());
+    if (path == nullptr) return SYM_ERR_PARAM;
+    const std::size_t length = strnlen(path, filePath.size());
     if (length == filePath.size()) return SYM_ERR_PARAM;
     std::memcpy(filePath.data(), path, length + 1);
     if (!OpenFile(wholeFile)) return SYM_ERR_OPEN;
@@ -34,29 +35,13 @@ u32 SymFile::ReadRecords(void* dst, u32 size, u32 n, bool& ended) {
     ended = false;
     while (done < n && !ended) {
         const u32 part = std::clamp<u32>(static_cast<u32>(source.Lent() / size), 1, n - done);
-        if (part * size > source.Lent()) std::memset(to, 0, size);
+        if (source.Lent() < size) std::memset(to, 0, size);
         ReadLoose(to, part * size);
         to += std::size_t{part} * size;
         done += part;
         ended = source.AtEnd();
     }
     return done;
-}
-
-const u8* SymFile::PassText(u32* length) {
-    const i32 max = arena.MaxText();
-    if (const u8* text = source.LendText(max, length)) return text;
-    return source.ReadText(arena.Next(), max, length) == SYM_OK ? arena.Next() : nullptr;
-}
-
-bool SymFile::BoundedCopy(void* dst, u32 size, const u8* text, u32 length) {
-    if (dst == nullptr || size == 0) return false;
-    if (length > size) {
-        *static_cast<u8*>(dst) = 0;
-        return false;
-    }
-    std::memcpy(dst, text, length);
-    return true;
 }
 
 }  // namespace torva

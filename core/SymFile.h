@@ -207,7 +207,11 @@ private:
     // Takes a text that only passes through the per-call arena, on its way to a buffer of the caller. Null
     // when it is longer than the arena allows, or cut off; *length counts the terminator. Valid until the
     // next read.
-    const u8* PassText(u32* length);
+    const u8* PassText(u32* length) {
+        const i32 max = arena.MaxText();
+        if (const u8* text = source.LendText(max, length)) return text;
+        return source.ReadText(arena.Next(), max, length) == SYM_OK ? arena.Next() : nullptr;
+    }
 
     // PassText and a bounded copy to a caller's buffer of `size` bytes. SYM_OK, with the text counted, or
     // SYM_ERR_READ or SYM_ERR_PARAM with its bytes not counted.
@@ -234,7 +238,15 @@ private:
 
     // Copies a text with its terminator, `length` bytes, when it fits; else leaves an empty string where
     // there is room.
-    static bool BoundedCopy(void* dst, u32 size, const u8* text, u32 length);
+    static bool BoundedCopy(void* dst, u32 size, const u8* text, u32 length) {
+        if (dst == nullptr || size == 0) return false;
+        if (length > size) {
+            *static_cast<u8*>(dst) = 0;
+            return false;
+        }
+        std::memcpy(dst, text, length);
+        return true;
+    }
 
     // --- Typed fields (core/TypedFields.cpp)
     i32 ReadField(SymFieldItem* item, i32* size, u8* dst, i32 max);

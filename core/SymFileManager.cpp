@@ -6,11 +6,6 @@ namespace torva {
 
 TVCriticalSection libraryLock;
 
-SymFileManager& SymFileManager::Instance() {
-    static SymFileManager manager;
-    return manager;
-}
-
 SymFileManager::~SymFileManager() {
     const ScopedLock lock(libraryLock);
     CloseAll();

@@ -19,7 +19,10 @@ class SymFileManager {
 public:
     // The one manager. It comes into being at the first call and closes what is left open when the library is
     // unloaded.
-    static SymFileManager& Instance();
+    static SymFileManager& Instance() {
+        static SymFileManager manager;
+        return manager;
+    }
 
     SymFileManager(const SymFileManager&) = delete;
     SymFileManager& operator=(const SymFileManager&) = delete;

@@ -41,7 +41,7 @@ public:
 
     // Empties the arena: the part in use is zeroed, so that what was placed there is gone.
     void Reset() {
-        if (size == 0) return;
+        if (pos == base) return;
         std::memset(base, 0, static_cast<std::size_t>(pos - base) + 4);
         pos = base;
     }

@@ -95,7 +95,8 @@ void FreeZeroed(void* block) { std::free(block); }
 
 void SetZeroedAllocator(ZeroedAllocator allocator) { zeroedAllocator = allocator; }
 
-static_assert(sizeof(pthread_mutex_t) <= sizeof(Lock) && alignof(pthread_mutex_t) <= alignof(Lock));
+static_assert(sizeof(pthread_mutex_t) <= sizeof(Lock));
+static_assert(alignof(pthread_mutex_t) <= alignof(Lock));
 
 Lock::Lock() : storage{} {
     pthread_mutexattr_t attributes{};

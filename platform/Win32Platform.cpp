@@ -89,7 +89,8 @@ void FreeZeroed(void* block) { std::free(block); }
 
 void SetZeroedAllocator(ZeroedAllocator allocator) { zeroedAllocator = allocator; }
 
-static_assert(sizeof(CRITICAL_SECTION) <= sizeof(Lock) && alignof(CRITICAL_SECTION) <= alignof(Lock));
+static_assert(sizeof(CRITICAL_SECTION) <= sizeof(Lock));
+static_assert(alignof(CRITICAL_SECTION) <= alignof(Lock));
 
 Lock::Lock() : storage{} { InitializeCriticalSection(new (storage) CRITICAL_SECTION); }
 

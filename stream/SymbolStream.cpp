@@ -138,7 +138,8 @@ void SymFile::ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItem
     std::size_t used = 0;
     const u8* next = start;
     i32 done = *count;
-    while (done < maxItems && static_cast<u64>(next - start) < left && end - next >= kMostFixedField) {
+    while (done < maxItems && static_cast<u64>(next - start) < left &&
+           static_cast<std::size_t>(end - next) >= kMostFixedField) {
         FieldHeader header;
         std::memcpy(&header, next, sizeof header);
         const u8* const value = next + sizeof header;

@@ -27,27 +27,27 @@ constexpr std::size_t IndexOf() {
 
 const std::vector<SectionKind>& Kinds() {
     static const std::vector<SectionKind> kKinds = {
-        {1, "default_fields", "default fields", 0, 0, IndexOf<DefaultFields>()},
+        {1, "default-fields", "default fields", 0, 0, IndexOf<DefaultFields>()},
         {2, "symbols", "symbols", 0, 0, IndexOf<Symbols>()},
-        {3, "jump_prices", "jump prices", 1, 0, IndexOf<JumpPrices>()},
-        {4, "brokers", "broker info", 2, 0, IndexOf<Brokers>()},
-        {6, "eidr_quick_groups", "Eidr quick groups", 0, 0, IndexOf<QuickGroups>()},
-        {7, "eidr_sections", "Eidr sections", 0, 0, IndexOf<EidrSections>()},
-        {8, "level2_sections", "level-2 sections", 0, 0, IndexOf<Level2Sections>()},
-        {9, "fund_companies", "fund companies", 2, 2, IndexOf<Directory>()},
-        {10, "eidr_countries", "Eidr countries", 2, 2, IndexOf<Directory>()},
-        {11, "section_groups", "section groups", 1, 0, IndexOf<SectionGroups>()},
-        {12, "issue_companies", "issue companies", 2, 2, IndexOf<Directory>()},
+        {3, "jump-prices", "jump prices", 1, 0, IndexOf<JumpPrices>()},
+        {4, "broker-info", "broker info", 2, 0, IndexOf<Brokers>()},
+        {6, "eidr-quick-groups", "Eidr quick groups", 0, 0, IndexOf<QuickGroups>()},
+        {7, "eidr-sections", "Eidr sections", 0, 0, IndexOf<EidrSections>()},
+        {8, "level2-sections", "level-2 sections", 0, 0, IndexOf<Level2Sections>()},
+        {9, "fund-companies", "fund companies", 2, 2, IndexOf<Directory>()},
+        {10, "eidr-countries", "Eidr countries", 2, 2, IndexOf<Directory>()},
+        {11, "section-groups", "section groups", 1, 0, IndexOf<SectionGroups>()},
+        {12, "issue-companies", "issue companies", 2, 2, IndexOf<Directory>()},
         {13, "objects", "objects", 2, 0, IndexOf<Objects>()},
-        {14, "foreign_trade", "foreign trade", 2, 0, IndexOf<ForeignTrade>()},
-        {15, "global_related", "global related", 2, 0, IndexOf<GlobalRelated>()},
+        {14, "foreign-trade", "foreign trade", 2, 0, IndexOf<ForeignTrade>()},
+        {15, "global-related", "global related", 2, 0, IndexOf<GlobalRelated>()},
         {16, "exchanges", "exchanges", 2, 0, IndexOf<Exchanges>()},
-        {17, "real_delay_mapping", "real-delay mapping", 2, 0, IndexOf<RealDelayMapping>()},
-        {18, "level2_eod_items", "level-2 EOD item definitions", 2, 0, IndexOf<EodItems>()},
-        {19, "fund_main_names", "fund main names", 4, 4, IndexOf<Directory>()},
-        {20, "futures_sections_v2", "futures sections V2", 4, 2, IndexOf<Directory>()},
-        {21, "exchange_support", "exchange support", 4, 0, IndexOf<ExchangeSupport>()},
-        {22, "futures_class_types", "futures class types", 4, 2, IndexOf<Directory>()},
+        {17, "real-delay", "real-delay mapping", 2, 0, IndexOf<RealDelayMapping>()},
+        {18, "level2-eod-items", "level-2 EOD item definitions", 2, 0, IndexOf<EodItems>()},
+        {19, "fund-main-names", "fund main names", 4, 4, IndexOf<Directory>()},
+        {20, "futures-sections", "futures sections V2", 4, 2, IndexOf<Directory>()},
+        {21, "exchange-support", "exchange support", 4, 0, IndexOf<ExchangeSupport>()},
+        {22, "futures-class-types", "futures class types", 4, 2, IndexOf<Directory>()},
     };
     return kKinds;
 }
@@ -69,6 +69,7 @@ public:
     enum class Mode { Count, Keep };
 
     explicit Emitter(Mode mode) : counting(mode == Mode::Count) {}
+    explicit Emitter(Bytes&& begun) : buffer(std::move(begun)) {}
     explicit Emitter(std::ostream& out) : stream(&out) {}
     Emitter(const Emitter&) = delete;
     Emitter& operator=(const Emitter&) = delete;
@@ -676,6 +677,14 @@ void SymbolStreamWriter::Finish() {
     if (!state->stream) {
         throw WriteError("", "the output did not take the bytes");
     }
+}
+
+void AppendSymbol(Bytes& bytes, const Symbol& symbol) {
+    Emitter check(Emitter::Mode::Count);
+    EmitSymbol(check, symbol);  // throws before `bytes` is touched
+    Emitter out(std::move(bytes));
+    EmitSymbol(out, symbol);
+    bytes = out.Take();
 }
 
 Bytes CutAt(const Bytes& bytes, std::size_t size) {

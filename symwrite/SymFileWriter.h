@@ -253,7 +253,7 @@ struct File {
 // What is known of a section id.
 struct SectionKind {
     std::uint16_t id;
-    std::string_view name;     // as in "jump_prices"
+    std::string_view name;     // as in "jump-prices"
     std::string_view title;    // as in "jump prices"
     std::uint8_t countWidth;   // bytes of the element count behind the head value; 0 for none
     std::uint8_t idWidth;      // bytes of an element's id in the directories; 0 elsewhere
@@ -302,6 +302,9 @@ private:
     struct State;
     std::unique_ptr<State> state;
 };
+
+// Adds the record of one symbol, as section 2 has it, to `bytes`.
+void AppendSymbol(Bytes& bytes, const Symbol& symbol);
 
 // Damage to bytes. `CutAt` gives the first `size` bytes (all of them when there are fewer); `Patch`
 // overwrites bytes that exist and throws std::out_of_range for others.

@@ -70,6 +70,32 @@ dll_mingw32() {
     echo "54 exports, system libraries only"
 }
 
+# windows_hosts PRESET: find_package from the cross compiler; the programs lie beside the DLL.
+windows_hosts() {
+    local prefix=$PWD/$logs/$1 toolchain=$PWD/cmake/toolchains/$1.cmake
+    ./dev build "$1" && cmake --install "build/$1" --prefix "$prefix" &&
+        cmake -G Ninja -S tests/consumer -B "$prefix/hosts" -DHOW=package -DCMAKE_BUILD_TYPE=Release \
+            --toolchain "$toolchain" -DCMAKE_FIND_ROOT_PATH="$prefix" &&
+        cmake --build "$prefix/hosts" && cp "$prefix/hosts"/*.exe "$prefix/bin" &&
+        [ "$(sed -n 's/^ *tv_/tv_/p' cmake/TorvaAPI.def | wc -l)" -eq "$(strings "$prefix/lib/TorvaAPI.lib" |
+            grep -c '__imp_')" ]
+}
+
+hosts_mingw64() {
+    local host
+    windows_hosts mingw64 && ./dev build release || return 1
+    build/release/bin/tvsym build samples/instruments.json "$logs/linux.sym" || return 1
+    for host in TorvaAPI_c TorvaAPI_cpp TorvaAPIStatic_c TorvaAPIStatic_cpp; do
+        wine_run "$logs/mingw64/bin/$host.exe" "$logs/linux.sym" || return 1
+    done
+    echo "find_package, shared and static, run"
+}
+
+hosts_mingw32() {
+    windows_hosts mingw32 || return 1
+    echo "find_package, shared and static, linked"
+}
+
 hosts() {
     ./dev build release && ctest --preset release -R library.hosts -V || return 1
     echo "find_package, pkg-config, subdirectory, fetch"
@@ -97,6 +123,8 @@ row "Linux i386" "gcc -m32, whole suite" suite_m32
 row "Windows x86_64" "MinGW, wine64, whole suite" suite_mingw64
 row "Windows x86_64" "tvsym.exe under wine64" tool_mingw64
 row "Windows i686" "TorvaAPI.dll, export table" dll_mingw32
+row "Windows x86_64" "hosts" hosts_mingw64
+row "Windows i686" "hosts" hosts_mingw32
 row "Linux x86_64" "hosts, shared and static, both compilers" hosts
 row "Debian, Windows" "packages" packages
 

@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <sstream>
+
 #include "api/TorvaAPI.h"
 
 namespace tvsym {
@@ -20,7 +23,39 @@ constexpr CommandSpec kCommands[] = {
      "With --fields the library hands out these fields alone and nothing tells defaults apart.",
      "tvsym symbols instruments.sym --limit 10\ntvsym symbols instruments.sym --fields name,currency --json",
      AddSymbols},
+    {"dump", "Print the content of every section, or of some",
+     "The json format is one document that build reads; sections without a reader stand in it as bytes. "
+     "Section 2 holds "
+     "the fields that the records carry themselves; default fields are section 1. In ndjson and table values "
+     "are what "
+     "the dictionary makes of them; csv has them in columns of their own. Memory does not grow with the "
+     "file.",
+     "tvsym dump instruments.sym > instruments.json\n"
+     "tvsym dump instruments.sym --format ndjson --section symbols | head\n"
+     "tvsym dump instruments.sym --format csv --output tables/\n"
+     "tvsym dump instruments.sym --format table --section 14 --section eidr-countries",
+     AddDump},
+    {"get", "Print some symbols with all their fields, defaults marked",
+     "A symbol is looked for from the first to the last, so that all of the same text are found. Values of "
+     "--where are "
+     "compared with what the output shows, defaults without their parentheses.",
+     "tvsym get instruments.sym AAPL MSFT\n"
+     "tvsym get instruments.sym 60 --prefix --json\n"
+     "tvsym get instruments.sym --where currency=USD --where lot=100",
+     AddGet},
+    {"stats", "Count elements, texts and values: by section and by field id",
+     "Distinct values are counted exactly up to 256, and with an error of some 3 percent above that (marked "
+     "~). Memory "
+     "grows with the number of field ids alone.",
+     "tvsym stats instruments.sym\ntvsym stats instruments.sym --json", AddStats},
+    {"completion", "Print a completion script for a shell", "",
+     "eval \"$(tvsym completion bash)\"\ntvsym completion zsh > ~/.zfunc/_tvsym\ntvsym completion fish | "
+     "source",
+     AddCompletion},
 };
+
+constexpr CommandSpec kHelp = {"help", "Print the manual page or the reference in Markdown", "",
+                               "tvsym help man > tvsym.1\ntvsym help markdown > docs/tvsym.md", AddHelp};
 
 std::string VersionText() {
     SymApiVersion version = {};
@@ -29,6 +64,45 @@ std::string VersionText() {
                        version.version4);
 }
 
+constexpr size_t kHelpColumns = 100;
+constexpr size_t kHelpIndent = 30;
+
+std::string Wrapped(std::string_view text, size_t width) {
+    std::string wrapped;
+    size_t used = 0;
+    while (!text.empty()) {
+        const std::string_view word = text.substr(0, text.find(' '));
+        if (used > 0 && used + 1 + word.size() > width) {
+            wrapped += '\n';
+            used = 0;
+        } else if (used > 0) {
+            wrapped += ' ';
+            ++used;
+        }
+        wrapped += word;
+        used += word.size();
+        text.remove_prefix(std::min(word.size() + 1, text.size()));
+    }
+    return wrapped;
+}
+
+class HelpFormatter : public CLI::Formatter {
+public:
+    HelpFormatter() { column_width(kHelpIndent); }
+
+    std::string make_option_desc(const CLI::Option* option) const override {
+        return Wrapped(CLI::Formatter::make_option_desc(option), kHelpColumns - kHelpIndent);
+    }
+
+    std::string make_subcommand(const CLI::App* command) const override {
+        std::ostringstream out;
+        CLI::detail::format_help(out, "  " + command->get_name(),
+                                 Wrapped(command->get_description(), kHelpColumns - kHelpIndent),
+                                 kHelpIndent);
+        return out.str();
+    }
+};
+
 }  // namespace
 
 std::span<const CommandSpec> Commands() { return kCommands; }
@@ -36,25 +110,30 @@ std::span<const CommandSpec> Commands() { return kCommands; }
 CommandLine::CommandLine() : app(kToolPurpose, kToolName) {
     app.set_version_flag("--version", VersionText());
     app.require_subcommand(1);
-    app.get_formatter()->column_width(34);
+    app.formatter(std::make_shared<HelpFormatter>());
     app.footer(
         "Exit status: 0 done; 1 something is wrong in a file, or files differ; 2 a file cannot be read or "
         "written; 64 wrong usage.\ntvsym COMMAND --help tells more about each command.");
     for (const CommandSpec& spec : Commands()) {
-        CLI::App* command = app.add_subcommand(spec.name, spec.description);
-        std::string footer = spec.notes;
-        footer += footer.empty() ? "" : "\n\n";
-        footer += "Examples:\n";
-        std::string_view examples = spec.examples;
-        while (!examples.empty()) {
-            const size_t end = examples.find('\n');
-            footer += fmt::format("  {}\n", examples.substr(0, end));
-            examples.remove_prefix(end == std::string_view::npos ? examples.size() : end + 1);
-        }
-        footer.pop_back();
-        command->footer(footer);
-        commands.emplace_back(command, spec.add(*command));
+        Add(spec);
     }
+    Add(kHelp);
+    commands.back().first->group("");
+}
+
+void CommandLine::Add(const CommandSpec& spec) {
+    CLI::App* command = app.add_subcommand(spec.name, spec.description);
+    std::string footer = Wrapped(spec.notes, kHelpColumns);
+    footer += footer.empty() ? "" : "\n\n";
+    footer += "Examples:";
+    std::string_view examples = spec.examples;
+    while (!examples.empty()) {
+        const size_t end = examples.find('\n');
+        footer += fmt::format("\n  {}", examples.substr(0, end));
+        examples.remove_prefix(end == std::string_view::npos ? examples.size() : end + 1);
+    }
+    command->footer(footer);
+    commands.emplace_back(command, spec.add(*command));
 }
 
 }  // namespace tvsym

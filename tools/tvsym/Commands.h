@@ -30,13 +30,16 @@ RunCommand AddDump(CLI::App& app);
 RunCommand AddGet(CLI::App& app);
 RunCommand AddStats(CLI::App& app);
 RunCommand AddCompletion(CLI::App& app);
+RunCommand AddHelp(CLI::App& app);  // "help man", "help markdown": not listed
 
 // The whole command line.
 struct CommandLine {
     CommandLine();
+    void Add(const CommandSpec& spec);
 
     CLI::App app;
-    std::vector<std::pair<CLI::App*, RunCommand>> commands;
+    std::vector<std::pair<CLI::App*, RunCommand>>
+        commands;  // those of Commands(), and what is not listed behind
 };
 
 constexpr const char* kToolName = "tvsym";

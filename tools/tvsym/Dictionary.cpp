@@ -63,7 +63,7 @@ u64 Unsigned(std::string_view payload) {
 }
 
 i64 Signed(std::string_view payload) {
-    const size_t unused = 64 - 8 * payload.size();
+    const size_t unused = 64 - 8 * payload.size();  // the payload is not empty
     return static_cast<i64>(Unsigned(payload) << unused) >> unused;
 }
 
@@ -184,6 +184,20 @@ std::string ValueText(ValueType type, std::string_view payload, TextCodec& codec
             break;
     }
     return payload.empty() ? "" : "0x" + Hex(payload);
+}
+
+int CompareValues(ValueType type, std::string_view a, std::string_view b) {
+    const auto sign = [](auto x, auto y) { return x < y ? -1 : y < x ? 1 : 0; };
+    switch (type) {
+        case ValueType::Text:
+            return sign(a, b);
+        case ValueType::Signed:
+            return sign(Signed(a), Signed(b));
+        case ValueType::Float:
+            return sign(Float(a), Float(b));
+        default:
+            return sign(Unsigned(a), Unsigned(b));
+    }
 }
 
 std::string ValueJson(ValueType type, std::string_view payload, TextCodec& codec) {

@@ -53,7 +53,11 @@ private:
 // A value for people: "12.5", "2024-01-31", "0x0aff", a text as TextCodec::Display gives it.
 std::string ValueText(ValueType type, std::string_view payload, TextCodec& codec);
 
-// The same as JSON: a number where it is one, else a string; texts that do not decode as {"hex": "..."}.
+// Below, at or above 0 as `a` is less than, equal to or greater than `b`; both are of that type. Hex is put
+// in order as the unsigned numbers that the bytes are.
+int CompareValues(ValueType type, std::string_view a, std::string_view b);
+
+// A value as JSON: a number where it is one, else a string; texts that do not decode as {"hex": "..."}.
 std::string ValueJson(ValueType type, std::string_view payload, TextCodec& codec);
 
 // A JSON string, quotes included, of valid UTF-8.

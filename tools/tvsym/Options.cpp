@@ -27,7 +27,9 @@ size_t EditDistance(const std::string& a, const std::string& b) {
 }  // namespace
 
 void AddFileOptions(CLI::App& app, FileOptions& options) {
-    app.add_option("FILE", options.file, "symbol file; - reads the standard input")->required();
+    app.add_option("FILE", options.file, "symbol file; - reads the standard input")
+        ->type_name("")
+        ->required();
     app.add_flag("--file-mode", options.fileMode,
                  "read from the file as needed; files up to 64 MiB are otherwise read into memory first");
     app.add_flag("-q,--quiet", options.quiet, "no progress bar");

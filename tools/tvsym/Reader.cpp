@@ -49,6 +49,11 @@ Reader::Reader(const std::string& path, ReaderOptions readerOptions)
             spoolPath = MakeTemporaryFile("");
             CopyStandardInput(spoolPath);
         }
+        if (Path().size() > kLongestPath) {
+            throw ToolError(kExitUnreadable, fmt::format("{}...: the path has more than {} characters",
+                                                         Path().substr(0, 60), kLongestPath));
+        }
+        raw = RawFile::Read(Path());
         Open();
         LoadDefaults();
     } catch (...) {
@@ -70,12 +75,6 @@ Reader::~Reader() {
 // The arenas are made as large as the file where that is affordable, so that no value finds them too small;
 // memory that is not used is never touched.
 void Reader::Open() {
-    const std::string& path = Path();
-    if (path.size() > kLongestPath) {
-        throw ToolError(kExitUnreadable, fmt::format("{}...: the path has more than {} characters",
-                                                     path.substr(0, 60), kLongestPath));
-    }
-    raw = RawFile::Read(path);
     const bool wholeFile = options.mode == ReadMode::Memory ||
                            (options.mode == ReadMode::Auto && raw.fileSize <= kMemoryModeLimit);
     u32 budget = static_cast<u32>(std::clamp(raw.fileSize + kMiB, u64{kSmallestBudget}, kGenerousBudget));
@@ -160,6 +159,32 @@ std::vector<Problem> Reader::DirectoryProblems() const {
         }
     }
     return problems;
+}
+
+void Reader::Reopen() {
+    tv_CloseSymFile(handle);
+    handle = 0;
+    lastEntered = 0;
+    Open();
+}
+
+void Reader::ReadRaw(u64 offset, u64 size, const std::function<void(std::string_view)>& sink) {
+    tv_CloseSymFile(handle);
+    handle = 0;
+    std::ifstream file(Path(), std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(offset));
+    std::vector<char> buffer(size_t{64} * 1024);
+    while (size > 0) {
+        file.read(buffer.data(), static_cast<std::streamsize>(std::min<u64>(size, buffer.size())));
+        const auto got = static_cast<size_t>(file.gcount());
+        if (got == 0) {
+            break;
+        }
+        sink({buffer.data(), got});
+        size -= got;
+    }
+    file.close();
+    Reopen();
 }
 
 Walk Reader::WalkSymbols(const SymbolSink& sink) { return Walker(*this).Symbols(sink); }

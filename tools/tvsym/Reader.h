@@ -121,11 +121,17 @@ public:
     // the rows are the records' own fields. An id without reader gives a Walk that is not present.
     Walk WalkSection(u16 id, const RowSink& sink);
 
+    // Bytes of the file that no export hands out: sections without a reader, further entries of an id, and
+    // what lies between sections. They come in pieces; the library's hold on the file is given up for the
+    // time. Not to be called within a walk.
+    void ReadRaw(u64 offset, u64 size, const std::function<void(std::string_view)>& sink);
+
 private:
     friend class Walker;
 
     const std::string& Path() const { return spoolPath.empty() ? name : spoolPath; }
     void Open();
+    void Reopen();
     i32 TryOpen(u32 budget, bool wholeFile) const;
     [[noreturn]] void RefuseOpen(i32 code) const;
     void LoadDefaults();

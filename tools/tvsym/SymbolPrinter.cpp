@@ -39,7 +39,7 @@ void SymbolPrinter::PrintText(const SymbolView& symbol) {
     for (const FieldView& field : symbol.fields) {
         width = std::max(width, DisplayWidth(dictionary.NameOf(field.id)));
     }
-    out.Write(Styled(Style::Bold, codec.Display(symbol.text)) +
+    out.Write(Styled(Style::Bold, symbol.text.empty() ? "\"\"" : codec.Display(symbol.text)) +
               (symbol.complete ? "\n" : Styled(Style::Bad, "  [broken record]") + "\n"));
     for (const FieldView& field : symbol.fields) {
         const std::string name = codec.Display(dictionary.NameOf(field.id));

@@ -145,11 +145,8 @@ bool Walker::Enter(u16 id) {
     }
     // Sections 2, 3 and 8 enter by themselves, and begin anew only when another one was read in between.
     if (reader.lastEntered == id && (id == 2 || id == 3 || id == 8)) {
-        tv_CloseSymFile(handle);
-        reader.handle = 0;
-        reader.Open();
+        reader.Reopen();
         handle = reader.handle;
-        entry = reader.raw.Find(id);
     }
     reader.lastEntered = id;
     walk.present = true;

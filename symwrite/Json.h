@@ -1,0 +1,56 @@
+// Symbol files to and from JSON, in the form that docs/json.md tells.
+#pragma once
+
+#include <map>
+#include <unordered_map>
+
+#include "symwrite/JsonNode.h"
+#include "symwrite/SymFileWriter.h"
+
+namespace symwrite {
+
+enum class FieldType : std::uint8_t { Text, Unsigned, Signed, Float, Date, Hex };
+
+struct FieldDefinition {
+    std::uint16_t id = 0;
+    std::uint8_t tag = kTextTag;
+    FieldType type = FieldType::Text;
+    std::string name;
+};
+
+// Names and types of field ids, for documents that use names.
+class FieldDictionary {
+public:
+    // From {"1": {"name": "name", "type": "text", "tag": 7}, ...}, added to what is there. Wrong entries give
+    // errors.
+    void Load(const JsonNode& node);
+
+    // Null when the id, or the name, is not there.
+    const FieldDefinition* Find(std::uint16_t id) const;
+    const FieldDefinition* Find(std::string_view name) const;
+
+private:
+    void LoadOne(std::string_view key, const JsonNode& node);
+
+    std::map<std::uint16_t, FieldDefinition> definitions;
+    std::unordered_map<std::string, std::uint16_t> ids;
+};
+
+struct FromJsonOptions {
+    FieldDictionary dictionary;        // a dictionary in the document adds to it
+    const TextCodec* codec = nullptr;  // null: texts of the file are UTF-8
+};
+
+// The file that the document tells. Without errors, `Write` can refuse it only for sizes: groups over 65,535
+// bytes, too many elements, a file over 4 GiB.
+File FromJson(const Json& document, const FromJsonOptions& options, JsonErrors& errors);
+
+// The same from a stream, for large documents: symbols are turned into the bytes of their records while the
+// document is parsed, so that it needs about as much memory as the file has bytes. Section 2 is then raw.
+File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& errors);
+
+// The exact form. Deliberate errors have no place in it, but for head values; raw content comes out as it is.
+Json ToJson(const File& file, const TextCodec* codec = nullptr);
+Json ToJson(const Section& section, const TextCodec* codec = nullptr);
+
+}  // namespace symwrite

@@ -1,0 +1,475 @@
+#include "tools/tvsym/Rows.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+namespace tvsym {
+
+namespace {
+
+u64 PayloadNumber(std::string_view payload) {
+    u64 number = 0;
+    for (size_t at = payload.size(); at-- > 0;) {
+        number = number << 8 | static_cast<u8>(payload[at]);
+    }
+    return number;
+}
+
+// A leaf level of one column is a list of plain values.
+bool IsBare(const SectionInfo& section, size_t level) {
+    const bool leaf = level + 1 == section.levels.size();
+    return leaf && section.levels[level].columns.size() == 1;
+}
+
+bool HasFields(const SectionInfo& section) {
+    const Level& leaf = section.levels.back();
+    return !leaf.columns.empty() && leaf.columns.back().kind == ColumnKind::Field;
+}
+
+void AppendNumber(std::string& to, u64 number) {
+    const fmt::format_int digits(number);
+    to.append(digits.data(), digits.size());
+}
+
+void AppendList(std::string& to, std::span<const u16> list, std::string_view separator) {
+    bool first = true;
+    for (const u16 item : list) {
+        if (!first) {
+            to += separator;
+        }
+        first = false;
+        AppendNumber(to, item);
+    }
+}
+
+// ---- JSON
+
+class JsonRows : public RowWriter {
+public:
+    JsonRows(Output& output, const SectionInfo& described, const RowContext& rowContext, bool asLines)
+        : out(output), section(described), context(rowContext), lines(asLines) {
+        for (const Level& level : section.levels) {
+            std::vector<std::string> keys;
+            for (const Column& column : level.columns) {
+                keys.push_back(fmt::format("\"{}\":", column.name));
+            }
+            columnKeys.push_back(std::move(keys));
+        }
+        sharesLists = section.levels.size() == 1 &&
+                      section.levels[0].columns.back().kind == ColumnKind::List &&
+                      (section.id == 18 || section.id == 21);
+    }
+
+    void Row(size_t level, std::span<const Cell> cells) override {
+        if (sharesLists) {
+            return Definition(cells);
+        }
+        CloseTo(level);
+        Separate(level);
+        if (IsBare(section, level)) {
+            if (level == 0 && lines) {
+                text += columnKeys[0][0];
+            }
+            Value(section.levels[level].columns[0], cells[0]);
+            if (level == 0 && lines) {
+                text += '}';
+            }
+            return;
+        }
+        if (level > 0 || !lines) {
+            text += '{';
+        }
+        Members(level, cells);
+        if (level + 1 < section.levels.size()) {
+            text += fmt::format("{}\"{}\":[", cells.empty() ? "" : ",", section.levels[level + 1].name);
+        }
+        open = level + 1;
+        hasChild[level] = false;
+    }
+
+    void Finish() override {
+        WriteGroups();
+        CloseTo(0);
+        if (any) {
+            text += '\n';
+        }
+        out.Write(text);
+        text.clear();
+    }
+
+private:
+    void CloseTo(size_t level) {
+        for (; open > level; --open) {
+            text += open < section.levels.size() ? "]}" : "}";
+        }
+    }
+
+    // What stands between an element and the one before, and the start of a line.
+    void Separate(size_t level) {
+        if (level > 0) {
+            text += hasChild[level - 1] ? "," : "";
+            hasChild[level - 1] = true;
+            return;
+        }
+        if (lines) {
+            text += any ? "\n" : "";
+            text += fmt::format("{{\"section\":\"{}\",", section.name);
+        } else {
+            text += any ? ",\n" : "\n";
+        }
+        any = true;
+        if (text.size() > kBuffered) {
+            out.Write(text);
+            text.clear();
+        }
+    }
+
+    void Members(size_t level, std::span<const Cell> cells) {
+        const Level& described = section.levels[level];
+        for (size_t at = 0; at < cells.size(); ++at) {
+            text += at > 0 ? "," : "";
+            if (described.columns[at].kind == ColumnKind::Field) {
+                FieldValue(cells, columnKeys[level][at]);
+            } else {
+                text += columnKeys[level][at];
+                Value(described.columns[at], cells[at]);
+            }
+        }
+    }
+
+    void Value(const Column& column, const Cell& cell) {
+        switch (column.kind) {
+            case ColumnKind::Number:
+                return AppendNumber(text, cell.number);
+            case ColumnKind::Text:
+                text += JsonText(cell.bytes, context.codec);
+                return;
+            case ColumnKind::List:
+                text += '[';
+                AppendList(text, cell.list, ",");
+                text += ']';
+                return;
+            default:
+                text += fmt::format("\"{}\"", Hex(cell.bytes));
+        }
+    }
+
+    // The cells of a field are its id, tag and value.
+    void FieldValue(std::span<const Cell> cells, const std::string& key) {
+        const u16 id = static_cast<u16>(cells[0].number);
+        const u8 tag = static_cast<u8>(cells[1].number);
+        const std::string_view payload = cells[2].bytes;
+        const FieldDefinition* definition = context.dictionary.Find(id);
+        if (definition) {
+            text += fmt::format("\"name\":{},", JsonString(definition->name));
+        }
+        text += key;
+        if (lines && definition) {
+            text += ValueJson(context.dictionary.TypeOf(id, tag, payload.size()), payload, context.codec);
+        } else if (tag == kTextTag) {
+            text += JsonText(payload, context.codec);
+        } else if (payload.empty()) {
+            text += "null";
+        } else if (payload.size() != PayloadWidth(tag)) {  // cut off
+            text += fmt::format(R"({{"hex":"{}"}})", Hex(payload));
+        } else {
+            AppendNumber(text, PayloadNumber(payload));
+        }
+    }
+
+    // Ids with the same lists stand together, as they do in the file; the library hands them out one by one.
+    // What is held for that is no more than the section itself.
+    void Definition(std::span<const Cell> cells) {
+        std::string key;
+        for (const Cell& cell : cells.subspan(1)) {
+            AppendNumber(key, cell.list.size());
+            key += ':';
+            key.append(reinterpret_cast<const char*>(cell.list.data()), cell.list.size_bytes());
+        }
+        const auto [found, isNew] = groupOf.try_emplace(std::move(key), groups.size());
+        if (isNew) {
+            Group group;
+            for (const Cell& cell : cells.subspan(1)) {
+                group.lists.emplace_back(cell.list.begin(), cell.list.end());
+            }
+            groups.push_back(std::move(group));
+        }
+        groups[found->second].ids.push_back(static_cast<u16>(cells[0].number));
+    }
+
+    void WriteGroups() {
+        for (const Group& group : groups) {
+            for (std::span<const u16> rest = group.ids; !rest.empty();) {
+                const size_t count =
+                    std::min<size_t>(rest.size(), UINT16_MAX);  // as many as a group of the file takes
+                WriteGroup(rest.first(count), group.lists);
+                rest = rest.subspan(count);
+            }
+        }
+    }
+
+    void WriteGroup(std::span<const u16> ids, const std::vector<std::vector<u16>>& lists) {
+        Separate(0);
+        text += lines ? "\"ids\":[" : "{\"ids\":[";
+        AppendList(text, ids, ",");
+        text += ']';
+        for (size_t at = 0; at < lists.size(); ++at) {
+            text += ",";
+            text += columnKeys[0][at + 1];
+            text += '[';
+            AppendList(text, lists[at], ",");
+            text += ']';
+        }
+        text += '}';
+    }
+
+    struct Group {
+        std::vector<u16> ids;
+        std::vector<std::vector<u16>> lists;
+    };
+
+    static constexpr size_t kBuffered = size_t{64} * 1024;
+
+    Output& out;
+    const SectionInfo& section;
+    RowContext context;
+    bool lines;
+    bool sharesLists;
+    std::string text;
+    std::vector<std::vector<std::string>> columnKeys;
+    size_t open = 0;                        // levels that have an element under way
+    bool hasChild[4] = {};                  // whether that element has a child already
+    bool any = false;                       // whether an element was written
+    std::vector<Group> groups;              // of sections 18 and 21, by smallest id
+    std::map<std::string, size_t> groupOf;  // from the lists
+};
+
+// ---- CSV and tables
+
+struct FlatColumn {
+    std::string name;
+    bool number;
+};
+
+std::vector<FlatColumn> FlatColumns(const SectionInfo& section, bool withDictionary);
+
+std::string Singular(const char* plural) {
+    std::string name = plural;
+    if (name.ends_with('s')) {
+        name.pop_back();
+    }
+    return name;
+}
+
+// Joins each row of the last level with the rows above it.
+class FlatRows : public RowWriter {
+public:
+    FlatRows(const SectionInfo& described, const RowContext& rowContext, bool isExact)
+        : section(described),
+          context(rowContext),
+          exact(isExact),
+          withDictionary(HasFields(described) && !rowContext.dictionary.All().empty()),
+          current(described.levels.size()),
+          numbers(described.levels.size(), 0) {}
+
+    void Row(size_t level, std::span<const Cell> cells) override {
+        if (level < waiting) {
+            Emit();
+        }
+        waiting = level + 1;
+        ++numbers[level];
+        std::fill(numbers.begin() + static_cast<std::ptrdiff_t>(waiting), numbers.end(), 0);
+        std::vector<std::string>& texts = current[level];
+        texts.clear();
+        for (size_t at = 0; at < cells.size(); ++at) {
+            texts.push_back(CellText(section.levels[level].columns[at].kind, cells[at]));
+        }
+        const bool leaf = waiting == section.levels.size();
+        if (leaf && withDictionary) {
+            const u16 id = static_cast<u16>(cells[0].number);
+            const u8 tag = static_cast<u8>(cells[1].number);
+            const ValueType type = context.dictionary.TypeOf(id, tag, cells[2].bytes.size());
+            texts.push_back(context.dictionary.Find(id) ? context.dictionary.NameOf(id) : "");
+            texts.push_back(ValueText(type, cells[2].bytes, context.codec));
+        }
+        if (leaf) {
+            Emit();
+        }
+    }
+
+    void Finish() override { Emit(); }
+
+protected:
+    virtual void Line(std::vector<std::string> cells) = 0;
+
+    const SectionInfo& section;
+    RowContext context;
+    bool exact;
+    bool withDictionary;
+
+private:
+    void Emit() {
+        if (waiting == 0) {
+            return;
+        }
+        std::vector<std::string> cells;
+        for (size_t level = 0; level < section.levels.size(); ++level) {
+            const bool there = level < waiting;
+            if (section.levels.size() > 1) {
+                cells.push_back(there ? fmt::format("{}", numbers[level]) : "");
+            }
+            const bool leaf = level + 1 == section.levels.size();
+            const size_t count = section.levels[level].columns.size() + (leaf && withDictionary ? 2 : 0);
+            for (size_t at = 0; at < count; ++at) {
+                cells.push_back(there ? current[level][at] : "");
+            }
+        }
+        Line(std::move(cells));
+        waiting = 0;
+    }
+
+    std::string ExactText(std::string_view bytes) const {
+        const std::optional<std::string_view> text = context.codec.Decode(bytes);
+        return text && !text->starts_with("hex:") ? std::string(*text) : "hex:" + Hex(bytes);
+    }
+
+    std::string CellText(ColumnKind kind, const Cell& cell) const {
+        std::string text;
+        switch (kind) {
+            case ColumnKind::Number:
+                AppendNumber(text, cell.number);
+                return text;
+            case ColumnKind::Text:
+                return exact ? ExactText(cell.bytes) : context.codec.Display(cell.bytes);
+            case ColumnKind::List:
+                AppendList(text, cell.list, " ");
+                return text;
+            case ColumnKind::Bytes:
+                return Hex(cell.bytes);
+            case ColumnKind::Field:
+                break;
+        }
+        const u8 tag = static_cast<u8>(cell.number);
+        if (tag == kTextTag) {
+            return exact ? ExactText(cell.bytes) : context.codec.Display(cell.bytes);
+        }
+        if (!exact) {
+            return ValueText(ValueType::Hex, cell.bytes, context.codec);
+        }
+        if (!cell.bytes.empty()) {
+            AppendNumber(text, PayloadNumber(cell.bytes));
+        }
+        return text;
+    }
+
+    std::vector<std::vector<std::string>> current;
+    std::vector<u64> numbers;
+    size_t waiting = 0;  // the row of this many levels waits for a row below it, or for a line of its own
+};
+
+class CsvRows : public FlatRows {
+public:
+    CsvRows(Output& output, const SectionInfo& described, const RowContext& rowContext)
+        : FlatRows(described, rowContext, true), out(output) {
+        Line(CsvColumns(section, withDictionary));
+    }
+
+protected:
+    void Line(std::vector<std::string> cells) override {
+        std::string line;
+        for (const std::string& cell : cells) {
+            line += line.empty() && &cell == cells.data() ? "" : ",";
+            line += CsvQuoted(cell);
+        }
+        out.Write(line + "\r\n");
+    }
+
+private:
+    Output& out;
+};
+
+class TableRows : public FlatRows {
+public:
+    TableRows(Output& output, const SectionInfo& described, const RowContext& rowContext)
+        : FlatRows(described, rowContext, false), table(output, Columns()) {}
+
+    void Finish() override {
+        FlatRows::Finish();
+        table.Finish();
+    }
+
+protected:
+    void Line(std::vector<std::string> cells) override { table.Row(std::move(cells)); }
+
+private:
+    std::vector<Table::Column> Columns() const {
+        std::vector<Table::Column> columns;
+        for (const FlatColumn& column : FlatColumns(section, withDictionary)) {
+            columns.push_back({column.name, column.number ? Table::Align::Right : Table::Align::Left});
+        }
+        return columns;
+    }
+
+    Table table;
+};
+
+std::vector<FlatColumn> FlatColumns(const SectionInfo& section, bool withDictionary) {
+    std::vector<FlatColumn> columns;
+    for (size_t level = 0; level < section.levels.size(); ++level) {
+        const Level& described = section.levels[level];
+        const std::string singular = Singular(described.name);
+        const bool leaf = level + 1 == section.levels.size();
+        if (section.levels.size() > 1) {
+            columns.push_back({singular + "_no", true});
+        }
+        for (const Column& column : described.columns) {
+            const bool plain = leaf || column.name == singular;
+            columns.push_back(
+                {plain ? column.name : singular + "_" + column.name, column.kind == ColumnKind::Number});
+        }
+    }
+    if (withDictionary && HasFields(section)) {
+        columns.push_back({"field_name", false});
+        columns.push_back({"field_value", false});
+    }
+    return columns;
+}
+
+}  // namespace
+
+std::vector<std::string> CsvColumns(const SectionInfo& section, bool withDictionary) {
+    std::vector<std::string> names;
+    for (FlatColumn& column : FlatColumns(section, withDictionary)) {
+        names.push_back(std::move(column.name));
+    }
+    return names;
+}
+
+std::string CsvQuoted(std::string_view cell) {
+    const bool edgeBlank = !cell.empty() && (cell.front() == ' ' || cell.back() == ' ');
+    if (cell.find_first_of(",\"\r\n") == std::string_view::npos && !edgeBlank) {
+        return std::string(cell);
+    }
+    std::string quoted = "\"";
+    for (const char c : cell) {
+        quoted += c == '"' ? "\"\"" : std::string_view(&c, 1);
+    }
+    return quoted + '"';
+}
+
+std::unique_ptr<RowWriter> MakeJsonRows(Output& out, const SectionInfo& section, const RowContext& context,
+                                        bool lines) {
+    return std::make_unique<JsonRows>(out, section, context, lines);
+}
+
+std::unique_ptr<RowWriter> MakeCsvRows(Output& out, const SectionInfo& section, const RowContext& context) {
+    return std::make_unique<CsvRows>(out, section, context);
+}
+
+std::unique_ptr<RowWriter> MakeTableRows(Output& out, const SectionInfo& section, const RowContext& context) {
+    return std::make_unique<TableRows>(out, section, context);
+}
+
+}  // namespace tvsym
