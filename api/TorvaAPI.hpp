@@ -332,19 +332,22 @@ struct JumpPriceGroup {
     List<JumpPriceRecord> records;
 };
 
-// Section 6: one field of a named group. The size of a text is that of its characters.
-class EidrQuickField : public Payload {
+// Section 6: one field of a named group.
+class EidrQuickField {
 public:
-    EidrQuickField() noexcept : Payload(0, nullptr) {}
-    EidrQuickField(const char* group, const SymFieldBuffer& field) noexcept
-        : Payload(field.tag, field.size != 0 ? field.value : nullptr), groupName(group), fieldId(field.id) {}
-
-    Text group() const noexcept { return groupName; }
-    std::uint16_t id() const noexcept { return fieldId; }
+    Text group() const noexcept { return Text(groupName); }
+    std::uint16_t id() const noexcept { return target.id; }
+    std::uint8_t tag() const noexcept { return target.tag; }
+    Payload value() const noexcept { return {target.tag, target.size != 0 ? target.value : nullptr}; }
+    // Bytes of the value; of a text without its zero byte. Known without looking at the text.
+    std::size_t size() const noexcept {
+        return target.tag == 7 && target.size != 0 ? target.size - 1 : target.size;
+    }
 
 private:
-    Text groupName;
-    std::uint16_t fieldId = 0;
+    friend class EidrQuickWalk;
+    const char* groupName = nullptr;
+    SymFieldBuffer target = {0, 0, nullptr, 0, 0};
 };
 
 // Section 7.
@@ -619,30 +622,27 @@ public:
     explicit BrokerInfoWalk(detail::Place where) noexcept : place(where) {}
 
     std::int32_t begin() noexcept {
-        count = index = 0;
         last = false;
         return records.reserve(kChunk) ? detail::begun(tv_InitialSectionBorkerInfo(place.handle))
                                        : SYM_ERR_NO_MEMORY;
     }
     std::int32_t next() noexcept {
-        if (++index < count) {
-            return detail::kElement;
-        }
-        count = index = 0;
         if (last) {
             return detail::kEnd;
         }
-        return detail::delivered(tv_GetNextBrokerInfoGroup(place.handle, &count, records.data(), kChunk),
-                                 last);
+        std::int32_t count = 0;
+        const std::int32_t reached =
+            detail::delivered(tv_GetNextBrokerInfoGroup(place.handle, &count, records.data(), kChunk), last);
+        batch = {records.data(), static_cast<std::size_t>(count)};
+        return reached;
     }
-    BrokerInfoRecord& item() noexcept { return records.data()[index]; }
+    List<BrokerInfoRecord>& item() noexcept { return batch; }
 
 private:
     static constexpr std::int32_t kChunk = 128;
     detail::Place place;
     detail::Buffer<BrokerInfoRecord> records;
-    std::int32_t count = 0;
-    std::int32_t index = 0;
+    List<BrokerInfoRecord> batch;
     bool last = false;
 };
 
@@ -653,21 +653,20 @@ public:
 
     std::int32_t begin() noexcept {
         last = false;
-        return room.reserve(static_cast<std::size_t>(place.textMax) + 8)
-                   ? detail::begun(tv_InitialSection6(place.handle))
-                   : SYM_ERR_NO_MEMORY;
+        if (!room.reserve(static_cast<std::size_t>(place.textMax) + 8)) {
+            return SYM_ERR_NO_MEMORY;
+        }
+        field.target.value = room.data();
+        return detail::begun(tv_InitialSection6(place.handle));
     }
     std::int32_t next() noexcept {
         if (last) {
             return detail::kEnd;
         }
-        const char* name = nullptr;
         std::int32_t count = 0;
-        SymFieldBuffer target = {0, 0, room.data(), static_cast<std::uint32_t>(place.textMax) + 1, 0};
-        const std::int32_t reached =
-            detail::delivered(tv_GetNextEidrQuickGroup(place.handle, &name, &count, &target, 1), last);
-        field = EidrQuickField(name, target);
-        return reached;
+        field.target.capacity = static_cast<std::uint32_t>(place.textMax) + 1;
+        return detail::delivered(
+            tv_GetNextEidrQuickGroup(place.handle, &field.groupName, &count, &field.target, 1), last);
     }
     EidrQuickField& item() noexcept { return field; }
 
@@ -1325,6 +1324,7 @@ public:
 
     Range<SymbolWalk> symbols() noexcept { return walk<SymbolWalk>(*this, place()); }
     Range<JumpPriceWalk> jumpPrices() noexcept { return walk<JumpPriceWalk>(*this, place()); }
+    // In lists of up to 128 records.
     Range<BrokerInfoWalk> brokerInfo() noexcept { return walk<BrokerInfoWalk>(place()); }
     Range<EidrQuickWalk> eidrQuickFields() noexcept { return walk<EidrQuickWalk>(place()); }
     Range<EidrSectionWalk> eidrSections() noexcept { return walk<EidrSectionWalk>(place()); }

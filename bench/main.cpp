@@ -1,6 +1,6 @@
 // Measures every walk of the library, in both read modes, against the limit and against peers.
 //
-//   torva_bench [smoke|short|full] [--benchmark_...]
+//   torva_bench [smoke|short|full|hpp] [--benchmark_...]
 //
 // A row has contestants that do the same work. Ahead of timing each delivers everything once into a
 // checksum, and one that delivers anything else than the limit ends the run. Then they take turns, round
@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "bench/Files.h"
+#include "bench/HppWalks.h"
 #include "bench/Limit.h"
 #include "bench/Peers.h"
 #include "bench/Walks.h"
@@ -38,7 +39,7 @@ namespace {
 constexpr std::uint32_t kBudget = 4U << 20U;
 constexpr double kLeastRun = 2e6;  // ns of the limit between two looks at the clock
 
-enum class Extent { kSmoke, kShort, kFull };
+enum class Extent { kSmoke, kShort, kFull, kHpp };
 Extent extent = Extent::kShort;
 
 using Ids = std::vector<std::uint16_t>;
@@ -226,6 +227,26 @@ Row SectionRow(const std::string& name, std::uint16_t section) {
             }};
 }
 
+// What the C++ header costs: the limit is here the same walk through the C interface, both in memory mode.
+Row HppRow(const std::string& name, std::uint16_t section) {
+    return {"C++ header, " + name, [=]() -> std::vector<Contestant> {
+                std::string path, copy;
+                if (section == 2) {
+                    SymbolOptions options;
+                    options.symbols = extent == Extent::kSmoke ? 200 : 10000;
+                    static const std::shared_ptr<SymbolFiles> files = FilesFor(options);
+                    path = files->symbols.Path();
+                    copy = files->copy.Path();
+                } else {
+                    static const SectionFiles files;
+                    path = files.sections.Path();
+                    copy = files.copy.Path();
+                }
+                return {Walking<OpenFile>("limit", section, path, Ids(), true),
+                        Walking<HppFile>("memory", section, copy)};
+            }};
+}
+
 // What an open can't do without: in memory mode one read of the file into a fresh block; in file mode the
 // file itself, its lock, its size and the first page.
 void OpenByHand(const std::string& path, bool wholeFile) {
@@ -300,7 +321,8 @@ std::vector<Row> Rows() {
     manyDefaults.defaults = 1000;
     manyDefaults.symbols = base.symbols / 10;
     const int slow = extent == Extent::kFull ? kPlain | kStores : kStores;
-    std::vector<Row> rows = {
+    std::vector<Row> rows;
+    const std::vector<Row> symbolRows = {
         SymbolRow("2 symbols, 30 defaults", base, 0, kPlain | kStores),
         SymbolRow("2 filter of 10", base, 10, kPlain | kStores),
         SymbolRow("2 filter of 1,000", base, 1000, kPlain | kStores),
@@ -319,7 +341,15 @@ std::vector<Row> Rows() {
         {14, "foreign trade"},    {15, "global related"},   {18, "EOD definitions"},
         {21, "exchange support"},
     };
-    for (const auto& [id, name] : sections) rows.push_back(SectionRow(std::to_string(id) + " " + name, id));
+    if (extent != Extent::kHpp) {
+        rows = symbolRows;
+        for (const auto& [id, name] : sections)
+            rows.push_back(SectionRow(std::to_string(id) + " " + name, id));
+    }
+    if (extent != Extent::kShort) {
+        rows.push_back(HppRow("2 symbols", 2));
+        for (const auto& [id, name] : sections) rows.push_back(HppRow(std::to_string(id) + " " + name, id));
+    }
     if (extent != Extent::kFull) return rows;
 
     for (std::uint32_t symbols = 1000; symbols <= 10000000; symbols *= 10) {
@@ -544,10 +574,11 @@ int main(int argc, char** argv) {
     const std::map<std::string, std::pair<bench::Extent, int>> extents = {
         {"smoke", {bench::Extent::kSmoke, 1}},
         {"short", {bench::Extent::kShort, 11}},
-        {"full", {bench::Extent::kFull, 15}}};
+        {"full", {bench::Extent::kFull, 15}},
+        {"hpp", {bench::Extent::kHpp, 25}}};
     benchmark::Initialize(&argc, argv);
     const auto chosen = extents.find(argc > 1 ? argv[1] : "short");
-    if (chosen == extents.end() || argc > 2) bench::Fail("smoke, short or full");
+    if (chosen == extents.end() || argc > 2) bench::Fail("smoke, short, full or hpp");
     bench::extent = chosen->second.first;
     bench::Register(chosen->second.second);
     bench::Table table;
