@@ -131,7 +131,15 @@ private:
     void JsonElements(Output& out, u16 id) {
         const SectionInfo& section = *FindSection(id);
         out.Write(fmt::format(", \"{}\": [", section.levels[0].name));
-        const std::optional<Problem> problem = WalkInto(id, *MakeJsonRows(out, section, context, false));
+        std::optional<std::vector<DefinitionGroup>> arrangement;
+        if (id == 18 || id == 21) {
+            const DirectoryEntry entry = *reader.Raw().Find(id);
+            std::string bytes;
+            reader.ReadRaw(entry.offset, entry.size, [&](std::string_view part) { bytes += part; });
+            arrangement = ParseDefinitionGroups(id, bytes);
+        }
+        const std::optional<Problem> problem =
+            WalkInto(id, *MakeJsonRows(out, section, context, false, std::move(arrangement)));
         out.Write("]");
         if (problem) {
             out.Write(fmt::format(", \"_problem\": {}", JsonText(problem->what, codec)));

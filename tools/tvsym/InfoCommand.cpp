@@ -41,17 +41,17 @@ std::vector<Stretch> GapsAndOverlaps(const RawFile& raw) {
     for (const Extent& extent : extents) {
         if (extent.begin > furthest->end && furthest->end < raw.fileSize) {
             const u64 end = std::min(extent.begin, raw.fileSize);
-            stretches.push_back({furthest->end, end - furthest->end, "belong to no section"});
+            stretches.push_back({furthest->end, end - furthest->end, "of no section"});
         } else if (&extent != furthest && extent.begin < furthest->end && extent.end > extent.begin) {
             stretches.push_back({extent.begin, std::min(extent.end, furthest->end) - extent.begin,
-                                 fmt::format("belong to {} and to {}", furthest->name, extent.name)});
+                                 fmt::format("of {} and of {}", furthest->name, extent.name)});
         }
         if (extent.end > furthest->end) {
             furthest = &extent;
         }
     }
     if (furthest->end < raw.fileSize) {
-        stretches.push_back({furthest->end, raw.fileSize - furthest->end, "belong to no section"});
+        stretches.push_back({furthest->end, raw.fileSize - furthest->end, "of no section"});
     }
     return stretches;
 }

@@ -45,9 +45,7 @@ RunCommand AddSymbols(CLI::App& app) {
                    "only these fields: ids or names of the dictionary, by commas")
         ->delimiter(',')
         ->type_name("FIELD,...");
-    app.add_option("--limit", options->limit, "stop behind that many symbols")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber);
+    app.add_option("--limit", options->limit, "at most that many symbols; 0 for all")->type_name("N");
     app.add_flag("--json", options->json, "one JSON object a line");
     return [options] { return RunSymbols(*options); };
 }

@@ -317,7 +317,9 @@ bool Walker::ReadRecord(Record& record, u64& at) {
     record.view.text = textRead ? std::string_view(text) : std::string_view();
     record.view.complete = result == SYM_OK;
     record.view.marked = reader.options.filter.empty() || reader.defaults.empty();
-    if (!record.view.complete) {
+    if (!textRead) {
+        Note("the text of a symbol does not end within the file");
+    } else if (!record.view.complete) {
         Note(fmt::format("symbol \"{}\": {}", record.view.text,
                          result == SYM_END_OF_DATA ? "the data ends inside its record" : ResultText(result)));
     }

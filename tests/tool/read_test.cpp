@@ -1,0 +1,288 @@
+// info, symbols, dump, get and stats: whole outputs on a small file with everything in it, content against
+// the data that files were written from, and files that are damaged, in use or no symbol files at all.
+#include <algorithm>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "api/TorvaAPI.h"
+#include "symwrite/Json.h"
+#include "symwrite/RandomFile.h"
+#include "tests/tool/ToolRun.h"
+
+namespace tooltest {
+namespace {
+
+using symwrite::Json;
+
+constexpr const char* kDictionary = R"({
+  "1": {"name": "lot", "type": "unsigned", "tag": 1},  "3": {"name": "listed", "type": "date", "tag": 3},
+  "6": {"name": "price", "type": "float", "tag": 6},   "7": {"name": "name", "type": "text"},
+  "8": {"name": "change", "type": "signed", "tag": 8}, "9": {"name": "flags", "type": "hex", "tag": 9}
+})";
+
+// Texts in Chinese: one that decodes in Big5 alone, one that does in both, one that does in neither.
+symwrite::File ChineseFile() {
+    symwrite::Section defaults = symwrite::MakeSection(1);
+    defaults.content = symwrite::DefaultFields{{symwrite::TextField(7, "\xa4\xa4\xa4\xe5")}};
+    symwrite::Section symbols = symwrite::MakeSection(2);
+    symbols.content = symwrite::Symbols{{{"2330", {symwrite::TextField(7, "\xa5\x78\xbfn")}, {}},
+                                         {"1101", {symwrite::TextField(7, "\xff\xff")}, {}},
+                                         {"9999", {}, {}}}};
+    return {{defaults, symbols}, {}, {}};
+}
+
+// Two sections of one id, one of an id that nobody reads, bytes that belong to no section, one of the wrong
+// id.
+symwrite::File OddFile() {
+    symwrite::Section first = symwrite::MakeSection(9);
+    first.content = symwrite::Directory{{{1, "first"}}};
+    symwrite::Section again = symwrite::MakeSection(9);
+    again.content = symwrite::Directory{{{2, "second"}}};
+    again.before = {0xab, 0xcd};
+    symwrite::Section unknown = symwrite::MakeSection(99);
+    unknown.content = symwrite::Raw{{1, 2, 3}};
+    symwrite::Section wrongId = symwrite::MakeSection(17);
+    wrongId.idInFile = 16;
+    return {{first, again, unknown, wrongId}, {0xee}, {}};
+}
+
+TEST_F(ToolTest, WholeOutputs) {
+    Save("small.sym", symwrite::SmallFile());
+    Save("big5.sym", ChineseFile());
+    Save("odd.sym", OddFile());
+    SaveBytes("dictionary.json", kDictionary);
+    const std::string small = Load("small.sym");
+    SaveBytes("third.sym", small.substr(0, small.size() / 3));
+    const std::map<std::string, std::vector<std::string>> goldens = {
+        {"info.txt",
+         {"info small.sym", "info --json small.sym", "info odd.sym", "info --json odd.sym",
+          "info third.sym"}},
+        {"symbols.txt",
+         {"symbols small.sym", "symbols small.sym --dictionary dictionary.json --limit 1",
+          "symbols small.sym --json --file-mode", "symbols --json --dictionary dictionary.json small.sym",
+          "symbols small.sym --fields 7,21",
+          "symbols small.sym --dictionary dictionary.json --fields name,listd", "symbols big5.sym",
+          "symbols big5.sym --encoding BIG5", "symbols big5.sym --json --encoding BIG5",
+          "symbols third.sym --json"}},
+        {"dump_json.txt",
+         {"dump small.sym", "dump odd.sym", "dump big5.sym --encoding big5", "dump third.sym"}},
+        {"dump_table.txt",
+         {"dump small.sym --format table", "dump odd.sym --format table",
+          "dump small.sym --format table --section symbols --dictionary dictionary.json"}},
+        {"dump_ndjson.txt",
+         {"dump small.sym --format ndjson --dictionary dictionary.json", "dump odd.sym --format ndjson",
+          "dump small.sym --format ndjson --section 14 --section eidr_countries",
+          "dump odd.sym --section symbols"}},
+        {"get.txt",
+         {"get small.sym A.1", "get small.sym B nobody", "get small.sym A --prefix --json",
+          "get small.sym --where 7=default",
+          "get small.sym --dictionary dictionary.json --where lot=17 --json", "get small.sym A.1 --where 7=x",
+          "get big5.sym 2330 --encoding BIG5 --where 7=台積", "get small.sym"}},
+        {"stats.txt",
+         {"stats small.sym", "stats small.sym --json --dictionary dictionary.json", "stats third.sym"}},
+    };
+    for (const auto& [golden, commands] : goldens) {
+        std::string transcripts;
+        for (const std::string& command : commands) {
+            transcripts += Transcript(command, Run(command)) + "\n";
+        }
+        ExpectGolden(golden, transcripts);
+    }
+}
+
+TEST_F(ToolTest, CsvIsAFileForEachSection) {
+    Save("small.sym", symwrite::SmallFile());
+    SaveBytes("small.sym.fields.json", kDictionary);
+    const ToolResult result = Run("dump small.sym --format csv --output tables/small");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    std::set<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator("tables/small")) {
+        files.insert(entry.path());
+    }
+    std::string all = result.err;
+    for (const std::filesystem::path& file : files) {
+        all += "--- " + file.filename().string() + "\n" + Load(file);
+    }
+    ExpectGolden("dump_csv.txt", all);
+    EXPECT_EQ(Run("dump small.sym --format csv").status, 64);
+}
+
+TEST_F(ToolTest, WrongUsage) {
+    Save("small.sym", symwrite::SmallFile());
+    const char* const commands[] = {"",
+                                    "simbols small.sym",
+                                    "info",
+                                    "info --jsn small.sym",
+                                    "info small.sym more",
+                                    "dump small.sym --format jsn",
+                                    "dump small.sym --section objets",
+                                    "dump small.sym --encoding NO-SUCH-SET",
+                                    "symbols small.sym --fields name",
+                                    "get small.sym --where name",
+                                    "completion tcsh"};
+    std::string transcripts;
+    for (const char* const command : commands) {
+        const ToolResult result = Run(command);
+        EXPECT_EQ(result.status, 64) << command;
+        transcripts += Transcript(command, result);
+    }
+    ExpectGolden("usage.txt", transcripts);
+}
+
+TEST_F(ToolTest, FilesThatAreNotSymbolFiles) {
+    SaveBytes("empty", "");
+    SaveBytes("byte", "x");
+    SaveBytes("text",
+              "This is a text, and not a short one, to have a directory that announces many sections.\n");
+    SaveBytes("numbers", std::string(1000, '\x01'));
+    std::filesystem::create_directory("directory");
+    Save("locked.sym", symwrite::SmallFile());
+    const int handle = tv_OpenSymFile("locked.sym", 200000, nullptr, 0, 0);
+    ASSERT_GT(handle, 0);
+    std::string transcripts;
+    for (const char* const file :
+         {"empty", "byte", "text", "numbers", "directory", "missing", "locked.sym"}) {
+        for (const char* const command : {"info", "symbols", "dump", "get --prefix", "stats"}) {
+            const ToolResult result =
+                Run(std::string(command) + " " + file + (command[0] == 'g' ? " A" : ""));
+            EXPECT_EQ(result.status, 2) << command << " " << file;
+            EXPECT_EQ(result.out, "");
+            if (command == std::string("info")) {
+                transcripts += Transcript(std::string("info ") + file, result);
+            }
+        }
+    }
+    tv_CloseSymFile(static_cast<uint16_t>(handle));
+    EXPECT_EQ(Run("info locked.sym").status, 0);
+    ExpectGolden("refused.txt", transcripts);
+}
+
+TEST_F(ToolTest, EveryCutIsToldAndTheRestPrinted) {
+    const std::string whole = [] {
+        Save("small.sym", symwrite::SmallFile());
+        return Load("small.sym");
+    }();
+    size_t symbolsBefore = 0;
+    for (size_t size = 1; size < whole.size(); size += 23) {
+        SaveBytes("cut.sym", whole.substr(0, size));
+        const ToolResult dump = Run("dump cut.sym");
+        EXPECT_TRUE(dump.status == 1 || dump.status == 2) << size << ": " << dump.status;
+        EXPECT_NE(dump.err, "") << size;
+        if (dump.status == 1) {
+            const Json document = Json::parse(dump.out, nullptr, false);
+            ASSERT_TRUE(document.is_object()) << size << ": " << dump.out;
+            EXPECT_EQ(document["_damaged"], true) << size;
+        }
+        const ToolResult symbols = Run("symbols cut.sym --json --file-mode");
+        const auto lines = static_cast<size_t>(std::count(symbols.out.begin(), symbols.out.end(), '\n'));
+        EXPECT_GE(lines, symbolsBefore) << size;
+        symbolsBefore = lines;
+    }
+    EXPECT_EQ(symbolsBefore, 3U);
+}
+
+// What is dumped says what the file was written from, byte for byte.
+TEST_F(ToolTest, DumpedDocumentsGiveTheSameFile) {
+    for (unsigned seed = 0; seed <= 12; ++seed) {
+        symwrite::RandomFileOptions options;
+        options.seed = seed;
+        options.vary = seed % 2 == 1;
+        options.anyBytes = seed % 3 == 1;
+        options.shuffle = seed % 3 == 2;
+        Save("file.sym", seed == 0 ? symwrite::SmallFile() : symwrite::RandomFile(options));
+        const ToolResult dump = Run("dump file.sym");
+        EXPECT_EQ(dump.status, 0) << dump.err;
+        std::istringstream document(dump.out);
+        symwrite::JsonErrors errors;
+        const symwrite::File read = symwrite::ReadJson(document, {}, errors);
+        ASSERT_TRUE(errors.Empty()) << errors.First()[0].where << ": " << errors.First()[0].what;
+        const symwrite::Bytes bytes = symwrite::Write(read);
+        EXPECT_TRUE(std::string(bytes.begin(), bytes.end()) == Load("file.sym")) << "seed " << seed;
+    }
+}
+
+std::string FieldKey(const Json& field) {
+    return std::to_string(field["id"].get<int>()) + "/" + std::to_string(field["tag"].get<int>());
+}
+
+// Own fields in the order of the record, then the defaults whose id the record does not have. A record marks
+// only the first default of an id.
+TEST_F(ToolTest, DefaultsAreToldFromOwnFields) {
+    for (unsigned seed = 1; seed <= 8; ++seed) {
+        symwrite::RandomFileOptions options;
+        options.seed = seed;
+        options.fieldIds = 6;
+        options.defaults = 5;
+        options.fieldsPerSymbol = 4;
+        options.vary = true;
+        options.allSections = false;
+        const symwrite::File file = symwrite::RandomFile(options);
+        Save("file.sym", file);
+        std::vector<symwrite::Field> defaults;
+        std::vector<symwrite::Symbol> symbols;
+        for (const symwrite::Section& section : file.sections) {
+            if (section.id == 1) {
+                defaults = std::get<symwrite::DefaultFields>(section.content).fields;
+            } else {
+                symbols = std::get<symwrite::Symbols>(section.content).symbols;
+            }
+        }
+        std::string expected;
+        for (const symwrite::Symbol& symbol : symbols) {
+            std::set<unsigned> carried;
+            for (const symwrite::Field& field : symbol.fields) {
+                carried.insert(field.id);
+                expected += std::to_string(field.id) + "/" + std::to_string(field.tag) + " ";
+            }
+            for (const symwrite::Field& field : defaults) {
+                if (carried.erase(field.id) == 0) {
+                    expected += "default " + std::to_string(field.id) + "/" + std::to_string(field.tag) + " ";
+                }
+            }
+            expected += "\n";
+        }
+        std::string found;
+        std::istringstream lines(Run("symbols --json file.sym").out);
+        for (std::string line; std::getline(lines, line); found += "\n") {
+            const Json symbol = Json::parse(line);
+            for (const Json& field : symbol["fields"]) {
+                found += (field.contains("default") ? "default " : "") + FieldKey(field) + " ";
+            }
+        }
+        EXPECT_EQ(found, expected) << "seed " << seed;
+    }
+}
+
+#ifndef _WIN32
+TEST_F(ToolTest, StreamsAndPipes) {
+    symwrite::RandomFileOptions options;
+    options.symbols = 20000;
+    Save("large.sym", symwrite::RandomFile(options));
+    EXPECT_EQ(Run("info - <large.sym").out.substr(0, 16), "(standard input)");
+    Run("--version; (" TORVA_TVSYM " symbols large.sym; echo $? >.status) 2>.errors | head -n 1");
+    EXPECT_EQ(Load(".status"), "0\n");
+    EXPECT_EQ(Load(".errors"), "");
+    if (std::filesystem::exists("/dev/full")) {
+        EXPECT_EQ(Run("dump large.sym --output /dev/full").status, 2);
+    }
+    const ToolResult syntax = Run("completion bash | bash -n");
+    EXPECT_EQ(syntax.status, 0) << syntax.err;
+    const ToolResult completed = Run(
+        "completion bash >script; bash -c '. ./script; COMP_WORDS=(tvsym dump --form); COMP_CWORD=2; _tvsym; "
+        "echo ${COMPREPLY[*]}; COMP_WORDS=(tvsym dump --format n); COMP_CWORD=3; _tvsym; echo "
+        "${COMPREPLY[*]}'");
+    EXPECT_EQ(completed.out, "--format\nndjson\n");
+}
+#endif
+
+TEST_F(ToolTest, ReferenceIsCurrent) {
+    const ToolResult page = Run("help markdown");
+    EXPECT_EQ(page.status, 0);
+    EXPECT_TRUE(page.out == Load(std::filesystem::path(TORVA_SOURCE_DIR) / "docs/tvsym.md"))
+        << "docs/tvsym.md is not what the tool says now: tvsym help markdown > docs/tvsym.md";
+}
+
+}  // namespace
+}  // namespace tooltest
