@@ -29,6 +29,7 @@ RunCommand AddSymbols(CLI::App& app);
 RunCommand AddDump(CLI::App& app);
 RunCommand AddGet(CLI::App& app);
 RunCommand AddStats(CLI::App& app);
+RunCommand AddBuild(CLI::App& app);
 RunCommand AddCompletion(CLI::App& app);
 RunCommand AddHelp(CLI::App& app);  // "help man", "help markdown": not listed
 

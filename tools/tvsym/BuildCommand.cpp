@@ -1,0 +1,160 @@
+#include "tools/tvsym/BuildCommand.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <ostream>
+#include <random>
+#include <streambuf>
+
+#include "tools/tvsym/Commands.h"
+#include "tools/tvsym/Terminal.h"
+
+namespace tvsym {
+
+namespace {
+
+// Lets a stream write to an Output, whose exceptions tell what went wrong.
+class OutputBuffer : public std::streambuf {
+public:
+    explicit OutputBuffer(Output& target) : output(target) {}
+
+protected:
+    std::streamsize xsputn(const char* bytes, std::streamsize size) override {
+        output.Write(std::string_view(bytes, static_cast<size_t>(size)));
+        return size;
+    }
+    int_type overflow(int_type character) override {
+        if (character != traits_type::eof()) {
+            const char byte = static_cast<char>(character);
+            output.Write(std::string_view(&byte, 1));
+        }
+        return traits_type::not_eof(character);
+    }
+
+private:
+    Output& output;
+};
+
+void WriteTo(Output& output, const symwrite::File& file) {
+    OutputBuffer buffer(output);
+    std::ostream stream(&buffer);
+    stream.exceptions(std::ios::badbit);  // what the output throws passes through
+    symwrite::Write(file, stream);
+    output.Close();
+}
+
+// A new file beside the target that takes its place at the end, or goes away.
+class Replacement {
+public:
+    explicit Replacement(const std::filesystem::path& targetPath) : target(targetPath) {
+        std::random_device device;
+        do {
+            path = target;
+            path += fmt::format(".{:08x}.part", device());
+        } while (std::filesystem::exists(path));
+    }
+    ~Replacement() {
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
+    }
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+
+    std::string Path() const { return path.string(); }
+
+    void TakePlace() {
+        std::error_code error;
+        const std::filesystem::file_status old = std::filesystem::status(target, error);
+        if (std::filesystem::exists(old)) {
+            std::filesystem::permissions(path, old.permissions(), error);
+        }
+        std::filesystem::rename(path, target, error);
+        if (error) {
+            throw ToolError(kExitUnreadable, fmt::format("{}: {}", target.string(), error.message()));
+        }
+    }
+
+private:
+    std::filesystem::path target;
+    std::filesystem::path path;
+};
+
+void Replace(const std::string& name, const symwrite::File& file) {
+    std::error_code error;
+    std::filesystem::path target(name);
+    if (std::filesystem::is_directory(target, error)) {
+        throw ToolError(kExitUnreadable, fmt::format("{}: is a directory", name));
+    }
+    const std::filesystem::file_status old = std::filesystem::status(target, error);
+    if (std::filesystem::exists(old) && !std::filesystem::is_regular_file(old)) {
+        Output output(name);  // a pipe or a device cannot be replaced, only written to
+        WriteTo(output, file);
+        return;
+    }
+    if (std::filesystem::is_symlink(target, error)) {
+        const std::filesystem::path real = std::filesystem::weakly_canonical(target, error);
+        target = error ? target : real;  // the file behind the link is the one to replace
+    }
+    const std::filesystem::path directory = target.parent_path();
+    if (!directory.empty() && !std::filesystem::is_directory(directory, error)) {
+        throw ToolError(kExitUnreadable, fmt::format("{}: {} is no directory", name, directory.string()));
+    }
+    Replacement replacement(target);
+    Output output(replacement.Path());
+    WriteTo(output, file);
+    replacement.TakePlace();
+}
+
+void PrintErrors(const std::string& name, const symwrite::JsonErrors& errors) {
+    TextCodec plain;  // a document must not play with the terminal
+    for (const symwrite::JsonError& error : errors.First()) {
+        const std::string where = error.where.empty() ? "" : plain.Display(error.where) + ": ";
+        PrintError(fmt::format("tvsym: {}: {}{}", name, where, plain.Display(error.what)));
+    }
+    if (errors.Count() > errors.First().size()) {
+        PrintError(
+            fmt::format("tvsym: {}: {} more like these", name, errors.Count() - errors.First().size()));
+    }
+}
+
+}  // namespace
+
+int RunBuild(const BuildOptions& options) {
+    symwrite::JsonErrors errors;
+    std::string errorsIn = SourceName(options.source);
+    const symwrite::File file = ReadJsonSource(options, errors, errorsIn);
+    if (errors.Empty()) {
+        try {
+            symwrite::Layout(file);
+        } catch (const symwrite::WriteError& error) {
+            errors.Add("", error.what());
+        }
+    }
+    if (!errors.Empty()) {
+        PrintErrors(errorsIn, errors);
+        return kExitFindings;
+    }
+    if (options.target == "-") {
+        Output output;
+        WriteTo(output, file);
+    } else {
+        Replace(options.target, file);
+    }
+    return kExitOk;
+}
+
+RunCommand AddBuild(CLI::App& app) {
+    const auto options = std::make_shared<BuildOptions>();
+    app.add_option("SOURCE", options->source, "JSON document; - reads the standard input")->required();
+    app.add_option("FILE", options->target, "symbol file to make; - writes the standard output")->required();
+    app.add_option("--dictionary", options->dictionary,
+                   "names and types of the field ids, a JSON file, beside a dictionary in SOURCE")
+        ->type_name("JSON");
+    app.add_option("--encoding", options->encoding, "character set of the texts in the symbol file")
+        ->type_name("NAME")
+        ->capture_default_str();
+    return [options] { return RunBuild(*options); };
+}
+
+}  // namespace tvsym
