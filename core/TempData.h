@@ -5,9 +5,9 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <new>
 
 #include "core/Types.h"
-#include "platform/Platform.h"
 
 namespace torva {
 
@@ -23,14 +23,15 @@ public:
     TempData& operator=(const TempData&) = delete;
     virtual ~TempData() = default;
 
-    // Takes a zeroed block of `newSize` bytes, at least 4, in the place of the one it holds; 0 is no block.
-    // False when there is no memory.
+    // Takes a block of `newSize` bytes, at least 4, in the place of the one it holds; 0 is no block. False
+    // when there is no memory. No page of it is touched before it is used: only bytes that were placed are
+    // ever handed out, and their gaps are zeroed with them.
     bool Init(u32 newSize) {
         block.reset();
         size = newSize;
         base = nullptr;
         if (size > 0) {
-            block.reset(static_cast<u8*>(platform::AllocateZeroed(size)));
+            block.reset(new (std::nothrow) u8[size]);
             base = block.get();
             if (base == nullptr) return false;
         }
@@ -81,7 +82,7 @@ public:
     }
 
 private:
-    std::unique_ptr<u8, platform::ZeroedDeleter> block;
+    std::unique_ptr<u8[]> block;
     u32 size = 0;
     u8* base = nullptr;
     u8* end = nullptr;

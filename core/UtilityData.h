@@ -31,11 +31,10 @@ public:
     UtilityData& operator=(const UtilityData&) = delete;
     virtual ~UtilityData() = default;
 
-    // Makes a cleared table for `count` entries. False when there is no memory.
+    // Makes an empty table for `count` entries. False when there is no memory.
     bool InitTable(u32 count) {
         capacity = count;
-        block.reset(platform::AllocateZeroed(std::size_t{count} * sizeof(DefaultField)));
-        table = static_cast<DefaultField*>(block.get());
+        table.reset(new (std::nothrow) DefaultField[count]);
         return table != nullptr;
     }
 
@@ -69,15 +68,14 @@ public:
         marked.clear();
     }
 
-    u32 capacity = 0;               // entries that the table can hold
-    u32 used = 0;                   // entries in the table
-    u32 cursor = 0;                 // index in `wanted` of the next entry to hand out
-    DefaultField* table = nullptr;  // one allocation
-    std::vector<u32> wanted;        // the entries that the caller wants, in table order
+    u32 capacity = 0;  // entries that the table can hold
+    u32 used = 0;      // entries in the table
+    u32 cursor = 0;    // index in `wanted` of the next entry to hand out
+    std::unique_ptr<DefaultField[]> table;
+    std::vector<u32> wanted;  // the entries that the caller wants, in table order
     TempData arena;
 
 private:
-    std::unique_ptr<void, platform::ZeroedDeleter> block;
     FirstEntryIndex firstOf;  // over `wanted`
     std::vector<u32> marked;  // entries whose `seen` is 1
 };

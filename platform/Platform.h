@@ -1,6 +1,5 @@
-// The operating system as the library sees it: one file object, one re-entrant lock, one way to get a large
-// block of zeros. Implemented twice, in PosixPlatform.cpp and Win32Platform.cpp; no other file includes a
-// system header.
+// The operating system as the library sees it: one file object and one re-entrant lock. Implemented twice, in
+// PosixPlatform.cpp and Win32Platform.cpp; no other file includes a system header.
 #pragma once
 
 #include <cstddef>
@@ -35,19 +34,6 @@ std::unique_ptr<File> OpenFile(const char* path);
 
 // For tests: puts another opener in the place of the operating system's; null restores it.
 void SetFileOpener(FileOpener opener);
-
-// A block of `size` zero bytes whose pages are touched only when they are used; null when there is no memory.
-void* AllocateZeroed(std::size_t size);
-void FreeZeroed(void* block);
-
-struct ZeroedDeleter {
-    void operator()(void* block) const { FreeZeroed(block); }
-};
-
-// For tests: puts another allocator in the place of AllocateZeroed's (FreeZeroed must be able to free what it
-// gives); null restores it.
-using ZeroedAllocator = void* (*)(std::size_t size);
-void SetZeroedAllocator(ZeroedAllocator allocator);
 
 // A re-entrant mutual exclusion object.
 class Lock {

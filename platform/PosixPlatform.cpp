@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <new>
 
 #include "platform/Platform.h"
@@ -74,7 +73,6 @@ private:
 };
 
 FileOpener fileOpener = nullptr;
-ZeroedAllocator zeroedAllocator = nullptr;
 
 }  // namespace
 
@@ -86,14 +84,6 @@ std::unique_ptr<File> OpenFile(const char* path) {
 }
 
 void SetFileOpener(FileOpener opener) { fileOpener = opener; }
-
-void* AllocateZeroed(std::size_t size) {
-    return zeroedAllocator != nullptr ? zeroedAllocator(size) : std::calloc(size, 1);
-}
-
-void FreeZeroed(void* block) { std::free(block); }
-
-void SetZeroedAllocator(ZeroedAllocator allocator) { zeroedAllocator = allocator; }
 
 static_assert(sizeof(pthread_mutex_t) <= sizeof(Lock));
 static_assert(alignof(pthread_mutex_t) <= alignof(Lock));

@@ -7,7 +7,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <new>
 
 #include "platform/Platform.h"
@@ -68,7 +67,6 @@ private:
 };
 
 FileOpener fileOpener = nullptr;
-ZeroedAllocator zeroedAllocator = nullptr;
 
 }  // namespace
 
@@ -80,14 +78,6 @@ std::unique_ptr<File> OpenFile(const char* path) {
 }
 
 void SetFileOpener(FileOpener opener) { fileOpener = opener; }
-
-void* AllocateZeroed(std::size_t size) {
-    return zeroedAllocator != nullptr ? zeroedAllocator(size) : std::calloc(size, 1);
-}
-
-void FreeZeroed(void* block) { std::free(block); }
-
-void SetZeroedAllocator(ZeroedAllocator allocator) { zeroedAllocator = allocator; }
 
 static_assert(sizeof(CRITICAL_SECTION) <= sizeof(Lock));
 static_assert(alignof(CRITICAL_SECTION) <= alignof(Lock));
