@@ -1,69 +1,36 @@
-/* Lists the symbols of a file with their fields: list_symbols FILE */
-#include <inttypes.h>
 #include <stdio.h>
-#include <string.h>
 
 #include "TorvaAPI.h"
 #include "TorvaValues.h"
 
-static void PrintField(const SymFieldItem* item) {
-    static const size_t kWidths[10] = {0, 1, 1, 4, 2, 4, 8, 0, 4, 3};
-    printf("  %5u  ", (unsigned)item->id);
-    if (item->value == NULL) {
-        printf("(none)\n");
-    } else if (item->tag == 7) {
-        printf("%s\n", (const char*)item->value);
-    } else {
-        uint64_t number = 0; /* values are little-endian, as the host is */
-        memcpy(&number, item->value, kWidths[item->tag]);
-        printf("%" PRIu64 "\n", number);
-    }
-}
-
-/* Prints the items that a call delivered and gives their values back. */
-static void PrintAndFree(SymFieldItem* items, int32_t count) {
+/* Prints the fields that a call delivered and gives their values back. */
+static void Print(SymFieldItem* items, int32_t count) {
     for (int32_t i = 0; i < count; ++i) {
-        PrintField(&items[i]);
+        const int isText = items[i].tag == 7 && items[i].value != NULL;
+        printf("  %u: %s\n", items[i].id, isText ? (const char*)items[i].value : "(not a text)");
     }
     SymFreeItems(items, count);
 }
 
-static int32_t PrintSymbols(uint16_t file) {
-    char text[256];
-    SymFieldItem items[64];
-    for (;;) {
-        int32_t count = -1;
-        int32_t result = tv_GetNextSymData(file, text, (int32_t)sizeof text - 1, &count, items, 64);
-        if (count < 0) { /* no further symbol, or none at all */
-            return result == SYM_END_OF_DATA ? SYM_OK : result;
-        }
-        printf("%s\n", text);
-        while (result == SYM_MORE_DATA) {
-            PrintAndFree(items, count);
-            result = tv_GetAgainSymData(file, &count, items, 64);
-        }
-        if (result != SYM_OK) {
-            return result;
-        }
-        PrintAndFree(items, count);
-    }
-}
-
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        fprintf(stderr, "usage: list_symbols FILE\n");
+    int32_t file = argc == 2 ? tv_OpenSymFile(argv[1], 4u << 20, NULL, 0, 1) : SYM_ERR_PARAM;
+    if (file < 0) {
+        fprintf(stderr, "can't open (%d); usage: list_symbols FILE\n", (int)file);
         return 2;
     }
-    int32_t opened = tv_OpenSymFile(argv[1], 4u << 20, NULL, 0, 1);
-    if (opened < 0) {
-        fprintf(stderr, "list_symbols: %s: can't be opened (%" PRId32 ")\n", argv[1], opened);
-        return 1;
-    }
-    int32_t result = PrintSymbols((uint16_t)opened);
-    tv_CloseSymFile((uint16_t)opened);
-    if (result != SYM_OK) {
-        fprintf(stderr, "list_symbols: %s: damaged (%" PRId32 ")\n", argv[1], result);
-        return 1;
-    }
-    return 0;
+    char symbol[256];
+    SymFieldItem items[64];
+    int32_t count, result;
+    do {
+        count = -1; /* stays so when there is no further symbol */
+        result = tv_GetNextSymData((uint16_t)file, symbol, 255, &count, items, 64);
+        if (count >= 0) printf("%s\n", symbol);
+        while (result == SYM_MORE_DATA) {
+            Print(items, count);
+            result = tv_GetAgainSymData((uint16_t)file, &count, items, 64);
+        }
+        if (result == SYM_OK && count >= 0) Print(items, count);
+    } while (result == SYM_OK && count >= 0);
+    tv_CloseSymFile((uint16_t)file);
+    return count < 0 && (result == SYM_OK || result == SYM_END_OF_DATA) ? 0 : 1;
 }
