@@ -273,8 +273,9 @@ TV_API void tv_ReleaseSymAPI(void);
  *
  * Gives a handle of 1 or more, or, tested in this order:
  *   SYM_ERR_NO_SLOT    as many files are open as the limit allows
+ *   SYM_ERR_PARAM      fieldIds is null with a count above 0
  *   SYM_ERR_NO_MEMORY  no memory for the file's state
- *   SYM_ERR_PARAM      the path is null or too long, or fieldIds is null with a count above 0
+ *   SYM_ERR_PARAM      the path is null or too long
  *   SYM_ERR_OPEN       the file can't be opened
  *   SYM_ERR_OPEN       the default fields are cut off by the end of the file
  *   SYM_ERR_PARAM      memoryBudget is too small
