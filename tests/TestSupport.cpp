@@ -1,0 +1,64 @@
+#include "TestSupport.h"
+
+#include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <random>
+
+namespace torva::test {
+
+std::string TempFile::NewPath() {
+    static const unsigned run = std::random_device()();
+    static std::atomic<unsigned> number{0};
+    return ::testing::TempDir() + "torva-" + std::to_string(run) + "-" + std::to_string(++number);
+}
+
+TempFile::TempFile(const Bytes& bytes) : path(NewPath()) {
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    EXPECT_TRUE(out.good()) << path;
+}
+
+TempFile::~TempFile() { std::remove(path.c_str()); }
+
+std::string Name(i32 result) {
+    static const std::map<i32, std::string> kNames = {
+        {SYM_OK, "OK"},
+        {SYM_ERR_OPEN, "OPEN"},
+        {SYM_ERR_PARAM, "PARAM"},
+        {SYM_ERR_NO_SLOT, "NO_SLOT"},
+        {SYM_ERR_BAD_HANDLE, "BAD_HANDLE"},
+        {SYM_MORE_DATA, "MORE"},
+        {SYM_END_OF_DATA, "END"},
+        {SYM_ERR_NO_MEMORY, "NO_MEMORY"},
+        {SYM_ERR_BUFFER_TOO_SMALL, "TOO_SMALL"},
+        {SYM_ERR_FORMAT, "FORMAT"},
+        {SYM_ERR_NO_SECTION, "NO_SECTION"},
+        {SYM_ERR_READ, "READ"},
+    };
+    const auto found = kNames.find(result);
+    return found != kNames.end() ? found->second : std::to_string(result);
+}
+
+std::string TakeItems(i32 result, const std::vector<SymFieldItem>& items, const i32& count) {
+    static constexpr std::size_t kBlockSizes[] = {0, 1, 1, 4, 2, 4, 8, 0, 11, 9};
+    std::string text = Name(result);
+    const bool handedOver = result == SYM_OK || result == SYM_MORE_DATA || result == SYM_ERR_BUFFER_TOO_SMALL;
+    if (!handedOver) return count > 0 ? text + " (" + std::to_string(count) + ")" : text;
+    for (i32 i = 0; i < count; ++i) {
+        const SymFieldItem item = items.at(static_cast<std::size_t>(i));
+        text += " " + std::to_string(item.id) + ":";
+        if (item.value == nullptr) {
+            text += "-";
+        } else if (item.tag == symwrite::kTextTag) {
+            text += "'" + std::string(static_cast<const char*>(item.value)) + "'";
+        } else {
+            text += Hex(item.value, item.tag < std::size(kBlockSizes) ? kBlockSizes[item.tag] : 0);
+        }
+        FreeValue(item.value);
+    }
+    return text;
+}
+
+}  // namespace torva::test
