@@ -152,6 +152,11 @@ public:
         return file;
     }
 
+    // Adds the elements of a list to the content of a section.
+    void AddElements(Section& section, const JsonNode& list) {
+        std::visit([&](auto& kind) { Read(list, kind, section.id); }, section.content);
+    }
+
     // Takes symbols, and the dictionary, out of a document under parsing.
     bool Take(const std::vector<ParsedStep>& steps, const Json& object) {
         if (steps.size() == 1 && steps[0].key == "dictionary") {
@@ -250,15 +255,15 @@ private:
     }
 
     Content ElementsOf(const Section& section, std::size_t index, const JsonNode& list) {
-        Content content = section.content;
-        std::visit([&](auto& kind) { Read(list, kind, section.id); }, content);
+        Section filled = MakeSection(section.id);
+        AddElements(filled, list);
         if (section.id == 2) {
             const auto taken = takenSymbols.find(index);
             if (taken != takenSymbols.end()) {
-                content = Raw{std::move(taken->second)};
+                filled.content = Raw{std::move(taken->second)};
             }
         }
-        return content;
+        return std::move(filled.content);
     }
 
     // Fields.
@@ -481,7 +486,10 @@ private:
 
     void Read(const JsonNode&, Raw&, std::uint16_t) {}
 
-    void Read(const JsonNode& list, DefaultFields& content, std::uint16_t) { content.fields = Fields(list); }
+    void Read(const JsonNode& list, DefaultFields& content, std::uint16_t) {
+        const std::vector<Field> fields = Fields(list);
+        content.fields.insert(content.fields.end(), fields.begin(), fields.end());
+    }
 
     void Read(const JsonNode& list, Symbols& content, std::uint16_t) {
         list.ForEachElement([&](const JsonNode& node) { content.symbols.push_back(OneSymbol(node)); });
@@ -879,6 +887,44 @@ File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& erro
         in, errors, [&](const auto& steps, const Json& object) { return reader.Take(steps, object); });
     // What is missing behind an error of syntax would only give errors that nobody can use.
     return errors.Empty() ? reader.Document(JsonNode(document, errors)) : File();
+}
+
+struct ElementReader::State {
+    State(std::uint16_t id, const FromJsonOptions& options)
+        : reader(options, unused), section(MakeSection(id)) {}
+
+    JsonErrors unused;
+    Reader reader;
+    Section section;
+    Bytes symbols;
+};
+
+ElementReader::ElementReader(std::uint16_t id, const FromJsonOptions& options)
+    : state(std::make_unique<State>(id, options)) {}
+
+ElementReader::~ElementReader() = default;
+
+void ElementReader::Add(Json element, JsonErrors& errors) {
+    Json list = Json::array();
+    list.push_back(std::move(element));
+    JsonErrors found;
+    state->reader.AddElements(state->section, JsonNode(list, found));
+    for (const JsonError& error : found.First()) {
+        errors.Add(error.where.substr(std::string_view("/0").size()), error.what);
+    }
+    if (auto* content = std::get_if<Symbols>(&state->section.content)) {
+        if (found.Empty()) {
+            AppendSymbol(state->symbols, content->symbols.back());
+        }
+        content->symbols.clear();
+    }
+}
+
+Section ElementReader::Take() {
+    if (std::holds_alternative<Symbols>(state->section.content)) {
+        state->section.content = Raw{std::move(state->symbols)};
+    }
+    return std::move(state->section);
 }
 
 Json ToJson(const Section& section, const TextCodec* codec) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <unordered_map>
 
 #include "symwrite/JsonNode.h"
@@ -48,6 +49,26 @@ File FromJson(const Json& document, const FromJsonOptions& options, JsonErrors& 
 // The same from a stream, for large documents: symbols are turned into the bytes of their records while the
 // document is parsed, so that it needs about as much memory as the file has bytes. Section 2 is then raw.
 File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& errors);
+
+// The elements of one section, each as the document has them, one at a time.
+class ElementReader {
+public:
+    // `options` must outlive the reader.
+    ElementReader(std::uint16_t id, const FromJsonOptions& options);
+    ElementReader(const ElementReader&) = delete;
+    ElementReader& operator=(const ElementReader&) = delete;
+    ~ElementReader();
+
+    // What is wrong goes to `errors`, with pointers from the element on.
+    void Add(Json element, JsonErrors& errors);
+
+    // The section with all elements. Section 2 is raw, so that symbols need no more memory than in the file.
+    Section Take();
+
+private:
+    struct State;
+    std::unique_ptr<State> state;
+};
 
 // The exact form. Deliberate errors have no place in it, but for head values; raw content comes out as it is.
 Json ToJson(const File& file, const TextCodec* codec = nullptr);

@@ -40,7 +40,6 @@ expect 1 'tvsym: syntax.json: line 1, column 14: *' "$tvsym" build syntax.json o
 expect 1 'tvsym: large.json: /sections/0/groups/0: the size of the group is 70001,*65535' "$tvsym" build large.json old.sym
 expect 1 'tvsym: wrong.json: /symbols: *' "$tvsym" build --dictionary wrong.json chinese.json old.sym
 expect 2 'tvsym: missing.json: No such file or directory' "$tvsym" build missing.json old.sym
-expect 2 'tvsym: directory: is a directory' "$tvsym" build directory old.sym
 expect 2 'tvsym: directory: is a directory' "$tvsym" build chinese.json directory
 expect 2 'tvsym: no/x.sym: no is no directory' "$tvsym" build chinese.json no/x.sym
 expect 64 'tvsym: *NO-SUCH-SET*' "$tvsym" build --encoding NO-SUCH-SET chinese.json old.sym
@@ -60,5 +59,41 @@ expect 0 '' "$tvsym" build - - <"$source_dir/samples/instruments.json"
 same stdout old.sym
 expect 0 '' "$tvsym" build --encoding BIG5 chinese.json big5.sym
 grep -q -a $'\xa4\xa4\xa4\xe5' big5.sym || { echo "FAILED: not in Big5"; failures=$((failures + 1)); }
+
+# Folders of CSV files: what dump wrote, columns in another order, and what is wrong with its line.
+expect 0 '' "$tvsym" dump --quiet --format csv --output tables --dictionary "$source_dir/samples/fields.json" old.sym
+expect 0 '' "$tvsym" build tables again.sym
+same again.sym old.sym
+mkdir edited damaged
+printf '\xef\xbb\xbfname,note,id\n"a ""b"", c",x,1\r\nhex:ff,,2\n\n' >edited/fund-companies.csv
+printf 'head_no,head_id,head_name,item_no,item_tag,name_no,name\n1,7,h,1,2,1,n\n1,7,h,1,2,2,\n1,7,h,2,3,,\n2,8,,,,,\n' \
+    >edited/foreign-trade.csv
+expect 0 '' "$tvsym" build edited edited.sym
+expect 0 '' "$tvsym" dump --quiet edited.sym
+cat >expected <<'TEXT'
+{"sections": [
+{"id": 9, "name": "fund-companies", "elements": [
+{"id":1,"name":"a \"b\", c"},
+{"id":2,"name":{"hex":"ff"}}
+]},
+{"id": 14, "name": "foreign-trade", "heads": [
+{"id":7,"name":"h","items":[{"tag":2,"names":["n",""]},{"tag":3,"names":[]}]},
+{"id":8,"name":"","items":[]}
+]}
+]}
+TEXT
+same stdout expected
+printf 'first,second\n1,256\n' >damaged/real-delay.csv
+printf 'symbol_no,symbol,field_no,id,tag,value\n1,A,1,7,1,300\n1,A,2,x,7,ok\n1,A,3\n2,"B\n' >damaged/symbols.csv
+printf 'id,nam\n' >damaged/fund-companies.csv
+expect 1 'tvsym: damaged: symbols.csv: line 3: id: expected a number, found "x"
+tvsym: damaged: symbols.csv: line 4: expected 6 cells, found 3
+tvsym: damaged: symbols.csv: line 5: expected 6 cells, found 2
+tvsym: damaged: symbols.csv: line 5: a quoted cell is not closed
+tvsym: damaged: symbols.csv: line 2: /fields/0/value: *, found 300
+tvsym: damaged: fund-companies.csv: line 1: the column "name" is missing
+tvsym: damaged: real-delay.csv: line 2: /second: *, found 256' "$tvsym" build damaged old.sym
+expect 2 'tvsym: directory: *symbols.csv' "$tvsym" build directory old.sym
+same old.sym again.sym
 
 [ "$failures" = 0 ]

@@ -8,6 +8,7 @@
 #include <streambuf>
 
 #include "tools/tvsym/Commands.h"
+#include "tools/tvsym/CsvSource.h"
 #include "tools/tvsym/Terminal.h"
 
 namespace tvsym {
@@ -123,7 +124,10 @@ void PrintErrors(const std::string& name, const symwrite::JsonErrors& errors) {
 int RunBuild(const BuildOptions& options) {
     symwrite::JsonErrors errors;
     std::string errorsIn = SourceName(options.source);
-    const symwrite::File file = ReadJsonSource(options, errors, errorsIn);
+    std::error_code ignored;
+    const bool folder = std::filesystem::is_directory(options.source, ignored);
+    const symwrite::File file =
+        folder ? ReadCsvSource(options, errors) : ReadJsonSource(options, errors, errorsIn);
     if (errors.Empty()) {
         try {
             symwrite::Layout(file);
@@ -146,7 +150,9 @@ int RunBuild(const BuildOptions& options) {
 
 RunCommand AddBuild(CLI::App& app) {
     const auto options = std::make_shared<BuildOptions>();
-    app.add_option("SOURCE", options->source, "JSON document; - reads the standard input")->required();
+    app.add_option("SOURCE", options->source,
+                   "JSON document, - for one from the standard input, or a folder of CSV files")
+        ->required();
     app.add_option("FILE", options->target, "symbol file to make; - writes the standard output")->required();
     app.add_option("--dictionary", options->dictionary,
                    "names and types of the field ids, a JSON file, beside a dictionary in SOURCE")

@@ -48,10 +48,13 @@ constexpr CommandSpec kCommands[] = {
      "~). Memory "
      "grows with the number of field ids alone.",
      "tvsym stats instruments.sym\ntvsym stats instruments.sym --json", AddStats},
-    {"build", "Make a symbol file from the JSON that dump prints, or from its short form",
+    {"build",
+     "Make a symbol file from what dump writes: JSON, also in a short form, or a folder of CSV files",
      "The document is told in docs/json.md. The file is written beside its place and renamed at the end, so "
      "that a failed build leaves an old file as it was.",
-     "tvsym build instruments.json instruments.sym\ntvsym dump old.sym | tvsym build - new.sym", AddBuild},
+     "tvsym build instruments.json instruments.sym\ntvsym build tables/ instruments.sym\n"
+     "tvsym dump old.sym | tvsym build - new.sym",
+     AddBuild},
     {"completion", "Print a completion script for a shell", "",
      "eval \"$(tvsym completion bash)\"\ntvsym completion zsh > ~/.zfunc/_tvsym\ntvsym completion fish | "
      "source",

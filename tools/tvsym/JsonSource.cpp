@@ -10,11 +10,7 @@
 
 namespace tvsym {
 
-namespace {
-
-// Calls `read(stream)` with the opened file.
-template <typename Read>
-void WithStream(const std::string& path, const Read& read) {
+void WithSource(const std::string& path, const std::function<void(std::istream&)>& read) {
     const std::string name = SourceName(path);
     std::ifstream file;
     if (path != "-") {
@@ -34,8 +30,6 @@ void WithStream(const std::string& path, const Read& read) {
         throw ToolError(kExitUnreadable, fmt::format("{}: cannot be read to its end", name));
     }
 }
-
-}  // namespace
 
 std::string SourceName(const std::string& source) { return source == "-" ? "standard input" : source; }
 
@@ -58,7 +52,7 @@ symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors
     reading.codec = &texts;
     if (!options.dictionary.empty()) {
         errorsIn = SourceName(options.dictionary);
-        WithStream(options.dictionary, [&](std::istream& in) {
+        WithSource(options.dictionary, [&](std::istream& in) {
             const symwrite::Json words = symwrite::ParseJson(in, errors);
             if (errors.Empty()) {
                 reading.dictionary.Load(symwrite::JsonNode(words, errors));
@@ -68,7 +62,7 @@ symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors
     symwrite::File file;
     if (errors.Empty()) {
         errorsIn = SourceName(options.source);
-        WithStream(options.source, [&](std::istream& in) { file = symwrite::ReadJson(in, reading, errors); });
+        WithSource(options.source, [&](std::istream& in) { file = symwrite::ReadJson(in, reading, errors); });
     }
     return file;
 }

@@ -1,6 +1,8 @@
 // What `build` reads: a JSON document, and a dictionary beside it, as a symbol file's data.
 #pragma once
 
+#include <functional>
+#include <iosfwd>
 #include <string>
 
 #include "symwrite/Json.h"
@@ -9,7 +11,7 @@
 namespace tvsym {
 
 struct SourceOptions {
-    std::string source;  // "-" for the standard input
+    std::string source;  // "-" for the standard input; a folder holds CSV files
     std::string dictionary;
     std::string encoding = "UTF-8";  // of the texts in the symbol file
 };
@@ -21,6 +23,9 @@ struct SourceOptions {
 // `errorsIn` is the name of the file that the errors are about.
 symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors& errors,
                               std::string& errorsIn);
+
+// Calls `read` with the file, or the standard input, opened. Throws ToolError with kExitUnreadable.
+void WithSource(const std::string& path, const std::function<void(std::istream&)>& read);
 
 // The way of symwrite's texts through `codec`, which must outlive it.
 symwrite::TextCodec CodecFor(TextCodec& codec);
