@@ -11,11 +11,6 @@ else()
   list(FILTER TORVA_SOURCES EXCLUDE REGEX "/platform/Win32[^/]*$")
 endif()
 
-if(NOT TORVA_SOURCES)
-  message(WARNING "The library has no sources yet")
-  return()
-endif()
-
 add_library(torva_objects OBJECT ${TORVA_SOURCES})
 torva_options(torva_objects)
 set_target_properties(torva_objects PROPERTIES
