@@ -5,17 +5,17 @@
 
 int main(int argc, char** argv) {
     if (argc != 2) return 2;
-    const std::int32_t opened = tv_OpenSymFile(argv[1], 1u << 20, nullptr, 0, 0);
+    const int32_t opened = tv_OpenSymFile(argv[1], 1u << 20, nullptr, 0, 0);
     if (opened < 1) return 3;
-    const auto handle = static_cast<std::uint16_t>(opened);
+    const auto handle = static_cast<uint16_t>(opened);
     char symbol[256];
     SymFieldItem items[64];
-    std::int32_t count = 0;
+    int32_t count = 0;
     int symbols = 0;
     int values = 0;
-    std::int32_t result = tv_GetNextSymData(handle, symbol, sizeof symbol, &count, items, 64);
+    int32_t result = tv_GetNextSymData(handle, symbol, sizeof symbol, &count, items, 64);
     while (result == SYM_OK || result == SYM_MORE_DATA) {
-        for (std::int32_t i = 0; i < count; ++i) {
+        for (int32_t i = 0; i < count; ++i) {
             if (items[i].value != nullptr) ++values;
         }
         SymFreeItems(items, count);
