@@ -43,6 +43,9 @@ by_pkg_config() {
     run_hosts "$dir/host_c" "$dir/host_cpp" "$dir/static_c"
 }
 
+if command -v ccache >/dev/null; then
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+fi
 rm -rf "$work"
 mkdir -p "$work"
 cmake --install "$build" --prefix "$prefix" >/dev/null
