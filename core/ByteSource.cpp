@@ -138,7 +138,7 @@ bool ByteSource::SkipBytes(u32 n) {
 // Each turn without a byte counts like a character, so that a text with no terminator in sight ends as one
 // that is too long. At the end of the data the turns that are left are not walked one by one; nor are they
 // where a read has failed twice in a row.
-i32 ByteSource::ReadTextAcrossWindow(u8* dst, i32 max, u32* outLen) {
+i32 ByteSource::ReadTextAcrossWindow(u8* dst, i32 max, u32* outLen, Gap gap) {
     *outLen = 0;
     if (max < 0) return SYM_ERR_BUFFER_TOO_SMALL;
     const std::size_t limit = static_cast<std::size_t>(max) + 1;
@@ -150,6 +150,7 @@ i32 ByteSource::ReadTextAcrossWindow(u8* dst, i32 max, u32* outLen) {
             const bool failed = mayRefill && !Refill(1);
             if (failed && !failedBefore) {
                 failedBefore = true;
+                if (gap == Gap::zeroed) dst[turns] = 0;
                 ++turns;
                 continue;
             }

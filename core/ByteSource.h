@@ -67,14 +67,12 @@ public:
     // Reads a text of at most `max` characters and its terminator to `dst`, which has room for `max` + 1
     // bytes. SYM_OK: *outLen counts the terminator. SYM_ERR_BUFFER_TOO_SMALL: longer than `max`, or cut off
     // by the end of the data; *outLen is `max` + 1, and 0 for a negative `max`, where nothing is read. A text
-    // cut off took fewer bytes than *outLen from the source: Position() tells how many.
-    i32 ReadText(u8* dst, i32 max, u32* outLen) {
-        if (const u8* text = LendText(max, outLen)) {
-            std::memcpy(dst, text, *outLen);
-            return 0;
-        }
-        return ReadTextAcrossWindow(dst, max, outLen);
-    }
+    // cut off took fewer bytes than *outLen from the source: Position() tells how many. A byte whose read
+    // failed leaves a gap in the text: `dst` stays as it was there.
+    i32 ReadText(u8* dst, i32 max, u32* outLen) { return ReadText(dst, max, outLen, Gap::left); }
+
+    // The same to fresh memory, such as an arena's: a gap is 0, so that nothing old shows.
+    i32 ReadTextToFresh(u8* dst, i32 max, u32* outLen) { return ReadText(dst, max, outLen, Gap::zeroed); }
 
     // Takes a text of at most `max` characters that lies whole in the window, and lends it until the next
     // call of any primitive. Null, with nothing taken, where ReadText has to do it.
@@ -117,7 +115,14 @@ private:
     void SetWindow(const u8* base, u64 size, u64 offset);
     Delivery ReadAcrossWindow(void* dst, u32 n);
     bool AtEndOfWindow();
-    i32 ReadTextAcrossWindow(u8* dst, i32 max, u32* outLen);
+    enum class Gap { left, zeroed };
+    i32 ReadTextAcrossWindow(u8* dst, i32 max, u32* outLen, Gap gap);
+    i32 ReadText(u8* dst, i32 max, u32* outLen, Gap gap) {
+        const u8* const text = LendText(max, outLen);
+        if (text == nullptr) return ReadTextAcrossWindow(dst, max, outLen, gap);
+        std::memcpy(dst, text, *outLen);
+        return 0;
+    }
 
     static constexpr u8 kNothing[1] = {0};  // what the window points at when it is empty
 
