@@ -57,20 +57,17 @@ bool Arena::Holds(const void* pointer) const {
 
 uint32_t Reader::Read(void* target, uint32_t n) {
     uint32_t got = 0;
+    if (Fails(n)) return 0;
     while (got < n && position < file.size()) static_cast<uint8_t*>(target)[got++] = file[position++];
     return got;
 }
 
 // Over the end a skip fails in memory mode and succeeds in file mode.
 bool Reader::SkipBytes(uint32_t n, bool& metEnd) {
-    metEnd = false;
-    for (uint32_t i = 0; i < n; ++i) {
-        uint8_t byte;
-        if (Read(&byte, 1) == 1) continue;
-        metEnd = true;
-        return !inMemory;
-    }
-    return true;
+    const uint64_t left = position < file.size() ? file.size() - position : 0;
+    metEnd = left < n;
+    position += metEnd ? left : n;
+    return !metEnd || !inMemory;
 }
 
 // `text` takes the bytes that came, the zero byte included. Turns without a byte count as the others do;

@@ -1,6 +1,6 @@
 // The whole reader a second time, written plainly: byte by byte over a vector, linear scans, one step after
 // the other, nothing shared with the library. The benchmarks measure the library against it, and the tests
-// compare every call of the library with it. It knows no failing disk and no lack of memory.
+// compare every call of the library with it. It knows no lack of memory.
 #pragma once
 
 #include <cstdint>
@@ -39,6 +39,14 @@ class Reader {
 public:
     Reader(std::vector<uint8_t> fileBytes, bool wholeFile)
         : file(std::move(fileBytes)), inMemory(wholeFile) {}
+
+    // Ahead of the open: every read that wants one of these bytes of the file fails, as over a bad sector. So
+    // in memory mode there is nothing to read.
+    void SetBadBytes(uint64_t begin, uint64_t end) {
+        badBegin = begin;
+        badEnd = end;
+        if (inMemory && begin < end) file.clear();
+    }
 
     // SYM_OK where the library would give a handle.
     int32_t Open(uint32_t memoryBudget, const uint16_t* fieldIds, uint32_t fieldIdCount);
@@ -152,7 +160,8 @@ private:
     uint32_t Read(void* target, uint32_t n);
     bool ReadAll(void* target, uint32_t n) { return Read(target, n) == n; }
     bool SkipBytes(uint32_t n, bool& metEnd);
-    bool AtEnd() const { return inMemory ? position == file.size() : position >= file.size(); }
+    bool Fails(uint64_t n) const { return !inMemory && position < badEnd && position + n > badBegin; }
+    bool AtEnd() const { return position >= file.size() || Fails(1); }
     bool Exhausted() const { return sectionSize <= sectionConsumed; }
     int32_t ReadText(std::string& text, int64_t max, uint32_t& length);
     int32_t ReadTextTo(char* target, int32_t max, uint32_t& length);
@@ -191,6 +200,7 @@ private:
     std::vector<uint8_t> file;
     bool inMemory;
     uint64_t position = 0;
+    uint64_t badBegin = 0, badEnd = 0;
     std::vector<SectionEntry> directory;
     uint32_t extendCount = 0;
     uint16_t sectionId = 0;

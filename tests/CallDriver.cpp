@@ -6,9 +6,9 @@
 #include <sstream>
 #include <type_traits>
 
-#include "tests/MemoryFile.h"
-
 namespace driver {
+
+thread_local bool insideLibrary = false;
 
 namespace {
 
@@ -73,10 +73,13 @@ struct Library {
     uint16_t handle;
 
     double GetSymDataProgress() { return tv_GetSymDataProgress(handle); }
-#define TORVA_FORWARD(name)                     \
-    template <typename... Arguments>            \
-    int32_t name(Arguments... arguments) {      \
-        return tv_##name(handle, arguments...); \
+#define TORVA_FORWARD(name)                                     \
+    template <typename... Arguments>                            \
+    int32_t name(Arguments... arguments) {                      \
+        insideLibrary = true;                                   \
+        const int32_t result = tv_##name(handle, arguments...); \
+        insideLibrary = false;                                  \
+        return result;                                          \
     }
     TORVA_FORWARD(GetExtendSectionList)
     TORVA_FORWARD(GetNextSymData)
@@ -544,7 +547,11 @@ Outcome CallLibrary(uint16_t handle, const Call& call) {
 
 Pair::Pair(const Bytes& file, const OpenOptions& options) : reader(file, options.wholeFile) {
     const auto ids = static_cast<uint32_t>(options.fieldIds.size());
-    const memoryfile::Scope scope(file);
+    memoryfile::Plan plan;
+    plan.badBegin = options.badBegin;
+    plan.badEnd = options.badEnd;
+    scope.emplace(file, plan);
+    reader.SetBadBytes(options.badBegin, options.badEnd);
     const int32_t opened = tv_OpenSymFile("memory", options.memoryBudget, options.fieldIds.data(), ids,
                                           options.wholeFile ? 1 : 0);
     openResult = opened > 0 ? SYM_OK : opened;

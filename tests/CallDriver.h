@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "bench/PlainReader.h"
+#include "tests/MemoryFile.h"
 
 namespace driver {
 
@@ -93,6 +94,7 @@ struct Outcome {
 struct OpenOptions {
     bool wholeFile = false;
     uint32_t memoryBudget = 110000;
+    uint64_t badBegin = 0, badEnd = 0;  // bytes of the file that can't be read
     std::vector<uint16_t> fieldIds;
 };
 
@@ -113,12 +115,16 @@ public:
 private:
     void Differ(const Outcome& library, const Outcome& expected);
 
+    std::optional<memoryfile::Scope> scope;
     plain::Reader reader;
     uint16_t handle = 0;
     int32_t openResult = 0;
     std::vector<Call> history;
     std::string difference;
 };
+
+// True while the library works on a call of CallLibrary or Pair, for what should fail only there.
+extern thread_local bool insideLibrary;
 
 // The call on an open handle of the library alone.
 Outcome CallLibrary(uint16_t handle, const Call& call);

@@ -29,6 +29,10 @@ public:
         got = 0;
         const Kind fault = NextFault();
         if (fault == Kind::kFail) return false;
+        if (position < plan.badEnd && position + size > plan.badBegin) {
+            ++injected;
+            return false;
+        }
         const uint64_t left = position < bytes.size() ? bytes.size() - position : 0;
         got = static_cast<torva::u32>(std::min<uint64_t>(size, left));
         if (fault == Kind::kShort) got /= 2;

@@ -6,12 +6,14 @@
 
 namespace memoryfile {
 
-// Which operations go wrong, counted from the open of the file on.
+// What goes wrong: operations, counted from the open of the file on, or reads of certain bytes.
 struct Plan {
     enum class Kind { kNone, kFail, kShort };
     Kind kind = Kind::kNone;
     uint64_t first = 0;  // the operation that goes wrong, from 0
     bool andAllBehind = false;
+
+    uint64_t badBegin = 0, badEnd = 0;  // reads that want one of these bytes fail
 };
 
 // While this lives, every path opens as `bytes`, which must outlive the open files.

@@ -1,0 +1,226 @@
+// Disks and allocators that fail, at every operation in turn: nothing is lost, no lock stays held, no handle
+// is used up, and the library works on as before.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <future>
+#include <iostream>
+#include <new>
+
+#include "symwrite/RandomFile.h"
+#include "symwrite/SymFileWriter.h"
+#include "tests/CallDriver.h"
+
+namespace {
+
+// An allocator for the whole program. It counts the blocks that live, and fails inside the library when told
+// to.
+std::atomic<int64_t> liveBlocks{0};
+int64_t allocationsUntilFailure = INT64_MAX;
+bool failAllBehind = false;
+uint64_t failedAllocations = 0;
+
+bool FailsNow() {
+    if (!driver::insideLibrary) return false;
+    const int64_t left = allocationsUntilFailure--;
+    if (left > 0 || (left < 0 && !failAllBehind)) return false;
+    ++failedAllocations;
+    return true;
+}
+
+void* Allocate(size_t size) noexcept {
+    void* block = FailsNow() ? nullptr : malloc(size == 0 ? 1 : size);
+    if (block == nullptr) return nullptr;
+    ++liveBlocks;
+    return memset(block, 0xCD, size);
+}
+
+void Release(void* block) noexcept {
+    if (block != nullptr) --liveBlocks;
+    free(block);
+}
+
+void* AllocateOrThrow(size_t size) {
+    void* block = Allocate(size);
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+
+}  // namespace
+
+void* operator new(size_t size) { return AllocateOrThrow(size); }
+void* operator new[](size_t size) { return AllocateOrThrow(size); }
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
+void* operator new[](size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
+void operator delete(void* block) noexcept { Release(block); }
+void operator delete[](void* block) noexcept { Release(block); }
+void operator delete(void* block, size_t) noexcept { Release(block); }
+void operator delete[](void* block, size_t) noexcept { Release(block); }
+
+namespace {
+
+using driver::Bytes;
+using driver::Outcome;
+using memoryfile::Plan;
+
+bool FullSweep() {
+    const char* wanted = getenv("TORVA_SWEEP");
+    return wanted != nullptr && strcmp(wanted, "full") == 0;
+}
+
+// Sections of some size, and so far apart that each is read from the disk for itself.
+Bytes SpreadFile(uint32_t gap, uint32_t elements, uint32_t textLength) {
+    symwrite::RandomFileOptions options;
+    options.elements = elements;
+    options.symbols = elements;
+    options.textLength = textLength;
+    symwrite::File file = RandomFile(options);
+    for (symwrite::Section& section : file.sections) section.before.assign(gap, 0x55);
+    return Write(file);
+}
+
+struct Trial {
+    int32_t opened = 0;
+    std::vector<Outcome> outcomes;
+    uint64_t operations = 0;
+};
+
+// Opens the file and walks all of it. A disk that fails from the beginning on may leave nothing to walk.
+Trial OpenAndWalk(const Bytes& file, bool wholeFile, const Plan& plan) {
+    Trial trial;
+    const memoryfile::Scope scope(file, plan);
+    driver::insideLibrary = true;
+    trial.opened = tv_OpenSymFile("memory", 120000, nullptr, 0, wholeFile ? 1 : 0);
+    driver::insideLibrary = false;
+    if (trial.opened <= 0) return trial;
+    const auto handle = static_cast<uint16_t>(trial.opened);
+    driver::WalkOptions options;
+    options.capacity = 3;
+    options.children = 2;
+    options.textRoom = 300;
+    options.fileSize = 20000;
+    WalkAll(
+        [&](const driver::Call& call) {
+            trial.outcomes.push_back(CallLibrary(handle, call));
+            return trial.outcomes.back();
+        },
+        options);
+    trial.operations = memoryfile::Scope::Operations();
+    tv_CloseSymFile(handle);
+    return trial;
+}
+
+// What holds after any trial, whatever went wrong in it. `lossless` is what a walk gives when nothing goes
+// wrong.
+void ExpectNothingLost(const Bytes& file, bool wholeFile, const Trial& trial, const Trial& lossless,
+                       const std::string& what) {
+    for (const Outcome& outcome : trial.outcomes) {
+        ASSERT_TRUE(outcome.guardsIntact) << what;
+        ASSERT_TRUE(outcome.result >= SYM_ERR_READ && outcome.result != SYM_ERR_OPEN &&
+                    outcome.result != SYM_ERR_NO_SLOT && outcome.result != SYM_ERR_BAD_HANDLE &&
+                    outcome.result != -11)
+            << what << ", result " << outcome.result;
+    }
+    ASSERT_EQ(memoryfile::Scope::OpenFiles(), 0) << what;
+    auto other = std::async(std::launch::async, [] { tv_CloseSymFile(7); });
+    ASSERT_EQ(other.wait_for(std::chrono::seconds(60)), std::future_status::ready)
+        << what << ", a lock is held";
+    const Trial next = OpenAndWalk(file, wholeFile, {});
+    ASSERT_EQ(next.opened, 1) << what;
+    ASSERT_TRUE(next.outcomes == lossless.outcomes) << what;
+}
+
+class FaultSweep : public testing::Test {
+protected:
+    void TearDown() override { std::cout << faults << " faults\n"; }
+    uint64_t faults = 0;
+};
+
+// The n-th read, seek or size query fails or comes back short, alone or with all behind it, for every n.
+TEST_F(FaultSweep, DiskOperations) {
+    const Bytes file = SpreadFile(70000, 120, 150);
+    for (const bool wholeFile : {false, true}) {
+        const Trial lossless = OpenAndWalk(file, wholeFile, {});
+        ASSERT_EQ(lossless.opened, 1);
+        ASSERT_GT(lossless.operations, wholeFile ? 1U : 60U);
+        for (uint64_t n = 0; n < lossless.operations; ++n) {
+            for (const Plan::Kind kind : {Plan::Kind::kFail, Plan::Kind::kShort}) {
+                for (const bool all : {false, true}) {
+                    Plan plan;
+                    plan.kind = kind;
+                    plan.first = n;
+                    plan.andAllBehind = all;
+                    const int64_t blocks = liveBlocks;
+                    {
+                        const Trial trial = OpenAndWalk(file, wholeFile, plan);
+                        faults += memoryfile::Scope::Injected();
+                        const std::string what = std::string(wholeFile ? "memory" : "file") +
+                                                 " mode, operation " + std::to_string(n) +
+                                                 (kind == Plan::Kind::kFail ? " fails" : " is short") +
+                                                 (all ? " and all behind it" : "");
+                        ExpectNothingLost(file, wholeFile, trial, lossless, what);
+                        if (HasFatalFailure()) return;
+                    }
+                    ASSERT_EQ(liveBlocks, blocks) << "operation " << n;
+                }
+            }
+        }
+    }
+}
+
+// A bad sector shows in exactly the calls that need its bytes, read-ahead or not, with the results of a
+// reader that reads each thing by itself.
+TEST_F(FaultSweep, BadSectors) {
+    const std::pair<Bytes, uint64_t> cases[] = {{Write(symwrite::SmallFile()), 1},
+                                                {SpreadFile(6000, 30, 100), FullSweep() ? 37 : 397}};
+    for (const auto& [file, stride] : cases) {
+        for (uint64_t at = 0; at < file.size(); at += stride) {
+            for (const uint64_t width : {uint64_t{1}, uint64_t{512}}) {
+                for (const bool wholeFile : {false, true}) {
+                    driver::OpenOptions open;
+                    open.wholeFile = wholeFile;
+                    open.badBegin = at;
+                    open.badEnd = std::min<uint64_t>(at + width, file.size());
+                    driver::Pair pair(file, open);
+                    driver::WalkAll([&pair](const driver::Call& call) { return pair.Step(call); },
+                                    {3, 200, 2, 4000});
+                    ASSERT_EQ(pair.Difference(), "")
+                        << "bytes " << at << " to " << open.badEnd << ", memory mode " << wholeFile;
+                    faults += memoryfile::Scope::Injected();
+                }
+            }
+        }
+    }
+}
+
+// The n-th allocation of the library fails, alone or with all behind it, until a run has no failure.
+TEST_F(FaultSweep, Allocations) {
+    const Bytes file = SpreadFile(100, 6, 20);
+    for (const bool wholeFile : {false, true}) {
+        const Trial lossless = OpenAndWalk(file, wholeFile, {});
+        for (const bool all : {false, true}) {
+            uint64_t failed = 1;
+            for (int64_t n = 0; failed > 0; ++n) {
+                const int64_t blocks = liveBlocks;
+                {
+                    failedAllocations = 0;
+                    allocationsUntilFailure = n;
+                    failAllBehind = all;
+                    const Trial trial = OpenAndWalk(file, wholeFile, {});
+                    allocationsUntilFailure = INT64_MAX;
+                    failed = failedAllocations;
+                    faults += failed;
+                    ASSERT_TRUE(trial.opened == 1 || trial.opened == SYM_ERR_NO_MEMORY) << trial.opened;
+                    ExpectNothingLost(file, wholeFile, trial, lossless, "allocation " + std::to_string(n));
+                    if (HasFatalFailure()) return;
+                }
+                ASSERT_EQ(liveBlocks, blocks) << "allocation " << n;
+            }
+        }
+    }
+}
+
+}  // namespace
