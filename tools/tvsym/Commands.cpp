@@ -24,12 +24,13 @@ constexpr CommandSpec kCommands[] = {
      "tvsym symbols instruments.sym --limit 10\ntvsym symbols instruments.sym --fields name,currency --json",
      AddSymbols},
     {"dump", "Print the content of every section, or of some",
-     "The json format is one document that build reads; sections without a reader stand in it as bytes. "
-     "Section 2 holds "
-     "the fields that the records carry themselves; default fields are section 1. In ndjson and table values "
-     "are what "
-     "the dictionary makes of them; csv has them in columns of their own. Memory does not grow with the "
-     "file.",
+     "The json format is one document, which build reads and makes the same file of. Section 2 holds the "
+     "fields "
+     "that the records carry themselves; default fields are section 1. In ndjson and table values are what "
+     "the "
+     "dictionary makes of them; csv has them in columns of their own. Sections without a reader appear as "
+     "bytes. "
+     "Memory does not grow with the file, but for sections 18 and 21, which are held.",
      "tvsym dump instruments.sym > instruments.json\n"
      "tvsym dump instruments.sym --format ndjson --section symbols | head\n"
      "tvsym dump instruments.sym --format csv --output tables/\n"

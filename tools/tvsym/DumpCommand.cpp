@@ -44,7 +44,7 @@ public:
         progress.SetTotal(total);
         for (const u16 id : wanted) {
             if (std::find(ids.begin(), ids.end(), id) == ids.end()) {
-                NoteProblem({id, {}, "the file has no such section"});
+                problems.push_back({id, {}, "the file has no such section"});
             }
         }
         if (options.format == "csv") {
@@ -68,8 +68,6 @@ private:
     bool Wanted(u16 id) const {
         return wanted.empty() || std::find(wanted.begin(), wanted.end(), id) != wanted.end();
     }
-
-    void NoteProblem(Problem problem) { problems.push_back(std::move(problem)); }
 
     // Walks a section into `rows`; gives the first problem that it has.
     std::optional<Problem> WalkInto(u16 id, RowWriter& rows) {
@@ -152,34 +150,51 @@ private:
         out.Write("\"");
     }
 
-    // What of the directory has no reader is told, not printed.
-    std::vector<u16> ReadableIds() {
-        std::vector<u16> ids;
+    // The first entries of each id that is wanted and there.
+    std::vector<DirectoryEntry> Entries() const {
+        std::vector<DirectoryEntry> entries;
         for (const DirectoryEntry& entry : reader.Raw().directory) {
-            if (Wanted(entry.id) && entry.Readable() && !FindSection(entry.id)) {
-                NoteProblem({entry.id, u64{entry.offset}, "not printed: no reader knows this section"});
-            } else if (Wanted(entry.id) && entry.Readable()) {
-                ids.push_back(entry.id);
+            if (Wanted(entry.id) && entry.Readable()) {
+                entries.push_back(entry);
             }
         }
-        return ids;
+        return entries;
+    }
+
+    void WriteHex(Output& out, const DirectoryEntry& entry) {
+        reader.ReadRaw(u64{entry.offset} + 2, std::max(entry.size, 2U) - 2,
+                       [&](std::string_view bytes) { out.Write(Hex(bytes)); });
     }
 
     void LinesOrTables(Output& out) {
+        const bool lines = options.format == "ndjson";
         bool first = true;
-        for (const u16 id : ReadableIds()) {
-            const SectionInfo& section = *FindSection(id);
-            if (options.format == "ndjson") {
-                WalkInto(id, *MakeJsonRows(out, section, context, true));
-                continue;
+        for (const DirectoryEntry& entry : Entries()) {
+            const SectionInfo* section = FindSection(entry.id);
+            if (lines && section) {
+                WalkInto(entry.id, *MakeJsonRows(out, *section, context, true));
+            } else if (lines) {
+                out.Write(fmt::format("{{\"section\":{},\"bytes\":\"", entry.id));
+                WriteHex(out, entry);
+                out.Write("\"}\n");
+            } else {
+                const std::string title = fmt::format("section {}: {}", entry.id, SectionTitle(entry.id));
+                out.Write(fmt::format("{}{}\n", first ? "" : "\n", Styled(Style::Bold, title)));
+                first = false;
+                SectionTable(out, entry);
             }
-            out.Write(fmt::format("{}{}\n", first ? "" : "\n",
-                                  Styled(Style::Bold, fmt::format("section {}: {}", id, section.title))));
-            first = false;
-            const std::optional<Problem> problem = WalkInto(id, *MakeTableRows(out, section, context));
-            if (problem) {
-                out.Write(Styled(Style::Bad, fmt::format("damaged: {}", problem->what)) + "\n");
-            }
+        }
+    }
+
+    void SectionTable(Output& out, const DirectoryEntry& entry) {
+        const SectionInfo* section = FindSection(entry.id);
+        if (!section) {
+            out.Write(fmt::format("{} bytes that have no reader\n", Grouped(entry.size)));
+            return;
+        }
+        const std::optional<Problem> problem = WalkInto(entry.id, *MakeTableRows(out, *section, context));
+        if (problem) {
+            out.Write(Styled(Style::Bad, fmt::format("damaged: {}", problem->what)) + "\n");
         }
     }
 
@@ -193,11 +208,17 @@ private:
         if (error) {
             throw ToolError(kExitUnreadable, fmt::format("{}: {}", options.output, error.message()));
         }
-        for (const u16 id : ReadableIds()) {
-            const SectionInfo& section = *FindSection(id);
-            Output out(
-                (std::filesystem::path(options.output) / fmt::format("{}.csv", section.name)).string());
-            WalkInto(id, *MakeCsvRows(out, section, context));
+        for (const DirectoryEntry& entry : Entries()) {
+            const SectionInfo* section = FindSection(entry.id);
+            const std::string name = section ? section->name : fmt::format("section-{}", entry.id);
+            Output out((std::filesystem::path(options.output) / (name + ".csv")).string());
+            if (section) {
+                WalkInto(entry.id, *MakeCsvRows(out, *section, context));
+            } else {
+                out.Write("bytes\r\n");
+                WriteHex(out, entry);
+                out.Write("\r\n");
+            }
             out.Close();
         }
     }
