@@ -613,7 +613,7 @@ struct SymbolStreamWriter::State {
     std::vector<SectionPlace> places;
     std::size_t symbolSection = 0;
     std::uint64_t symbolBytes = 0;
-    std::uint64_t symbolCount = 0;
+    std::size_t symbolCount = 0;
 };
 
 SymbolStreamWriter::SymbolStreamWriter(const File& shell, std::ostream& out)
