@@ -45,9 +45,9 @@ constexpr CommandSpec kCommands[] = {
      "tvsym get instruments.sym --where currency=USD --where lot=100",
      AddGet},
     {"stats", "Count elements, texts and values: by section and by field id",
-     "Distinct values are counted exactly up to 256, and with an error of some 3 percent above that (marked "
-     "~). Memory "
-     "grows with the number of field ids alone.",
+     "Distinct values are counted exactly up to 16,384 a field, and with an error of some 3 percent above "
+     "that (marked "
+     "~); fields without a value are not counted. Memory grows with the number of field ids alone.",
      "tvsym stats instruments.sym\ntvsym stats instruments.sym --json", AddStats},
     {"build",
      "Make a symbol file from what dump writes: JSON, also in a short form, or a folder of CSV files",

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <map>
 #include <set>
+#include <unordered_set>
 
 #include "tools/tvsym/Commands.h"
 #include "tools/tvsym/Options.h"
@@ -20,24 +21,30 @@ struct StatsOptions : FileOptions {
     bool json = false;
 };
 
-// Counts different values in bounded memory: exactly up to 256, then by the longest runs of zero bits among
-// the hashes that fall into each of 1,024 registers, which is right within some 3 percent.
+// Counts different values in bounded memory: exactly as long as there is room for their hashes, which all
+// fields share; then by the longest runs of zero bits among the hashes that fall into each of 1,024
+// registers, which is right within some 3 percent.
 class DistinctCount {
 public:
-    void Add(std::string_view value) {
+    void Add(std::string_view value, size_t& room) {
         const u64 hash = Hash(value);
-        if (registers.empty()) {
-            exact.insert(hash);
-            if (exact.size() <= kExact) {
-                return;
-            }
-            registers.resize(kRegisters);
-            for (const u64 one : exact) {
-                Register(one);
-            }
-            exact.clear();
+        if (!registers.empty()) {
+            return Register(hash);
+        }
+        if (exact.contains(hash)) {
             return;
         }
+        if (room > 0 && exact.size() < kExact) {
+            exact.insert(hash);
+            --room;
+            return;
+        }
+        registers.resize(kRegisters);
+        for (const u64 one : exact) {
+            Register(one);
+        }
+        room += exact.size();
+        exact = {};
         Register(hash);
     }
 
@@ -60,7 +67,7 @@ public:
     }
 
 private:
-    static constexpr size_t kExact = 256;
+    static constexpr size_t kExact = 16384;
     static constexpr size_t kRegisters = 1024;
 
     // FNV-1a, its bits mixed once more so that all of them depend on all bytes.
@@ -79,7 +86,7 @@ private:
         one = std::max(one, static_cast<u8>(std::countl_zero(hash / kRegisters | 1) - 9));
     }
 
-    std::set<u64> exact;
+    std::unordered_set<u64> exact;
     std::vector<u8> registers;
 };
 
@@ -190,7 +197,10 @@ private:
         FieldStats& stats = fields[field.id];
         ++(field.isDefault ? stats.defaults : stats.own);
         stats.tags.insert(field.tag);
-        stats.distinct.Add(field.value);
+        if (field.tag != kTextTag && field.value.empty()) {
+            return;  // null
+        }
+        stats.distinct.Add(field.value, room);
         const ValueType type = dictionary.TypeOf(field.id, field.tag, field.value.size());
         if (!stats.smallest || Compare(type, field.value, *stats.smallest) < 0) {
             stats.smallest = Ranked{type, std::string(field.value)};
@@ -202,6 +212,10 @@ private:
 
     std::string Shown(const std::optional<Ranked>& value) {
         return value ? Shortened(ValueText(value->type, value->payload, codec)) : "";
+    }
+
+    std::string Json(const std::optional<Ranked>& value) {
+        return value ? ValueJson(value->type, value->payload, codec) : "null";
     }
 
     static std::string TagList(const std::set<u8>& tags) { return fmt::format("{}", fmt::join(tags, " ")); }
@@ -264,9 +278,8 @@ private:
                 R"({}{{"id":{},"name":{},"own":{},"default":{},"tags":[{}],"distinct":{},"distinctExact":{},)",
                 separator, id, name, stats.own, stats.defaults, fmt::join(stats.tags, ","),
                 stats.distinct.Count(), stats.distinct.IsExact()));
-            out.Write(fmt::format(R"("smallest":{},"largest":{}}})",
-                                  ValueJson(stats.smallest->type, stats.smallest->payload, codec),
-                                  ValueJson(stats.largest->type, stats.largest->payload, codec)));
+            out.Write(
+                fmt::format(R"("smallest":{},"largest":{}}})", Json(stats.smallest), Json(stats.largest)));
             separator = ",\n";
         }
         out.Write("]}\n");
@@ -279,6 +292,7 @@ private:
     Reader reader;
     std::map<u16, SectionStats> sections;
     std::map<u16, FieldStats> fields;
+    size_t room = size_t{1} << 18;  // hashes that may be held for exact counts
 };
 
 }  // namespace
