@@ -2,22 +2,18 @@
 
 #include <malloc.h>
 
-#include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
-#include "platform/Platform.h"
+namespace torva::test::allocations {
 
-namespace torva::test {
+std::atomic<std::int64_t> liveBlocks{0};
+std::atomic<std::int64_t> liveBytes{0};
+std::atomic<std::int64_t> peakBytes{0};
+bool (*failsNow)() = nullptr;
+
 namespace {
-
-std::atomic<bool> watching{false};
-std::atomic<bool> refused{false};
-std::atomic<bool> keepFailing{false};
-std::atomic<std::int64_t> failNumber{AllocationWatch::kNever};
-std::atomic<std::int64_t> calls{0};
-std::atomic<std::int64_t> live{0};
-std::atomic<std::int64_t> peak{0};
 
 std::int64_t SizeOf(void* block) {
 #ifdef _WIN32
@@ -27,25 +23,16 @@ std::int64_t SizeOf(void* block) {
 #endif
 }
 
-bool MayAllocate() {
-    if (!watching) return true;
-    const std::int64_t number = calls++;
-    const bool fails = number == failNumber || (keepFailing && number > failNumber);
-    if (fails) refused = true;
-    return !fails;
-}
-
-void* Counted(void* block) {
-    if (!watching || block == nullptr) return block;
-    const std::int64_t now = live += SizeOf(block);
-    std::int64_t highest = peak;
-    while (now > highest && !peak.compare_exchange_weak(highest, now)) {
-    }
-    return block;
-}
-
 void* Take(std::size_t size) noexcept {
-    return MayAllocate() ? Counted(std::malloc(size == 0 ? 1 : size)) : nullptr;
+    if (failsNow != nullptr && failsNow()) return nullptr;
+    void* const block = std::malloc(size == 0 ? 1 : size);
+    if (block == nullptr) return nullptr;
+    ++liveBlocks;
+    const std::int64_t now = liveBytes += SizeOf(block);
+    std::int64_t highest = peakBytes;
+    while (now > highest && !peakBytes.compare_exchange_weak(highest, now)) {
+    }
+    return std::memset(block, 0xcd, size);  // what is handed out without having been written shows
 }
 
 void* TakeOrThrow(std::size_t size) {
@@ -54,45 +41,25 @@ void* TakeOrThrow(std::size_t size) {
     return block;
 }
 
-// The library gives these back with free().
-void* TakeZeroed(std::size_t size) { return MayAllocate() ? std::calloc(size, 1) : nullptr; }
-
 void Give(void* block) noexcept {
     if (block == nullptr) return;
-    if (watching) live -= SizeOf(block);
+    --liveBlocks;
+    liveBytes -= SizeOf(block);
     std::free(block);
 }
 
 }  // namespace
+}  // namespace torva::test::allocations
 
-AllocationWatch::AllocationWatch(std::int64_t failAt, bool failOn) {
-    failNumber = failAt;
-    keepFailing = failOn;
-    calls = live = peak = 0;
-    refused = false;
-    platform::SetZeroedAllocator(TakeZeroed);
-    watching = true;
-}
+namespace allocations = torva::test::allocations;
 
-AllocationWatch::~AllocationWatch() {
-    watching = false;
-    platform::SetZeroedAllocator(nullptr);
-}
-
-std::int64_t AllocationWatch::Calls() const { return calls; }
-std::int64_t AllocationWatch::LiveBytes() const { return live; }
-std::int64_t AllocationWatch::PeakBytes() const { return peak; }
-bool AllocationWatch::Refused() const { return refused; }
-
-}  // namespace torva::test
-
-void* operator new(std::size_t size) { return torva::test::TakeOrThrow(size); }
-void* operator new[](std::size_t size) { return torva::test::TakeOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return torva::test::Take(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return torva::test::Take(size); }
-void operator delete(void* block) noexcept { torva::test::Give(block); }
-void operator delete[](void* block) noexcept { torva::test::Give(block); }
-void operator delete(void* block, std::size_t) noexcept { torva::test::Give(block); }
-void operator delete[](void* block, std::size_t) noexcept { torva::test::Give(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { torva::test::Give(block); }
-void operator delete[](void* block, const std::nothrow_t&) noexcept { torva::test::Give(block); }
+void* operator new(std::size_t size) { return allocations::TakeOrThrow(size); }
+void* operator new[](std::size_t size) { return allocations::TakeOrThrow(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocations::Take(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocations::Take(size); }
+void operator delete(void* block) noexcept { allocations::Give(block); }
+void operator delete[](void* block) noexcept { allocations::Give(block); }
+void operator delete(void* block, std::size_t) noexcept { allocations::Give(block); }
+void operator delete[](void* block, std::size_t) noexcept { allocations::Give(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { allocations::Give(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { allocations::Give(block); }

@@ -1,27 +1,17 @@
-// What the library allocates, seen and refused: the test program's operator new in place of the language's.
+// The allocator of the whole test program, in the place of the language's: it counts, and it can fail on
+// purpose.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
-namespace torva::test {
+namespace torva::test::allocations {
 
-// Watches operator new and the platform's zeroed blocks, in all threads, for as long as it lives; one at a
-// time.
-class AllocationWatch {
-public:
-    static constexpr std::int64_t kNever = -1;
+extern std::atomic<std::int64_t> liveBlocks;
+extern std::atomic<std::int64_t> liveBytes;
+extern std::atomic<std::int64_t> peakBytes;  // the highest liveBytes since a test last set it
 
-    // Refuses the allocation with number `failAt` (the first is 0), and with `failOn` all that follow.
-    explicit AllocationWatch(std::int64_t failAt = kNever, bool failOn = false);
-    ~AllocationWatch();
-    AllocationWatch(const AllocationWatch&) = delete;
-    AllocationWatch& operator=(const AllocationWatch&) = delete;
+// Asked ahead of each allocation; true lets it fail. Null never does.
+extern bool (*failsNow)();
 
-    std::int64_t Calls() const;  // allocations asked for
-    std::int64_t LiveBytes()
-        const;  // allocated minus freed since the watch began; blocks from before count below 0
-    std::int64_t PeakBytes() const;  // the highest value of LiveBytes()
-    bool Refused() const;            // an allocation was refused
-};
-
-}  // namespace torva::test
+}  // namespace torva::test::allocations

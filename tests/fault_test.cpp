@@ -2,24 +2,23 @@
 // is used up, and the library works on as before.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <future>
 #include <iostream>
-#include <new>
 
 #include "symwrite/RandomFile.h"
 #include "symwrite/SymFileWriter.h"
+#include "tests/Allocations.h"
 #include "tests/CallDriver.h"
 
 namespace {
 
-// An allocator for the whole program. It counts the blocks that live, and fails inside the library when told
-// to.
-std::atomic<int64_t> liveBlocks{0};
-int64_t allocationsUntilFailure = INT64_MAX;
+using torva::test::allocations::liveBlocks;
+
+// Allocations inside the library fail when told to.
+int64_t allocationsUntilFailure = 0;
 bool failAllBehind = false;
 uint64_t failedAllocations = 0;
 
@@ -30,37 +29,6 @@ bool FailsNow() {
     ++failedAllocations;
     return true;
 }
-
-void* Allocate(size_t size) noexcept {
-    void* block = FailsNow() ? nullptr : malloc(size == 0 ? 1 : size);
-    if (block == nullptr) return nullptr;
-    ++liveBlocks;
-    return memset(block, 0xCD, size);
-}
-
-void Release(void* block) noexcept {
-    if (block != nullptr) --liveBlocks;
-    free(block);
-}
-
-void* AllocateOrThrow(size_t size) {
-    void* block = Allocate(size);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
-}
-
-}  // namespace
-
-void* operator new(size_t size) { return AllocateOrThrow(size); }
-void* operator new[](size_t size) { return AllocateOrThrow(size); }
-void* operator new(size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void* operator new[](size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void operator delete(void* block) noexcept { Release(block); }
-void operator delete[](void* block) noexcept { Release(block); }
-void operator delete(void* block, size_t) noexcept { Release(block); }
-void operator delete[](void* block, size_t) noexcept { Release(block); }
-
-namespace {
 
 using driver::Bytes;
 using driver::Outcome;
@@ -209,8 +177,9 @@ TEST_F(FaultSweep, Allocations) {
                     failedAllocations = 0;
                     allocationsUntilFailure = n;
                     failAllBehind = all;
+                    torva::test::allocations::failsNow = FailsNow;
                     const Trial trial = OpenAndWalk(file, wholeFile, {});
-                    allocationsUntilFailure = INT64_MAX;
+                    torva::test::allocations::failsNow = nullptr;
                     failed = failedAllocations;
                     faults += failed;
                     ASSERT_TRUE(trial.opened == 1 || trial.opened == SYM_ERR_NO_MEMORY) << trial.opened;
