@@ -16,7 +16,7 @@
 // One place per file: a file is read at one place, so that beginning a range ends all others of the same
 // File, but for level2EodBasicItemDefines() and exchangeSupport(), which are read whole when they begin. A
 // File must neither move nor close while one of its ranges is in use. Elements of nested sections may be left
-// early at any level.
+// early at any level; the range of a lower level, begun again, goes on where it was left.
 //
 // Errors: a range that meets one throws Error, at begin() or at the step to the next element. In a build
 // without exceptions, or with TORVA_NO_EXCEPTIONS defined, the range ends instead, and its result() tells the
@@ -500,6 +500,11 @@ inline std::int32_t delivered(std::int32_t result, bool& last) noexcept {
     return result == SYM_OK || result == SYM_MORE_DATA ? kElement : result == SYM_END_OF_DATA ? kEnd : result;
 }
 
+// For calls that give SYM_OK with every element.
+inline std::int32_t oneOf(std::int32_t result) noexcept {
+    return result == SYM_OK ? kElement : result == SYM_END_OF_DATA ? kEnd : result;
+}
+
 // A copy of an arena text that outlives the arena.
 inline std::int32_t keep(Buffer<char>& buffer, const char* text, Text& kept) noexcept {
     kept = Text();
@@ -977,68 +982,66 @@ struct ForeignTradeItem {
     bool more = false;        // the next element goes on with this item
 };
 
+// What the heads and the items of section 14 share.
+struct ForeignTradeState {
+    std::uint16_t handle = 0;
+    bool more = false;
+    ForeignTradeItem item;
+    const char* names[256] = {};
+};
+
 class ForeignTradeItemWalk {
 public:
     static constexpr unsigned kSection = 14;
-    ForeignTradeItemWalk(std::uint16_t file, bool* unfinished) noexcept : handle(file), more(unfinished) {}
+    explicit ForeignTradeItemWalk(ForeignTradeState* section) noexcept : state(section) {}
     std::int32_t begin() noexcept { return detail::kElement; }
     std::int32_t next() noexcept {
+        constexpr std::uint32_t kMostNames = std::extent_v<decltype(ForeignTradeState::names)>;
+        ForeignTradeItem& element = state->item;
         std::uint32_t count = 0;
-        const std::int32_t result = *more
-                                        ? tv_GetNextForeignTrade(handle, names, &count, kMostNames)
-                                        : tv_GetForeignTrade(handle, &element.tag, names, &count, kMostNames);
-        *more = element.more = result == SYM_MORE_DATA;
-        element.names = {names, count};
-        return result == SYM_OK || result == SYM_MORE_DATA ? detail::kElement
-               : result == SYM_END_OF_DATA                 ? detail::kEnd
-                                                           : result;
+        const std::int32_t result =
+            state->more ? tv_GetNextForeignTrade(state->handle, state->names, &count, kMostNames)
+                        : tv_GetForeignTrade(state->handle, &element.tag, state->names, &count, kMostNames);
+        state->more = element.more = result == SYM_MORE_DATA;
+        element.names = {state->names, count};
+        return element.more ? detail::kElement : detail::oneOf(result);
     }
-    ForeignTradeItem& item() noexcept { return element; }
+    ForeignTradeItem& item() noexcept { return state->item; }
 
 private:
-    static constexpr std::uint32_t kMostNames = 256;
-    std::uint16_t handle;
-    bool* more;
-    const char* names[kMostNames] = {};
-    ForeignTradeItem element;
+    ForeignTradeState* state;
 };
 
 struct ForeignTrade {
     std::uint16_t id = 0;
     Text name;
 
-    Range<ForeignTradeItemWalk> items() const {
-        return Range<ForeignTradeItemWalk>(std::in_place, handle, more);
-    }
-    std::uint16_t handle = 0;
-    bool* more = nullptr;
+    Range<ForeignTradeItemWalk> items() const { return Range<ForeignTradeItemWalk>(std::in_place, state); }
+    ForeignTradeState* state = nullptr;
 };
 
 class ForeignTradeWalk {
 public:
     static constexpr unsigned kSection = 14;
-    explicit ForeignTradeWalk(detail::Place place) noexcept { head.handle = place.handle; }
+    explicit ForeignTradeWalk(detail::Place place) noexcept { state.handle = place.handle; }
     ForeignTradeWalk(ForeignTradeWalk&&) = delete;
     std::int32_t begin() noexcept {
-        more = false;
-        head.more = &more;
-        return detail::begun(tv_InitialForeignTradeSection(head.handle));
+        head.state = &state;
+        return detail::begun(tv_InitialForeignTradeSection(state.handle));
     }
     std::int32_t next() noexcept {
-        more = false;
+        state.more = false;
         ForeignTradeHead record = {0, nullptr};
-        const std::int32_t result = tv_GetNextForeignTradeHead(head.handle, &record);
+        const std::int32_t result = detail::oneOf(tv_GetNextForeignTradeHead(state.handle, &record));
         head.id = record.id;
-        return result == SYM_OK            ? detail::keep(name, record.name, head.name)
-               : result == SYM_END_OF_DATA ? detail::kEnd
-                                           : result;
+        return result == detail::kElement ? detail::keep(name, record.name, head.name) : result;
     }
     ForeignTrade& item() noexcept { return head; }
 
 private:
     detail::Buffer<char> name;
+    ForeignTradeState state;
     ForeignTrade head;
-    bool more = false;
 };
 
 // Section 15: a list, whole.
@@ -1046,46 +1049,54 @@ struct GlobalRelatedList {
     List<GlobalRelatedItem> items;
 };
 
+// What the heads and the lists of section 15 share.
+struct GlobalRelatedState {
+    std::uint16_t handle = 0;
+    GlobalRelatedList list;
+    GlobalRelatedItem items[255] = {};
+};
+
 class GlobalRelatedListWalk {
 public:
     static constexpr unsigned kSection = 15;
-    explicit GlobalRelatedListWalk(std::uint16_t file) noexcept : handle(file) {}
+    explicit GlobalRelatedListWalk(GlobalRelatedState* section) noexcept : state(section) {}
     std::int32_t begin() noexcept { return detail::kElement; }
     std::int32_t next() noexcept {
         std::uint8_t size = 0;
         std::uint32_t count = 0;
-        const std::int32_t result = tv_GetGlobalReleated(handle, &size, items, &count, kMostItems);
-        list.items = {items, count};
-        return result == SYM_OK ? detail::kElement : result == SYM_END_OF_DATA ? detail::kEnd : result;
+        const std::int32_t result = tv_GetGlobalReleated(state->handle, &size, state->items, &count, 255);
+        state->list.items = {state->items, count};
+        return detail::oneOf(result);
     }
-    GlobalRelatedList& item() noexcept { return list; }
+    GlobalRelatedList& item() noexcept { return state->list; }
 
 private:
-    static constexpr std::uint32_t kMostItems = 255;
-    std::uint16_t handle;
-    GlobalRelatedItem items[kMostItems];
-    GlobalRelatedList list;
+    GlobalRelatedState* state;
 };
 
 struct GlobalRelated {
     std::uint16_t id = 0;
 
-    Range<GlobalRelatedListWalk> lists() const { return Range<GlobalRelatedListWalk>(std::in_place, handle); }
-    std::uint16_t handle = 0;
+    Range<GlobalRelatedListWalk> lists() const { return Range<GlobalRelatedListWalk>(std::in_place, state); }
+    GlobalRelatedState* state = nullptr;
 };
 
 class GlobalRelatedWalk {
 public:
     static constexpr unsigned kSection = 15;
-    explicit GlobalRelatedWalk(detail::Place place) noexcept { head.handle = place.handle; }
-    std::int32_t begin() noexcept { return detail::begun(tv_InitialGlobalRelatedSection(head.handle)); }
+    explicit GlobalRelatedWalk(detail::Place place) noexcept { state.handle = place.handle; }
+    GlobalRelatedWalk(GlobalRelatedWalk&&) = delete;
+    std::int32_t begin() noexcept {
+        head.state = &state;
+        return detail::begun(tv_InitialGlobalRelatedSection(state.handle));
+    }
     std::int32_t next() noexcept {
-        const std::int32_t result = tv_GetNextGlobalReleatedHead(head.handle, &head.id);
-        return result == SYM_OK ? detail::kElement : result == SYM_END_OF_DATA ? detail::kEnd : result;
+        return detail::oneOf(tv_GetNextGlobalReleatedHead(state.handle, &head.id));
     }
     GlobalRelated& item() noexcept { return head; }
 
 private:
+    GlobalRelatedState state;
     GlobalRelated head;
 };
 
@@ -1128,8 +1139,7 @@ public:
     explicit RealDelayWalk(detail::Place where) noexcept : place(where) {}
     std::int32_t begin() noexcept { return detail::begun(tv_InitialRealDelayMappingSection(place.handle)); }
     std::int32_t next() noexcept {
-        const std::int32_t result = tv_GetNextRealDelayMapping(place.handle, &pair.first, &pair.second);
-        return result == SYM_OK ? detail::kElement : result == SYM_END_OF_DATA ? detail::kEnd : result;
+        return detail::oneOf(tv_GetNextRealDelayMapping(place.handle, &pair.first, &pair.second));
     }
     RealDelayPair& item() noexcept { return pair; }
 
@@ -1400,22 +1410,23 @@ private:
         return detail::kElement;
     }
     bool enterAnother() const noexcept {
-        constexpr std::int32_t (*kInitials[])(std::uint16_t) = {tv_InitializeSection9,
-                                                                tv_InitializeSection10,
-                                                                tv_InitializeSection11,
-                                                                tv_InitializeSection12,
-                                                                tv_InitialSectionBorkerInfo,
-                                                                tv_InitialSection6,
-                                                                tv_InitialSection7,
-                                                                tv_InitialObjectSection,
-                                                                tv_InitialForeignTradeSection,
-                                                                tv_InitialGlobalRelatedSection,
-                                                                tv_InitialExchangeSection,
-                                                                tv_InitialRealDelayMappingSection,
-                                                                tv_InitialFundMainNameSection,
-                                                                tv_InitialFuturesSectionV2,
-                                                                tv_InitialFuturesClassType};
-        for (const auto initial : kInitials) {
+        using Initial = std::int32_t (*)(std::uint16_t);
+        const Initial initials[] = {tv_InitializeSection9,
+                                    tv_InitializeSection10,
+                                    tv_InitializeSection11,
+                                    tv_InitializeSection12,
+                                    tv_InitialSectionBorkerInfo,
+                                    tv_InitialSection6,
+                                    tv_InitialSection7,
+                                    tv_InitialObjectSection,
+                                    tv_InitialForeignTradeSection,
+                                    tv_InitialGlobalRelatedSection,
+                                    tv_InitialExchangeSection,
+                                    tv_InitialRealDelayMappingSection,
+                                    tv_InitialFundMainNameSection,
+                                    tv_InitialFuturesSectionV2,
+                                    tv_InitialFuturesClassType};
+        for (const Initial initial : initials) {
             if (initial(fileHandle) != SYM_ERR_NO_SECTION) {
                 return true;
             }
