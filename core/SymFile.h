@@ -210,7 +210,7 @@ private:
     const u8* PassText(u32* length) {
         const i32 max = arena.MaxText();
         if (const u8* text = source.LendText(max, length)) return text;
-        return source.ReadTextToFresh(arena.Next(), max, length) == SYM_OK ? arena.Next() : nullptr;
+        return source.ReadTextToArena(arena.Next(), max, length) == SYM_OK ? arena.Next() : nullptr;
     }
 
     // PassText and a bounded copy to a caller's buffer of `size` bytes. SYM_OK, with the text counted, or
@@ -230,7 +230,7 @@ private:
     template <class... Counters>
     bool PlaceText(const char** text, Counters&... counters) {
         u32 length = 0;
-        if (source.ReadTextToFresh(arena.Next(), arena.MaxText(), &length) != SYM_OK) return false;
+        if (source.ReadTextToArena(arena.Next(), arena.MaxText(), &length) != SYM_OK) return false;
         *text = arena.Fits(length) ? reinterpret_cast<const char*>(arena.Place(length)) : nullptr;
         Consume(length, counters...);
         return true;

@@ -30,7 +30,7 @@ i32 SymFile::ReadField(SymFieldItem* item, i32* size, u8* dst, i32 max) {
     item->tag = header.tag;
     if (header.tag == kTextTag) {
         u32 length = 0;
-        const i32 result = source.ReadTextToFresh(dst, max, &length);
+        const i32 result = source.ReadTextToArena(dst, max, &length);
         if (result != SYM_OK) {
             *size = static_cast<i32>(length + sizeof header);
             return result;

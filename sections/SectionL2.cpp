@@ -102,7 +102,7 @@ bool SymFile::ReadSectionL2Item(SectionL2Item& item) {
 const char* SymFile::ReadSectionL2Text(bool passOver) {
     const u64 start = source.Position();
     u32 length = 0;
-    const bool whole = source.ReadTextToFresh(arena.Next(), arena.MaxText(), &length) == SYM_OK;
+    const bool whole = source.ReadTextToArena(arena.Next(), arena.MaxText(), &length) == SYM_OK;
     Consume(length);
     if (whole) return arena.Fits(length) ? reinterpret_cast<const char*>(arena.Place(length)) : nullptr;
     if (passOver && source.Position() - start == length) {
