@@ -4,11 +4,11 @@
 
 #include <filesystem>
 #include <ostream>
-#include <random>
 #include <streambuf>
 
 #include "tools/tvsym/Commands.h"
 #include "tools/tvsym/CsvSource.h"
+#include "tools/tvsym/Replacement.h"
 #include "tools/tvsym/Terminal.h"
 
 namespace tvsym {
@@ -44,42 +44,6 @@ void WriteTo(Output& output, const symwrite::File& file) {
     symwrite::Write(file, stream);
     output.Close();
 }
-
-// A new file beside the target that takes its place at the end, or goes away.
-class Replacement {
-public:
-    explicit Replacement(const std::filesystem::path& targetPath) : target(targetPath) {
-        std::random_device device;
-        do {
-            path = target;
-            path += fmt::format(".{:08x}.part", device());
-        } while (std::filesystem::exists(path));
-    }
-    ~Replacement() {
-        std::error_code ignored;
-        std::filesystem::remove(path, ignored);
-    }
-    Replacement(const Replacement&) = delete;
-    Replacement& operator=(const Replacement&) = delete;
-
-    std::string Path() const { return path.string(); }
-
-    void TakePlace() {
-        std::error_code error;
-        const std::filesystem::file_status old = std::filesystem::status(target, error);
-        if (std::filesystem::exists(old)) {
-            std::filesystem::permissions(path, old.permissions(), error);
-        }
-        std::filesystem::rename(path, target, error);
-        if (error) {
-            throw ToolError(kExitUnreadable, fmt::format("{}: {}", target.string(), error.message()));
-        }
-    }
-
-private:
-    std::filesystem::path target;
-    std::filesystem::path path;
-};
 
 void Replace(const std::string& name, const symwrite::File& file) {
     std::error_code error;

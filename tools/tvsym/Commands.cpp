@@ -56,6 +56,30 @@ constexpr CommandSpec kCommands[] = {
      "tvsym build instruments.json instruments.sym\ntvsym build tables/ instruments.sym\n"
      "tvsym dump old.sym | tvsym build - new.sym",
      AddBuild},
+    {"check", "Say what is wrong in a symbol file, where, and what readers get there",
+     "Compares sizes and counts with what is there, tells ids and symbols that stand twice and texts that "
+     "do not decode, and reads every section in both read modes. Holds 16 bytes for each symbol and, in the "
+     "pass in memory mode, the file. Exit status: 0 sound, 1 findings, 2 no reader can open it.",
+     "tvsym check instruments.sym\ntvsym check --encoding BIG5 --json instruments.sym", AddCheck},
+    {"diff", "Tell what was added, removed and changed from one symbol file to another",
+     "Symbols are compared field by field, other sections by element; order does not matter. A default "
+     "field stands in parentheses, where a symbol has one of its own in the other file alone. Sorts in 16 "
+     "MiB for each file, and in temporary files. Exit status: 0 same, 1 different, 2 one of them cannot be "
+     "read whole.",
+     "tvsym diff yesterday.sym today.sym --summary\n"
+     "tvsym diff yesterday.sym today.sym --section symbols --fields name,currency\n"
+     "tvsym diff --json yesterday.sym today.sym",
+     AddDiff},
+    {"export", "Write a symbol file as an SQLite database, or as CSV files with scripts that load them",
+     "The table symbols has a column for each field, named by the dictionary, with defaults filled in; "
+     "symbol_fields has the fields as they are stored; each level of the other sections is a table of its "
+     "own. The database takes the place of an old one when all of it is written. CSV files are those of "
+     "dump, with symbols-wide.csv and a load script each for PostgreSQL, MySQL or MariaDB, and SQL Server. "
+     "Memory does not grow with the file.",
+     "tvsym export instruments.sym instruments.db\n"
+     "sqlite3 instruments.db \"SELECT symbol, name FROM symbols WHERE currency = 'HKD'\"\n"
+     "tvsym export instruments.sym tables/ --dictionary fields.json",
+     AddExport},
     {"completion", "Print a completion script for a shell", "",
      "eval \"$(tvsym completion bash)\"\ntvsym completion zsh > ~/.zfunc/_tvsym\ntvsym completion fish | "
      "source",

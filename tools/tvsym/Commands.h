@@ -30,6 +30,9 @@ RunCommand AddDump(CLI::App& app);
 RunCommand AddGet(CLI::App& app);
 RunCommand AddStats(CLI::App& app);
 RunCommand AddBuild(CLI::App& app);
+RunCommand AddCheck(CLI::App& app);
+RunCommand AddDiff(CLI::App& app);
+RunCommand AddExport(CLI::App& app);
 RunCommand AddCompletion(CLI::App& app);
 RunCommand AddHelp(CLI::App& app);  // "help man", "help markdown": not listed
 

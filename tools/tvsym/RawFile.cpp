@@ -43,6 +43,12 @@ bool LooksLikeSymbolFile(const RawFile& raw) {
            (raw.entryCount <= kCredible && std::all_of(entries.begin(), entries.end(), known));
 }
 
+struct Extent {
+    u64 begin;
+    u64 end;
+    std::string name;
+};
+
 }  // namespace
 
 const DirectoryEntry* RawFile::Find(u16 id) const {
@@ -97,6 +103,33 @@ RawFile RawFile::Read(const std::string& path) {
                            raw.entryCount));
     }
     return raw;
+}
+
+std::vector<Stretch> GapsAndOverlaps(const RawFile& raw) {
+    std::vector<Extent> extents = {{0, 2 + u64{10} * raw.entryCount, "the directory"}};
+    for (const DirectoryEntry& entry : raw.directory) {
+        extents.push_back({entry.offset, entry.End(), fmt::format("section {}", entry.id)});
+    }
+    std::stable_sort(extents.begin(), extents.end(),
+                     [](const Extent& a, const Extent& b) { return a.begin < b.begin; });
+    std::vector<Stretch> stretches;
+    const Extent* furthest = &extents.front();
+    for (const Extent& extent : extents) {
+        if (extent.begin > furthest->end && furthest->end < raw.fileSize) {
+            const u64 end = std::min(extent.begin, raw.fileSize);
+            stretches.push_back({furthest->end, end - furthest->end, "of no section"});
+        } else if (&extent != furthest && extent.begin < furthest->end && extent.end > extent.begin) {
+            stretches.push_back({extent.begin, std::min(extent.end, furthest->end) - extent.begin,
+                                 fmt::format("of {} and of {}", furthest->name, extent.name)});
+        }
+        if (extent.end > furthest->end) {
+            furthest = &extent;
+        }
+    }
+    if (furthest->end < raw.fileSize) {
+        stretches.push_back({furthest->end, raw.fileSize - furthest->end, "of no section"});
+    }
+    return stretches;
 }
 
 }  // namespace tvsym

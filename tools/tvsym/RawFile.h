@@ -44,4 +44,13 @@ struct RawFile {
     static RawFile Read(const std::string& path);
 };
 
+// A stretch of the file that belongs to no section, or to two.
+struct Stretch {
+    u64 offset;
+    u64 size;
+    std::string what;
+};
+
+std::vector<Stretch> GapsAndOverlaps(const RawFile& raw);
+
 }  // namespace tvsym

@@ -41,14 +41,32 @@ void CopyStandardInput(const std::string& path) {
 
 }  // namespace
 
+InputFile::InputFile(const std::string& path) : name(path == "-" ? "(standard input)" : path) {
+    if (path != "-") {
+        return;
+    }
+    spoolPath = MakeTemporaryFile("");
+    try {
+        CopyStandardInput(spoolPath);
+    } catch (...) {
+        std::remove(spoolPath.c_str());
+        throw;
+    }
+}
+
+InputFile::~InputFile() {
+    if (!spoolPath.empty()) {
+        std::remove(spoolPath.c_str());
+    }
+}
+
 Reader::Reader(const std::string& path, ReaderOptions readerOptions)
-    : name(path == "-" ? "(standard input)" : path), options(std::move(readerOptions)) {
+    : Reader(std::make_shared<const InputFile>(path), std::move(readerOptions)) {}
+
+Reader::Reader(std::shared_ptr<const InputFile> file, ReaderOptions readerOptions)
+    : input(std::move(file)), options(std::move(readerOptions)) {
     tv_InitSymAPI(kOpenFiles);
     try {
-        if (path == "-") {
-            spoolPath = MakeTemporaryFile("");
-            CopyStandardInput(spoolPath);
-        }
         if (Path().size() > kLongestPath) {
             throw ToolError(kExitUnreadable, fmt::format("{}...: the path has more than {} characters",
                                                          Path().substr(0, 60), kLongestPath));
@@ -57,20 +75,12 @@ Reader::Reader(const std::string& path, ReaderOptions readerOptions)
         Open();
         LoadDefaults();
     } catch (...) {
-        if (!spoolPath.empty()) {
-            std::remove(spoolPath.c_str());
-        }
         tv_CloseSymFile(handle);
         throw;
     }
 }
 
-Reader::~Reader() {
-    tv_CloseSymFile(handle);
-    if (!spoolPath.empty()) {
-        std::remove(spoolPath.c_str());
-    }
-}
+Reader::~Reader() { tv_CloseSymFile(handle); }
 
 // The arenas are made as large as the file where that is affordable, so that no value finds them too small;
 // memory that is not used is never touched.
@@ -106,13 +116,13 @@ void Reader::RefuseOpen(i32 code) const {
     } else if (code == SYM_ERR_OPEN && defaultFields) {
         Problem problem{1, defaultFields->offset,
                         "the default fields cannot be loaded: their data ends too early"};
-        throw ToolError(kExitUnreadable, ProblemLine(name, problem).substr(sizeof "tvsym: " - 1));
+        throw ToolError(kExitUnreadable, ProblemLine(Name(), problem).substr(sizeof "tvsym: " - 1));
     } else if (code == SYM_ERR_NO_MEMORY || code == SYM_ERR_PARAM) {
         why = "cannot be opened: not enough memory for its default fields";
     } else if (code == SYM_ERR_NO_SLOT) {
         why = "cannot be opened: too many files are open";
     }
-    throw ToolError(kExitUnreadable, fmt::format("{}: {}", name, why));
+    throw ToolError(kExitUnreadable, fmt::format("{}: {}", Name(), why));
 }
 
 void Reader::LoadDefaults() {

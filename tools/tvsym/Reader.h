@@ -80,6 +80,7 @@ struct Walk {
     bool present = false;         // the library found the section
     std::vector<u64> rows;        // delivered, for each level
     std::optional<u64> declared;  // rows of level 0 that the section's head announces, where it does
+    i32 result = 0;               // of the call that ended the walk, where that was an error
     u64 consumed = 0;  // bytes of the section that were gone through, counted as its directory size counts
     std::vector<Problem> problems;
 };
@@ -95,15 +96,32 @@ struct ReaderOptions {
     ProgressBar* progress = nullptr;  // told of the bytes gone through
 };
 
+// A symbol file by its path. "-" is the standard input, copied to a temporary file that goes with the object.
+class InputFile {
+public:
+    explicit InputFile(const std::string& path);
+    ~InputFile();
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    const std::string& Name() const { return name; }  // for messages
+    const std::string& Path() const { return spoolPath.empty() ? name : spoolPath; }
+
+private:
+    std::string name;
+    std::string spoolPath;
+};
+
 class Reader {
 public:
-    // "-" reads the standard input, by way of a temporary file.
     explicit Reader(const std::string& path, ReaderOptions options = {});
+    // For a file that is read more than once.
+    explicit Reader(std::shared_ptr<const InputFile> file, ReaderOptions options = {});
     ~Reader();
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
-    const std::string& Name() const { return name; }  // for messages
+    const std::string& Name() const { return input->Name(); }
     const RawFile& Raw() const { return raw; }
     u16 Handle() const { return handle; }
 
@@ -129,15 +147,14 @@ public:
 private:
     friend class Walker;
 
-    const std::string& Path() const { return spoolPath.empty() ? name : spoolPath; }
+    const std::string& Path() const { return input->Path(); }
     void Open();
     void Reopen();
     i32 TryOpen(u32 budget, bool wholeFile) const;
     [[noreturn]] void RefuseOpen(i32 code) const;
     void LoadDefaults();
 
-    std::string name;
-    std::string spoolPath;  // of the temporary file, removed at the end
+    std::shared_ptr<const InputFile> input;
     ReaderOptions options;
     RawFile raw;
     u16 handle = 0;

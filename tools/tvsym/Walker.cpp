@@ -148,7 +148,9 @@ bool Walker::Enter(u16 id) {
         reader.Reopen();
         handle = reader.handle;
     }
-    reader.lastEntered = id;
+    if (id != 1) {  // read at the open: walking it moves nothing
+        reader.lastEntered = id;
+    }
     walk.present = true;
     walk.rows.assign(section->levels.size(), 0);
     walk.consumed = 2;
@@ -193,6 +195,7 @@ bool Walker::Begun(i32 result) {
 
 void Walker::Fail(i32 result) {
     Note(ResultText(result));
+    walk.result = result;
     walk.consumed = Consumed();
 }
 
@@ -316,6 +319,9 @@ bool Walker::ReadRecord(Record& record, u64& at) {
     }
     record.view.text = textRead ? std::string_view(text) : std::string_view();
     record.view.complete = result == SYM_OK;
+    if (!record.view.complete) {
+        walk.result = result;
+    }
     record.view.marked = reader.options.filter.empty() || reader.defaults.empty();
     if (!textRead) {
         Note("the text of a symbol does not end within the file");

@@ -1,0 +1,128 @@
+// tvsym check: each fault that a file can have is told with its place, and nothing is told of a sound file.
+#include <functional>
+
+#include "symwrite/RandomFile.h"
+#include "tests/tool/ToolRun.h"
+
+namespace tooltest {
+namespace {
+
+using namespace symwrite;
+
+// The section of that id in `file`.
+Section& Of(File& file, std::uint16_t id) {
+    for (Section& section : file.sections) {
+        if (section.id == id) return section;
+    }
+    throw std::out_of_range("no such section");
+}
+
+template <typename T>
+T& ContentOf(File& file, std::uint16_t id) {
+    return std::get<T>(Of(file, id).content);
+}
+
+struct Fault {
+    const char* name;
+    std::function<void(File& file)> make;
+};
+
+const Fault kFaults[] = {
+    {"sound", [](File&) {}},
+    {"no-sections", [](File& f) { f = {}; }},
+    {"gap-and-tail",
+     [](File& f) {
+         Of(f, 9).before = {1, 2, 3}, f.behind = {4};
+     }},
+    {"id-twice", [](File& f) { f.sections.push_back(Of(f, 10)); }},
+    {"overlap", [](File& f) { Of(f, 10).directoryOffset = Layout(f)[0].offset; }},
+    {"behind-the-end", [](File& f) { Of(f, 10).directoryOffset = 1 << 20; }},
+    {"wrong-id-in-file", [](File& f) { Of(f, 2).idInFile = 77; }},
+    {"directory-size", [](File& f) { Of(f, 9).directorySize = 11, Of(f, 16).directorySize = 500; }},
+    {"section-8-size-from-id", [](File& f) { *(Of(f, 8).directorySize = Layout(f)[6].directorySize) += 6; }},
+    {"head-value", [](File& f) { Of(f, 9).headValue = 1, Of(f, 6).headValue = 2, Of(f, 1).headValue = 3; }},
+    {"count", [](File& f) { Of(f, 4).count = 9, Of(f, 14).count = 7, Of(f, 17).count = 1; }},
+    {"record-size", [](File& f) { ContentOf<Symbols>(f, 2).symbols[0].recordSize = 9; }},
+    {"record-too-long", [](File& f) { ContentOf<Symbols>(f, 2).symbols[1].recordSize = 100000; }},
+    {"block-size", [](File& f) { ContentOf<Objects>(f, 13).types[0].blockSize = 3; }},
+    {"body-size", [](File& f) { ContentOf<ForeignTrade>(f, 14).heads[0].bodySize = 1; }},
+    {"inner-counts",
+     [](File& f) {
+         ContentOf<GlobalRelated>(f, 15).heads[0].lists[0].itemCount = 200;
+         ContentOf<EodItems>(f, 18).groups[0].firstCount = 60000;
+     }},
+    {"duplicates",
+     [](File& f) {
+         auto& symbols = ContentOf<Symbols>(f, 2).symbols;
+         symbols.push_back(symbols[0]);
+         symbols[0].fields.push_back(symbols[0].fields[0]);
+         auto& elements = ContentOf<Directory>(f, 19).elements;
+         elements.assign(30, {0x80000001, "x"});
+     }},
+    {"not-utf8", [](File& f) { ContentOf<Directory>(f, 9).elements[0].name = "\xa4\xa4\xa4\xe5"; }},
+    {"long-group-name", [](File& f) { ContentOf<QuickGroups>(f, 6).groups[0].name.assign(50, 'n'); }},
+};
+
+class Check : public ToolTest {};
+
+TEST_F(Check, TellsEachFaultAndItsPlace) {
+    std::string transcripts;
+    for (const Fault& fault : kFaults) {
+        File file = SmallFile();
+        fault.make(file);
+        Save(std::string(fault.name) + ".sym", file);
+        const std::string arguments = std::string("check --limit 2 ") + fault.name + ".sym";
+        transcripts += Transcript(arguments, Run(arguments));
+    }
+    ExpectGolden("check.txt", transcripts);
+}
+
+TEST_F(Check, OptionsAndFilesThatAreNone) {
+    File file;
+    for (const std::uint16_t id : std::initializer_list<std::uint16_t>{1, 2, 9, 10}) {
+        File all = SmallFile();
+        file.sections.push_back(Of(all, id));
+    }
+    const Bytes whole = Write(file);
+    const std::string_view bytes(reinterpret_cast<const char*>(whole.data()), whole.size());
+    SaveBytes("third.sym", bytes.substr(0, bytes.size() / 3));
+    SaveBytes("defaults-cut.sym", bytes.substr(0, Layout(file)[0].offset + 9));
+    ContentOf<Directory>(file, 9).elements[0].name = "\xa4\xa4\xa4\xe5";
+    ContentOf<Directory>(file, 10).elements[1].name = "\xff";
+    Save("big5.sym", file);
+    SaveBytes("empty.sym", "");
+    std::string transcripts;
+    for (const char* arguments : {"check --encoding BIG5 --json big5.sym", "check third.sym",
+                                  "check defaults-cut.sym", "check - <third.sym", "check empty.sym",
+                                  "check missing.sym", "check --limt 3 third.sym", "check"}) {
+        transcripts += Transcript(arguments, Run(arguments));
+    }
+    ExpectGolden("check_options.txt", transcripts);
+}
+
+// Faults in random places: an answer always, never a crash; and sound random files have no size or count to
+// complain of.
+TEST_F(Check, RandomFilesAndRandomDamage) {
+    Random random(11);
+    for (std::uint64_t seed = 1; seed <= 12; ++seed) {
+        RandomFileOptions options;
+        options.seed = seed;
+        options.vary = options.shuffle = true;
+        Bytes bytes = Write(RandomFile(options));
+        SaveBytes("random.sym", {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        const ToolResult sound = Run("check random.sym");
+        EXPECT_EQ(sound.out.find("expected"), std::string::npos) << "seed " << seed << "\n" << sound.out;
+        for (int flips = 0; flips < 3; ++flips) {
+            const auto size = static_cast<std::uint32_t>(bytes.size());
+            bytes[random.Below(size)] = static_cast<std::uint8_t>(random.Below(256));
+        }
+        bytes.resize(bytes.size() - random.Below(static_cast<std::uint32_t>(bytes.size() / 2)));
+        SaveBytes("random.sym", {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        const ToolResult damaged = Run("check random.sym");
+        EXPECT_TRUE(damaged.status == 1 || damaged.status == 2) << "seed " << seed << "\n" << damaged.out;
+        EXPECT_EQ(damaged.out.find("unexpected"), std::string::npos) << damaged.out;
+    }
+}
+
+}  // namespace
+}  // namespace tooltest

@@ -1,0 +1,252 @@
+// The folder of CSV files, and the scripts that load them into PostgreSQL, MySQL or MariaDB, and SQL Server.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+#include "tools/tvsym/Export.h"
+#include "tools/tvsym/Rows.h"
+#include "tools/tvsym/Terminal.h"
+
+namespace tvsym {
+
+namespace {
+
+enum class SqlType : u8 { Integer, LongInteger, Real, Date, Text, Key };
+
+struct LoadColumn {
+    std::string name;
+    SqlType type;
+};
+
+// A CSV file and the table that it fills.
+struct LoadTable {
+    std::string file;
+    std::string table;
+    std::vector<LoadColumn> columns;
+    std::vector<std::string> indexes;  // columns
+};
+
+struct Server {
+    const char* script;
+    const char* start;
+    const char* end;
+    std::array<const char*, 6> types;  // by SqlType; of Key, with the size in characters
+    char open;
+    char close;
+    void (*load)(std::string& sql, const LoadTable& table);
+};
+
+std::string Quoted(const Server& server, const std::string& name) {
+    std::string quoted(1, server.open);
+    for (const char c : name) {
+        quoted += c == server.close ? std::string(2, c) : std::string(1, c);
+    }
+    return quoted + server.close;
+}
+
+extern const std::array<Server, 3> kServers;
+
+void LoadPostgres(std::string& sql, const LoadTable& table) {
+    sql += fmt::format("\\copy {} FROM '{}' WITH (FORMAT csv, HEADER true, ENCODING 'UTF8')\n", table.table,
+                       table.file);
+}
+
+// An empty cell is NULL for every type; the names with @ take the cells as they stand.
+void LoadMysql(std::string& sql, const LoadTable& table) {
+    std::string cells;
+    std::string values;
+    for (size_t at = 0; at < table.columns.size(); ++at) {
+        cells += fmt::format("{}@c{}", at ? ", " : "", at);
+        values += fmt::format("{}{} = NULLIF(@c{}, '')", at ? ", " : "",
+                              Quoted(kServers[1], table.columns[at].name), at);
+    }
+    sql += fmt::format(
+        "LOAD DATA LOCAL INFILE '{}' INTO TABLE {} CHARACTER SET utf8mb4\n"
+        "  FIELDS TERMINATED BY ',' OPTIONALLY ENCLOSED BY '\"' ESCAPED BY '' LINES TERMINATED BY "
+        "'\\r\\n' IGNORE 1 LINES\n  ({})\n  SET {};\n",
+        table.file, table.table, cells, values);
+}
+
+void LoadSqlServer(std::string& sql, const LoadTable& table) {
+    sql += fmt::format(
+        "BULK INSERT {} FROM '$(folder){}' WITH (FORMAT = 'CSV', FIRSTROW = 2, CODEPAGE = '65001', "
+        "ROWTERMINATOR = '0x0d0a', KEEPNULLS);\n",
+        table.table, table.file);
+}
+
+const std::array<Server, 3> kServers = {{
+    {"load-postgresql.sql",
+     "-- In this folder: psql DATABASE -f load-postgresql.sql\n\\set ON_ERROR_STOP on\nBEGIN;",
+     "COMMIT;\n",
+     {"bigint", "numeric(20)", "double precision", "date", "text", "text"},
+     '"',
+     '"',
+     LoadPostgres},
+    {"load-mysql.sql",
+     "-- In this folder: mysql --local-infile=1 DATABASE < load-mysql.sql",
+     "",
+     {"bigint", "decimal(20)", "double", "date", "longtext", "varchar({})"},
+     '`',
+     '`',
+     LoadMysql},
+    {"load-sqlserver.sql",
+     "-- sqlcmd -d DATABASE -i load-sqlserver.sql -v folder=\"C:\\path\\of\\this\\folder\\\"",
+     "",
+     {"bigint", "decimal(20)", "float", "date", "nvarchar(max)", "nvarchar({})"},
+     '[',
+     ']',
+     LoadSqlServer},
+}};
+
+std::string Script(const Server& server, const std::vector<LoadTable>& tables, size_t keySize) {
+    std::string sql = std::string(server.start) + "\n\n";
+    for (const LoadTable& table : tables) {
+        sql += fmt::format("CREATE TABLE {} (", table.table);
+        for (size_t at = 0; at < table.columns.size(); ++at) {
+            const LoadColumn& column = table.columns[at];
+            const char* type = server.types[static_cast<size_t>(column.type)];
+            sql += fmt::format("{}\n  {} {}", at ? "," : "", Quoted(server, column.name),
+                               fmt::format(fmt::runtime(type), keySize));
+        }
+        sql += "\n);\n";
+        server.load(sql, table);
+        for (const std::string& column : table.indexes) {
+            sql += fmt::format("CREATE INDEX {0}_{1} ON {0} ({2});\n", table.table, column,
+                               Quoted(server, column));
+        }
+        sql += "\n";
+    }
+    return sql + server.end;
+}
+
+// What one CSV file of a section holds: the types follow from the levels' columns, in the order of
+// CsvColumns.
+LoadTable SectionTable(const SectionInfo& section, bool withDictionary) {
+    LoadTable table;
+    table.file = fmt::format("{}.csv", section.name);
+    table.table = section.id == 2 ? "symbol_fields" : section.name;
+    std::replace(table.table.begin(), table.table.end(), '-', '_');
+    std::vector<SqlType> types;
+    for (const Level& level : section.levels) {
+        if (section.levels.size() > 1) {
+            types.push_back(SqlType::Integer);
+        }
+        for (const Column& column : level.columns) {
+            types.push_back(column.kind == ColumnKind::Number ? SqlType::Integer : SqlType::Text);
+        }
+    }
+    const std::vector<std::string> names = CsvColumns(section, withDictionary);
+    types.resize(names.size(), SqlType::Text);
+    for (size_t at = 0; at < names.size(); ++at) {
+        table.columns.push_back({names[at], types[at]});
+        const bool id = names[at] == "id" || names[at].ends_with("_id") || (section.id == 2 && at == 0);
+        if (id && types[at] == SqlType::Integer) {
+            table.indexes.push_back(names[at]);
+        }
+    }
+    return table;
+}
+
+LoadTable WideTable(const ExportSource& source, size_t keySize) {
+    constexpr size_t kLongestKey = 400;  // characters that every server takes in an index
+    LoadTable table{"symbols-wide.csv", "symbols", {{"symbol_no", SqlType::Integer}}, {"symbol_no"}};
+    const bool indexed = keySize <= kLongestKey;
+    table.columns.push_back({"symbol", indexed ? SqlType::Key : SqlType::Text});
+    if (indexed) {
+        table.indexes.emplace_back("symbol");
+    }
+    for (const WideColumn& column : source.wide) {
+        const SqlType type = column.allNumbers && column.above63Bits ? SqlType::LongInteger
+                             : column.allNumbers                     ? SqlType::Integer
+                             : column.allDates                       ? SqlType::Date
+                             : column.allFloats                      ? SqlType::Real
+                                                                     : SqlType::Text;
+        table.columns.push_back({column.name, type});
+    }
+    return table;
+}
+
+std::string CellText(const SqlValue& value) {
+    if (const auto* number = std::get_if<i64>(&value)) {
+        return fmt::format("{}", *number);
+    }
+    if (const auto* real = std::get_if<double>(&value)) {
+        return fmt::format("{}", *real);
+    }
+    if (const auto* text = std::get_if<std::string>(&value)) {
+        return text->starts_with("hex:") ? "hex:" + Hex(*text) : *text;
+    }
+    const auto* blob = std::get_if<Blob>(&value);
+    return blob ? "hex:" + Hex(blob->bytes) : "";
+}
+
+Walk WriteWide(const ExportSource& source, Output& out) {
+    std::string line = "symbol_no,symbol";
+    std::vector<u32> columnOf(65536, UINT32_MAX);
+    for (size_t at = 0; at < source.wide.size(); ++at) {
+        columnOf[source.wide[at].id] = static_cast<u32>(at);
+        line += "," + CsvQuoted(source.wide[at].name);
+    }
+    out.Write(line + "\r\n");
+    u64 number = 0;
+    std::vector<std::string> cells;
+    return source.reader.WalkSymbols([&](const SymbolView& symbol) {
+        cells.assign(source.wide.size(), "");
+        std::vector<bool> filled(source.wide.size());
+        for (const FieldView& field : symbol.fields) {
+            const u32 column = columnOf[field.id];
+            if (column != UINT32_MAX && !filled[column]) {  // the first of an id counts
+                filled[column] = true;
+                cells[column] = CellText(FieldValue(source, field.id, field.tag, field.value));
+            }
+        }
+        line = fmt::format("{},{}", ++number, CsvQuoted(CellText(TextValue(source, symbol.text))));
+        for (const std::string& cell : cells) {
+            line += ',';
+            line += CsvQuoted(cell);
+        }
+        out.Write(line + "\r\n");
+        return true;
+    });
+}
+
+}  // namespace
+
+std::vector<Problem> ExportCsv(const ExportSource& source, const std::string& target) {
+    const std::filesystem::path folder = target;
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        throw ToolError(kExitUnreadable, fmt::format("{}: {}", target, error.message()));
+    }
+    const size_t keySize = std::max<size_t>(source.longestSymbol, 1);
+    const bool withDictionary = !source.dictionary.All().empty();
+    std::vector<Problem> problems;
+    std::vector<LoadTable> tables;
+    for (const SectionInfo* section : ReadableSections(source.reader)) {
+        Output out((folder / fmt::format("{}.csv", section->name)).string());
+        const std::unique_ptr<RowWriter> rows = MakeCsvRows(out, *section, {source.dictionary, source.codec});
+        const Walk walk = source.reader.WalkSection(
+            section->id, [&](size_t level, std::span<const Cell> cells) { rows->Row(level, cells); });
+        rows->Finish();
+        out.Close();
+        problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
+        if (section->id == 2) {
+            Output wide((folder / "symbols-wide.csv").string());
+            WriteWide(source, wide);
+            wide.Close();
+            tables.push_back(WideTable(source, keySize));
+        }
+        tables.push_back(SectionTable(*section, withDictionary));
+    }
+    for (const Server& server : kServers) {
+        Output out((folder / server.script).string());
+        out.Write(Script(server, tables, keySize));
+        out.Close();
+    }
+    return problems;
+}
+
+}  // namespace tvsym
