@@ -138,8 +138,11 @@ public:
             where += '/';
             where += member;
         }
-        throw WriteError(where, what);
+        throw WriteError(where, section == 0 ? what : "section " + std::to_string(section) + ": " + what);
     }
+
+    // The section under way, for messages.
+    void BeginSection(std::uint16_t id) { section = id; }
 
     // Marks the element under way for as long as it lives.
     class At {
@@ -160,6 +163,7 @@ public:
     std::uint64_t Measure(const Emit& emit) {
         Emitter counter(Mode::Count);
         counter.path = path;
+        counter.section = section;
         emit(counter);
         return counter.total;
     }
@@ -171,6 +175,7 @@ private:
     static constexpr std::size_t kPiece = 1 << 16;
 
     bool counting = false;
+    std::uint16_t section = 0;
     std::ostream* stream = nullptr;
     std::uint64_t total = 0;
     Bytes buffer;
@@ -568,10 +573,12 @@ std::vector<SectionPlace> Layout(const File& file) {
     for (std::size_t i = 0; i < file.sections.size(); ++i) {
         const At at(counter, "sections", i);
         const Section& section = file.sections[i];
+        counter.BeginSection(section.id);
         const std::uint64_t elementBytes = MeasureElements(counter, section);
         EmitSection(counter, section, elementBytes);
         places.push_back(placer.Place(counter, section, elementBytes));
     }
+    counter.BeginSection(0);
     EmitDirectory(counter, file, places);
     return places;
 }
