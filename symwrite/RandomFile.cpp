@@ -245,8 +245,6 @@ private:
     const RandomFileOptions& options;
 };
 
-constexpr std::uint16_t kIdWithoutReader = 5;
-
 }  // namespace
 
 Symbol RandomSymbol(Random& random, const RandomFileOptions& options, std::uint64_t index) {
