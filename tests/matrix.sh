@@ -73,9 +73,11 @@ dll_mingw32() {
 # windows_hosts PRESET: find_package from the cross compiler; the programs lie beside the DLL.
 windows_hosts() {
     local prefix=$PWD/$logs/$1 toolchain=$PWD/cmake/toolchains/$1.cmake
-    ./dev build "$1" && cmake --install "build/$1" --prefix "$prefix" &&
+    ./dev build "$1" --target TorvaAPI TorvaAPIStatic &&
+        cmake --install "build/$1" --prefix "$prefix" --component library &&
+        cmake --install "build/$1" --prefix "$prefix" --component development &&
         cmake -G Ninja -S tests/consumer -B "$prefix/hosts" -DHOW=package -DCMAKE_BUILD_TYPE=Release \
-            --toolchain "$toolchain" -DCMAKE_FIND_ROOT_PATH="$prefix" &&
+            --toolchain "$toolchain" -DTorvaAPI_DIR="$prefix/lib/cmake/TorvaAPI" &&
         cmake --build "$prefix/hosts" && cp "$prefix/hosts"/*.exe "$prefix/bin" &&
         [ "$(sed -n 's/^ *tv_/tv_/p' cmake/TorvaAPI.def | wc -l)" -eq "$(strings "$prefix/lib/TorvaAPI.lib" |
             grep -c '__imp_')" ]
