@@ -611,7 +611,7 @@ private:
     // there.
     void RowPath(Difference& difference, const SectionInfo& section, std::string_view key,
                  std::string_view present, std::string_view old, std::string_view now) {
-        const auto depth = static_cast<size_t>(present[0]);
+        const size_t depth = static_cast<u8>(present[0]);
         u16 field = 0;
         for (size_t level = 0; level <= depth; ++level) {
             const std::vector<Column>& columns = section.levels[level].columns;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "api/TorvaAPI.h"
@@ -49,14 +50,16 @@ InputFile::InputFile(const std::string& path) : name(path == "-" ? "(standard in
     try {
         CopyStandardInput(spoolPath);
     } catch (...) {
-        std::remove(spoolPath.c_str());
+        std::error_code ignored;
+        std::filesystem::remove(spoolPath, ignored);
         throw;
     }
 }
 
 InputFile::~InputFile() {
     if (!spoolPath.empty()) {
-        std::remove(spoolPath.c_str());
+        std::error_code ignored;
+        std::filesystem::remove(spoolPath, ignored);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "tools/tvsym/System.h"
 
@@ -73,7 +74,8 @@ SortedRecords::SortedRecords(size_t memoryBytes) : limit(memoryBytes) {}
 SortedRecords::~SortedRecords() {
     file.close();
     if (!path.empty()) {
-        std::remove(path.c_str());
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
     }
 }
 
