@@ -24,7 +24,7 @@ public:
         auto* const block = new (std::nothrow) std::uint8_t[tag == 7 ? size : kBlock[tag]];
         if (block != nullptr) std::memcpy(block, payload, size);
         items[count++] = {id, tag, block};
-    }  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): Flush frees what the array holds
+    }
 
     void Flush() {
         for (std::int32_t i = 0; i < count; ++i) {

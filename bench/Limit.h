@@ -348,10 +348,10 @@ private:
     void Definitions(Sink& sink) {
         std::vector<const std::uint8_t*> listsOf(65536, nullptr);
         for (Count left = Take<Count>(); left > 0; --left) {
-            const std::uint32_t ids = Take<std::uint16_t>();
+            const std::size_t ids = Take<std::uint16_t>();
             const std::uint8_t* id = p;
             const std::uint8_t* const lists = p += ids * 2;
-            for (std::size_t list = 0; list < kLists; ++list) p += Take<std::uint16_t>() * 2U;
+            for (std::size_t list = 0; list < kLists; ++list) p += std::size_t{Take<std::uint16_t>()} * 2;
             for (; id < lists; id += 2) {
                 std::uint16_t value;
                 std::memcpy(&value, id, 2);
