@@ -5,9 +5,13 @@
 //   6   u16           type count, for the caller only
 //   8   type blocks   one after the other, up to the section's end
 //
-// A type block:     u16 type id | u32 block size, the bytes behind it | u16 source symbol count | source
-// symbols A source symbol:  text | u16 symbol count | symbols A symbol:         u8 symbol byte | text | u8
-// data count | data records A data record:    u8 data byte | text
+// A type block:   u16 type id | u32 block size, the bytes behind it | u16 source symbol count | sources
+//
+// A source:       text | u16 symbol count | symbols
+//
+// A symbol:       u8 symbol byte | text | u8 data count | data records
+//
+// A data record:  u8 data byte | text
 //
 // A level ends with its count, and all levels end with the block's bytes. A block may be left unfinished;
 // below it every record is read in file order.

@@ -256,6 +256,8 @@ TEST(SectionGroupTable, EveryCapacity) {
         EXPECT_EQ(NextGroup(h, 4, 1), "MORE 7: 2 3");
         EXPECT_EQ(NextGroup(h, 4, 3), "OK 9:");
         EXPECT_EQ(tv_GetSymDataProgress(h), 1.0);
+        tv_InitializeSection11(h);
+        EXPECT_EQ(NextGroup(h, 1), "MORE 7: 1");
         EXPECT_EQ(WalkSectionGroups(h), "2; MORE 7: 1 2 3; OK 9:; END") << "an initial call begins anew";
         tv_InitializeSection11(h);
         EXPECT_EQ(NextGroup(h, 0), "MORE 7:") << "no room at a group head: the head is read";
@@ -393,6 +395,8 @@ TEST(ExchangeTable, WhereTheWalkEnds) {
         EXPECT_EQ(WalkExchanges(h), all);
         EXPECT_EQ(NextExchange(h), "END");
         EXPECT_EQ(tv_GetSymDataProgress(h), 1.0);
+        tv_InitialExchangeSection(h);
+        EXPECT_EQ(NextExchange(h), "MORE 1/ab/c");
         EXPECT_EQ(WalkExchanges(h), all) << "an initial call begins anew";
     });
 }

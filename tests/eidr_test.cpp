@@ -136,21 +136,27 @@ TEST(EidrQuickGroups, WhereTheSectionEnds) {
 }
 
 TEST(EidrQuickGroups, CountsAndNames) {
-    InBothModes(FileOf({Quick({{"g", {Byte(1, 5)}, {}}, {"h", {Byte(2, 6)}, {}}}), kOther}), [](u16 h) {
-        QuickCall call;
-        EXPECT_EQ(call.Next(h), "END") << "not entered";
-        EXPECT_EQ(tv_InitialSection6(h), SYM_OK);
-        for (const i32 none : {0, -1}) EXPECT_EQ(call.Next(h, none), "MORE");
-        EXPECT_EQ(call.Next(h, 1), "MORE g.1:05");
-        const char* const name = call.name;
-        EXPECT_EQ(call.Next(h, 1), "MORE") << "until the count is cleared";
-        EXPECT_STREQ(name, "g");
-        EXPECT_EQ(call.Next(h, 2), "OK h.2:06");
-        EXPECT_EQ(call.name, name) << "the same place";
-        EXPECT_STREQ(name, "h");
-        EXPECT_EQ(tv_GetSymDataProgress(h), 1.0);
-        EXPECT_EQ(WalkQuick(h), "OK; MORE g.1:05; OK h.2:06; END") << "an initial call begins anew";
-    });
+    InBothModes(FileOf({Quick({{"g", {Byte(1, 5), Byte(3, 7)}, {}}, {"h", {Byte(2, 6)}, {}}}), kOther}),
+                [](u16 h) {
+                    QuickCall call;
+                    EXPECT_EQ(call.Next(h), "END") << "not entered";
+                    EXPECT_EQ(tv_InitialSection6(h), SYM_OK);
+                    for (const i32 none : {0, -1}) EXPECT_EQ(call.Next(h, none), "MORE");
+                    EXPECT_EQ(call.Next(h, 1), "MORE g.1:05");
+                    const char* const name = call.name;
+                    EXPECT_EQ(call.Next(h, 1), "MORE") << "until the count is cleared";
+                    EXPECT_EQ(call.Next(h, 2), "MORE g.3:07");
+                    EXPECT_STREQ(name, "g");
+                    EXPECT_EQ(call.Next(h, 3), "OK h.2:06");
+                    EXPECT_EQ(call.name, name) << "the same place";
+                    EXPECT_STREQ(name, "h");
+                    EXPECT_EQ(tv_GetSymDataProgress(h), 1.0);
+                    const std::string all = "OK; MORE g.1:05; MORE g.3:07; OK h.2:06; END";
+                    EXPECT_EQ(WalkQuick(h), all) << "an initial call begins anew";
+                    EXPECT_EQ(InTurn({Name(tv_InitialSection6(h)), QuickCall().Next(h), WalkQuick(h)}),
+                              "OK; MORE g.1:05; " + all)
+                        << "inside a group too";
+                });
 }
 
 // A value that finds no room is passed over: the next call reads the next field.
@@ -179,7 +185,10 @@ TEST(EidrQuickGroups, ValuesWithoutRoom) {
     ExpectWalk(FileOf({Quick({{"g", {TextField(1, std::string(102397, 'x'))}, u16{9}}})}), WalkQuick,
                "OK; READ size 0", {0, kLeastBudget});
     const Bytes cut = CutAt(FileOf({Quick({{"g", {TextField(2, "cut")}, {}}})}), kHead + 4 + 3 + 2);
-    ExpectWalk(cut, WalkQuick, "OK; READ size 0");
+    InBothModes(cut, [](u16 h) {
+        EXPECT_EQ(WalkQuick(h), "OK; READ size 0");
+        EXPECT_DOUBLE_EQ(tv_GetSymDataProgress(h), 13.0 / 17) << "of the field its head alone counts";
+    });
 }
 
 // --- section 7

@@ -246,6 +246,9 @@ TEST(Brokers, EveryCapacity) {
         }
         EXPECT_EQ(NextBrokers(h, 1, &count), "OK 3");
         EXPECT_EQ(tv_GetSymDataProgress(h), 1.0);
+        tv_InitialSectionBorkerInfo(h);
+        count = 0;
+        EXPECT_EQ(NextBrokers(h, 2, &count), "MORE 1 2");
         EXPECT_EQ(WalkBrokers(h), "3; OK 1 2 3; END") << "an initial call begins anew";
     });
 }

@@ -124,6 +124,8 @@ TEST(ObjectTreeWalk, WhereItEnds) {
 TEST(ObjectTreeWalk, SkipsAndRestarts) {
     const Bytes bytes =
         FileOf({ObjectTree({Type(7, {kSource1, kSource2}), Type(8, {}), Type(9, {kSource1})}), kOther});
+    const std::string again = "9(1)[s(2)[5x(2)[1d 2 END] 6(0)[END] END] END]";
+    ExpectWalk(bytes, WalkAllObjects, "3; " + kTree + " 8(0)[END] " + again + " END");
     ExpectWalk(bytes, WalkTypes, "3; 7(2)[] 8(0)[] 9(1)[] END");
     ExpectWalk(
         bytes, [](u16 h) { return WalkObjects(h, 1); },
