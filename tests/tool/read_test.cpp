@@ -52,6 +52,7 @@ TEST_F(ToolTest, WholeOutputs) {
     Save("big5.sym", ChineseFile());
     Save("odd.sym", OddFile());
     SaveBytes("dictionary.json", kDictionary);
+    SaveBytes("wrong.json", R"({"1": {"name": "lot", "type": "number"}})");
     const std::string small = Load("small.sym");
     SaveBytes("third.sym", small.substr(0, small.size() / 3));
     const std::map<std::string, std::vector<std::string>> goldens = {

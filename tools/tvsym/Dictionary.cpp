@@ -7,17 +7,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 
+#include "symwrite/Json.h"
 #include "tools/tvsym/Sections.h"
 
 namespace tvsym {
 
 namespace {
-
-constexpr std::pair<std::string_view, ValueType> kTypes[] = {
-    {"text", ValueType::Text},   {"unsigned", ValueType::Unsigned}, {"signed", ValueType::Signed},
-    {"float", ValueType::Float}, {"date", ValueType::Date},         {"hex", ValueType::Hex}};
 
 std::optional<u16> ParseId(std::string_view text) {
     u16 id = 0;
@@ -25,33 +21,21 @@ std::optional<u16> ParseId(std::string_view text) {
     return error == std::errc() && end == text.data() + text.size() ? std::optional(id) : std::nullopt;
 }
 
-FieldDefinition ParseDefinition(const nlohmann::json& json, const std::string& place) {
-    const auto refuse = [&](const std::string& why) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: {}", place, why));
-    };
-    if (!json.is_object() || !json.contains("name") || !json["name"].is_string()) {
-        refuse(R"(expected an object with a "name")");
+ValueType TypeFrom(symwrite::FieldType type) {
+    switch (type) {
+        case symwrite::FieldType::Text:
+            return ValueType::Text;
+        case symwrite::FieldType::Unsigned:
+            return ValueType::Unsigned;
+        case symwrite::FieldType::Signed:
+            return ValueType::Signed;
+        case symwrite::FieldType::Float:
+            return ValueType::Float;
+        case symwrite::FieldType::Date:
+            return ValueType::Date;
+        default:
+            return ValueType::Hex;
     }
-    FieldDefinition definition;
-    definition.name = json["name"];
-    const std::string type = json.contains("type") && json["type"].is_string() ? json["type"] : "";
-    bool known = false;
-    for (const auto& [name, value] : kTypes) {
-        if (name == type) {
-            definition.type = value;
-            known = true;
-        }
-    }
-    if (!known) {
-        refuse(fmt::format(R"("type" is "{}"; expected text, unsigned, signed, float, date or hex)", type));
-    }
-    if (json.contains("tag")) {
-        if (!json["tag"].is_number_unsigned() || json["tag"].get<u64>() > UINT8_MAX) {
-            refuse(R"("tag" is not a number from 0 to 255)");
-        }
-        definition.tag = json["tag"].get<u8>();
-    }
-    return definition;
 }
 
 u64 Unsigned(std::string_view payload) {
@@ -110,28 +94,26 @@ Dictionary Dictionary::Load(const std::string& path, const std::string& symbolFi
     if (!stream) {
         throw ToolError(kExitUnreadable, fmt::format("{}: {}", file, std::strerror(errno)));
     }
+    // Read by the same rules as where files are built.
+    symwrite::JsonErrors errors;
+    const symwrite::Json json = symwrite::Json::parse(stream, nullptr, false);
+    symwrite::FieldDictionary fields;
+    if (json.is_discarded()) {
+        errors.Add("", "is not JSON");
+    } else {
+        fields.Load(symwrite::JsonNode(json, errors));
+    }
+    if (!errors.Empty()) {
+        const symwrite::JsonError& first = errors.First().front();
+        throw ToolError(kExitUnreadable, fmt::format("{}: {}{}{}", file, first.where,
+                                                     first.where.empty() ? "" : ": ", first.what));
+    }
     Dictionary dictionary;
-    nlohmann::json json;
-    try {
-        json = nlohmann::json::parse(stream);
-    } catch (const nlohmann::json::exception& error) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: not JSON: {}", file, error.what()));
-    }
-    if (!json.is_object()) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: expected an object of field ids", file));
-    }
     for (const auto& [key, value] : json.items()) {
-        const std::optional<u16> id = ParseId(key);
-        if (!id) {
-            throw ToolError(kExitUnreadable,
-                            fmt::format("{}: \"{}\" is not a field id (0 to 65535)", file, key));
-        }
-        FieldDefinition definition = ParseDefinition(value, fmt::format("{}: field {}", file, key));
-        if (!dictionary.ids.emplace(definition.name, *id).second) {
-            throw ToolError(kExitUnreadable,
-                            fmt::format("{}: two fields have the name \"{}\"", file, definition.name));
-        }
-        dictionary.fields.emplace(*id, std::move(definition));
+        const u16 id = ParseId(key).value_or(0);
+        const symwrite::FieldDefinition& known = *fields.Find(id);
+        dictionary.ids.emplace(known.name, id);
+        dictionary.fields.emplace(id, FieldDefinition{known.name, TypeFrom(known.type), known.tag});
     }
     return dictionary;
 }

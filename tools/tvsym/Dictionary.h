@@ -22,7 +22,7 @@ enum class ValueType : u8 { Text, Unsigned, Signed, Float, Date, Hex };
 struct FieldDefinition {
     std::string name;
     ValueType type = ValueType::Hex;
-    std::optional<u8> tag;
+    u8 tag = 0;  // what a value gets when a file is built
 };
 
 class Dictionary {

@@ -90,26 +90,6 @@ std::string Hex(std::string_view bytes) {
     return digits;
 }
 
-std::optional<std::string> FromHex(std::string_view digits) {
-    const auto value = [](char c) {
-        return c >= '0' && c <= '9'   ? c - '0'
-               : c >= 'a' && c <= 'f' ? c - 'a' + 10
-               : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                      : -1;
-    };
-    if (digits.size() % 2 != 0) {
-        return std::nullopt;
-    }
-    std::string bytes;
-    for (size_t at = 0; at < digits.size(); at += 2) {
-        if (value(digits[at]) < 0 || value(digits[at + 1]) < 0) {
-            return std::nullopt;
-        }
-        bytes += static_cast<char>(value(digits[at]) << 4 | value(digits[at + 1]));
-    }
-    return bytes;
-}
-
 TextCodec::TextCodec(const std::string& encoding) {
     if (IsUtf8Name(encoding)) {
         return;

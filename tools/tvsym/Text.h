@@ -23,7 +23,6 @@ size_t DisplayWidth(std::string_view utf8);
 
 // "0aff": two digits for each byte.
 std::string Hex(std::string_view bytes);
-std::optional<std::string> FromHex(std::string_view digits);
 
 class TextCodec {
 public:
