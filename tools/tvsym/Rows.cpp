@@ -394,11 +394,14 @@ class CsvRows : public FlatRows {
 public:
     CsvRows(Output& output, const SectionInfo& described, const RowContext& rowContext)
         : FlatRows(described, rowContext, true), out(output) {
-        Line(CsvColumns(section, withDictionary));
+        Write(CsvColumns(section, withDictionary));
     }
 
 protected:
-    void Line(std::vector<std::string> cells) override {
+    void Line(std::vector<std::string> cells) override { Write(cells); }
+
+private:
+    void Write(const std::vector<std::string>& cells) {
         std::string line;
         for (const std::string& cell : cells) {
             line += line.empty() && &cell == cells.data() ? "" : ",";
@@ -407,7 +410,6 @@ protected:
         out.Write(line + "\r\n");
     }
 
-private:
     Output& out;
 };
 

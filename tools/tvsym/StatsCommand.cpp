@@ -119,7 +119,7 @@ struct SectionStats {
 
 constexpr size_t kShownOfValue = 32;
 
-std::string Shortened(std::string text) {
+std::string Shortened(const std::string& text) {
     std::string_view rest = text;
     size_t width = 0;
     while (!rest.empty() && width < kShownOfValue) {

@@ -66,8 +66,8 @@ private:
 }  // namespace
 
 void PrepareProcess() {
-    std::signal(SIGPIPE, SIG_IGN);        // NOLINT(cert-err33-c): there is nothing to do about a failure
-    std::setlocale(LC_CTYPE, "C.UTF-8");  // for wcwidth
+    std::signal(SIGPIPE, SIG_IGN);  // NOLINT(cert-err33-c): there is nothing to do about a failure
+    (void)std::setlocale(LC_CTYPE, "C.UTF-8");  // for wcwidth
 }
 
 bool LockedByAnother(const std::string& path) {
@@ -105,7 +105,7 @@ size_t TerminalColumns(std::FILE* stream) {
 int CharacterWidth(char32_t character) { return std::max(::wcwidth(static_cast<wchar_t>(character)), 0); }
 
 std::unique_ptr<Converter> Converter::Make(const std::string& from, const std::string& to) {
-    const iconv_t opened = ::iconv_open(to.c_str(), from.c_str());
+    iconv_t opened = ::iconv_open(to.c_str(), from.c_str());
     if (opened ==
         reinterpret_cast<iconv_t>(-1)) {  // NOLINT(performance-no-int-to-ptr): the interface says so
         return nullptr;
