@@ -77,8 +77,8 @@ public:
     }
 
     // The same to an arena: a gap is 0, so that nothing old shows, and what stands behind the text, within
-    // `max` + 1 bytes, may be overwritten. That lets a short text be copied as a block of fixed size, which is
-    // cheaper than a branch on its length.
+    // `max` + 1 bytes, may be overwritten. That lets a short text be copied as a block of fixed size, which
+    // is cheaper than a branch on its length.
     i32 ReadTextToArena(u8* dst, i32 max, u32* outLen) {
         constexpr i32 kBlock = 32;
         const u8* const text = LendText(max, outLen);
