@@ -19,7 +19,7 @@ class Arena {
 public:
     void Init(uint64_t blockSize) {
         size = blockSize;
-        bytes.reserve(blockSize);
+        bytes.reserve(static_cast<size_t>(blockSize));
     }
     void Reset() { bytes.clear(); }
     bool Empty() const { return bytes.empty(); }

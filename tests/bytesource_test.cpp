@@ -18,7 +18,8 @@ public:
 
     std::string Read(u32 n) {
         const u64 got = std::min<u64>(n, Left());
-        const std::string text = std::to_string(got) + " " + Hex(bytes.data() + Start(), got);
+        const std::string text =
+            std::to_string(got) + " " + Hex(bytes.data() + Start(), static_cast<std::size_t>(got));
         at += got;
         return text;
     }
@@ -35,7 +36,7 @@ public:
         const u64 before = static_cast<u64>(zero - from);
         const bool found = before < reach;
         at += found ? before + 1 : reach;
-        const std::string text = Hex(from, before);
+        const std::string text = Hex(from, static_cast<std::size_t>(before));
         return found ? "OK " + std::to_string(before + 1) + " " + text : "TOO_SMALL " + std::to_string(room);
     }
     void StepBack(u64 n) {
