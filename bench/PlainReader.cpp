@@ -58,7 +58,8 @@ bool Arena::Holds(const void* pointer) const {
 uint32_t Reader::Read(void* target, uint32_t n) {
     uint32_t got = 0;
     if (Fails(n)) return 0;
-    while (got < n && position < file.size()) static_cast<uint8_t*>(target)[got++] = file[position++];
+    while (got < n && position < file.size())
+        static_cast<uint8_t*>(target)[got++] = file[static_cast<size_t>(position++)];
     return got;
 }
 
