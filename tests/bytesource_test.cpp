@@ -92,6 +92,9 @@ TEST(ByteSource, AgreesWithAPlainModel) {
     for (const bool wholeFile : {false, true}) {
         ByteSource source;
         ASSERT_TRUE(source.Open(file.Path(), wholeFile));
+        source.SeekTo(kWindow + 9);
+        source.StepBack(kWindow + 9);
+        EXPECT_EQ(source.Position(), 0U) << "all the way back, outside the window";
         Model model(bytes, wholeFile);
         for (int turn = 0; turn < 3000 && !HasFailure(); ++turn) {
             const u32 few = upTo(3) == 0 ? upTo(kWindow) : upTo(40);
