@@ -222,7 +222,7 @@ private:
                            [](uint8_t byte) { return byte == kFill; });
     }
 
-    static std::vector<uint8_t> pool;
+    static thread_local std::vector<uint8_t> pool;
     const Call& call;
     size_t used = 0;
     uint32_t argument = 0;
@@ -230,7 +230,7 @@ private:
     std::string behind;
 };
 
-std::vector<uint8_t> Outputs::pool(kPoolSize);
+thread_local std::vector<uint8_t> Outputs::pool(kPoolSize);
 
 uint32_t Unsigned(int32_t room) { return room < 0 ? 0 : static_cast<uint32_t>(room); }
 
