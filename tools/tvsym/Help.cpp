@@ -157,7 +157,7 @@ std::string Quoted(std::string_view text) {
     return "'" + quoted + "'";
 }
 
-// Brackets and colons have a meaning in a zsh specification.
+// Brackets and colons have a meaning to zsh here.
 std::string ZshText(std::string_view text) {
     std::string escaped;
     for (const char c : text) {
