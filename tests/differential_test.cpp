@@ -3,11 +3,15 @@
 // every case of the sweeps; without it they take evenly spread ones.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 #include <string>
 
+#include "symwrite/Json.h"
+#include "symwrite/JsonNode.h"
 #include "symwrite/RandomFile.h"
 #include "symwrite/SymFileWriter.h"
 #include "tests/CallDriver.h"
@@ -295,8 +299,7 @@ TEST_F(DamageSweep, Bytes) {
 
 // Every entry of the directory pointed at every place where something begins or ends, with true and other
 // sizes.
-TEST_F(DamageSweep, DirectoryEntries) {
-    const symwrite::File file = symwrite::SmallFile();
+void EntriesAtBoundaries(const symwrite::File& file, Sampler sampler, const std::vector<WalkOptions>& walks) {
     const Bytes whole = Write(file);
     std::vector<uint32_t> boundaries = {
         0,         2, 12, static_cast<uint32_t>(whole.size()) - 1, static_cast<uint32_t>(whole.size()) + 1,
@@ -305,7 +308,6 @@ TEST_F(DamageSweep, DirectoryEntries) {
         for (const uint32_t offset : {place.offset, place.offset + 2, place.offset + place.bytes})
             boundaries.push_back(offset);
     }
-    Sampler sampler(3);
     for (size_t entry = 0; entry < file.sections.size(); ++entry) {
         for (const uint32_t boundary : boundaries) {
             for (const bool sizeToo : {false, true}) {
@@ -314,9 +316,48 @@ TEST_F(DamageSweep, DirectoryEntries) {
                 symwrite::PatchU32(bytes, 2 + 10 * entry + 2, boundary);
                 if (sizeToo) symwrite::PatchU32(bytes, 2 + 10 * entry + 6, boundary);
                 const std::string what = "entry " + std::to_string(entry) + " at " + std::to_string(boundary);
-                if (!WalksAgree(bytes, kTwoWalks, what) || !RandomCallsAgree(bytes, entry, 40)) return;
+                if (!WalksAgree(bytes, walks, what) || !RandomCallsAgree(bytes, entry, 40)) return;
             }
         }
+    }
+}
+
+TEST_F(DamageSweep, DirectoryEntries) { EntriesAtBoundaries(symwrite::SmallFile(), Sampler(3), kTwoWalks); }
+
+// The sample: every section filled with real facts. A walk of it takes a hundred times as long as one of the
+// small file, so each file gets one walk, and each byte one of the six values.
+class SampleDamageSweep : public DamageSweep {
+protected:
+    SampleDamageSweep() {
+        std::ifstream json(std::string(TORVA_SOURCE_DIR) + "/samples/instruments.json");
+        symwrite::JsonErrors errors;
+        file = symwrite::ReadJson(json, {}, errors);
+        EXPECT_TRUE(errors.Empty());
+        whole = Write(file);
+    }
+
+    const std::vector<WalkOptions> oneWalk = {{300, 64, UINT32_MAX, 0}};
+    Sampler sampler{1999};
+    symwrite::File file;
+    Bytes whole;
+};
+
+TEST_F(SampleDamageSweep, Truncations) {
+    for (size_t size = 0; size < whole.size(); ++size) {
+        if (!sampler.Takes()) continue;
+        if (!WalksAgree(symwrite::CutAt(whole, size), oneWalk, "cut at " + std::to_string(size))) return;
+    }
+}
+
+TEST_F(SampleDamageSweep, DirectoryEntries) { EntriesAtBoundaries(file, Sampler(97), oneWalk); }
+
+TEST_F(SampleDamageSweep, Bytes) {
+    for (size_t at = 0; at < whole.size(); ++at) {
+        if (!sampler.Takes()) continue;
+        Bytes bytes = whole;
+        bytes[at] = static_cast<uint8_t>(std::array{0, 1, 0x7F, 0x80, 0xFF, ~whole[at]}[at % 6]);
+        const std::string what = "byte " + std::to_string(at) + " as " + std::to_string(bytes[at]);
+        if (!WalksAgree(bytes, oneWalk, what)) return;
     }
 }
 
