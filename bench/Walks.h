@@ -7,6 +7,7 @@
 
 #include "api/TorvaAPI.h"
 #include "api/TorvaValues.h"
+#include "bench/LibraryReader.h"
 #include "bench/PlainReader.h"
 
 namespace bench {
@@ -59,63 +60,8 @@ public:
     void Elements(std::size_t /*n*/) const {}
 };
 
-// The library's operations on one handle, named like those of plain::Reader.
-struct LibraryFile {
-    std::uint16_t handle;
-
-#define TORVA_FORWARD(name)                     \
-    template <class... Arguments>               \
-    auto name(Arguments... arguments) const {   \
-        return tv_##name(handle, arguments...); \
-    }
-    TORVA_FORWARD(GetNextSymData)
-    TORVA_FORWARD(GetAgainSymData)
-    TORVA_FORWARD(GetNextJumpPriceGroup)
-    TORVA_FORWARD(GetAgainJumpPriceData)
-    TORVA_FORWARD(InitialSectionBorkerInfo)
-    TORVA_FORWARD(GetNextBrokerInfoGroup)
-    TORVA_FORWARD(InitialSection6)
-    TORVA_FORWARD(GetNextEidrQuickGroup)
-    TORVA_FORWARD(InitialSection7)
-    TORVA_FORWARD(GetNextEidrSectionGroup)
-    TORVA_FORWARD(GetNextSectionL2Group)
-    TORVA_FORWARD(InitializeSection9)
-    TORVA_FORWARD(GetNextFundCompanyGroup)
-    TORVA_FORWARD(InitializeSection10)
-    TORVA_FORWARD(GetNextEidrCountryGroup)
-    TORVA_FORWARD(InitializeSection11)
-    TORVA_FORWARD(GetNextSectionGroup)
-    TORVA_FORWARD(InitializeSection12)
-    TORVA_FORWARD(GetNextIssueCompanyGroup)
-    TORVA_FORWARD(InitialObjectSection)
-    TORVA_FORWARD(GetNextObjectTypeID)
-    TORVA_FORWARD(GetNextObjectSourceSym)
-    TORVA_FORWARD(GetNextObjectSym)
-    TORVA_FORWARD(GetNextObjectData)
-    TORVA_FORWARD(InitialForeignTradeSection)
-    TORVA_FORWARD(GetNextForeignTradeHead)
-    TORVA_FORWARD(GetForeignTrade)
-    TORVA_FORWARD(GetNextForeignTrade)
-    TORVA_FORWARD(InitialGlobalRelatedSection)
-    TORVA_FORWARD(GetNextGlobalReleatedHead)
-    TORVA_FORWARD(GetGlobalReleated)
-    TORVA_FORWARD(GetNextGlobalReleated)
-    TORVA_FORWARD(InitialExchangeSection)
-    TORVA_FORWARD(GetNextExchange)
-    TORVA_FORWARD(InitialRealDelayMappingSection)
-    TORVA_FORWARD(GetNextRealDelayMapping)
-    TORVA_FORWARD(InitialLevel2EODBasicItemDefineSection)
-    TORVA_FORWARD(GetNextLevel2EODBasicItemDefine)
-    TORVA_FORWARD(InitialFundMainNameSection)
-    TORVA_FORWARD(GetNextFundMainName)
-    TORVA_FORWARD(InitialFuturesSectionV2)
-    TORVA_FORWARD(GetNextFuturesSectionV2)
-    TORVA_FORWARD(InitialExchangeSupportSection)
-    TORVA_FORWARD(GetNextExchangeSupportSection)
-    TORVA_FORWARD(InitialFuturesClassType)
-    TORVA_FORWARD(GetNextFuturesClassType)
-#undef TORVA_FORWARD
-};
+// The library's operations on one handle.
+using LibraryFile = LibraryReader<PlainCall>;
 
 template <class Reader, class Sink>
 void WalkSymbols(Reader& file, Sink& sink) {

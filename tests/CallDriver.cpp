@@ -6,6 +6,8 @@
 #include <sstream>
 #include <type_traits>
 
+#include "bench/LibraryReader.h"
+
 namespace driver {
 
 thread_local bool insideLibrary = false;
@@ -16,121 +18,21 @@ constexpr uint8_t kFill = 0xA5;
 constexpr size_t kGuard = 16;
 constexpr size_t kPoolSize = size_t{16} << 20;
 
-constexpr const char* kNames[] = {
-    "GetExtendSectionList",
-    "GetNextSymData",
-    "GetAgainSymData",
-    "GetNextJumpPriceGroup",
-    "GetAgainJumpPriceData",
-    "InitialSectionBorkerInfo",
-    "GetNextBrokerInfoGroup",
-    "InitialSection6",
-    "GetNextEidrQuickGroup",
-    "InitialSection7",
-    "GetNextEidrSectionGroup",
-    "GetNextSectionL2Group",
-    "GetAgainSectionL2Data",
-    "InitializeSection9",
-    "GetNextFundCompanyGroup",
-    "InitializeSection10",
-    "GetNextEidrCountryGroup",
-    "InitializeSection11",
-    "GetNextSectionGroup",
-    "InitializeSection12",
-    "GetNextIssueCompanyGroup",
-    "InitialObjectSection",
-    "GetNextObjectTypeID",
-    "GetNextObjectSourceSym",
-    "GetNextObjectSym",
-    "GetNextObjectData",
-    "InitialForeignTradeSection",
-    "GetNextForeignTradeHead",
-    "GetForeignTrade",
-    "GetNextForeignTrade",
-    "InitialGlobalRelatedSection",
-    "GetNextGlobalReleatedHead",
-    "GetGlobalReleated",
-    "GetNextGlobalReleated",
-    "InitialExchangeSection",
-    "GetNextExchange",
-    "InitialRealDelayMappingSection",
-    "GetNextRealDelayMapping",
-    "InitialLevel2EODBasicItemDefineSection",
-    "GetNextLevel2EODBasicItemDefine",
-    "InitialFundMainNameSection",
-    "GetNextFundMainName",
-    "InitialFuturesSectionV2",
-    "GetNextFuturesSectionV2",
-    "InitialExchangeSupportSection",
-    "GetNextExchangeSupportSection",
-    "InitialFuturesClassType",
-    "GetNextFuturesClassType",
-};
+#define TORVA_NAME(name) #name,
+constexpr const char* kNames[] = {TORVA_OPERATIONS(TORVA_NAME)};
+#undef TORVA_NAME
 static_assert(std::extent_v<decltype(kNames)> == static_cast<size_t>(Op::kOps));
 
-// The library with the plain reader's operations.
-struct Library {
-    uint16_t handle;
-
-    double GetSymDataProgress() { return tv_GetSymDataProgress(handle); }
-#define TORVA_FORWARD(name)                                     \
-    template <typename... Arguments>                            \
-    int32_t name(Arguments... arguments) {                      \
-        insideLibrary = true;                                   \
-        const int32_t result = tv_##name(handle, arguments...); \
-        insideLibrary = false;                                  \
-        return result;                                          \
+struct CallInsideLibrary {
+    template <class Call>
+    static auto Run(Call call) {
+        insideLibrary = true;
+        const auto result = call();
+        insideLibrary = false;
+        return result;
     }
-    TORVA_FORWARD(GetExtendSectionList)
-    TORVA_FORWARD(GetNextSymData)
-    TORVA_FORWARD(GetAgainSymData)
-    TORVA_FORWARD(GetNextJumpPriceGroup)
-    TORVA_FORWARD(GetAgainJumpPriceData)
-    TORVA_FORWARD(InitialSectionBorkerInfo)
-    TORVA_FORWARD(GetNextBrokerInfoGroup)
-    TORVA_FORWARD(InitialSection6)
-    TORVA_FORWARD(GetNextEidrQuickGroup)
-    TORVA_FORWARD(InitialSection7)
-    TORVA_FORWARD(GetNextEidrSectionGroup)
-    TORVA_FORWARD(GetNextSectionL2Group)
-    TORVA_FORWARD(GetAgainSectionL2Data)
-    TORVA_FORWARD(InitializeSection9)
-    TORVA_FORWARD(GetNextFundCompanyGroup)
-    TORVA_FORWARD(InitializeSection10)
-    TORVA_FORWARD(GetNextEidrCountryGroup)
-    TORVA_FORWARD(InitializeSection11)
-    TORVA_FORWARD(GetNextSectionGroup)
-    TORVA_FORWARD(InitializeSection12)
-    TORVA_FORWARD(GetNextIssueCompanyGroup)
-    TORVA_FORWARD(InitialObjectSection)
-    TORVA_FORWARD(GetNextObjectTypeID)
-    TORVA_FORWARD(GetNextObjectSourceSym)
-    TORVA_FORWARD(GetNextObjectSym)
-    TORVA_FORWARD(GetNextObjectData)
-    TORVA_FORWARD(InitialForeignTradeSection)
-    TORVA_FORWARD(GetNextForeignTradeHead)
-    TORVA_FORWARD(GetForeignTrade)
-    TORVA_FORWARD(GetNextForeignTrade)
-    TORVA_FORWARD(InitialGlobalRelatedSection)
-    TORVA_FORWARD(GetNextGlobalReleatedHead)
-    TORVA_FORWARD(GetGlobalReleated)
-    TORVA_FORWARD(GetNextGlobalReleated)
-    TORVA_FORWARD(InitialExchangeSection)
-    TORVA_FORWARD(GetNextExchange)
-    TORVA_FORWARD(InitialRealDelayMappingSection)
-    TORVA_FORWARD(GetNextRealDelayMapping)
-    TORVA_FORWARD(InitialLevel2EODBasicItemDefineSection)
-    TORVA_FORWARD(GetNextLevel2EODBasicItemDefine)
-    TORVA_FORWARD(InitialFundMainNameSection)
-    TORVA_FORWARD(GetNextFundMainName)
-    TORVA_FORWARD(InitialFuturesSectionV2)
-    TORVA_FORWARD(GetNextFuturesSectionV2)
-    TORVA_FORWARD(InitialExchangeSupportSection)
-    TORVA_FORWARD(GetNextExchangeSupportSection)
-    TORVA_FORWARD(InitialFuturesClassType)
-    TORVA_FORWARD(GetNextFuturesClassType)
-#undef TORVA_FORWARD
 };
+using Library = bench::LibraryReader<CallInsideLibrary>;
 
 // The memory of a call's outputs: one region per pointer argument, filled and with guard bytes around it.
 class Outputs {
