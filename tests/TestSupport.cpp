@@ -22,6 +22,13 @@ TempFile::TempFile(const Bytes& bytes) : path(NewPath()) {
 
 TempFile::~TempFile() { std::remove(path.c_str()); }
 
+void ExpectWalks(std::span<const WalkCase> cases, const std::function<std::string(u16)>& walk) {
+    for (const WalkCase& one : cases) {
+        SCOPED_TRACE(one.name);
+        ExpectWalk(one.bytes, walk, one.expected);
+    }
+}
+
 std::string Name(i32 result) {
     static const std::map<i32, std::string> kNames = {
         {SYM_OK, "OK"},
@@ -39,6 +46,17 @@ std::string Name(i32 result) {
     };
     const auto found = kNames.find(result);
     return found != kNames.end() ? found->second : std::to_string(result);
+}
+
+std::string WalkOn(i32 initial, const std::function<std::string()>& next) {
+    Calls calls;
+    calls << Name(initial);
+    for (int call = 0; call < kMostCalls; ++call) {
+        const std::string outcome = next();
+        calls << outcome;
+        if (!outcome.starts_with("OK") && !outcome.starts_with("MORE")) return calls.Text();
+    }
+    return calls.Text() + "; no end";
 }
 
 std::string TakeItems(i32 result, const std::vector<SymFieldItem>& items, const i32& count) {

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <functional>
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -119,6 +120,14 @@ inline void ExpectWalk(const Bytes& bytes, const std::function<std::string(u16)>
         bytes, [&](u16 h) { EXPECT_EQ(walk(h), expected); }, how);
 }
 
+// A file and what the walk over it gives.
+struct WalkCase {
+    const char* name;
+    Bytes bytes;
+    std::string expected;
+};
+void ExpectWalks(std::span<const WalkCase> cases, const std::function<std::string(u16)>& walk);
+
 // The name of a result code; a positive result as its number.
 std::string Name(i32 result);
 
@@ -142,6 +151,10 @@ inline std::string InTurn(std::initializer_list<std::string> outcomes) {
     for (const std::string& outcome : outcomes) calls << outcome;
     return calls.Text();
 }
+
+// The outcome of an initial call and of each call of `next` behind it, up to the first that does not begin
+// with OK or MORE.
+std::string WalkOn(i32 initial, const std::function<std::string()>& next);
 
 constexpr int kMostCalls = 1000;  // a walk that has not ended by then never will
 

@@ -55,14 +55,7 @@ protected:
     }
 
     std::string Walk(u16 h, u32 size = 8) const {
-        Calls calls;
-        calls << Name(family.initial(h));
-        for (int turn = 0; turn < kMostCalls; ++turn) {
-            const std::string outcome = Next(h, size);
-            calls << outcome;
-            if (outcome.find('=') == std::string::npos) return calls.Text();
-        }
-        return calls.Text() + "; no end";
+        return WalkOn(family.initial(h), [&] { return Next(h, size); });
     }
 };
 
@@ -80,11 +73,7 @@ TEST_P(Directories, WhereTheWalkEnds) {
     };
     const auto limit = [&](u32 bytes) { return With(three, [=](auto& s) { s.headValue = bytes; }); };
     const std::string all = "3; MORE 1=AA; MORE 65535=; OK 1=C; END";
-    const struct {
-        const char* name;
-        Bytes bytes;
-        std::string expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"three", FileOf({three, kOther}), all},
         {"three at the end of the file", last, all},
         {"one", FileOf({Section({{7, "x"}}), kOther}), "1; OK 7=x; END"},
@@ -113,11 +102,7 @@ TEST_P(Directories, WhereTheWalkEnds) {
         {"cut behind an element", cut(elements + first), "3; MORE 1=AA; END"},
         {"cut in the next id", cut(elements + first + 1), "3; MORE 1=AA; READ"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(
-            c.bytes, [&](u16 h) { return Walk(h); }, c.expected);
-    }
+    ExpectWalks(kCases, [&](u16 h) { return Walk(h); });
 }
 
 TEST_P(Directories, RoomCountsAndRestarts) {
@@ -220,14 +205,7 @@ std::string NextGroup(u16 h, i32 capacity, i32 fill = 0) {
     return text;
 }
 std::string WalkSectionGroups(u16 h, i32 capacity = 3) {
-    Calls calls;
-    calls << Name(tv_InitializeSection11(h));
-    for (int turn = 0; turn < kMostCalls; ++turn) {
-        const std::string outcome = NextGroup(h, capacity);
-        calls << outcome;
-        if (outcome.compare(0, 4, "MORE") != 0 && outcome.compare(0, 2, "OK") != 0) return calls.Text();
-    }
-    return calls.Text() + "; no end";
+    return WalkOn(tv_InitializeSection11(h), [&] { return NextGroup(h, capacity); });
 }
 
 symwrite::Section Groups(std::vector<SectionGroup> groups) {
@@ -268,11 +246,7 @@ TEST(SectionGroupTable, EveryCapacity) {
 TEST(SectionGroupTable, WhereTheWalkEnds) {
     const symwrite::Section two = Groups({{7, {1, 2, 3}, {}}, {9, {4, 5, 6}, {}}});
     const auto cut = [&](std::size_t length) { return CutAt(FileOf({two}), 12 + 7 + length); };
-    const struct {
-        const char* name;
-        Bytes bytes;
-        const char* expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"at the end of the file", FileOf({two}), "2; MORE 7: 1 2 3; OK 9: 4 5 6; END"},
         {"one group", FileOf({Groups({{7, {1}, {}}}), kOther}), "1; OK 7: 1; END"},
         {"section of 7 bytes", With(two, [](auto& s) { s.directorySize = 7; }),
@@ -299,11 +273,7 @@ TEST(SectionGroupTable, WhereTheWalkEnds) {
         {"cut behind a group", cut(5), "2; MORE 7: 1 2 3; END"},
         {"cut in the next head", cut(6), "2; MORE 7: 1 2 3; READ"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(
-            c.bytes, [](u16 h) { return WalkSectionGroups(h); }, c.expected);
-    }
+    ExpectWalks(kCases, [](u16 h) { return WalkSectionGroups(h); });
     InBothModes(cut(3), [](u16 h) {  // a call that enters exactly at the cut
         tv_InitializeSection11(h);
         EXPECT_EQ(NextGroup(h, 1), "MORE 7: 1");
@@ -333,14 +303,7 @@ std::string NextExchange(u16 h, i32 limit1 = 4, i32 limit2 = 4) {
     return Name(result) + " " + std::to_string(id) + "/" + text1.Data() + "/" + text2.Data();
 }
 std::string WalkExchanges(u16 h, i32 limit1 = 4, i32 limit2 = 4) {
-    Calls calls;
-    calls << Name(tv_InitialExchangeSection(h));
-    for (int turn = 0; turn < kMostCalls; ++turn) {
-        const std::string outcome = NextExchange(h, limit1, limit2);
-        calls << outcome;
-        if (outcome.find('/') == std::string::npos) return calls.Text();
-    }
-    return calls.Text() + "; no end";
+    return WalkOn(tv_InitialExchangeSection(h), [&] { return NextExchange(h, limit1, limit2); });
 }
 
 TEST(ExchangeTable, WhereTheWalkEnds) {
@@ -348,11 +311,7 @@ TEST(ExchangeTable, WhereTheWalkEnds) {
         MakeSection(16, Exchanges{{{1, "ab", "c"}, {65535, "", ""}, {2, "four", "d"}}});
     const std::string all = "3; MORE 1/ab/c; MORE 65535//; OK 2/four/d; END";
     const auto cut = [&](std::size_t length) { return CutAt(FileOf({three}), 12 + 8 + length); };
-    const struct {
-        const char* name;
-        Bytes bytes;
-        std::string expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"three", FileOf({three, kOther}), all},
         {"three at the end of the file", FileOf({three}), all},
         {"section of 8 bytes", With(three, [](auto& s) { s.directorySize = 8; }), "END" + all.substr(1)},
@@ -378,11 +337,7 @@ TEST(ExchangeTable, WhereTheWalkEnds) {
         {"cut in the second text", cut(6), "3; READ id 1"},
         {"cut behind an element", cut(7), "3; MORE 1/ab/c; END"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(
-            c.bytes, [](u16 h) { return WalkExchanges(h); }, c.expected);
-    }
+    ExpectWalks(kCases, [](u16 h) { return WalkExchanges(h); });
     ExpectWalk(
         FileOf({three}), [](u16 h) { return WalkExchanges(h, 2, 1); },
         "3; MORE 1/ab/c; MORE 65535//; READ id 2");
@@ -404,30 +359,22 @@ TEST(ExchangeTable, WhereTheWalkEnds) {
 // --- section 17
 // -------------------------------------------------------------------------------------------------------
 
+std::string NextPair(u16 h) {
+    u8 first = 0xcd, second = 0xcd;
+    std::string text = Name(tv_GetNextRealDelayMapping(h, &first, &second));
+    if (first != 0xcd) text += " " + std::to_string(first);
+    if (second != 0xcd) text += ">" + std::to_string(second);
+    return text;
+}
 std::string WalkPairs(u16 h) {
-    Calls calls;
-    calls << Name(tv_InitialRealDelayMappingSection(h));
-    for (int turn = 0; turn < kMostCalls; ++turn) {
-        u8 first = 0xcd, second = 0xcd;
-        const i32 result = tv_GetNextRealDelayMapping(h, &first, &second);
-        std::string text = Name(result);
-        if (first != 0xcd) text += " " + std::to_string(first);
-        if (second != 0xcd) text += ">" + std::to_string(second);
-        calls << text;
-        if (result != SYM_OK) return calls.Text();
-    }
-    return calls.Text() + "; no end";
+    return WalkOn(tv_InitialRealDelayMappingSection(h), [&] { return NextPair(h); });
 }
 
 TEST(RealDelayTable, WhereTheWalkEnds) {
     const symwrite::Section three = MakeSection(17, RealDelayMapping{{{1, 2}, {3, 4}, {5, 6}}});
     const auto limit = [&](u32 bytes) { return With(three, [=](auto& s) { s.headValue = bytes; }); };
     const std::string all = "3; OK 1>2; OK 3>4; OK 5>6; END";
-    const struct {
-        const char* name;
-        Bytes bytes;
-        std::string expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"three", FileOf({three, kOther}), all},
         {"three at the end of the file", FileOf({three}), all},
         {"section of 8 bytes", With(three, [](auto& s) { s.directorySize = 8; }), "END" + all.substr(1)},
@@ -446,10 +393,7 @@ TEST(RealDelayTable, WhereTheWalkEnds) {
         {"cut in a pair", CutAt(FileOf({three}), 23), "3; OK 1>2; READ 3"},
         {"cut behind a pair", CutAt(FileOf({three}), 22), "3; OK 1>2; END"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(c.bytes, WalkPairs, c.expected);
-    }
+    ExpectWalks(kCases, WalkPairs);
     InBothModes(FileOf({three, kOther}), [&](u16 h) {
         EXPECT_EQ(WalkPairs(h), all);
         EXPECT_EQ(tv_GetSymDataProgress(h), 1.0);

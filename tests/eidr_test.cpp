@@ -50,15 +50,7 @@ struct QuickCall {
 };
 
 std::string WalkQuick(u16 h) {
-    Calls calls;
-    calls << Name(tv_InitialSection6(h));
-    for (int turn = 0; turn < kMostCalls; ++turn) {
-        QuickCall call;
-        const std::string outcome = call.Next(h);
-        calls << outcome;
-        if (outcome.compare(0, 4, "MORE") != 0 && outcome.compare(0, 3, "OK ") != 0) return calls.Text();
-    }
-    return calls.Text() + "; no end";
+    return WalkOn(tv_InitialSection6(h), [&] { return QuickCall().Next(h); });
 }
 
 symwrite::Section Quick(std::vector<QuickGroup> groups) {
@@ -105,11 +97,7 @@ TEST(EidrQuickGroups, Walk) {
 TEST(EidrQuickGroups, WhereTheSectionEnds) {
     const symwrite::Section two = Quick({{"g", {Byte(1, 5), Byte(2, 6)}, {}}});  // 2 + 2 + 4 + 4 bytes
     const auto cut = [&](std::size_t length) { return CutAt(FileOf({two}), kHead + length); };
-    const struct {
-        const char* name;
-        Bytes bytes;
-        const char* expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"only a head", FileOf({Quick({}), kOther}), "END; END"},
         {"section of 6 bytes", With(two, [](auto& s) { s.directorySize = 6; }), "END; END"},
         {"section ends inside a field", With(two, [](auto& s) { s.directorySize = 6 + 5; }),
@@ -129,10 +117,7 @@ TEST(EidrQuickGroups, WhereTheSectionEnds) {
         {"cut behind a field", cut(8), "OK; MORE g.1:05; END"},
         {"cut in the last value", cut(11), "OK; MORE g.1:05; OK g.2:00; END"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(c.bytes, WalkQuick, c.expected);
-    }
+    ExpectWalks(kCases, WalkQuick);
 }
 
 TEST(EidrQuickGroups, CountsAndNames) {
@@ -206,15 +191,10 @@ std::string NextEidr(u16 h, i32* count, i32 capacity, u32 size1 = 8, u32 size2 =
     return Name(result) + " " + std::to_string(item.id) + "/" + text1.Data() + "/" + text2.Data();
 }
 std::string WalkEidr(u16 h, u32 size1 = 8, u32 size2 = 8) {
-    Calls calls;
-    calls << Name(tv_InitialSection7(h));
-    for (int turn = 0; turn < kMostCalls; ++turn) {
+    return WalkOn(tv_InitialSection7(h), [&] {
         i32 count = 0;
-        const std::string outcome = NextEidr(h, &count, 1, size1, size2);
-        calls << outcome;
-        if (outcome.compare(0, 4, "MORE") != 0 && outcome.compare(0, 3, "OK ") != 0) return calls.Text();
-    }
-    return calls.Text() + "; no end";
+        return NextEidr(h, &count, 1, size1, size2);
+    });
 }
 std::string WalkEidrPlainly(u16 h) { return WalkEidr(h); }
 
@@ -224,11 +204,7 @@ TEST(EidrSections, WhereTheSectionEnds) {
     };
     const symwrite::Section two = section({{1, "a", "bc"}, {65535, "", ""}});  // 7 + 4 bytes
     const auto cut = [&](std::size_t length) { return CutAt(FileOf({two}), kHead + length); };
-    const struct {
-        const char* name;
-        Bytes bytes;
-        const char* expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"two", FileOf({two, kOther}), "OK; MORE 1/a/bc; OK 65535//; END"},
         {"two at the end of the file", FileOf({two}), "OK; MORE 1/a/bc; OK 65535//; END"},
         {"one", FileOf({section({{3, "x", ""}}), kOther}), "OK; OK 3/x/; END"},
@@ -249,10 +225,7 @@ TEST(EidrSections, WhereTheSectionEnds) {
         {"cut in the second text", cut(6), "OK; READ"},
         {"cut behind an element", cut(7), "OK; MORE 1/a/bc; END"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(c.bytes, WalkEidrPlainly, c.expected);
-    }
+    ExpectWalks(kCases, WalkEidrPlainly);
 }
 
 TEST(EidrSections, RoomAndCounts) {

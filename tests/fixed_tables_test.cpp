@@ -137,11 +137,7 @@ TEST(JumpPrices, WhereTheTableEnds) {
     symwrite::Section noGroups = JumpTable({}), countZero = JumpTable(two), wrongId = JumpTable(two);
     countZero.count = 0;
     wrongId.idInFile = 4;
-    const struct {
-        const char* name;
-        Bytes bytes;
-        const char* expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"at the end of the file", FileOf({JumpTable(two)}), "7: OK 1 2; 8: MORE 3; END"},
         {"record and file end inside a group", CutAt(FileOf({JumpTable(two)}), 12 + 7 + 3 + 24),
          "7: MORE 1; END"},
@@ -155,11 +151,7 @@ TEST(JumpPrices, WhereTheTableEnds) {
         {"no section", FileOf({kOther}), "END"},
         {"wrong id", FileOf({wrongId, kOther}), "END"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(
-            c.bytes, [](u16 h) { return WalkJumps(h); }, c.expected);
-    }
+    ExpectWalks(kCases, [](u16 h) { return WalkJumps(h); });
     InBothModes(FileOf({JumpTable(two), kOther}), [](u16 h) {
         WalkJumps(h);
         EXPECT_EQ(tv_GetSymDataProgress(h), 1.0);
@@ -203,16 +195,10 @@ std::string NextBrokers(u16 h, i32 capacity, i32* count) {
     return ShowArray(result, records, *count - before, capacity);
 }
 std::string WalkBrokers(u16 h, i32 capacity = 5) {
-    Calls calls;
-    i32 result = tv_InitialSectionBorkerInfo(h);
-    calls << Name(result);
-    for (int call = 0; call < kMostCalls; ++call) {
+    return WalkOn(tv_InitialSectionBorkerInfo(h), [&] {
         i32 count = 0;
-        const std::string outcome = NextBrokers(h, capacity, &count);
-        calls << outcome;
-        if (outcome == "END") return calls.Text();
-    }
-    return calls.Text() + "; no end";
+        return NextBrokers(h, capacity, &count);
+    });
 }
 
 TEST(Brokers, EveryCapacity) {
@@ -260,11 +246,7 @@ TEST(Brokers, WhereTheTableEnds) {
         return FileOf({section, kOther});
     };
     const Bytes last = FileOf({BrokerTable({1, 2})});
-    const struct {
-        const char* name;
-        Bytes bytes;
-        const char* expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"at the end of the file", last, "2; MORE 1 2; END"},
         {"cut behind a record", CutAt(last, 12 + 8 + 30), "2; MORE 1; END"},
         {"cut behind the head", CutAt(last, 20), "END; END"},
@@ -279,11 +261,7 @@ TEST(Brokers, WhereTheTableEnds) {
         {"wrong id", with([](auto& s) { s.idInFile = 5; }), "NO_SECTION; END"},
         {"no section", FileOf({kOther}), "NO_SECTION; END"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(
-            c.bytes, [](u16 h) { return WalkBrokers(h); }, c.expected);
-    }
+    ExpectWalks(kCases, [](u16 h) { return WalkBrokers(h); });
     ExpectWalk(
         CutAt(last, 12 + 8 + 30 + 1), [](u16 h) { return WalkBrokers(h); },
         "2; MORE 1 02" + std::string(58, '0') + "; END");
@@ -346,11 +324,7 @@ TEST(Level2, WhereTheTableEnds) {
     };
     const Bytes last = FileOf({Level2(two)});
     const std::size_t groups = 12 + 6;
-    const struct {
-        const char* name;
-        Bytes bytes;
-        const char* expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"at the end of the file", last, "7: OK 1/a/b 2/c/d; 8: MORE 3/e/f; END"},
         {"size 0", sized(0), "END"},
         {"a group ends the section", sized(12), "7: OK 1/a/b 2/c/d; END"},
@@ -366,11 +340,7 @@ TEST(Level2, WhereTheTableEnds) {
         {"cut inside a group head", CutAt(last, groups + 1), "7: END"},
         {"cut ahead of the groups", CutAt(last, groups), "END"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(
-            c.bytes, [](u16 h) { return WalkLevel2(h); }, c.expected);
-    }
+    ExpectWalks(kCases, [](u16 h) { return WalkLevel2(h); });
     Level2Group longest{9, {}, {}};
     for (int i = 0; i < 255; ++i) longest.items.push_back({static_cast<u8>(i), "x", "y"});
     InBothModes(FileOf({Level2({longest}), kOther}), [](u16 h) {

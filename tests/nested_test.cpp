@@ -81,11 +81,7 @@ TEST(ObjectTreeWalk, WhereItEnds) {
     const Bytes last = FileOf({two});
     const auto cut = [&](std::size_t length) { return CutAt(last, 12 + 8 + length); };
     const std::string block = "7(2)[s(2)[5x(2)[1d ";
-    const struct {
-        const char* name;
-        Bytes bytes;
-        std::string expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"two types", FileOf({two, kOther}), "2; " + kTree + " 8(0)[END] END"},
         {"at the end of the file", last, "2; " + kTree + " 8(0)[END] END"},
         {"only a head", FileOf({ObjectTree({}), kOther}), "END; END"},
@@ -113,10 +109,7 @@ TEST(ObjectTreeWalk, WhereItEnds) {
         {"cut ahead of a data count", cut(15), "2; 7(2)[s(2)[READ] READ] READ"},
         {"cut in data", cut(18), "2; 7(2)[s(2)[5x(2)[READ] READ] READ] READ"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(c.bytes, WalkAllObjects, c.expected);
-    }
+    ExpectWalks(kCases, WalkAllObjects);
 }
 
 // What is left of a block is skipped; behind the last block the section ends, and the block counts as used
@@ -327,11 +320,7 @@ TEST_P(HeadsAndBodies, WhereTheWalkEnds) {
         Told("2; 1h; OK 9: a b; END; 2h; END; END", "2; 1; OK 2: 5a 5b; END; 2; END; END");
     const std::size_t head = kind.trade ? 8 : 6;  // bytes of a head ahead of its body
     const auto cut = [&](std::size_t length) { return CutAt(last, 12 + 8 + length); };
-    const struct {
-        const char* name;
-        Bytes bytes;
-        std::string expected;
-    } kCases[] = {
+    const WalkCase kCases[] = {
         {"two heads", FileOf({two, kOther}), all},
         {"at the end of the file", last, all},
         {"only a head", FileOf({Section({}), kOther}), "END; END"},
@@ -353,10 +342,7 @@ TEST_P(HeadsAndBodies, WhereTheWalkEnds) {
         {"cut behind a body", cut(head + 7),
          Told("2; 1h; OK 9: a b; END; READ", "2; 1; OK 2: 5a 5b; END; READ")},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.name);
-        ExpectWalk(c.bytes, Walk(8), c.expected);
-    }
+    ExpectWalks(kCases, Walk(8));
     // A skip that meets the end of the data, and a remainder that is negative as a signed number.
     ExpectWalk(cut(head + 2), Walk(8, 0), Told("2; 1h; READ", "2; 1; READ"));
     ExpectWalk(FileOf({Section({{}, {}}, 0xf0000000U), kOther}), Walk(8, 0),
