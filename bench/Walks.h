@@ -86,7 +86,7 @@ void WalkSymbols(Reader& file, Sink& sink) {
 
 template <class Reader, class Sink>
 void WalkJumpPrices(Reader& file, Sink& sink) {
-    JumpPriceRecord records[kRecords];
+    alignas(64) JumpPriceRecord records[kRecords];
     for (;;) {
         std::uint8_t groupId = 0;
         std::int32_t count = -1;
@@ -102,14 +102,16 @@ void WalkJumpPrices(Reader& file, Sink& sink) {
     }
 }
 
+inline std::int32_t brokerCapacity = kRecords;  // of the array that takes the brokers
+alignas(64) inline BrokerInfoRecord brokers[65535];
+
 template <class Reader, class Sink>
 void WalkBrokers(Reader& file, Sink& sink) {
-    BrokerInfoRecord records[kRecords];
     for (std::int32_t result = file.InitialSectionBorkerInfo() < 0 ? SYM_END_OF_DATA : SYM_MORE_DATA;
          result == SYM_MORE_DATA;) {
         std::int32_t count = 0;
-        result = file.GetNextBrokerInfoGroup(&count, records, kRecords);
-        sink.Bytes(records, sizeof *records * static_cast<std::size_t>(count));
+        result = file.GetNextBrokerInfoGroup(&count, brokers, brokerCapacity);
+        sink.Bytes(brokers, sizeof *brokers * static_cast<std::size_t>(count));
         sink.Elements(static_cast<std::size_t>(count));
     }
 }

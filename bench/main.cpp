@@ -38,7 +38,8 @@ namespace bench {
 namespace {
 
 constexpr std::uint32_t kBudget = 4U << 20U;
-constexpr double kLeastRun = 2e6;  // ns of the limit between two looks at the clock
+constexpr std::size_t kReadAhead = 64 * 1024;  // bytes of the library's read-ahead buffer
+constexpr double kLeastRun = 2e6;              // ns of the limit between two looks at the clock
 
 enum class Extent { kSmoke, kShort, kFull, kHpp };
 Extent extent = Extent::kShort;
@@ -47,7 +48,7 @@ using Ids = std::vector<std::uint16_t>;
 
 struct Contestant {
     std::string name;
-    std::function<Checksum()> check;
+    std::function<Checksum()> check;  // null where nothing is delivered
     std::function<void()> run;
 };
 
@@ -146,6 +147,46 @@ Contestant Walking(const std::string& name, std::uint16_t section, Arguments&&..
 
 // --- Rows
 
+// What reading costs when nothing else is done: the bytes of a section by plain reads of `piece` bytes into
+// one block. It delivers nothing, so nothing is compared.
+class PlainReads {
+public:
+    PlainReads(const std::string& path, std::uint16_t section, std::size_t piece)
+        : descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)), block(piece) {
+        const MappedFile mapped(path);
+        const auto at = [&](std::size_t i, auto& value) {
+            std::memcpy(&value, mapped.Data() + i, sizeof value);
+        };
+        std::uint16_t id = 0;
+        for (std::size_t entry = 2; id != section; entry += 10) {
+            at(entry, id);
+            at(entry + 2, offset);
+            at(entry + 6, size);
+        }
+    }
+    ~PlainReads() { close(descriptor); }
+    PlainReads(const PlainReads&) = delete;
+    PlainReads& operator=(const PlainReads&) = delete;
+
+    void Run() {
+        for (std::size_t done = 0; done < size; done += block.size()) {
+            const std::size_t part = std::min(block.size(), size - done);
+            if (pread(descriptor, block.data(), part, static_cast<off_t>(offset + done)) < 0)
+                Fail("can't read");
+        }
+    }
+
+private:
+    int descriptor;
+    std::vector<char> block;
+    std::uint32_t offset = 0, size = 0;
+};
+
+Contestant PlainReadsOf(const std::string& path, std::uint16_t section, std::size_t piece) {
+    const auto reads = std::make_shared<PlainReads>(path, section, piece);
+    return {"read", nullptr, [reads] { reads->Run(); }};
+}
+
 // A symbol file twice, because the library has a file to itself, and the peers' stores of the same symbols.
 struct SymbolFiles {
     explicit SymbolFiles(const SymbolOptions& symbolOptions) : options(symbolOptions) {
@@ -218,13 +259,21 @@ struct SectionFiles {
     TemporaryFile sections{"sections.sym"}, copy{"sections-copy.sym"};
 };
 
-Row SectionRow(const std::string& name, std::uint16_t section) {
+Row SectionRow(const std::string& name, std::uint16_t section, std::int32_t records = kRecords) {
     return {name, [=]() -> std::vector<Contestant> {
                 static const SectionFiles files;
-                return {Walking<LimitFile>("limit", section, files.sections.Path(), Ids()),
-                        Walking<OpenFile>("memory", section, files.sections.Path(), Ids(), true),
-                        Walking<OpenFile>("file", section, files.copy.Path(), Ids(), false),
-                        Walking<PlainFile>("plain", section, files.sections.Path(), Ids())};
+                brokerCapacity = records;
+                std::vector<Contestant> contestants = {
+                    Walking<LimitFile>("limit", section, files.sections.Path(), Ids()),
+                    Walking<OpenFile>("memory", section, files.sections.Path(), Ids(), true),
+                    Walking<OpenFile>("file", section, files.copy.Path(), Ids(), false),
+                    Walking<PlainFile>("plain", section, files.sections.Path(), Ids())};
+                if (section == 3 || section == 4 || section == 11) {
+                    const std::size_t array = sizeof(BrokerInfoRecord) * static_cast<std::size_t>(records);
+                    contestants.push_back(PlainReadsOf(files.sections.Path(), section,
+                                                       records > kRecords ? array : kReadAhead));
+                }
+                return contestants;
             }};
 }
 
@@ -346,6 +395,8 @@ std::vector<Row> Rows() {
         rows = symbolRows;
         for (const auto& [id, name] : sections)
             rows.push_back(SectionRow(std::to_string(id) + " " + name, id));
+        rows.push_back(SectionRow("4 brokers, arrays of 5,000", 4, 5000));
+        rows.push_back(SectionRow("4 brokers, one array", 4, 65535));
     }
     if (extent != Extent::kShort) {
         rows.push_back(HppRow("2 symbols", 2));
@@ -396,6 +447,7 @@ struct Measured {
 void Check(const std::string& row, const std::vector<Measured>& all, std::uint64_t& elements) {
     Checksum limit;
     for (std::size_t i = 0; i < all.size(); ++i) {
+        if (!all[i].contestant.check) continue;
         const Checksum sum = all[i].contestant.check();
         if (i == 0) limit = sum;
         if (sum == limit && sum.elements > 0) continue;
@@ -528,7 +580,7 @@ public:
             } else {
                 std::printf(" %9.0f %8.2f", Value(run, "elements"), Value(run, "limit_ns"));
                 for (const char* const name : {"memory", "file"}) PrintMode(run, name);
-                for (const char* const name : {"plain", "flatbuffers", "sqlite"}) {
+                for (const char* const name : {"plain", "flatbuffers", "sqlite", "read"}) {
                     const double ratio = Value(run, std::string(name) + "_ratio");
                     if (ratio != 0) std::printf("  %s x%.2f", name, ratio);
                 }
