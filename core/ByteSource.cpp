@@ -103,6 +103,16 @@ ByteSource::Delivery ByteSource::ReadAcrossWindow(void* dst, u32 n) {
     return {got, false};
 }
 
+u32 ByteSource::ReadPastWindow(void* dst, u32 n) {
+    const u32 held = static_cast<u32>(std::min<std::size_t>(n, Lent()));
+    const u64 position = Position();
+    u32 got = 0;
+    std::memcpy(dst, next, held);
+    if (!ReadFileAt(position + held, static_cast<u8*>(dst) + held, n - held, got)) return 0;
+    StartWindowAt(position + held + got);
+    return held + got;
+}
+
 bool ByteSource::AtEndOfWindow() {
     if (inMemory) return hasImage || imageSize == 0;
     return file == nullptr || !Refill(1) || next == end;
@@ -215,6 +225,10 @@ void ByteSource::MoveTo(u64 position) {
         next = begin + (position - windowOffset);
         return;
     }
+    StartWindowAt(position);
+}
+
+void ByteSource::StartWindowAt(u64 position) {
     SetWindow(block.get(), 0, position);
     readAhead = kFirstReadAhead;
 }

@@ -56,6 +56,13 @@ public:
         return {n, false};
     }
 
+    // Whether a read of `n` bytes is long enough to be made past the window, where there is one to pass.
+    bool MayPassWindow(u64 n) const { return n >= kLeastPastWindow && !inMemory && file != nullptr; }
+
+    // Reads `n` bytes straight to `dst`, without the copy in the window, and gives how many came before the
+    // file ended. A read that fails gives 0, moves nothing and leaves any bytes at `dst`.
+    u32 ReadPastWindow(void* dst, u32 n);
+
     // A strict read: true when all of `n` bytes came.
     bool ReadStrict(void* dst, u32 n) { return ReadBytes(dst, n).got == n; }
 
@@ -126,11 +133,16 @@ private:
     bool Refill(u32 need);
     bool ReadFileAt(u64 offset, u8* dst, u32 n, u32& got);
     void MoveTo(u64 position);
+    void StartWindowAt(u64 position);
     void SetWindow(const u8* base, u64 size, u64 offset);
     Delivery ReadAcrossWindow(void* dst, u32 n);
     bool AtEndOfWindow();
     enum class Gap { left, zeroed };
     i32 ReadTextAcrossWindow(u8* dst, i32 max, u32* outLen, Gap gap);
+
+    // Below this a read past the window costs more with its call of the operating system, and the next one
+    // for what follows, than the copy that it saves.
+    static constexpr u32 kLeastPastWindow = kWindowSize / 2;
 
     static constexpr u8 kNothing[1] = {0};  // what the window points at when it is empty
 

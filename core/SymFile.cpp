@@ -29,19 +29,12 @@ void SymFile::Close() {
     wantedIds.reset();
 }
 
-u32 SymFile::ReadRecords(void* dst, u32 size, u32 n, bool& ended) {
-    u8* to = static_cast<u8*>(dst);
-    u32 done = 0;
-    ended = false;
-    while (done < n && !ended) {
-        const u32 part = std::clamp<u32>(static_cast<u32>(source.Lent() / size), 1, n - done);
-        if (source.Lent() < size) std::memset(to, 0, size);
-        ReadLoose(to, part * size);
-        to += std::size_t{part} * size;
-        done += part;
-        ended = source.AtEnd();
-    }
-    return done;
+// Leaves a record that came in part to the reads from the window, and all of them when the read fails.
+u32 SymFile::ReadRecordsPastWindow(void* dst, u32 size, u32 n) {
+    const u32 came = source.ReadPastWindow(dst, n * size);
+    source.StepBack(came % size);
+    Consume(came / size * size);
+    return came / size;
 }
 
 }  // namespace torva

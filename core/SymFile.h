@@ -200,9 +200,28 @@ private:
         return done;
     }
 
-    // Loose reads of up to `n` records of `size` bytes, with zeros for the bytes that do not come. Stops
-    // behind the record with which the data ends, and tells so. Gives the records read; they are counted.
-    u32 ReadRecords(void* dst, u32 size, u32 n, bool& ended);
+    // Loose reads of up to `n` records, with zeros for the bytes that do not come: what the window holds,
+    // then many at once past it, then from window to window. Stops behind the record with which the data
+    // ends, and tells so. Gives the records read; they are counted.
+    template <class Record>
+    u32 ReadRecords(Record* records, u32 n, bool& ended) {
+        constexpr u32 kSize = sizeof(Record);
+        u32 done = static_cast<u32>(std::min<std::size_t>(source.Lent() / kSize, n));
+        ReadLoose(records, done * kSize);
+        if (source.MayPassWindow(u64{n - done} * kSize)) {
+            done += ReadRecordsPastWindow(records + done, kSize, n - done);
+        }
+        ended = done > 0 && source.AtEnd();
+        while (done < n && !ended) {
+            const u32 part = std::clamp<u32>(static_cast<u32>(source.Lent() / kSize), 1, n - done);
+            if (source.Lent() < kSize) std::memset(records + done, 0, kSize);
+            ReadLoose(records + done, part * kSize);
+            done += part;
+            ended = source.AtEnd();
+        }
+        return done;
+    }
+    u32 ReadRecordsPastWindow(void* dst, u32 size, u32 n);
 
     // Takes a text that only passes through the per-call arena, on its way to a buffer of the caller. Null
     // when it is longer than the arena allows, or cut off; *length counts the terminator. Valid until the

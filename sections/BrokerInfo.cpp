@@ -38,8 +38,7 @@ i32 SymFile::GetNextBrokerInfoGroup(i32* count, BrokerInfoRecord* records, i32 c
         result = SYM_END_OF_DATA;
     } else if (room > 0) {
         bool ended = false;
-        done = ReadRecords(records, sizeof *records,
-                           std::min<u32>(brokerRecordCount - brokerRecordIndex, room), ended);
+        done = ReadRecords(records, std::min<u32>(brokerRecordCount - brokerRecordIndex, room), ended);
         brokerRecordIndex = static_cast<u16>(brokerRecordIndex + done - (ended ? 1U : 0U));
         if (brokerRecordIndex == brokerRecordCount) {
             brokerRecordIndex = 0;

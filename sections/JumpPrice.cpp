@@ -51,7 +51,7 @@ i32 SymFile::GetAgainJumpPriceData(i32* count, JumpPriceRecord* records, i32 cap
         const u32 left = std::min<u32>(jumpRecordCount - jumpRecordIndex, room - done);
         const u32 upToPassing = (sectionSize - sectionConsumed) / u32{sizeof *records} + 1;
         bool ended = false;
-        const u32 part = ReadRecords(records + done, sizeof *records, std::min(left, upToPassing), ended);
+        const u32 part = ReadRecords(records + done, std::min(left, upToPassing), ended);
         done += part;
         jumpRecordIndex = static_cast<u16>(jumpRecordIndex + part);
         if (sectionConsumed > sectionSize) {

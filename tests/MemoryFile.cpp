@@ -28,9 +28,10 @@ public:
     bool Read(void* dst, torva::u32 size, torva::u32& got) override {
         got = 0;
         const Kind fault = NextFault();
-        if (fault == Kind::kFail) return false;
-        if (position < plan.badEnd && position + size > plan.badBegin) {
-            ++injected;
+        const bool bad = position < plan.badEnd && position + size > plan.badBegin;
+        if (fault == Kind::kFail || bad) {
+            if (bad) ++injected;
+            memset(dst, 0xEE, size);  // nothing is promised about these bytes
             return false;
         }
         const uint64_t left = position < bytes.size() ? bytes.size() - position : 0;

@@ -66,6 +66,13 @@ std::string Read(ByteSource& source, u32 n) {
     return delivery.failed ? "failed" : std::to_string(delivery.got) + " " + Hex(room.Data(), delivery.got);
 }
 
+std::string ReadPastWindow(ByteSource& source, u32 n) {
+    Guarded<u8> room(n);
+    const u32 got = source.ReadPastWindow(room.Data(), n);
+    EXPECT_TRUE(room.Intact());
+    return std::to_string(got) + " " + Hex(room.Data(), got);
+}
+
 std::string ReadText(ByteSource& source, i32 max) {
     Guarded<u8> room(static_cast<std::size_t>(std::max(max, 0)) + 1);
     u32 length = 99;
@@ -101,6 +108,10 @@ TEST(ByteSource, AgreesWithAPlainModel) {
             SCOPED_TRACE(testing::Message() << "turn " << turn << " at " << model.at << ", " << few);
             switch (upTo(7)) {
                 case 0:
+                    if (const u32 many = upTo(2 * kWindow); source.MayPassWindow(many)) {
+                        EXPECT_EQ(ReadPastWindow(source, many), model.Read(many));
+                    }
+                    break;
                 case 1:
                     EXPECT_EQ(Read(source, few), model.Read(few));
                     break;
@@ -224,6 +235,7 @@ TEST_F(FailingReads, MeetOnlyTheCallThatNeedsTheSector) {
     EXPECT_EQ(source.Position(), 100U);
     source.StepBack(10);
     EXPECT_FALSE(source.AtEnd());
+    EXPECT_EQ(ReadPastWindow(source, 60), "0 ");
     EXPECT_EQ(Read(source, 11), "failed") << "nothing of a read that fails is delivered";
     EXPECT_EQ(Read(source, 10), "10 78787878787878787878");
     EXPECT_EQ(ReadText(source, 7), "TOO_SMALL 8") << "turns without a byte count like characters";

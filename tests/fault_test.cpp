@@ -50,6 +50,21 @@ Bytes SpreadFile(uint32_t gap, uint32_t elements, uint32_t textLength) {
     return Write(file);
 }
 
+// Runs of records that are read past the window when there is room for them.
+Bytes LongRuns() {
+    symwrite::File file;
+    for (const uint16_t id : {uint16_t{3}, uint16_t{4}}) {
+        symwrite::RandomFileOptions options;
+        options.onlySection = id;
+        options.elements = id == 3 ? 2 : 5000;
+        options.inner = 3000;
+        file.sections.push_back(std::move(RandomFile(options).sections.front()));
+    }
+    return Write(file);
+}
+
+constexpr int32_t kRoomForRuns = 4000;
+
 struct Trial {
     int32_t opened = 0;
     std::vector<Outcome> outcomes;
@@ -57,7 +72,7 @@ struct Trial {
 };
 
 // Opens the file and walks all of it. A disk that fails from the beginning on may leave nothing to walk.
-Trial OpenAndWalk(const Bytes& file, bool wholeFile, const Plan& plan) {
+Trial OpenAndWalk(const Bytes& file, bool wholeFile, const Plan& plan, int32_t capacity = 3) {
     Trial trial;
     const memoryfile::Scope scope(file, plan);
     driver::insideLibrary = true;
@@ -66,7 +81,7 @@ Trial OpenAndWalk(const Bytes& file, bool wholeFile, const Plan& plan) {
     if (trial.opened <= 0) return trial;
     const auto handle = static_cast<uint16_t>(trial.opened);
     driver::WalkOptions options;
-    options.capacity = 3;
+    options.capacity = capacity;
     options.children = 2;
     options.textRoom = 300;
     options.fileSize = 20000;
@@ -84,7 +99,7 @@ Trial OpenAndWalk(const Bytes& file, bool wholeFile, const Plan& plan) {
 // What holds after any trial, whatever went wrong in it. `lossless` is what a walk gives when nothing goes
 // wrong.
 void ExpectNothingLost(const Bytes& file, bool wholeFile, const Trial& trial, const Trial& lossless,
-                       const std::string& what) {
+                       const std::string& what, int32_t capacity = 3) {
     for (const Outcome& outcome : trial.outcomes) {
         ASSERT_TRUE(outcome.guardsIntact) << what;
         ASSERT_TRUE(outcome.result >= SYM_ERR_READ && outcome.result != SYM_ERR_OPEN &&
@@ -96,7 +111,7 @@ void ExpectNothingLost(const Bytes& file, bool wholeFile, const Trial& trial, co
     auto other = std::async(std::launch::async, [] { tv_CloseSymFile(7); });
     ASSERT_EQ(other.wait_for(std::chrono::seconds(60)), std::future_status::ready)
         << what << ", a lock is held";
-    const Trial next = OpenAndWalk(file, wholeFile, {});
+    const Trial next = OpenAndWalk(file, wholeFile, {}, capacity);
     ASSERT_EQ(next.opened, 1) << what;
     ASSERT_TRUE(next.outcomes == lossless.outcomes) << what;
 }
@@ -104,37 +119,45 @@ void ExpectNothingLost(const Bytes& file, bool wholeFile, const Trial& trial, co
 class FaultSweep : public testing::Test {
 protected:
     void TearDown() override { std::cout << faults << " faults\n"; }
+    void FailEachOperation(const Bytes& file, bool wholeFile, int32_t capacity);
     uint64_t faults = 0;
 };
 
+void FaultSweep::FailEachOperation(const Bytes& file, bool wholeFile, int32_t capacity) {
+    const Trial lossless = OpenAndWalk(file, wholeFile, {}, capacity);
+    ASSERT_EQ(lossless.opened, 1);
+    ASSERT_GT(lossless.operations, wholeFile ? 1U : 10U);
+    for (uint64_t n = 0; n < lossless.operations; ++n) {
+        for (const Plan::Kind kind : {Plan::Kind::kFail, Plan::Kind::kShort}) {
+            for (const bool all : {false, true}) {
+                Plan plan;
+                plan.kind = kind;
+                plan.first = n;
+                plan.andAllBehind = all;
+                const int64_t blocks = liveBlocks;
+                {
+                    const Trial trial = OpenAndWalk(file, wholeFile, plan, capacity);
+                    faults += memoryfile::Scope::Injected();
+                    const std::string what = std::string(wholeFile ? "memory" : "file") +
+                                             " mode, operation " + std::to_string(n) +
+                                             (kind == Plan::Kind::kFail ? " fails" : " is short") +
+                                             (all ? " and all behind it" : "");
+                    ExpectNothingLost(file, wholeFile, trial, lossless, what, capacity);
+                    if (HasFatalFailure()) return;
+                }
+                ASSERT_EQ(liveBlocks, blocks) << "operation " << n;
+            }
+        }
+    }
+}
+
 // The n-th read, seek or size query fails or comes back short, alone or with all behind it, for every n.
 TEST_F(FaultSweep, DiskOperations) {
-    const Bytes file = SpreadFile(70000, 120, 150);
-    for (const bool wholeFile : {false, true}) {
-        const Trial lossless = OpenAndWalk(file, wholeFile, {});
-        ASSERT_EQ(lossless.opened, 1);
-        ASSERT_GT(lossless.operations, wholeFile ? 1U : 60U);
-        for (uint64_t n = 0; n < lossless.operations; ++n) {
-            for (const Plan::Kind kind : {Plan::Kind::kFail, Plan::Kind::kShort}) {
-                for (const bool all : {false, true}) {
-                    Plan plan;
-                    plan.kind = kind;
-                    plan.first = n;
-                    plan.andAllBehind = all;
-                    const int64_t blocks = liveBlocks;
-                    {
-                        const Trial trial = OpenAndWalk(file, wholeFile, plan);
-                        faults += memoryfile::Scope::Injected();
-                        const std::string what = std::string(wholeFile ? "memory" : "file") +
-                                                 " mode, operation " + std::to_string(n) +
-                                                 (kind == Plan::Kind::kFail ? " fails" : " is short") +
-                                                 (all ? " and all behind it" : "");
-                        ExpectNothingLost(file, wholeFile, trial, lossless, what);
-                        if (HasFatalFailure()) return;
-                    }
-                    ASSERT_EQ(liveBlocks, blocks) << "operation " << n;
-                }
-            }
+    const std::pair<Bytes, int32_t> cases[] = {{SpreadFile(70000, 120, 150), 3}, {LongRuns(), kRoomForRuns}};
+    for (const auto& [file, capacity] : cases) {
+        for (const bool wholeFile : {false, true}) {
+            FailEachOperation(file, wholeFile, capacity);
+            if (HasFatalFailure()) return;
         }
     }
 }
@@ -160,6 +183,33 @@ TEST_F(FaultSweep, BadSectors) {
                     faults += memoryfile::Scope::Injected();
                 }
             }
+        }
+    }
+}
+
+// The same for runs of records that are read past the window: bad sectors at every place of them, and the
+// file's end.
+TEST_F(FaultSweep, LongRuns) {
+    const Bytes whole = LongRuns();
+    std::vector<uint64_t> places;
+    for (uint64_t at = 30; at < whole.size(); at += FullSweep() ? 1013 : 10007) {
+        for (uint64_t beside = at; beside < at + 30; beside += 6) places.push_back(beside);
+    }
+    for (const uint64_t at : places) {
+        for (const bool cut : {false, true}) {
+            const Bytes file = symwrite::CutAt(whole, cut ? at : whole.size());
+            driver::OpenOptions open;
+            if (!cut) {
+                open.badBegin = at;
+                open.badEnd = at + 3;
+            }
+            driver::Pair pair(file, open);
+            for (const int32_t capacity : {kRoomForRuns, 1500}) {
+                driver::WalkAll([&pair](const driver::Call& call) { return pair.Step(call); },
+                                {capacity, 8, 2, 4000});
+            }
+            ASSERT_EQ(pair.Difference(), "") << (cut ? "cut at " : "bad at ") << at;
+            faults += memoryfile::Scope::Injected();
         }
     }
 }
