@@ -18,7 +18,7 @@ public:
 
     std::string Read(u32 n) {
         const u64 got = std::min<u64>(n, Left());
-        const std::string text =
+        std::string text =
             std::to_string(got) + " " + Hex(bytes.data() + Start(), static_cast<std::size_t>(got));
         at += got;
         return text;
