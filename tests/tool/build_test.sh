@@ -45,7 +45,20 @@ expect 2 'tvsym: no/x.sym: no is no directory' "$tvsym" build chinese.json no/x.
 expect 64 'tvsym: *NO-SUCH-SET*' "$tvsym" build --encoding NO-SUCH-SET chinese.json old.sym
 [ -e /dev/full ] && expect 2 'tvsym: /dev/full: *' "$tvsym" build chinese.json /dev/full
 same old.sym kept.sym
-[ "$(find . -name '*.part')" = "" ] || { echo "FAILED: a part is left"; failures=$((failures + 1)); }
+
+# A disk that is full: as much as fits, then an error.
+"$tvsym" build "$source_dir/samples/instruments.json" sample.sym
+full() {
+    (ulimit -f 20 && "$tvsym" "$@")
+}
+expect 2 'tvsym: old.sym: cannot be written: File too large' full build "$source_dir/samples/instruments.json" old.sym
+expect 2 'tvsym: old.sym: cannot be written: File too large' full dump sample.sym --output old.sym
+expect 2 'tvsym: new/symbols.csv: cannot be written: File too large' full dump sample.sym --format csv --output new
+expect 2 'tvsym: new/symbols.csv: cannot be written: File too large' full export sample.sym new/
+expect 2 'tvsym: old.sym: *' full export --format sqlite sample.sym old.sym
+[ ! -e new ] || { echo "FAILED: a folder is left"; failures=$((failures + 1)); }
+same old.sym kept.sym
+[ "$(find . -name '*.part*')" = "" ] || { echo "FAILED: a part is left"; failures=$((failures + 1)); }
 
 # A link stays a link, the file keeps its permissions, and both streams work.
 chmod 640 old.sym
@@ -66,6 +79,9 @@ expect 0 '' "$tvsym" build tables again.sym
 same again.sym old.sym
 mkdir edited damaged
 printf '\xef\xbb\xbfname,note,id\n"a ""b"", c",x,1\r\nhex:ff,,2\n\n' >edited/fund-companies.csv
+printf 'definition_no,definition_first,definition_second,definition_third,id_no,id\n1,5 6,,1,1,7\n1,5 6,,1,2,8\n2,,,,,\n' \
+    >edited/level2-eod-items.csv
+printf 'bytes\n0102\nff\n' >edited/section-99.csv
 printf 'head_no,head_id,head_name,item_no,item_tag,name_no,name\n1,7,h,1,2,1,n\n1,7,h,1,2,2,\n1,7,h,2,3,,\n2,8,,,,,\n' \
     >edited/foreign-trade.csv
 expect 0 '' "$tvsym" build edited edited.sym
@@ -79,7 +95,12 @@ cat >expected <<'TEXT'
 {"id": 14, "name": "foreign-trade", "heads": [
 {"id":7,"name":"h","items":[{"tag":2,"names":["n",""]},{"tag":3,"names":[]}]},
 {"id":8,"name":"","items":[]}
-]}
+]},
+{"id": 18, "name": "level2-eod-items", "definitions": [
+{"first":[5,6],"second":[],"third":[1],"ids":[7,8]},
+{"first":[],"second":[],"third":[],"ids":[]}
+]},
+{"id": 99, "bytes": "0102ff"}
 ]}
 TEXT
 same stdout expected
@@ -93,6 +114,13 @@ tvsym: damaged: symbols.csv: line 5: a quoted cell is not closed
 tvsym: damaged: symbols.csv: line 2: /fields/0/value: *, found 300
 tvsym: damaged: fund-companies.csv: line 1: the column "name" is missing
 tvsym: damaged: real-delay.csv: line 2: /second: *, found 256' "$tvsym" build damaged old.sym
+printf 'id,file,before\n70000,x.csv,\n9,../x.csv,\n9,fund-companies.csv,1\n,,1z\n' >edited/directory.csv
+expect 1 'tvsym: edited: directory.csv: line 2: id: *65535, found "70000"
+tvsym: edited: directory.csv: line 3: file: *, found "../x.csv"
+tvsym: edited: directory.csv: line 4: *
+tvsym: edited: directory.csv: line 5: *' "$tvsym" build edited old.sym
+printf 'id,file,before\n9,gone.csv,\n' >edited/directory.csv
+expect 2 'tvsym: edited/gone.csv: No such file or directory' "$tvsym" build edited old.sym
 expect 2 'tvsym: directory: *symbols.csv' "$tvsym" build directory old.sym
 same old.sym again.sym
 

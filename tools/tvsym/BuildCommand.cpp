@@ -45,32 +45,6 @@ void WriteTo(Output& output, const symwrite::File& file) {
     output.Close();
 }
 
-void Replace(const std::string& name, const symwrite::File& file) {
-    std::error_code error;
-    std::filesystem::path target(name);
-    if (std::filesystem::is_directory(target, error)) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: is a directory", name));
-    }
-    const std::filesystem::file_status old = std::filesystem::status(target, error);
-    if (std::filesystem::exists(old) && !std::filesystem::is_regular_file(old)) {
-        Output output(name);  // a pipe or a device cannot be replaced, only written to
-        WriteTo(output, file);
-        return;
-    }
-    if (std::filesystem::is_symlink(target, error)) {
-        const std::filesystem::path real = std::filesystem::weakly_canonical(target, error);
-        target = error ? target : real;  // the file behind the link is the one to replace
-    }
-    const std::filesystem::path directory = target.parent_path();
-    if (!directory.empty() && !std::filesystem::is_directory(directory, error)) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: {} is no directory", name, directory.string()));
-    }
-    Replacement replacement(target);
-    Output output(replacement.Path());
-    WriteTo(output, file);
-    replacement.TakePlace();
-}
-
 void PrintErrors(const std::string& name, const symwrite::JsonErrors& errors) {
     TextCodec plain;  // a document must not play with the terminal
     for (const symwrite::JsonError& error : errors.First()) {
@@ -107,7 +81,10 @@ int RunBuild(const BuildOptions& options) {
         Output output;
         WriteTo(output, file);
     } else {
-        Replace(options.target, file);
+        Replacement replacement(options.target);
+        Output output(replacement.Path(), options.target);
+        WriteTo(output, file);
+        replacement.TakePlace();
     }
     return kExitOk;
 }

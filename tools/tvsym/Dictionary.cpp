@@ -38,35 +38,11 @@ ValueType TypeFrom(symwrite::FieldType type) {
     }
 }
 
-u64 Unsigned(std::string_view payload) {
-    u64 number = 0;
-    for (size_t at = payload.size(); at-- > 0;) {
-        number = number << 8 | static_cast<u8>(payload[at]);
-    }
-    return number;
-}
-
-i64 Signed(std::string_view payload) {
-    const size_t unused = 64 - 8 * payload.size();  // the payload is not empty
-    return static_cast<i64>(Unsigned(payload) << unused) >> unused;
-}
-
-double Float(std::string_view payload) {
-    if (payload.size() == sizeof(float)) {
-        float number = 0;
-        std::memcpy(&number, payload.data(), sizeof number);
-        return number;
-    }
-    double number = 0;
-    std::memcpy(&number, payload.data(), sizeof number);
-    return number;
-}
-
 // A float prints with the digits that tell it from its neighbours, not with those of the double that holds
 // it.
 std::string FloatText(std::string_view payload) {
-    return payload.size() == sizeof(float) ? fmt::format("{}", static_cast<float>(Float(payload)))
-                                           : fmt::format("{}", Float(payload));
+    return payload.size() == sizeof(float) ? fmt::format("{}", static_cast<float>(PayloadFloat(payload)))
+                                           : fmt::format("{}", PayloadFloat(payload));
 }
 
 bool IsDate(u64 number) {
@@ -80,6 +56,30 @@ std::string DateText(u64 number) {
 }
 
 }  // namespace
+
+u64 PayloadNumber(std::string_view payload) {
+    u64 number = 0;
+    for (size_t at = payload.size(); at-- > 0;) {
+        number = number << 8 | static_cast<u8>(payload[at]);
+    }
+    return number;
+}
+
+i64 PayloadSigned(std::string_view payload) {
+    const size_t unused = 64 - 8 * payload.size();
+    return static_cast<i64>(PayloadNumber(payload) << unused) >> unused;
+}
+
+double PayloadFloat(std::string_view payload) {
+    if (payload.size() == sizeof(float)) {
+        float number = 0;
+        std::memcpy(&number, payload.data(), sizeof number);
+        return number;
+    }
+    double number = 0;
+    std::memcpy(&number, payload.data(), sizeof number);
+    return number;
+}
 
 Dictionary Dictionary::Load(const std::string& path, const std::string& symbolFile) {
     std::string file = path;
@@ -154,14 +154,14 @@ std::string ValueText(ValueType type, std::string_view payload, TextCodec& codec
         case ValueType::Text:
             return codec.Display(payload);
         case ValueType::Unsigned:
-            return fmt::format("{}", Unsigned(payload));
+            return fmt::format("{}", PayloadNumber(payload));
         case ValueType::Signed:
-            return fmt::format("{}", Signed(payload));
+            return fmt::format("{}", PayloadSigned(payload));
         case ValueType::Float:
             return FloatText(payload);
         case ValueType::Date:
-            return IsDate(Unsigned(payload)) ? DateText(Unsigned(payload))
-                                             : fmt::format("{}", Unsigned(payload));
+            return IsDate(PayloadNumber(payload)) ? DateText(PayloadNumber(payload))
+                                                  : fmt::format("{}", PayloadNumber(payload));
         case ValueType::Hex:
             break;
     }
@@ -174,11 +174,11 @@ int CompareValues(ValueType type, std::string_view a, std::string_view b) {
         case ValueType::Text:
             return sign(a, b);
         case ValueType::Signed:
-            return sign(Signed(a), Signed(b));
+            return sign(PayloadSigned(a), PayloadSigned(b));
         case ValueType::Float:
-            return sign(Float(a), Float(b));
+            return sign(PayloadFloat(a), PayloadFloat(b));
         default:
-            return sign(Unsigned(a), Unsigned(b));
+            return sign(PayloadNumber(a), PayloadNumber(b));
     }
 }
 
@@ -190,10 +190,10 @@ std::string ValueJson(ValueType type, std::string_view payload, TextCodec& codec
         case ValueType::Signed:
             return ValueText(type, payload, codec);
         case ValueType::Float:
-            return std::isfinite(Float(payload)) ? FloatText(payload) : JsonString(FloatText(payload));
+            return std::isfinite(PayloadFloat(payload)) ? FloatText(payload) : JsonString(FloatText(payload));
         case ValueType::Date:
-            return IsDate(Unsigned(payload)) ? JsonString(DateText(Unsigned(payload)))
-                                             : fmt::format("{}", Unsigned(payload));
+            return IsDate(PayloadNumber(payload)) ? JsonString(DateText(PayloadNumber(payload)))
+                                                  : fmt::format("{}", PayloadNumber(payload));
         case ValueType::Hex:
             break;
     }

@@ -50,6 +50,11 @@ private:
     std::map<std::string, u16, std::less<>> ids;
 };
 
+// The number that a payload of 1 to 8 bytes is, 0 for an empty one.
+u64 PayloadNumber(std::string_view payload);
+i64 PayloadSigned(std::string_view payload);    // not of an empty one
+double PayloadFloat(std::string_view payload);  // of 4 or 8 bytes
+
 // A value for people: "12.5", "2024-01-31", "0x0aff", a text as TextCodec::Display gives it.
 std::string ValueText(ValueType type, std::string_view payload, TextCodec& codec);
 

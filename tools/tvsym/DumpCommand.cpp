@@ -2,11 +2,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "tools/tvsym/Commands.h"
+#include "tools/tvsym/CsvFolder.h"
 #include "tools/tvsym/Options.h"
-#include "tools/tvsym/Rows.h"
 #include "tools/tvsym/SymbolPrinter.h"
 #include "tools/tvsym/Terminal.h"
 
@@ -49,16 +48,14 @@ public:
         }
         if (options.format == "csv") {
             Csv();
+        } else if (options.output.empty() || options.output == "-") {
+            Output out;
+            Document(out);
         } else {
-            const std::unique_ptr<Output> out = options.output.empty() || options.output == "-"
-                                                    ? std::make_unique<Output>()
-                                                    : std::make_unique<Output>(options.output);
-            if (options.format == "json") {
-                Json(*out);
-            } else {
-                LinesOrTables(*out);
-            }
-            out->Close();
+            Replacement replacement(options.output);
+            Output out(replacement.Path(), options.output);
+            Document(out);
+            replacement.TakePlace();
         }
         progress.Hide();
         return ReportProblems(reader, ids, problems);
@@ -69,18 +66,19 @@ private:
         return wanted.empty() || std::find(wanted.begin(), wanted.end(), id) != wanted.end();
     }
 
-    // Walks a section into `rows`; gives the first problem that it has.
-    std::optional<Problem> WalkInto(u16 id, RowWriter& rows) {
-        const Walk walk = reader.WalkSection(
-            id, [&](size_t level, std::span<const Cell> cells) { rows.Row(level, cells); });
-        rows.Finish();
-        problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
-        return walk.problems.empty() ? std::nullopt : std::optional(walk.problems.front());
+    void Document(Output& out) {
+        if (options.format == "json") {
+            Json(out);
+        } else {
+            LinesOrTables(out);
+        }
+        out.Close();
     }
 
-    // A section that no reader delivers, but whose bytes are there.
-    bool IsRaw(const DirectoryEntry& entry) const {
-        return entry.idAtStart == entry.id && (!entry.firstOfId || !FindSection(entry.id));
+    // The first problem of a walk.
+    std::optional<Problem> Take(const Walk& walk) {
+        problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
+        return walk.problems.empty() ? std::nullopt : std::optional(walk.problems.front());
     }
 
     // The document that `build` reads. What no reader delivers stands in it as bytes, so that nothing is lost
@@ -88,38 +86,26 @@ private:
     // over.
     void Json(Output& out) {
         out.Write("{\"sections\": [");
+        const StoredFile stored = StoredSections(reader.Raw(), wanted);
         const char* separator = "\n";
-        const std::vector<DirectoryEntry> directory = reader.Raw().directory;
-        const bool inOrder = std::is_sorted(directory.begin(), directory.end(),
-                                            [](const auto& a, const auto& b) { return a.offset < b.offset; });
-        u64 end = 2 + u64{10} * reader.Raw().entryCount;
-        for (const DirectoryEntry& entry : directory) {
-            const bool readable = entry.Readable() && FindSection(entry.id);
-            if (!Wanted(entry.id) || (!readable && !IsRaw(entry))) {
-                end = entry.End();
-                continue;
-            }
+        for (const StoredSection& section : stored.sections) {
+            const DirectoryEntry& entry = section.entry;
             out.Write(fmt::format("{}{{\"id\": {}", separator, entry.id));
             separator = ",\n";
-            if (const SectionInfo* section = FindSection(entry.id)) {
-                out.Write(fmt::format(", \"name\": \"{}\"", section->name));
+            if (const SectionInfo* known = FindSection(entry.id)) {
+                out.Write(fmt::format(", \"name\": \"{}\"", known->name));
             }
-            if (inOrder && wanted.empty() && entry.offset > end) {
-                RawMember(out, "before", end, entry.offset - end);
-            }
-            end = entry.End();
-            if (readable) {
+            RawMember(out, "before", entry.offset - section.before, section.before);
+            if (section.section) {
                 JsonElements(out, entry.id);
             } else {
-                RawMember(out, "bytes", u64{entry.offset} + 2,
-                          entry.End() - entry.offset - std::min<u64>(entry.size, 2));
+                out.Write(", \"bytes\": ");
+                WriteHex(out, section.BodyOffset(), section.BodySize());
             }
             out.Write("}");
         }
         out.Write("\n]");
-        if (inOrder && wanted.empty() && end < reader.Raw().fileSize) {
-            RawMember(out, "behind", end, reader.Raw().fileSize - end);
-        }
+        RawMember(out, "behind", reader.Raw().fileSize - stored.behind, stored.behind);
         if (!problems.empty() || !reader.DirectoryProblems().empty()) {
             out.Write(",\n\"_damaged\": true");
         }
@@ -127,17 +113,10 @@ private:
     }
 
     void JsonElements(Output& out, u16 id) {
-        const SectionInfo& section = *FindSection(id);
+        const SectionInfo& section = StoredForm(id);
         out.Write(fmt::format(", \"{}\": [", section.levels[0].name));
-        std::optional<std::vector<DefinitionGroup>> arrangement;
-        if (id == 18 || id == 21) {
-            const DirectoryEntry entry = *reader.Raw().Find(id);
-            std::string bytes;
-            reader.ReadRaw(entry.offset, entry.size, [&](std::string_view part) { bytes += part; });
-            arrangement = ParseDefinitionGroups(id, bytes);
-        }
         const std::optional<Problem> problem =
-            WalkInto(id, *MakeJsonRows(out, section, context, false, std::move(arrangement)));
+            Take(WalkStored(reader, id, *MakeJsonRows(out, section, context, false)));
         out.Write("]");
         if (problem) {
             out.Write(fmt::format(", \"_problem\": {}", JsonText(problem->what, codec)));
@@ -145,55 +124,48 @@ private:
     }
 
     void RawMember(Output& out, const char* name, u64 offset, u64 size) {
-        out.Write(fmt::format(", \"{}\": \"", name));
+        if (size > 0) {
+            out.Write(fmt::format(", \"{}\": ", name));
+            WriteHex(out, offset, size);
+        }
+    }
+
+    void WriteHex(Output& out, u64 offset, u64 size) {
+        out.Write("\"");
         reader.ReadRaw(offset, size, [&](std::string_view bytes) { out.Write(Hex(bytes)); });
         out.Write("\"");
-    }
-
-    // The first entries of each id that is wanted and there.
-    std::vector<DirectoryEntry> Entries() const {
-        std::vector<DirectoryEntry> entries;
-        for (const DirectoryEntry& entry : reader.Raw().directory) {
-            if (Wanted(entry.id) && entry.Readable()) {
-                entries.push_back(entry);
-            }
-        }
-        return entries;
-    }
-
-    void WriteHex(Output& out, const DirectoryEntry& entry) {
-        reader.ReadRaw(u64{entry.offset} + 2, std::max(entry.size, 2U) - 2,
-                       [&](std::string_view bytes) { out.Write(Hex(bytes)); });
     }
 
     void LinesOrTables(Output& out) {
         const bool lines = options.format == "ndjson";
         bool first = true;
-        for (const DirectoryEntry& entry : Entries()) {
-            const SectionInfo* section = FindSection(entry.id);
-            if (lines && section) {
-                WalkInto(entry.id, *MakeJsonRows(out, *section, context, true));
+        for (const StoredSection& stored : StoredSections(reader.Raw(), wanted).sections) {
+            const u16 id = stored.entry.id;
+            if (lines && stored.section) {
+                Take(WalkStored(reader, id, *MakeJsonRows(out, StoredForm(id), context, true)));
             } else if (lines) {
-                out.Write(fmt::format("{{\"section\":{},\"bytes\":\"", entry.id));
-                WriteHex(out, entry);
-                out.Write("\"}\n");
+                out.Write(fmt::format("{{\"section\":{},\"bytes\":", id));
+                WriteHex(out, stored.BodyOffset(), stored.BodySize());
+                out.Write("}\n");
             } else {
-                const std::string title = fmt::format("section {}: {}", entry.id, SectionTitle(entry.id));
+                const std::string title = fmt::format("section {}: {}", id, SectionTitle(id));
                 out.Write(fmt::format("{}{}\n", first ? "" : "\n", Styled(Style::Bold, title)));
                 first = false;
-                SectionTable(out, entry);
+                SectionTable(out, stored);
             }
         }
     }
 
-    void SectionTable(Output& out, const DirectoryEntry& entry) {
-        const SectionInfo* section = FindSection(entry.id);
-        if (!section) {
-            out.Write(fmt::format("{} bytes that have no reader\n", Grouped(entry.size)));
+    void SectionTable(Output& out, const StoredSection& stored) {
+        if (!stored.section) {
+            out.Write(fmt::format("{} bytes that no reader delivers\n", Grouped(stored.entry.size)));
             return;
         }
-        const std::optional<Problem> problem = WalkInto(entry.id, *MakeTableRows(out, *section, context));
-        if (problem) {
+        const std::unique_ptr<RowWriter> rows = MakeTableRows(out, *stored.section, context);
+        const Walk walk = reader.WalkSection(
+            stored.entry.id, [&](size_t level, std::span<const Cell> cells) { rows->Row(level, cells); });
+        rows->Finish();
+        if (const std::optional<Problem> problem = Take(walk)) {
             out.Write(Styled(Style::Bad, fmt::format("damaged: {}", problem->what)) + "\n");
         }
     }
@@ -203,24 +175,10 @@ private:
             throw ToolError(kExitUsage,
                             "--format csv writes one file for each section and needs --output DIR");
         }
-        std::error_code error;
-        std::filesystem::create_directories(options.output, error);
-        if (error) {
-            throw ToolError(kExitUnreadable, fmt::format("{}: {}", options.output, error.message()));
-        }
-        for (const DirectoryEntry& entry : Entries()) {
-            const SectionInfo* section = FindSection(entry.id);
-            const std::string name = section ? section->name : fmt::format("section-{}", entry.id);
-            Output out((std::filesystem::path(options.output) / (name + ".csv")).string());
-            if (section) {
-                WalkInto(entry.id, *MakeCsvRows(out, *section, context));
-            } else {
-                out.Write("bytes\r\n");
-                WriteHex(out, entry);
-                out.Write("\r\n");
-            }
-            out.Close();
-        }
+        CsvFolder folder(options.output);
+        const std::vector<Problem> found = folder.AddSections(reader, context, wanted);
+        problems.insert(problems.end(), found.begin(), found.end());
+        folder.TakePlace();
     }
 
     const DumpOptions& options;

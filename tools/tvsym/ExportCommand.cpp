@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -91,27 +90,12 @@ int RunExport(const ExportOptions& options) {
     return ReportProblems(reader, ids, problems);
 }
 
-u64 Unsigned(std::string_view payload) {
-    u64 number = 0;
-    for (size_t at = payload.size(); at-- > 0;) {
-        number = number << 8 | static_cast<u8>(payload[at]);
-    }
-    return number;
-}
-
 SqlValue Number(u64 number) {
     return number <= INT64_MAX ? SqlValue(static_cast<i64>(number)) : SqlValue(fmt::format("{}", number));
 }
 
 SqlValue Float(std::string_view payload, TextCodec& codec) {
-    double number = 0;
-    if (payload.size() == sizeof(float)) {
-        float narrow = 0;
-        std::memcpy(&narrow, payload.data(), sizeof narrow);
-        number = narrow;
-    } else {
-        std::memcpy(&number, payload.data(), sizeof number);
-    }
+    const double number = PayloadFloat(payload);
     return std::isfinite(number) ? SqlValue(number) : SqlValue(ValueText(ValueType::Float, payload, codec));
 }
 
@@ -135,17 +119,16 @@ SqlValue FieldValue(const ExportSource& source, u16 id, u8 tag, std::string_view
         return Float(payload, source.codec);
     }
     if (type == ValueType::Signed) {
-        const size_t unused = 64 - 8 * payload.size();
-        return static_cast<i64>(Unsigned(payload) << unused) >> unused;
+        return PayloadSigned(payload);
     }
     if (type == ValueType::Date) {
         const std::string date = ValueText(type, payload, source.codec);
-        return date.find('-') == std::string::npos ? Number(Unsigned(payload)) : SqlValue(date);
+        return date.find('-') == std::string::npos ? Number(PayloadNumber(payload)) : SqlValue(date);
     }
     if (type == ValueType::Hex && definition && definition->type == ValueType::Hex) {
         return Blob{std::string(payload)};
     }
-    return Number(Unsigned(payload));
+    return Number(PayloadNumber(payload));
 }
 
 std::vector<const SectionInfo*> ReadableSections(const Reader& reader) {

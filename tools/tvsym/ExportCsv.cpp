@@ -3,15 +3,15 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
 
+#include "tools/tvsym/CsvFolder.h"
 #include "tools/tvsym/Export.h"
-#include "tools/tvsym/Rows.h"
-#include "tools/tvsym/Terminal.h"
 
 namespace tvsym {
 
 namespace {
+
+constexpr const char* kWideFile = "symbols-wide.csv";
 
 enum class SqlType : u8 { Integer, LongInteger, Real, Date, Text, Key };
 
@@ -151,7 +151,7 @@ LoadTable SectionTable(const SectionInfo& section, bool withDictionary) {
 
 LoadTable WideTable(const ExportSource& source, size_t keySize) {
     constexpr size_t kLongestKey = 400;  // characters that every server takes in an index
-    LoadTable table{"symbols-wide.csv", "symbols", {{"symbol_no", SqlType::Integer}}, {"symbol_no"}};
+    LoadTable table{kWideFile, "symbols", {{"symbol_no", SqlType::Integer}}, {"symbol_no"}};
     const bool indexed = keySize <= kLongestKey;
     table.columns.push_back({"symbol", indexed ? SqlType::Key : SqlType::Text});
     if (indexed) {
@@ -182,7 +182,7 @@ std::string CellText(const SqlValue& value) {
     return blob ? "hex:" + Hex(blob->bytes) : "";
 }
 
-Walk WriteWide(const ExportSource& source, Output& out) {
+void WriteWide(const ExportSource& source, Output& out) {
     std::string line = "symbol_no,symbol";
     std::vector<u32> columnOf(65536, UINT32_MAX);
     for (size_t at = 0; at < source.wide.size(); ++at) {
@@ -192,7 +192,7 @@ Walk WriteWide(const ExportSource& source, Output& out) {
     out.Write(line + "\r\n");
     u64 number = 0;
     std::vector<std::string> cells;
-    return source.reader.WalkSymbols([&](const SymbolView& symbol) {
+    source.reader.WalkSymbols([&](const SymbolView& symbol) {
         cells.assign(source.wide.size(), "");
         std::vector<bool> filled(source.wide.size());
         for (const FieldView& field : symbol.fields) {
@@ -215,37 +215,22 @@ Walk WriteWide(const ExportSource& source, Output& out) {
 }  // namespace
 
 std::vector<Problem> ExportCsv(const ExportSource& source, const std::string& target) {
-    const std::filesystem::path folder = target;
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: {}", target, error.message()));
-    }
     const size_t keySize = std::max<size_t>(source.longestSymbol, 1);
     const bool withDictionary = !source.dictionary.All().empty();
-    std::vector<Problem> problems;
+    CsvFolder folder(target);
+    std::vector<Problem> problems = folder.AddSections(source.reader, {source.dictionary, source.codec}, {});
     std::vector<LoadTable> tables;
     for (const SectionInfo* section : ReadableSections(source.reader)) {
-        Output out((folder / fmt::format("{}.csv", section->name)).string());
-        const std::unique_ptr<RowWriter> rows = MakeCsvRows(out, *section, {source.dictionary, source.codec});
-        const Walk walk = source.reader.WalkSection(
-            section->id, [&](size_t level, std::span<const Cell> cells) { rows->Row(level, cells); });
-        rows->Finish();
-        out.Close();
-        problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
         if (section->id == 2) {
-            Output wide((folder / "symbols-wide.csv").string());
-            WriteWide(source, wide);
-            wide.Close();
+            folder.Add(kWideFile, [&](Output& out) { WriteWide(source, out); });
             tables.push_back(WideTable(source, keySize));
         }
-        tables.push_back(SectionTable(*section, withDictionary));
+        tables.push_back(SectionTable(StoredForm(section->id), withDictionary));
     }
     for (const Server& server : kServers) {
-        Output out((folder / server.script).string());
-        out.Write(Script(server, tables, keySize));
-        out.Close();
+        folder.Add(server.script, [&](Output& out) { out.Write(Script(server, tables, keySize)); });
     }
+    folder.TakePlace();
     return problems;
 }
 

@@ -37,17 +37,6 @@ std::string TableName(std::string_view sectionName) {
     return name;
 }
 
-// "entries" has entry_no.
-std::string NumberColumn(std::string_view plural) {
-    std::string name(plural);
-    if (name.ends_with("ies")) {
-        name.replace(name.size() - 3, 3, "y");
-    } else if (name.ends_with('s')) {
-        name.pop_back();
-    }
-    return name + "_no";
-}
-
 class Database {
 public:
     Database(const std::string& path, std::string targetName) : name(std::move(targetName)) {
@@ -247,7 +236,7 @@ private:
         for (size_t level = 0; level < section.levels.size(); ++level) {
             const Level& described = section.levels[level];
             const std::string table = level == 0 ? base : base + "_" + described.name;
-            const std::string number = NumberColumn(described.name);
+            const std::string number = Singular(described.name) + "_no";
             std::string columns = number + " INTEGER PRIMARY KEY";
             size_t count = 1;
             if (level > 0) {
@@ -328,10 +317,6 @@ private:
 }  // namespace
 
 std::vector<Problem> ExportSqlite(const ExportSource& source, const std::string& target) {
-    std::error_code error;
-    if (std::filesystem::is_directory(target, error)) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: is a directory; --format csv fills one", target));
-    }
     Replacement replacement(target);
     std::vector<Problem> problems = SqliteExport(source, replacement.Path(), target).Run();
     replacement.TakePlace();

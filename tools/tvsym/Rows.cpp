@@ -3,19 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
 
 namespace tvsym {
 
 namespace {
-
-u64 PayloadNumber(std::string_view payload) {
-    u64 number = 0;
-    for (size_t at = payload.size(); at-- > 0;) {
-        number = number << 8 | static_cast<u8>(payload[at]);
-    }
-    return number;
-}
 
 // A leaf level of one column is a list of plain values.
 bool IsBare(const SectionInfo& section, size_t level) {
@@ -48,13 +39,8 @@ void AppendList(std::string& to, std::span<const u16> list, std::string_view sep
 
 class JsonRows : public RowWriter {
 public:
-    JsonRows(Output& output, const SectionInfo& described, const RowContext& rowContext, bool asLines,
-             std::optional<std::vector<DefinitionGroup>> fileArrangement)
-        : out(output),
-          section(described),
-          context(rowContext),
-          lines(asLines),
-          arrangement(std::move(fileArrangement)) {
+    JsonRows(Output& output, const SectionInfo& described, const RowContext& rowContext, bool asLines)
+        : out(output), section(described), context(rowContext), lines(asLines) {
         for (const Level& level : section.levels) {
             std::vector<std::string> keys;
             for (const Column& column : level.columns) {
@@ -62,18 +48,9 @@ public:
             }
             columnKeys.push_back(std::move(keys));
         }
-        sharesLists = section.id == 18 || section.id == 21;
-        for (size_t group = 0; arrangement && group < arrangement->size(); ++group) {
-            for (const u16 id : (*arrangement)[group].ids) {
-                arrangedGroup[id] = group;  // the last group that names an id holds
-            }
-        }
     }
 
     void Row(size_t level, std::span<const Cell> cells) override {
-        if (sharesLists) {
-            return Definition(cells);
-        }
         CloseTo(level);
         Separate(level);
         if (IsBare(section, level)) {
@@ -98,7 +75,6 @@ public:
     }
 
     void Finish() override {
-        WriteGroups();
         CloseTo(0);
         if (any) {
             text += '\n';
@@ -187,84 +163,17 @@ private:
         }
     }
 
-    // What is held of these sections is no more than the section itself.
-    void Definition(std::span<const Cell> cells) {
-        const std::span<const Cell> lists = cells.subspan(1);
-        const u16 id = static_cast<u16>(cells[0].number);
-        const auto arranged = arrangedGroup.find(id);
-        const auto sameList = [](const std::vector<u16>& a, const Cell& b) {
-            return std::ranges::equal(a, b.list);
-        };
-        if (arranged == arrangedGroup.end() ||
-            !std::ranges::equal((*arrangement)[arranged->second].lists, lists, sameList)) {
-            arrangement.reset();
-            arrangedGroup.clear();
-        }
-        ++definitions;
-        std::string key;
-        for (const Cell& cell : lists) {
-            AppendNumber(key, cell.list.size());
-            key += ':';
-            key.append(reinterpret_cast<const char*>(cell.list.data()), cell.list.size_bytes());
-        }
-        const auto [found, isNew] = groupOf.try_emplace(std::move(key), groups.size());
-        if (isNew) {
-            DefinitionGroup group;
-            for (const Cell& cell : lists) {
-                group.lists.emplace_back(cell.list.begin(), cell.list.end());
-            }
-            groups.push_back(std::move(group));
-        }
-        groups[found->second].ids.push_back(id);
-    }
-
-    void WriteGroups() {
-        if (arrangement && arrangedGroup.size() == definitions) {
-            groups = std::move(*arrangement);
-        }
-        for (const DefinitionGroup& group : groups) {
-            std::span<const u16> rest = group.ids;
-            do {
-                const size_t count =
-                    std::min<size_t>(rest.size(), UINT16_MAX);  // what a group of the file takes
-                WriteGroup(rest.first(count), group.lists);
-                rest = rest.subspan(count);
-            } while (!rest.empty());
-        }
-    }
-
-    void WriteGroup(std::span<const u16> ids, const std::vector<std::vector<u16>>& lists) {
-        Separate(0);
-        text += lines ? "\"ids\":[" : "{\"ids\":[";
-        AppendList(text, ids, ",");
-        text += ']';
-        for (size_t at = 0; at < lists.size(); ++at) {
-            text += ",";
-            text += columnKeys[0][at + 1];
-            text += '[';
-            AppendList(text, lists[at], ",");
-            text += ']';
-        }
-        text += '}';
-    }
-
     static constexpr size_t kBuffered = size_t{64} * 1024;
 
     Output& out;
     const SectionInfo& section;
     RowContext context;
     bool lines;
-    bool sharesLists;
     std::string text;
     std::vector<std::vector<std::string>> columnKeys;
     size_t open = 0;        // levels that have an element under way
     bool hasChild[4] = {};  // whether that element has a child already
     bool any = false;       // whether an element was written
-    std::optional<std::vector<DefinitionGroup>> arrangement;
-    std::map<u16, size_t> arrangedGroup;
-    u64 definitions = 0;
-    std::vector<DefinitionGroup> groups;    // of sections 18 and 21, by smallest id
-    std::map<std::string, size_t> groupOf;  // from the lists
 };
 
 // ---- CSV and tables
@@ -275,14 +184,6 @@ struct FlatColumn {
 };
 
 std::vector<FlatColumn> FlatColumns(const SectionInfo& section, bool withDictionary);
-
-std::string Singular(const char* plural) {
-    std::string name = plural;
-    if (name.ends_with('s')) {
-        name.pop_back();
-    }
-    return name;
-}
 
 // Joins each row of the last level with the rows above it.
 class FlatRows : public RowWriter {
@@ -482,42 +383,9 @@ std::string CsvQuoted(std::string_view cell) {
     return quoted + '"';
 }
 
-std::optional<std::vector<DefinitionGroup>> ParseDefinitionGroups(u16 sectionId, std::string_view bytes) {
-    size_t at = 0;
-    bool good = true;
-    const auto take = [&](size_t width) {
-        good = good && bytes.size() - at >= width;
-        const u64 number = good ? PayloadNumber(bytes.substr(at, width)) : 0;
-        at += good ? width : 0;
-        return number;
-    };
-    const auto takeList = [&] {
-        std::vector<u16> list;
-        for (u64 left = take(2); good && left > 0; --left) {
-            list.push_back(static_cast<u16>(take(2)));
-        }
-        return list;
-    };
-    std::vector<DefinitionGroup> groups;
-    take(2 + 4);
-    for (u64 left = take(sectionId == 18 ? 2 : 4); good && left > 0; --left) {
-        DefinitionGroup group;
-        group.ids = takeList();
-        if (sectionId == 18) {  // second, third, first in the file
-            std::vector<u16> second = takeList();
-            std::vector<u16> third = takeList();
-            group.lists = {takeList(), std::move(second), std::move(third)};
-        } else {
-            group.lists = {takeList()};
-        }
-        groups.push_back(std::move(group));
-    }
-    return good && at == bytes.size() ? std::optional(std::move(groups)) : std::nullopt;
-}
-
 std::unique_ptr<RowWriter> MakeJsonRows(Output& out, const SectionInfo& section, const RowContext& context,
-                                        bool lines, std::optional<std::vector<DefinitionGroup>> arrangement) {
-    return std::make_unique<JsonRows>(out, section, context, lines, std::move(arrangement));
+                                        bool lines) {
+    return std::make_unique<JsonRows>(out, section, context, lines);
 }
 
 std::unique_ptr<RowWriter> MakeCsvRows(Output& out, const SectionInfo& section, const RowContext& context) {

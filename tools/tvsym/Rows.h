@@ -25,26 +25,11 @@ public:
     virtual void Finish() = 0;
 };
 
-// A group of section 18 or 21: ids that share their lists, which stand in the order of the section's columns.
-struct DefinitionGroup {
-    std::vector<u16> ids;
-    std::vector<std::vector<u16>> lists;
-};
-
-// The groups in the bytes of a whole section 18 or 21, from its id on; none when counts and size do not
-// agree.
-std::optional<std::vector<DefinitionGroup>> ParseDefinitionGroups(u16 sectionId, std::string_view bytes);
-
 // The elements of a section in the form that `build` reads, without the brackets of the list. With `lines`,
 // each element is an object of its own on a line of its own that tells its section, and values are what the
 // dictionary makes of them.
-//
-// The library hands out the ids of sections 18 and 21 one by one, each with its lists. Ids with equal lists
-// are written as one group. With `arrangement`, the groups are written as they stand there, provided that
-// they say the same as the rows: so that building what was dumped gives the same bytes.
 std::unique_ptr<RowWriter> MakeJsonRows(Output& out, const SectionInfo& section, const RowContext& context,
-                                        bool lines,
-                                        std::optional<std::vector<DefinitionGroup>> arrangement = {});
+                                        bool lines);
 
 // One line for each row of the deepest level, with the columns of the levels above in front. See CsvColumns.
 std::unique_ptr<RowWriter> MakeCsvRows(Output& out, const SectionInfo& section, const RowContext& context);

@@ -94,6 +94,16 @@ const SectionInfo* FindSection(std::string_view text) {
     return nullptr;
 }
 
+std::string Singular(std::string_view plural) {
+    std::string name(plural);
+    if (name.ends_with("ies")) {
+        name.replace(name.size() - 3, 3, "y");
+    } else if (name.ends_with('s')) {
+        name.pop_back();
+    }
+    return name;
+}
+
 const char* SectionTitle(u16 id) {
     const SectionInfo* section = FindSection(id);
     return section ? section->title : "unknown";

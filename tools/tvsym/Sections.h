@@ -50,6 +50,9 @@ const SectionInfo* FindSection(u16 id);
 // By id, name (with - or _) or title.
 const SectionInfo* FindSection(std::string_view text);
 
+// What one element of a level is called: "entry" for "entries".
+std::string Singular(std::string_view plural);
+
 // "foreign trade", or "unknown".
 const char* SectionTitle(u16 id);
 

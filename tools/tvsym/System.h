@@ -10,8 +10,8 @@
 
 namespace tvsym {
 
-// Once, first thing in main: a closed pipe gives an error instead of a signal, streams carry bytes as they
-// are.
+// Once, first thing in main: a closed pipe and a file that may not grow give an error instead of a signal,
+// streams carry bytes as they are.
 void PrepareProcess();
 
 // Whether another opener holds the file for itself.
@@ -20,6 +20,12 @@ bool LockedByAnother(const std::string& path);
 // Creates an empty file of its own in `directory` and gives its path; throws ToolError. An empty directory
 // stands for the one for temporary files.
 std::string MakeTemporaryFile(const std::string& directory);
+
+// Waits until what was written to a file is on the disk; throws std::system_error.
+void SynchronizeFile(const std::string& path);
+
+// The same for the names in a directory, as far as the system can; an empty path is the current one.
+void SynchronizeDirectory(const std::string& path);
 
 bool IsTerminal(std::FILE* stream);
 

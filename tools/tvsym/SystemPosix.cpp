@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <system_error>
 
 #include "tools/tvsym/System.h"
 #include "tools/tvsym/Tool.h"
@@ -66,7 +67,9 @@ private:
 }  // namespace
 
 void PrepareProcess() {
-    std::signal(SIGPIPE, SIG_IGN);  // NOLINT(cert-err33-c): there is nothing to do about a failure
+    for (const int signal : {SIGPIPE, SIGXFSZ}) {
+        std::signal(signal, SIG_IGN);  // NOLINT(cert-err33-c): there is nothing to do about a failure
+    }
     (void)std::setlocale(LC_CTYPE, "C.UTF-8");  // for wcwidth
 }
 
@@ -93,6 +96,24 @@ std::string MakeTemporaryFile(const std::string& directory) {
     }
     ::close(descriptor);
     return path;
+}
+
+void SynchronizeFile(const std::string& path) {
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int error = descriptor >= 0 && ::fsync(descriptor) == 0 ? 0 : errno;
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category());
+    }
+}
+
+void SynchronizeDirectory(const std::string& path) {
+    try {
+        SynchronizeFile(path.empty() ? "." : path);
+    } catch (const std::system_error&) {  // not every file system has this for directories
+    }
 }
 
 bool IsTerminal(std::FILE* stream) { return ::isatty(::fileno(stream)) == 1; }

@@ -7,6 +7,8 @@
 #include <io.h>
 #include <windows.h>
 
+#include <system_error>
+
 #include "tools/tvsym/System.h"
 #include "tools/tvsym/Tool.h"
 
@@ -38,6 +40,21 @@ std::string MakeTemporaryFile(const std::string& directory) {
     }
     return path;
 }
+
+void SynchronizeFile(const std::string& path) {
+    HANDLE file =
+        CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const bool opened = file != INVALID_HANDLE_VALUE;
+    const DWORD error = opened && FlushFileBuffers(file) ? ERROR_SUCCESS : GetLastError();
+    if (opened) {
+        CloseHandle(file);
+    }
+    if (error != ERROR_SUCCESS) {
+        throw std::system_error(static_cast<int>(error), std::system_category());
+    }
+}
+
+void SynchronizeDirectory(const std::string&) {}  // the file system's journal sees to that
 
 bool IsTerminal(std::FILE* stream) { return _isatty(_fileno(stream)) != 0; }
 

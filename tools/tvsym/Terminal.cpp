@@ -54,9 +54,11 @@ void PrintProblem(const std::string& file, const Problem& problem) { PrintError(
 
 // ---- output
 
-Output::Output(const std::string& path) : file(std::fopen(path.c_str(), "wb")), name(path) {
+Output::Output(const std::string& path, const std::string& nameInMessages)
+    : file(std::fopen(path.c_str(), "wb")), name(nameInMessages) {
     if (!file) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: {}", path, std::strerror(errno)));
+        throw ToolError(kExitUnreadable,
+                        fmt::format("{}: cannot be written: {}", name, std::strerror(errno)));
     }
 }
 
@@ -73,7 +75,7 @@ void Output::Check(bool good) {
     if (file == stdout && errno == EPIPE) {
         throw PipeClosed();
     }
-    throw ToolError(kExitUnreadable, fmt::format("{}: {}", name, std::strerror(errno)));
+    throw ToolError(kExitUnreadable, fmt::format("{}: cannot be written: {}", name, std::strerror(errno)));
 }
 
 void Output::Write(std::string_view text) {

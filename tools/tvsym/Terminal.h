@@ -15,8 +15,9 @@ namespace tvsym {
 // Standard output, or a file. Throws PipeClosed when the reader has gone, ToolError for every other failure.
 class Output {
 public:
-    Output() = default;                        // standard output
-    explicit Output(const std::string& path);  // a new file
+    Output() = default;                                               // standard output
+    explicit Output(const std::string& path) : Output(path, path) {}  // a new file
+    Output(const std::string& path, const std::string& nameInMessages);
     ~Output();
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
