@@ -1,6 +1,8 @@
 // tvsym check: each fault that a file can have is told with its place, and nothing is told of a sound file.
 #include <functional>
+#include <map>
 
+#include "symwrite/Json.h"
 #include "symwrite/RandomFile.h"
 #include "tests/tool/ToolRun.h"
 
@@ -44,6 +46,12 @@ const Fault kFaults[] = {
     {"count", [](File& f) { Of(f, 4).count = 9, Of(f, 14).count = 7, Of(f, 17).count = 1; }},
     {"record-size", [](File& f) { ContentOf<Symbols>(f, 2).symbols[0].recordSize = 9; }},
     {"record-too-long", [](File& f) { ContentOf<Symbols>(f, 2).symbols[1].recordSize = 100000; }},
+    {"fields-too-long",  // records of the right size, in which a value goes on for too long
+     [](File& f) {
+         Of(f, 2).content = Raw{{9, 0, 0, 0, 'A', 0, 1, 0, 6, 1, 2, 3, 4,  //
+                                 8, 0, 0, 0, 'B', 0, 1, 0, 3, 1, 2, 3,     //
+                                 2, 0, 0, 0, 'A', 0}};
+     }},
     {"block-size", [](File& f) { ContentOf<Objects>(f, 13).types[0].blockSize = 3; }},
     {"body-size", [](File& f) { ContentOf<ForeignTrade>(f, 14).heads[0].bodySize = 1; }},
     {"inner-counts",
@@ -100,8 +108,19 @@ TEST_F(Check, OptionsAndFilesThatAreNone) {
     ExpectGolden("check_options.txt", transcripts);
 }
 
-// Faults in random places: an answer always, never a crash; and sound random files have no size or count to
-// complain of.
+// What readers get of each section, as `arguments` tell it in JSON.
+std::map<int, Json> Delivered(const ToolResult& result) {
+    std::map<int, Json> sections;
+    const Json document = Json::parse(result.out, nullptr, false);
+    for (const Json& section : document.value("sections", Json::array())) {
+        const Json& id = section[section.contains("id") ? "id" : "section"];
+        if (section["read"] == true) sections[id.get<int>()] = section["elements"];
+    }
+    return sections;
+}
+
+// Faults in random places: an answer always, never a crash, and what it says that readers get is what they
+// get in both modes; and sound random files have no size or count to complain of.
 TEST_F(Check, RandomFilesAndRandomDamage) {
     Random random(11);
     for (std::uint64_t seed = 1; seed <= 12; ++seed) {
@@ -121,6 +140,11 @@ TEST_F(Check, RandomFilesAndRandomDamage) {
         const ToolResult damaged = Run("check random.sym");
         EXPECT_TRUE(damaged.status == 1 || damaged.status == 2) << "seed " << seed << "\n" << damaged.out;
         EXPECT_EQ(damaged.out.find("unexpected"), std::string::npos) << damaged.out;
+        if (damaged.out.find("the read modes differ") == std::string::npos) {
+            const auto told = Delivered(Run("check --json random.sym"));
+            EXPECT_EQ(told, Delivered(Run("info --json random.sym"))) << "seed " << seed;
+            EXPECT_EQ(told, Delivered(Run("info --json --file-mode random.sym"))) << "seed " << seed;
+        }
     }
 }
 

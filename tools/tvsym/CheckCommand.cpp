@@ -81,7 +81,7 @@ void CheckDirectory(const RawFile& raw, Findings& findings) {
     }
     for (const Stretch& stretch : GapsAndOverlaps(raw)) {
         findings.Add({FindingKind::Directory, 0, stretch.offset,
-                      fmt::format("{} byte{} {}", stretch.size, stretch.size == 1 ? "" : "s", stretch.what)});
+                      fmt::format("{} {}", Counted(stretch.size, "bytes"), stretch.what)});
     }
 }
 
@@ -168,7 +168,7 @@ std::string RowsText(u16 id, const std::vector<u64>& rows) {
     const SectionInfo* section = FindSection(id);
     std::string text;
     for (size_t level = 0; level < rows.size(); ++level) {
-        text += fmt::format("{}{} {}", level == 0 ? "" : ", ", rows[level], section->levels[level].name);
+        text += (level == 0 ? "" : ", ") + Counted(rows[level], section->levels[level].name);
     }
     return text;
 }
@@ -234,8 +234,16 @@ std::string SectionText(u16 id) {
     return id == 0 ? "directory" : fmt::format("section {} ({})", id, SectionTitle(id));
 }
 
+// What stands in the section behind the place where readers get an error.
+std::string MissedText(u16 id, const Reading& reading, const std::vector<u64>& scanned) {
+    if (reading.walk.result == 0 || scanned.empty() || scanned[0] <= reading.walk.rows[0]) {
+        return "";
+    }
+    return ", and miss " + Counted(scanned[0] - reading.walk.rows[0], FindSection(id)->levels[0].name);
+}
+
 void PrintText(Output& out, const std::string& name, const RawFile& raw, const Findings& findings,
-               const Readings& readings) {
+               const Readings& readings, const std::map<u16, std::vector<u64>>& scanned) {
     const std::vector<Finding>& kept = findings.Kept();
     for (size_t at = 0; at < kept.size(); ++at) {
         const Finding& finding = kept[at];
@@ -247,37 +255,37 @@ void PrintText(Output& out, const std::string& name, const RawFile& raw, const F
         if (at + 1 < kept.size() && kept[at + 1].section == finding.section) {
             continue;
         }
-        for (const auto& [kind, count] : findings.Counts().at(finding.section)) {
-            if (count > findings.Limit()) {
-                out.Write(fmt::format("{}: {}: {} more of this kind: {}\n", name,
-                                      SectionText(finding.section), Grouped(count - findings.Limit()),
-                                      KindName(kind)));
-            }
+        for (const auto& [kind, count] : findings.Dropped(finding.section)) {
+            out.Write(fmt::format("{}: {}: {} more of this kind: {}\n", name, SectionText(finding.section),
+                                  Grouped(count), KindName(kind)));
         }
         const auto reading = readings.sections.find(finding.section);
         if (reading != readings.sections.end()) {
-            out.Write(fmt::format("{}: {}: readers get {}\n", name, SectionText(finding.section),
-                                  ReadingText(finding.section, reading->second)));
+            const auto rows = scanned.find(finding.section);
+            out.Write(fmt::format("{}: {}: readers get {}{}\n", name, SectionText(finding.section),
+                                  ReadingText(finding.section, reading->second),
+                                  MissedText(finding.section, reading->second,
+                                             rows == scanned.end() ? std::vector<u64>() : rows->second)));
         }
     }
     const auto symbols = readings.sections.find(2);
     const bool counted = symbols != readings.sections.end() && symbols->second.walk.present;
-    out.Write(fmt::format("{}: {} bytes, {} sections{}: {}\n", name, Grouped(raw.fileSize), raw.entryCount,
-                          counted ? fmt::format(", {} symbols", Grouped(symbols->second.walk.rows[0])) : "",
-                          findings.Total() == 0 ? "sound"
-                                                : fmt::format("{} finding{}", Grouped(findings.Total()),
-                                                              findings.Total() == 1 ? "" : "s")));
+    out.Write(fmt::format("{}: {}, {}{}: {}\n", name, Counted(raw.fileSize, "bytes"),
+                          Counted(raw.entryCount, "sections"),
+                          counted ? ", " + Counted(symbols->second.walk.rows[0], "symbols") : "",
+                          findings.Total() == 0 ? "sound" : Counted(findings.Total(), "findings")));
 }
 
 std::string FindingJson(const Finding& finding) {
     const SectionInfo* section = FindSection(finding.section);
     return fmt::format(
-        R"({{"section":{},"name":{},"offset":{},"kind":"{}","what":{},"expected":{},"found":{}}})",
+        R"({{"section":{},"name":{},"offset":{},"kind":"{}","what":{},"expected":{},"found":{}{}}})",
         finding.section ? fmt::format("{}", finding.section) : "null",
         section ? JsonString(section->name) : "null",
         finding.offset ? fmt::format("{}", *finding.offset) : "null", KindName(finding.kind),
         JsonString(finding.what), finding.expected.empty() ? "null" : JsonString(finding.expected),
-        finding.found.empty() ? "null" : JsonString(finding.found));
+        finding.found.empty() ? "null" : JsonString(finding.found),
+        finding.last ? ",\"restNotLookedAt\":true" : "");
 }
 
 std::string ReadingJson(u16 id, const Reading& reading) {
@@ -338,7 +346,7 @@ int RunCheck(const CheckOptions& options) {
     if (options.json) {
         PrintJson(out, file->Name(), raw, findings, readings[0]);
     } else {
-        PrintText(out, file->Name(), raw, findings, readings[0]);
+        PrintText(out, file->Name(), raw, findings, readings[0], scanned);
     }
     out.Close();
     if (!readings[0].refused.empty() || !readings[1].refused.empty()) {

@@ -12,14 +12,22 @@ const char* KindName(FindingKind kind) {
 }
 
 std::string Finding::Text() const {
-    return found.empty() ? what : fmt::format("{}: expected {}, found {}", what, expected, found);
+    std::string text = what;
+    if (!found.empty()) {
+        text += fmt::format(": expected {}, found {}", expected, found);
+    }
+    return last ? text + "; the rest of the section was not looked at" : text;
 }
 
 void Findings::Add(Finding finding) {
     ++total;
-    if (++sections[finding.section][finding.kind] > limit) {
+    OfSection& section = sections[finding.section];
+    u64& keptOfKind = section.kept[finding.kind];
+    if (keptOfKind == limit && !finding.last) {
+        ++section.dropped[finding.kind];
         return;
     }
+    ++keptOfKind;
     // Duplicates of a section are found behind its other faults, so few places are passed here.
     const auto place =
         std::upper_bound(kept.begin(), kept.end(), finding, [](const Finding& a, const Finding& b) {

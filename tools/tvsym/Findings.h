@@ -22,6 +22,7 @@ struct Finding {
     std::string what;
     std::string expected = {};  // may be empty, and `found` then as well
     std::string found = {};
+    bool last = false;  // nothing could be made out behind it, and the rest of the section was not looked at
 
     // "the head value: expected 12 (...), found 13"
     std::string Text() const;
@@ -37,14 +38,19 @@ public:
     const std::vector<Finding>& Kept() const { return kept; }
     u64 Total() const { return total; }
     bool Has(u16 section) const { return sections.contains(section); }
-    const std::map<u16, std::map<FindingKind, u64>>& Counts() const { return sections; }
+    // How many of each kind were not kept.
+    const std::map<FindingKind, u64>& Dropped(u16 section) const { return sections.at(section).dropped; }
     u64 Limit() const { return limit; }
 
 private:
     u64 limit;
     u64 total = 0;
     std::vector<Finding> kept;
-    std::map<u16, std::map<FindingKind, u64>> sections;
+    struct OfSection {
+        std::map<FindingKind, u64> kept;
+        std::map<FindingKind, u64> dropped;
+    };
+    std::map<u16, OfSection> sections;
 };
 
 }  // namespace tvsym

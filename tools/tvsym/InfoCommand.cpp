@@ -39,8 +39,8 @@ using Walks = std::map<u16, Walk>;
 void PrintTable(Output& out, const Reader& reader, const Walks& walks,
                 const std::vector<Stretch>& stretches) {
     const RawFile& raw = reader.Raw();
-    out.Write(fmt::format("{}: {} bytes, {} section{}\n\n", reader.Name(), Grouped(raw.fileSize),
-                          raw.entryCount, raw.entryCount == 1 ? "" : "s"));
+    out.Write(fmt::format("{}: {}, {}\n\n", reader.Name(), Counted(raw.fileSize, "bytes"),
+                          Counted(raw.entryCount, "sections")));
     using enum Table::Align;
     Table table(
         out,
@@ -57,8 +57,8 @@ void PrintTable(Output& out, const Reader& reader, const Walks& walks,
         out.Write("\n");
     }
     for (const Stretch& stretch : stretches) {
-        out.Write(fmt::format("0x{:x}: {} byte{} {}\n", stretch.offset, Grouped(stretch.size),
-                              stretch.size == 1 ? "" : "s", stretch.what));
+        out.Write(
+            fmt::format("0x{:x}: {} {}\n", stretch.offset, Counted(stretch.size, "bytes"), stretch.what));
     }
 }
 
@@ -80,7 +80,7 @@ std::string ProblemJson(const Problem& problem) {
     return fmt::format(R"({{"section":{},"offset":{},"what":{}}})",
                        problem.section ? fmt::format("{}", problem.section) : "null",
                        problem.offset ? fmt::format("{}", *problem.offset) : "null",
-                       JsonString(problem.what));
+                       JsonString(TextCodec().Display(problem.what)));
 }
 
 void PrintJson(Output& out, const Reader& reader, const Walks& walks, const std::vector<Stretch>& stretches,

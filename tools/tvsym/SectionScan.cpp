@@ -104,6 +104,14 @@ void SectionScan::Add(FindingKind kind, u64 offset, std::string what, std::strin
     sources.findings.Add({kind, entry->id, offset, std::move(what), std::move(expected), std::move(found)});
 }
 
+// For a finding behind which nothing can be made out.
+void SectionScan::AddLast(FindingKind kind, u64 offset, std::string what, std::string expected,
+                          std::string found) {
+    sources.findings.Add(
+        {kind, entry->id, offset, std::move(what), std::move(expected), std::move(found), true});
+    EndScan();
+}
+
 // The directory's size for a section that ends at `position`.
 u64 SectionScan::SizeUpTo(u64 position) const { return position - entry->offset - (entry->id == 8 ? 6 : 0); }
 
@@ -118,18 +126,21 @@ void SectionScan::Begin(const char* elementNoun, u64 elementIndex) {
     index = elementIndex;
     begin = bytes.Position();
     counted = true;
+    next = 0;
+    broken = false;
     if (index % kElementsBetweenProgress == 0) {
         sources.progress.SectionAt(begin - entry->offset);
     }
 }
 
-// For sections whose count says how many elements there are. False when there is no more, or no more room.
+// For sections whose count says how many elements there are, whatever the directory says of their size. False
+// when there is no more; a count that goes on where the section ends is wrong.
 bool SectionScan::BeginCounted(const char* elementNoun, u64 elementIndex, u64 count) {
     if (!sound || elementIndex == count) {
         return false;
     }
     Begin(elementNoun, elementIndex);
-    if (begin >= end) {
+    if (begin == end) {
         Add(FindingKind::Count, begin, fmt::format("the number of {}s", noun),
             fmt::format("{} (up to the end by the directory)", index), fmt::format("{}", count));
         EndScan();
@@ -137,21 +148,14 @@ bool SectionScan::BeginCounted(const char* elementNoun, u64 elementIndex, u64 co
     return sound;
 }
 
-// The element under way is through. `count` of its kind are announced, 0 when that is not known.
-void SectionScan::Done(u64 count) {
+// The element under way is through. In a section that the directory's size ends, it must not pass that.
+void SectionScan::Done(Ended by) {
     ++rows[0];
-    if (bytes.Position() <= end || !sound) {
-        return;
-    }
-    if (index + 1 == count) {
-        Add(FindingKind::Size, bytes.Position(), "the size in the directory",
-            fmt::format("{} (up to where its elements end)", SizeUpTo(bytes.Position())),
-            fmt::format("{}", entry->size));
-    } else {
+    if (sound && by == Ended::BySize && bytes.Position() > end) {
         Add(FindingKind::Size, begin, Place(), fmt::format("an end at 0x{:x}, where the section ends", end),
             fmt::format("0x{:x}", bytes.Position()));
+        EndScan();
     }
-    EndScan();
 }
 
 // Sections whose head value is the size of their elements.
@@ -170,22 +174,28 @@ void SectionScan::CheckCount(u64 count, u64 offset, const char* of) {
     }
 }
 
-// A body whose size stands in the 4 bytes ahead of it and whose content has been gone through.
+// A body begins here whose size stands in the 4 bytes ahead of it.
+void SectionScan::BeginBody(u64 size) {
+    const u64 stop = bytes.Position() + size;
+    next = stop <= end ? stop : 0;
+}
+
+// Its content has been gone through.
 void SectionScan::CheckBody(u64 size, u64 start, const char* what) {
-    if (!sound) {
+    if (broken) {
         return;
     }
     const u64 content = bytes.Position() - start;
-    if (content != size) {
-        Add(FindingKind::Size, start - 4, fmt::format("the {} of {}", what, Place()),
-            fmt::format("{} (bytes of its content)", content), fmt::format("{}", size));
+    const std::string expected = fmt::format("{} (bytes of its content)", content);
+    if (content < size && next == 0) {
+        AddLast(FindingKind::Size, start - 4, fmt::format("the {} of {}", what, Place()), expected,
+                fmt::format("{}", size));
+    } else if (content != size) {
+        Add(FindingKind::Size, start - 4, fmt::format("the {} of {}", what, Place()), expected,
+            fmt::format("{}", size));
     }
-    if (content < size) {  // readers skip what is left
-        if (start + size > end) {
-            EndScan();
-        } else {
-            bytes.SeekTo(start + size);
-        }
+    if (sound && content < size) {  // readers skip what is left
+        bytes.SeekTo(next);
     }
 }
 
@@ -199,7 +209,7 @@ std::string_view SectionScan::Text(const char* what) {
     return text;
 }
 
-// Typed fields up to `stop`.
+// Typed fields up to `stop`, where the next element begins.
 void SectionScan::Fields(u64 stop, size_t level) {
     ++record;
     while (bytes.Position() < stop) {
@@ -216,7 +226,7 @@ void SectionScan::Fields(u64 stop, size_t level) {
             Add(FindingKind::Size, offset, fmt::format("field {} of {}", id, Place()),
                 fmt::format("an end at 0x{:x} by the size ahead of it", stop),
                 fmt::format("0x{:x}", bytes.Position()));
-            return EndScan();
+            return bytes.SeekTo(stop);
         }
         if (lastRecordOfField[id] == record) {
             Add(FindingKind::Duplicate, offset, fmt::format("field {} stands twice in {}", id, Place()));
@@ -225,15 +235,25 @@ void SectionScan::Fields(u64 stop, size_t level) {
     }
 }
 
-// Elements within an element, `done` of them gone through. False when they passed the section's end.
+// Elements within an element, `done` of them gone through. False when they passed the section's end; the
+// scan then stands at the next element, if its place is known.
 bool SectionScan::Within(u64 done, u64 count, u64 countOffset, const char* what) {
+    if (broken) {
+        return false;
+    }
     if (bytes.Position() <= end) {
         return true;
     }
-    Add(FindingKind::Count, countOffset, fmt::format("the number of {} in {}", what, Place()),
-        fmt::format("at most {} (up to the section's end)", done - std::min<u64>(done, 1)),
-        fmt::format("{}", count));
-    EndScan();
+    broken = true;
+    std::string text = fmt::format("the number of {} in {}", what, Place());
+    std::string expected = fmt::format("at most {} (up to the section's end)", done - std::min<u64>(done, 1));
+    if (next == 0) {
+        AddLast(FindingKind::Count, countOffset, std::move(text), std::move(expected),
+                fmt::format("{}", count));
+    } else {
+        Add(FindingKind::Count, countOffset, std::move(text), std::move(expected), fmt::format("{}", count));
+        bytes.SeekTo(next);
+    }
     return false;
 }
 
@@ -323,19 +343,18 @@ void SectionScan::Symbols() {
         const u64 size = bytes.Number(4);
         const u64 start = bytes.Position();
         if (start + size > end) {
-            Add(FindingKind::Size, begin, fmt::format("the record size of {}", Place()),
-                fmt::format("at most {} (up to the section's end)", end - std::min(end, start)),
-                fmt::format("{}", size));
-            return EndScan();
+            return AddLast(FindingKind::Size, begin, fmt::format("the record size of {}", Place()),
+                           fmt::format("at most {} (up to the section's end)", end - std::min(end, start)),
+                           fmt::format("{}", size));
         }
         TextKey(Text("name"), start);
         if (bytes.Position() > start + size) {
             Add(FindingKind::Size, begin, fmt::format("the record size of {}", Place()),
                 fmt::format("at least {} (its name)", bytes.Position() - start), fmt::format("{}", size));
-            return EndScan();
+            bytes.SeekTo(start + size);
         }
         Fields(start + size, 1);
-        Done();
+        Done(Ended::BySize);
     }
 }
 
@@ -349,7 +368,7 @@ void SectionScan::JumpPrices() {
         const u64 records = bytes.Number(2);
         bytes.Skip(records * 24);
         rows[1] += records;
-        Done();
+        Done(Ended::BySize);
     }
     CheckCount(count, u64{entry->offset} + 6, "group");
 }
@@ -360,7 +379,7 @@ void SectionScan::BrokerInfo() {
     const u64 count = bytes.Number(2);
     for (u64 at = 0; BeginCounted("record", at, count); ++at) {
         bytes.Skip(30);
-        Done(count);
+        Done(Ended::ByCount);
     }
 }
 
@@ -382,10 +401,10 @@ void SectionScan::QuickGroups() {
             Add(FindingKind::Size, begin, fmt::format("the size of {}", Place()),
                 fmt::format("more than {} (its name), for at least one field", bytes.Position() - start),
                 fmt::format("{}", size));
-            return EndScan();
+            bytes.SeekTo(start + size);
         }
         Fields(start + size, 1);
-        Done();
+        Done(Ended::BySize);
     }
     CheckHead(head, elements);
 }
@@ -399,7 +418,7 @@ void SectionScan::EidrSections() {
         NumberKey(bytes.Number(2), begin);
         Text("first text");
         Text("second text");
-        Done();
+        Done(Ended::BySize);
     }
     CheckHead(head, elements);
 }
@@ -429,7 +448,7 @@ void SectionScan::Level2Sections() {
             Text("first text");
             Text("second text");
         }
-        Done();
+        Done(Ended::BySize);
     }
 }
 
@@ -441,7 +460,7 @@ void SectionScan::SectionGroups() {
     for (u64 at = 0; BeginCounted("group", at, count); ++at) {
         NumberKey(bytes.Number(1), begin);
         bytes.Skip(bytes.Number(1));
-        Done(count);
+        Done(Ended::ByCount);
     }
     CheckHead(head, elements);
 }
@@ -457,7 +476,7 @@ void SectionScan::Directory(size_t countWidth, size_t idWidth, size_t texts) {
         if (texts == 2) {
             Text("second text");
         }
-        Done(count);
+        Done(Ended::ByCount);
     }
     CheckHead(head, elements);
 }
@@ -471,9 +490,10 @@ void SectionScan::Objects() {
         NumberKey(bytes.Number(2), begin);
         const u64 size = bytes.Number(4);
         const u64 start = bytes.Position();
+        BeginBody(size);
         ObjectSources();
         CheckBody(size, start, "block size");
-        Done();
+        Done(Ended::BySize);
     }
     CheckCount(count, u64{entry->offset} + 6, "type");
 }
@@ -497,9 +517,6 @@ void SectionScan::ObjectSources() {
                 bytes.Skip(1);
                 Text("data");
             }
-            if (!sound) {
-                return;
-            }
         }
     }
 }
@@ -514,7 +531,8 @@ void SectionScan::ForeignTrade() {
         Text("name");
         const u64 size = bytes.Number(4);
         const u64 start = bytes.Position();
-        while (bytes.Position() < std::min(start + size, end)) {
+        BeginBody(size);
+        while (!broken && bytes.Position() < std::min(start + size, end)) {
             bytes.Skip(1);
             const u64 namesAt = bytes.Position();
             const u64 names = bytes.Number(2);
@@ -524,7 +542,7 @@ void SectionScan::ForeignTrade() {
             ++rows[1];
         }
         CheckBody(size, start, "body size");
-        Done();
+        Done(Ended::BySize);
     }
     CheckCount(count, u64{entry->offset} + 6, "head");
 }
@@ -538,7 +556,8 @@ void SectionScan::GlobalRelated() {
         NumberKey(bytes.Number(2), begin);
         const u64 size = bytes.Number(4);
         const u64 start = bytes.Position();
-        while (bytes.Position() < std::min(start + size, end)) {
+        BeginBody(size);
+        while (!broken && bytes.Position() < std::min(start + size, end)) {
             const u64 itemsAt = bytes.Position();
             const u64 items = bytes.Number(1);
             for (u64 at = 0; at < items && Within(at, items, itemsAt, "items"); ++at, ++rows[2]) {
@@ -548,7 +567,7 @@ void SectionScan::GlobalRelated() {
             ++rows[1];
         }
         CheckBody(size, start, "body size");
-        Done();
+        Done(Ended::BySize);
     }
     CheckCount(count, u64{entry->offset} + 6, "head");
 }
@@ -561,7 +580,7 @@ void SectionScan::RealDelay() {
     const u64 elements = bytes.Position();
     for (u64 at = 0; BeginCounted("pair", at, (head + 1) / 2); ++at) {
         bytes.Skip(2);
-        Done((head + 1) / 2);
+        Done(Ended::ByCount);
     }
     CheckHead(head, elements);
     CheckCount(count, elements - 2, "pair");
@@ -578,14 +597,14 @@ void SectionScan::Definitions(size_t countWidth, size_t lists) {
             const u64 offset = bytes.Position();
             NumberKey(bytes.Number(2), offset);
         }
-        for (size_t list = 0; sound && list < lists; ++list) {
+        for (size_t list = 0; !broken && list < lists; ++list) {
             const u64 valuesAt = bytes.Position();
             const u64 values = bytes.Number(2);
             const u64 room = (end - std::min(end, valuesAt + 2)) / 2;
             bytes.Skip(std::min(values, room + 1) * 2);
             Within(room + 1, values, valuesAt, "values");
         }
-        Done(count);
+        Done(Ended::ByCount);
     }
     rows[0] = static_cast<u64>(
         std::count_if(firstOfNumber.begin(), firstOfNumber.end(), [](u64 o) { return o != 0; }));

@@ -3,8 +3,9 @@
 // The library tells that sizes disagree, not where, and of some disagreements it tells nothing: a count that
 // a size overrules, a head value that ends a walk early. This scan follows the layout of each section element
 // by element and notes each place where two numbers contradict each other, ids that stand twice and texts
-// that do not decode. It ends where an element passes its bounds: what follows is not known to begin
-// anywhere.
+// that do not decode. Behind an element that passes its bounds it goes on where a size ahead of the element
+// says that the next one begins. Where no such size stands, or it cannot be right, the scan of the section
+// ends, and the finding tells that the rest was not looked at.
 #pragma once
 
 #include <optional>
@@ -52,10 +53,13 @@ private:
 
     void Begin(const char* elementNoun, u64 elementIndex);
     bool BeginCounted(const char* elementNoun, u64 elementIndex, u64 count);
-    void Done(u64 count = 0);
+    enum class Ended : u8 { BySize, ByCount };
+    void Done(Ended by);
+    void AddLast(FindingKind kind, u64 offset, std::string what, std::string expected, std::string found);
     void EndScan() { sound = false; }
     void CheckHead(u64 head, u64 start);
     void CheckCount(u64 count, u64 offset, const char* noun);
+    void BeginBody(u64 size);
     void CheckBody(u64 size, u64 start, const char* what);
 
     bool Within(u64 done, u64 count, u64 countOffset, const char* what);
@@ -94,7 +98,9 @@ private:
     u64 index = 0;
     u64 begin = 0;
     bool counted = false;            // an element is under way, not the section's head
-    bool sound = true;               // nothing passed its bounds yet
+    u64 next = 0;                    // where the next one begins, as a size tells; 0 when none does
+    bool broken = false;             // the element under way passed its bounds
+    bool sound = true;               // the scan goes on, and what was counted can be compared
     std::vector<u64> firstOfNumber;  // where the first element of each 16-bit id stands; 0 for none
     std::vector<Key> keys;           // texts and larger numbers; sorted when all are there
     bool keysAreTexts = false;

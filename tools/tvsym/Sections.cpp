@@ -1,7 +1,11 @@
 #include "tools/tvsym/Sections.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
+
+#include "tools/tvsym/Terminal.h"
 
 namespace tvsym {
 
@@ -102,6 +106,10 @@ std::string Singular(std::string_view plural) {
         name.pop_back();
     }
     return name;
+}
+
+std::string Counted(u64 count, std::string_view plural) {
+    return fmt::format("{} {}", Grouped(count), count == 1 ? Singular(plural) : std::string(plural));
 }
 
 const char* SectionTitle(u16 id) {

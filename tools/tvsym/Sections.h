@@ -53,6 +53,9 @@ const SectionInfo* FindSection(std::string_view text);
 // What one element of a level is called: "entry" for "entries".
 std::string Singular(std::string_view plural);
 
+// "1 entry", "2 entries"
+std::string Counted(u64 count, std::string_view plural);
+
 // "foreign trade", or "unknown".
 const char* SectionTitle(u16 id);
 

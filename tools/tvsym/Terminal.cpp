@@ -30,7 +30,8 @@ bool ColourWanted() {
 // ---- messages
 
 std::string ProblemLine(const std::string& file, const Problem& problem) {
-    std::string line = fmt::format("tvsym: {}: ", file);
+    TextCodec plain;
+    std::string line = fmt::format("tvsym: {}: ", plain.Display(file));
     if (problem.section != 0) {
         line += fmt::format("section {} ({})", problem.section, SectionTitle(problem.section));
     } else {
@@ -39,7 +40,7 @@ std::string ProblemLine(const std::string& file, const Problem& problem) {
     if (problem.offset) {
         line += fmt::format(", offset 0x{:x}", *problem.offset);
     }
-    return line + ": " + problem.what;
+    return line + ": " + plain.Display(problem.what);
 }
 
 void PrintError(const std::string& line) {
