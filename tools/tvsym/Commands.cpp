@@ -74,8 +74,8 @@ constexpr CommandSpec kCommands[] = {
      "The table symbols has a column for each field, named by the dictionary, with defaults filled in; "
      "symbol_fields has the fields as they are stored; each level of the other sections is a table of its "
      "own. The database takes the place of an old one when all of it is written. CSV files are those of "
-     "dump, with symbols-wide.csv and a load script each for PostgreSQL, MySQL or MariaDB, and SQL Server. "
-     "Memory does not grow with the file.",
+     "dump, with symbols-wide.csv and a load script each for PostgreSQL, MySQL or MariaDB (both tried), and "
+     "SQL Server (written by its documentation, never run). Memory does not grow with the file.",
      "tvsym export instruments.sym instruments.db\n"
      "sqlite3 instruments.db \"SELECT symbol, name FROM symbols WHERE currency = 'HKD'\"\n"
      "tvsym export instruments.sym tables/ --dictionary fields.json",

@@ -26,7 +26,6 @@ struct ExportSource {
     const Dictionary& dictionary;
     TextCodec& codec;
     std::vector<WideColumn> wide;  // ascending by id
-    size_t longestSymbol = 0;
 };
 
 // Bytes that are no text, or that the dictionary shows as hex.

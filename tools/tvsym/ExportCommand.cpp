@@ -41,7 +41,6 @@ std::string Lower(std::string text) {
 void FindWideColumns(ExportSource& source) {
     std::map<u16, WideColumn> columns;
     source.reader.WalkSymbols([&](const SymbolView& symbol) {
-        source.longestSymbol = std::max(source.longestSymbol, symbol.text.size());
         for (const FieldView& field : symbol.fields) {
             WideColumn& column = columns[field.id];
             const SqlValue value = FieldValue(source, field.id, field.tag, field.value);

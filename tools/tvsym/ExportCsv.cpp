@@ -32,6 +32,7 @@ struct Server {
     const char* script;
     const char* start;
     const char* end;
+    const char* tableEnd;
     std::array<const char*, 6> types;  // by SqlType; of Key, with the size in characters
     char open;
     char close;
@@ -53,13 +54,14 @@ void LoadPostgres(std::string& sql, const LoadTable& table) {
                        table.file);
 }
 
-// An empty cell is NULL for every type; the names with @ take the cells as they stand.
+// An empty cell is NULL for every type; the names with @ take the cells as they stand. Only LENGTH tells an
+// empty text from blanks.
 void LoadMysql(std::string& sql, const LoadTable& table) {
     std::string cells;
     std::string values;
     for (size_t at = 0; at < table.columns.size(); ++at) {
         cells += fmt::format("{}@c{}", at ? ", " : "", at);
-        values += fmt::format("{}{} = NULLIF(@c{}, '')", at ? ", " : "",
+        values += fmt::format("{0}{1} = IF(LENGTH(@c{2}), @c{2}, NULL)", at ? ", " : "",
                               Quoted(kServers[1], table.columns[at].name), at);
     }
     sql += fmt::format(
@@ -71,7 +73,7 @@ void LoadMysql(std::string& sql, const LoadTable& table) {
 
 void LoadSqlServer(std::string& sql, const LoadTable& table) {
     sql += fmt::format(
-        "BULK INSERT {} FROM '$(folder){}' WITH (FORMAT = 'CSV', FIRSTROW = 2, CODEPAGE = '65001', "
+        "BULK INSERT {} FROM '$(folder)/{}' WITH (FORMAT = 'CSV', FIRSTROW = 2, CODEPAGE = '65001', "
         "ROWTERMINATOR = '0x0d0a', KEEPNULLS);\n",
         table.table, table.file);
 }
@@ -80,6 +82,7 @@ const std::array<Server, 3> kServers = {{
     {"load-postgresql.sql",
      "-- In this folder: psql DATABASE -f load-postgresql.sql\n\\set ON_ERROR_STOP on\nBEGIN;",
      "COMMIT;\n",
+     ");",
      {"bigint", "numeric(20)", "double precision", "date", "text", "text"},
      '"',
      '"',
@@ -87,13 +90,16 @@ const std::array<Server, 3> kServers = {{
     {"load-mysql.sql",
      "-- In this folder: mysql --local-infile=1 DATABASE < load-mysql.sql",
      "",
+     ") CHARACTER SET utf8mb4;",
      {"bigint", "decimal(20)", "double", "date", "longtext", "varchar({})"},
      '`',
      '`',
      LoadMysql},
     {"load-sqlserver.sql",
-     "-- sqlcmd -d DATABASE -i load-sqlserver.sql -v folder=\"C:\\path\\of\\this\\folder\\\"",
+     "-- For version 2017 and later. It follows the documentation and was never run on a server.\n"
+     "-- sqlcmd -b -d DATABASE -i load-sqlserver.sql -v folder=\"C:\\path\\of\\this\\folder\"",
      "",
+     ");",
      {"bigint", "decimal(20)", "float", "date", "nvarchar(max)", "nvarchar({})"},
      '[',
      ']',
@@ -110,7 +116,7 @@ std::string Script(const Server& server, const std::vector<LoadTable>& tables, s
             sql += fmt::format("{}\n  {} {}", at ? "," : "", Quoted(server, column.name),
                                fmt::format(fmt::runtime(type), keySize));
         }
-        sql += "\n);\n";
+        sql += fmt::format("\n{}\n", server.tableEnd);
         server.load(sql, table);
         for (const std::string& column : table.indexes) {
             sql += fmt::format("CREATE INDEX {0}_{1} ON {0} ({2});\n", table.table, column,
@@ -182,7 +188,8 @@ std::string CellText(const SqlValue& value) {
     return blob ? "hex:" + Hex(blob->bytes) : "";
 }
 
-void WriteWide(const ExportSource& source, Output& out) {
+// Gives the size of the longest symbol, as its cell has it.
+size_t WriteWide(const ExportSource& source, Output& out) {
     std::string line = "symbol_no,symbol";
     std::vector<u32> columnOf(65536, UINT32_MAX);
     for (size_t at = 0; at < source.wide.size(); ++at) {
@@ -191,6 +198,7 @@ void WriteWide(const ExportSource& source, Output& out) {
     }
     out.Write(line + "\r\n");
     u64 number = 0;
+    size_t longest = 0;
     std::vector<std::string> cells;
     source.reader.WalkSymbols([&](const SymbolView& symbol) {
         cells.assign(source.wide.size(), "");
@@ -202,7 +210,9 @@ void WriteWide(const ExportSource& source, Output& out) {
                 cells[column] = CellText(FieldValue(source, field.id, field.tag, field.value));
             }
         }
-        line = fmt::format("{},{}", ++number, CsvQuoted(CellText(TextValue(source, symbol.text))));
+        const std::string text = CellText(TextValue(source, symbol.text));
+        longest = std::max(longest, text.size());
+        line = fmt::format("{},{}", ++number, CsvQuoted(text));
         for (const std::string& cell : cells) {
             line += ',';
             line += CsvQuoted(cell);
@@ -210,19 +220,20 @@ void WriteWide(const ExportSource& source, Output& out) {
         out.Write(line + "\r\n");
         return true;
     });
+    return longest;
 }
 
 }  // namespace
 
 std::vector<Problem> ExportCsv(const ExportSource& source, const std::string& target) {
-    const size_t keySize = std::max<size_t>(source.longestSymbol, 1);
+    size_t keySize = 1;
     const bool withDictionary = !source.dictionary.All().empty();
     CsvFolder folder(target);
     std::vector<Problem> problems = folder.AddSections(source.reader, {source.dictionary, source.codec}, {});
     std::vector<LoadTable> tables;
     for (const SectionInfo* section : ReadableSections(source.reader)) {
         if (section->id == 2) {
-            folder.Add(kWideFile, [&](Output& out) { WriteWide(source, out); });
+            folder.Add(kWideFile, [&](Output& out) { keySize = std::max(keySize, WriteWide(source, out)); });
             tables.push_back(WideTable(source, keySize));
         }
         tables.push_back(SectionTable(StoredForm(section->id), withDictionary));

@@ -101,9 +101,9 @@ public:
 private:
     static void Write(std::span<const u16> ids, const std::vector<std::vector<u16>>& lists,
                       RowWriter& writer) {
-        std::vector<Cell> cells;
-        for (const std::vector<u16>& list : lists) {
-            cells.push_back({0, {}, list});
+        std::vector<Cell> cells(lists.size());
+        for (size_t at = 0; at < lists.size(); ++at) {
+            cells[at].list = lists[at];
         }
         writer.Row(0, cells);
         for (const u16 id : ids) {
