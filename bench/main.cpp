@@ -38,8 +38,8 @@ namespace bench {
 namespace {
 
 constexpr std::uint32_t kBudget = 4U << 20U;
-constexpr std::size_t kReadAhead = 64U * 1024U;  // bytes of the library's read-ahead buffer
-constexpr double kLeastRun = 2e6;                // ns of the limit between two looks at the clock
+constexpr std::size_t kReadAhead = std::size_t{64} * 1024;  // bytes of the library's read-ahead buffer
+constexpr double kLeastRun = 2e6;                           // ns of the limit between two looks at the clock
 
 enum class Extent { kSmoke, kShort, kFull, kHpp };
 Extent extent = Extent::kShort;

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <bit>
-#include <memory>
 #include <vector>
 
 #include "core/Types.h"
@@ -16,13 +15,6 @@ public:
     void Add(u16 id) { words[id / 64U] |= u64{1} << (id % 64U); }
     void Remove(u16 id) { words[id / 64U] &= ~(u64{1} << (id % 64U)); }
     bool Has(u16 id) const { return (words[id / 64U] >> (id % 64U) & 1U) != 0; }
-
-    // How many of the set's ids lie below `id` in the same word of 64 ids, and in the words ahead of it.
-    u32 CountInWordBelow(u16 id) const {
-        const u64 below = words[id / 64U] & ((u64{1} << (id % 64U)) - 1);
-        return static_cast<u32>(std::popcount(below));
-    }
-    u32 CountInWord(u32 word) const { return static_cast<u32>(std::popcount(words[word])); }
 
     // The smallest id of the set from `from` on; 65,536 when there is none.
     u32 NextFrom(u32 from) const {
@@ -41,7 +33,8 @@ private:
     std::array<u64, kWords> words{};
 };
 
-// For each id the number of the first entry, in a list of entries, that has this id.
+// For each id the number of the first entry, in a list of entries, that has this id. Pages of 64 ids are made
+// where an id is; all other ids share page 0, which has no entry.
 class FirstEntryIndex {
 public:
     static constexpr u32 kNone = ~u32{0};
@@ -49,28 +42,28 @@ public:
     // `idOf(i)` gives the id of entry i of `count` entries. Throws std::bad_alloc.
     template <class IdOf>
     void Build(u32 count, IdOf idOf) {
-        ids = std::make_unique<IdSet>();
-        for (u32 i = 0; i < count; ++i) ids->Add(idOf(i));
-        u32 distinct = 0;
-        for (u32 word = 0; word < IdSet::kWords; ++word) {
-            idsAhead[word] = static_cast<u16>(distinct);
-            distinct += ids->CountInWord(word);
-        }
-        first.assign(distinct, kNone);
+        pageOf.fill(0);
+        first.assign(kPage, kNone);
         for (u32 i = 0; i < count; ++i) {
-            u32& entry = first[Rank(idOf(i))];
+            const u16 id = idOf(i);
+            u16& page = pageOf[id / kPage];
+            if (page == 0) {
+                page = static_cast<u16>(first.size() / kPage);
+                first.resize(first.size() + kPage, kNone);
+            }
+            u32& entry = first[page * kPage + id % kPage];
             if (entry == kNone) entry = i;
         }
     }
 
-    u32 Find(u16 id) const { return ids != nullptr && ids->Has(id) ? first[Rank(id)] : kNone; }
+    // Once the index is built.
+    u32 Find(u16 id) const { return first[pageOf[id / kPage] * kPage + id % kPage]; }
 
 private:
-    u32 Rank(u16 id) const { return idsAhead[id / 64U] + ids->CountInWordBelow(id); }
+    static constexpr u32 kPage = 64;
 
-    std::unique_ptr<IdSet> ids;                 // null before Build
-    std::array<u16, IdSet::kWords> idsAhead{};  // ids of the set ahead of each word of 64
-    std::vector<u32> first;                     // by rank among the ids of the set
+    std::array<u16, IdSet::kIds / kPage> pageOf{};
+    std::vector<u32> first;
 };
 
 }  // namespace torva

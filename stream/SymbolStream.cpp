@@ -131,35 +131,36 @@ i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
 // Reads fields for as long as each lies whole in the window and surely finds room in the arena. The values
 // need not go through the arena for that: only the room that they take there is counted.
 void SymFile::ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItems) {
+    if (source.Lent() < kMostFixedField) return;
     const u8* const start = source.LentBytes();
     const u8* const end = start + source.Lent();
-    const u32 left = std::min(recordSize - recordConsumed, sectionSize - sectionConsumed);
-    const std::size_t room = arena.Room();
-    std::size_t used = 0;
+    const std::size_t left = std::min(recordSize - recordConsumed, sectionSize - sectionConsumed);
+    const u8* const lastStart = start + std::min(left - 1, source.Lent() - kMostFixedField);
+    const std::size_t roomBefore = arena.Room();
+    std::size_t room = roomBefore;
+    const IdSet* const wanted = wantedIds.get();
     const u8* next = start;
     i32 done = *count;
-    while (done < maxItems && static_cast<u64>(next - start) < left &&
-           static_cast<std::size_t>(end - next) >= kMostFixedField) {
+    while (done < maxItems && next <= lastStart) {
         FieldHeader header;
         std::memcpy(&header, next, sizeof header);
         const u8* const value = next + sizeof header;
         u32 size = PayloadWidth(header.tag);
         if (header.tag == kTextTag) {
-            const u8* const zero =
-                FindZero(value, std::min(static_cast<std::size_t>(end - value), room - used));
+            const u8* const zero = FindZero(value, std::min(static_cast<std::size_t>(end - value), room));
             if (zero == nullptr) break;
             size = static_cast<u32>(zero - value) + 1;
         }
-        if (room - used <= size) break;
+        if (room <= size) break;
         next = value + size;
-        if (!Wants(header.id)) continue;
+        if (wanted != nullptr && !wanted->Has(header.id)) continue;
         defaults.MarkSeen(header.id);
-        used += std::size_t{size} + 1;
+        room -= std::size_t{size} + 1;
         items[done++] = {header.id, header.tag, CopyFieldValue(header.tag, value, size)};
     }
     const std::size_t taken = static_cast<std::size_t>(next - start);
     source.Take(taken);
-    arena.Use(used);
+    arena.Use(roomBefore - room);
     Consume(static_cast<u32>(taken), recordConsumed);
     *count = done;
 }
