@@ -352,7 +352,7 @@ private:
     // file the three lists of section 18 stand in the order second, third, first.
     template <class Count, std::size_t kLists, class Sink>
     void Definitions(Sink& sink) {
-        std::vector<const std::uint8_t*> listsOf(65536, nullptr);
+        listsOf.assign(65536, nullptr);
         for (Count left = Take<Count>(); left > 0; --left) {
             const std::size_t ids = Take<std::uint16_t>();
             const std::uint8_t* id = p;
@@ -383,6 +383,7 @@ private:
     const std::uint8_t* file;
     const std::uint8_t* p = nullptr;
     FieldTables tables;
+    std::vector<const std::uint8_t*> listsOf;  // of each id of section 18 or 21
     std::unique_ptr<char[]> texts = std::make_unique<char[]>(1U << 20U);
 };
 

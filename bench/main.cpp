@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -458,6 +459,14 @@ void Check(const std::string& row, const std::vector<Measured>& all, std::uint64
     elements = limit.elements;
 }
 
+// What a contestant freed in small pieces the C library puts together at the next large request: not in the
+// time of whoever comes next.
+void SettleAllocator() {
+    void* const block = std::malloc(1U << 20U);
+    benchmark::DoNotOptimize(block);
+    std::free(block);
+}
+
 void Measure(benchmark::State& state, const Row& row) {
     std::vector<Measured> all;
     for (Contestant& contestant : row.make()) all.push_back({std::move(contestant)});
@@ -465,6 +474,7 @@ void Measure(benchmark::State& state, const Row& row) {
     Check(row.name, all, elements);
 
     const auto time = [&](const Measured& measured, std::uint32_t repeat) {
+        SettleAllocator();
         const double start = Now(row.clock);
         for (std::uint32_t i = 0; i < repeat; ++i) measured.contestant.run();
         return (Now(row.clock) - start) / repeat;
