@@ -1,6 +1,7 @@
 // The ordered map of a preloaded section: 16-bit ids, each with one or three lists of 16-bit values.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <utility>
@@ -17,9 +18,9 @@ class DefinitionMap {
 public:
     static constexpr u32 kMostLists = 3;
 
-    // One group's lists, back to back in `values`, in the order of the file.
+    // One group's lists, back to back, in the order of the file.
     struct Lists {
-        std::size_t first = 0;  // index of the first value in `values`
+        const u16* values = nullptr;
         std::array<u16, kMostLists> lengths{};
     };
 
@@ -37,14 +38,14 @@ public:
             present = std::make_unique<IdSet>();
             groupOf = std::move(newGroupOf);
         }
-        const std::size_t first = values.size();
-        values.insert(values.end(), listValues.begin(), listValues.end());
-        groups.push_back({first, lengths});
+        groups.push_back({Keep(listValues), lengths});
+        u32 added = 0;
         for (const u16 id : ids) {
-            if (!present->Has(id)) ++count;
+            added += present->Has(id) ? 0 : 1;
             present->Add(id);
             groupOf[id] = static_cast<u32>(groups.size() - 1);
         }
+        count += added;
     }
 
     // The smallest id and its lists; the map is not empty.
@@ -53,7 +54,6 @@ public:
         return static_cast<u16>(smallest);
     }
     const Lists& ListsOf(u16 id) const { return groups[groupOf[id]]; }
-    const u16* Values(const Lists& lists) const { return values.data() + lists.first; }
 
     void Remove(u16 id) {
         present->Remove(id);
@@ -61,12 +61,31 @@ public:
     }
 
 private:
+    // Copies values to blocks that stay where they are: what grows is not copied again.
+    const u16* Keep(const std::vector<u16>& listValues) {
+        constexpr std::size_t kBlock = 32 * 1024;
+        const std::size_t size = listValues.size();
+        if (size > room) {
+            const std::size_t newRoom = std::max(size, kBlock);
+            blocks.push_back(std::make_unique_for_overwrite<u16[]>(newRoom));
+            next = blocks.back().get();
+            room = newRoom;
+        }
+        u16* const kept = next;
+        std::copy(listValues.begin(), listValues.end(), kept);
+        next += size;
+        room -= size;
+        return kept;
+    }
+
     u32 count = 0;     // ids in the map
     u32 smallest = 0;  // no id of the map lies below
     std::unique_ptr<IdSet> present;
     std::unique_ptr<u32[]> groupOf;  // by id; only entries of ids that are present have a value
     std::vector<Lists> groups;
-    std::vector<u16> values;
+    std::vector<std::unique_ptr<u16[]>> blocks;
+    u16* next = nullptr;   // in the last block: where the next values go
+    std::size_t room = 0;  // values that it has room for
 };
 
 }  // namespace torva

@@ -24,7 +24,7 @@ i32 SymFile::GetNextExchangeSupportSection(u16* id, u16* count, u16* items, u32 
     if (length > capacity) return SYM_ERR_BUFFER_TOO_SMALL;
     *id = smallest;
     *count = length;
-    CopyValues(items, map.Values(lists), length);
+    CopyValues(items, lists.values, length);
     map.Remove(smallest);
     return SYM_OK;
 }

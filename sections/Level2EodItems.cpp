@@ -29,7 +29,7 @@ i32 SymFile::GetNextLevel2EODBasicItemDefine(u16* id, u16* firstCount, u16* firs
     const auto [second, third, first] = lists.lengths;
     if (first > firstCapacity || second > secondCapacity || third > thirdCapacity)
         return SYM_ERR_BUFFER_TOO_SMALL;
-    const u16* const values = map.Values(lists);
+    const u16* const values = lists.values;
     *id = smallest;
     *firstCount = first;
     *secondCount = second;

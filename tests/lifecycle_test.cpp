@@ -234,12 +234,6 @@ struct Room {
     ::GlobalRelatedItem related[2];
     const char* names[2];
 
-    void FreeValues() {
-        for (SymFieldItem& item : items) {
-            FreeValue(item.value);
-            item.value = nullptr;
-        }
-    }
     void Clear() {
         std::memset(static_cast<void*>(this), 0, sizeof(*this));
         buffer = text;
@@ -398,7 +392,7 @@ TEST(EveryExport, RefusesNullPointers) {
             SCOPED_TRACE(e.name);
             room.Clear();
             if (e.enter) e.enter(h);
-            room.FreeValues();
+            for (SymFieldItem& item : room.items) FreeValue(std::exchange(item.value, nullptr));
             room.Clear();
             const double progress = tv_GetSymDataProgress(h);
             const Room before = room;
@@ -408,7 +402,7 @@ TEST(EveryExport, RefusesNullPointers) {
             }
             EXPECT_EQ(tv_GetSymDataProgress(h), progress);
             EXPECT_EQ(Name(e.good(h)), Name(e.result));
-            room.FreeValues();
+            for (SymFieldItem& item : room.items) FreeValue(std::exchange(item.value, nullptr));
         }
     });
 }
