@@ -63,7 +63,7 @@ public:
 private:
     // Copies values to blocks that stay where they are: what grows is not copied again.
     const u16* Keep(const std::vector<u16>& listValues) {
-        constexpr std::size_t kBlock = 32 * 1024;
+        constexpr std::size_t kBlock = std::size_t{32} * 1024;
         const std::size_t size = listValues.size();
         if (size > room) {
             const std::size_t newRoom = std::max(size, kBlock);

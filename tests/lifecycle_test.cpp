@@ -234,6 +234,12 @@ struct Room {
     ::GlobalRelatedItem related[2];
     const char* names[2];
 
+    void FreeValues() {
+        for (SymFieldItem& item : items) {
+            FreeValue(item.value);
+            item.value = nullptr;
+        }
+    }
     void Clear() {
         std::memset(static_cast<void*>(this), 0, sizeof(*this));
         buffer = text;
@@ -392,7 +398,7 @@ TEST(EveryExport, RefusesNullPointers) {
             SCOPED_TRACE(e.name);
             room.Clear();
             if (e.enter) e.enter(h);
-            for (SymFieldItem& item : room.items) FreeValue(std::exchange(item.value, nullptr));
+            room.FreeValues();
             room.Clear();
             const double progress = tv_GetSymDataProgress(h);
             const Room before = room;
@@ -402,7 +408,7 @@ TEST(EveryExport, RefusesNullPointers) {
             }
             EXPECT_EQ(tv_GetSymDataProgress(h), progress);
             EXPECT_EQ(Name(e.good(h)), Name(e.result));
-            for (SymFieldItem& item : room.items) FreeValue(std::exchange(item.value, nullptr));
+            room.FreeValues();
         }
     });
 }
