@@ -123,7 +123,10 @@ TEST_F(ToolTest, WrongUsage) {
                                     "dump small.sym --encoding NO-SUCH-SET",
                                     "symbols small.sym --fields name",
                                     "get small.sym --where name",
-                                    "completion tcsh"};
+                                    "completion tcsh",
+                                    "info --quietly --dictionary x small.sym",
+                                    "check --limit -1 small.sym",
+                                    "diff - -"};
     std::string transcripts;
     for (const char* const command : commands) {
         const ToolResult result = Run(command);
@@ -277,6 +280,8 @@ TEST_F(ToolTest, StreamsAndPipes) {
     options.symbols = 20000;
     Save("large.sym", symwrite::RandomFile(options));
     EXPECT_EQ(Run("info - <large.sym").out.substr(0, 16), "(standard input)");
+    EXPECT_EQ(Run("info - </dev/null").err.substr(0, 33), "tvsym: (standard input): is empty");
+    EXPECT_EQ(Run("symbols large.sym --dictionary .").err, "tvsym: .: is a directory\n");
     Run("--version; (" TORVA_TVSYM " symbols large.sym; echo $? >.status) 2>.errors | head -n 1");
     EXPECT_EQ(Load(".status"), "0\n");
     EXPECT_EQ(Load(".errors"), "");

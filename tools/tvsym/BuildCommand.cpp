@@ -81,7 +81,7 @@ int RunBuild(const BuildOptions& options) {
         Output output;
         WriteTo(output, file);
     } else {
-        Replacement replacement(options.target);
+        Replacement replacement(options.target, options.source);
         Output output(replacement.Path(), options.target);
         WriteTo(output, file);
         replacement.TakePlace();
@@ -93,8 +93,11 @@ RunCommand AddBuild(CLI::App& app) {
     const auto options = std::make_shared<BuildOptions>();
     app.add_option("SOURCE", options->source,
                    "JSON document, - for one from the standard input, or a folder of CSV files")
+        ->type_name("")
         ->required();
-    app.add_option("FILE", options->target, "symbol file to make; - writes the standard output")->required();
+    app.add_option("FILE", options->target, "symbol file to make; - writes the standard output")
+        ->type_name("")
+        ->required();
     app.add_option("--dictionary", options->dictionary,
                    "names and types of the field ids, a JSON file, beside a dictionary in SOURCE")
         ->type_name("JSON");

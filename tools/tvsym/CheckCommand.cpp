@@ -323,7 +323,7 @@ int RunCheck(const CheckOptions& options) {
     TextCodec codec(options.encoding);
     Findings findings(options.limit ? options.limit : UINT64_MAX);
     const auto file = std::make_shared<const InputFile>(options.file);
-    const RawFile raw = RawFile::Read(file->Path());
+    const RawFile raw = RawFile::Read(file->Path(), file->Name());
     ProgressBar progress(file->Name(), 3 * raw.fileSize, options.quiet);
     CheckDirectory(raw, findings);
     std::map<u16, std::vector<u64>> scanned;
@@ -359,12 +359,15 @@ int RunCheck(const CheckOptions& options) {
 
 RunCommand AddCheck(CLI::App& app) {
     auto options = std::make_shared<CheckOptions>();
-    app.add_option("FILE", options->file, "symbol file; - reads the standard input")->required();
+    app.add_option("FILE", options->file, "symbol file; - reads the standard input")
+        ->type_name("")
+        ->required();
     app.add_option("--encoding", options->encoding, "character set of the texts in the file")
         ->type_name("NAME")
         ->capture_default_str();
     app.add_option("--limit", options->limit, "findings of one kind shown for each section; 0 shows all")
         ->type_name("N")
+        ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
     app.add_flag("--json", options->json, "one JSON document");
     app.add_flag("-q,--quiet", options->quiet, "no progress bar");

@@ -20,6 +20,7 @@ int PrintAll(const std::string& text) {
 RunCommand AddCompletion(CLI::App& app) {
     auto shell = std::make_shared<std::string>();
     app.add_option("SHELL", *shell, "bash, zsh or fish")
+        ->type_name("")
         ->required()
         ->check(CLI::IsMember({"bash", "zsh", "fish"}));
     return [shell] {

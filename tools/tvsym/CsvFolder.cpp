@@ -11,7 +11,8 @@ namespace tvsym {
 
 namespace fs = std::filesystem;
 
-CsvFolder::CsvFolder(std::string folderPath) : path(std::move(folderPath)) {
+CsvFolder::CsvFolder(std::string folderPath, std::string sourceFile)
+    : path(std::move(folderPath)), source(std::move(sourceFile)) {
     std::error_code error;
     made = fs::create_directories(path, error);
     if (error) {
@@ -28,7 +29,7 @@ CsvFolder::~CsvFolder() {
 }
 
 Output CsvFolder::Begin(const std::string& name) {
-    files.push_back(std::make_unique<Replacement>((fs::path(path) / name).string()));
+    files.push_back(std::make_unique<Replacement>((fs::path(path) / name).string(), source));
     return Output(files.back()->Path(), files.back()->Target());
 }
 

@@ -21,8 +21,9 @@ constexpr const char* kCsvRawColumn = "bytes";
 // there.
 class CsvFolder {
 public:
-    // Makes the folder where it is not there; throws ToolError with kExitUnreadable.
-    explicit CsvFolder(std::string folderPath);
+    // Makes the folder where it is not there; throws ToolError with kExitUnreadable. `sourceFile` is what is
+    // read, and not to be written over.
+    CsvFolder(std::string folderPath, std::string sourceFile);
     ~CsvFolder();
     CsvFolder(const CsvFolder&) = delete;
     CsvFolder& operator=(const CsvFolder&) = delete;
@@ -46,6 +47,7 @@ private:
     Output Begin(const std::string& name);
 
     std::string path;
+    std::string source;
     bool made = false;  // by this object, and to go away with it
     std::vector<std::unique_ptr<Replacement>> files;
 };

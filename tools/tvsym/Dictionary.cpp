@@ -6,9 +6,9 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 
 #include "symwrite/Json.h"
+#include "tools/tvsym/JsonSource.h"
 #include "tools/tvsym/Sections.h"
 
 namespace tvsym {
@@ -90,17 +90,12 @@ Dictionary Dictionary::Load(const std::string& path, const std::string& symbolFi
             return {};
         }
     }
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: {}", file, std::strerror(errno)));
-    }
     // Read by the same rules as where files are built.
     symwrite::JsonErrors errors;
-    const symwrite::Json json = symwrite::Json::parse(stream, nullptr, false);
+    symwrite::Json json;
     symwrite::FieldDictionary fields;
-    if (json.is_discarded()) {
-        errors.Add("", "is not JSON");
-    } else {
+    WithSource(file, [&](std::istream& in) { json = symwrite::ParseJson(in, errors); });
+    if (errors.Empty()) {
         fields.Load(symwrite::JsonNode(json, errors));
     }
     if (!errors.Empty()) {

@@ -678,8 +678,10 @@ private:
 
 RunCommand AddDiff(CLI::App& app) {
     auto options = std::make_shared<DiffOptions>();
-    app.add_option("OLD", options->files[0], "symbol file; - reads the standard input")->required();
-    app.add_option("NEW", options->files[1], "symbol file to compare it with")->required();
+    app.add_option("OLD", options->files[0], "symbol file; - reads the standard input")
+        ->type_name("")
+        ->required();
+    app.add_option("NEW", options->files[1], "symbol file to compare it with")->type_name("")->required();
     app.add_option("--dictionary", options->dictionary,
                    "names and types of the field ids, a JSON file; NEW.fields.json when it is there")
         ->type_name("JSON");
@@ -696,7 +698,12 @@ RunCommand AddDiff(CLI::App& app) {
     app.add_flag("--summary", options->summary, "only how much differs");
     app.add_flag("--json", options->json, "one JSON document");
     app.add_flag("-q,--quiet", options->quiet, "no progress bar");
-    return [options] { return Diff(*options).Run(); };
+    return [options] {
+        if (options->files[0] == "-" && options->files[1] == "-") {
+            throw ToolError(kExitUsage, "only one of the files can be the standard input");
+        }
+        return Diff(*options).Run();
+    };
 }
 
 }  // namespace tvsym

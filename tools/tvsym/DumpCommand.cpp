@@ -52,7 +52,7 @@ public:
             Output out;
             Document(out);
         } else {
-            Replacement replacement(options.output);
+            Replacement replacement(options.output, options.file);
             Output out(replacement.Path(), options.output);
             Document(out);
             replacement.TakePlace();
@@ -175,7 +175,7 @@ private:
             throw ToolError(kExitUsage,
                             "--format csv writes one file for each section and needs --output DIR");
         }
-        CsvFolder folder(options.output);
+        CsvFolder folder(options.output, options.file);
         const std::vector<Problem> found = folder.AddSections(reader, context, wanted);
         problems.insert(problems.end(), found.begin(), found.end());
         folder.TakePlace();

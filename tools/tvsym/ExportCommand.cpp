@@ -145,6 +145,7 @@ RunCommand AddExport(CLI::App& app) {
     auto options = std::make_shared<ExportOptions>();
     AddFileOptions(app, *options);
     app.add_option("TARGET", options->target, "SQLite database to write, or directory for CSV files")
+        ->type_name("")
         ->required();
     AddValueOptions(app, *options);
     app.add_option("--format", options->format,

@@ -228,7 +228,7 @@ size_t WriteWide(const ExportSource& source, Output& out) {
 std::vector<Problem> ExportCsv(const ExportSource& source, const std::string& target) {
     size_t keySize = 1;
     const bool withDictionary = !source.dictionary.All().empty();
-    CsvFolder folder(target);
+    CsvFolder folder(target, source.reader.Name());
     std::vector<Problem> problems = folder.AddSections(source.reader, {source.dictionary, source.codec}, {});
     std::vector<LoadTable> tables;
     for (const SectionInfo* section : ReadableSections(source.reader)) {

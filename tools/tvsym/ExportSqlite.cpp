@@ -317,7 +317,7 @@ private:
 }  // namespace
 
 std::vector<Problem> ExportSqlite(const ExportSource& source, const std::string& target) {
-    Replacement replacement(target);
+    Replacement replacement(target, source.reader.Name());
     std::vector<Problem> problems = SqliteExport(source, replacement.Path(), target).Run();
     replacement.TakePlace();
     return problems;

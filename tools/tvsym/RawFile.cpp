@@ -14,8 +14,8 @@ namespace tvsym {
 
 namespace {
 
-[[noreturn]] void Refuse(const std::string& path, const std::string& why) {
-    throw ToolError(kExitUnreadable, fmt::format("{}: {}", path, why));
+[[noreturn]] void Refuse(const std::string& name, const std::string& why) {
+    throw ToolError(kExitUnreadable, fmt::format("{}: {}", name, why));
 }
 
 // Bytes delivered, fewer than `size` at the end of the file.
@@ -57,30 +57,30 @@ const DirectoryEntry* RawFile::Find(u16 id) const {
     return found == directory.end() ? nullptr : &*found;
 }
 
-RawFile RawFile::Read(const std::string& path) {
+RawFile RawFile::Read(const std::string& path, const std::string& name) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);
     if (!std::filesystem::exists(status)) {
-        Refuse(path, error ? error.message() : "no such file");
+        Refuse(name, error ? error.message() : "no such file");
     }
     if (std::filesystem::is_directory(status)) {
-        Refuse(path, "is a directory, not a symbol file");
+        Refuse(name, "is a directory, not a symbol file");
     }
     if (!std::filesystem::is_regular_file(status)) {
-        Refuse(path, "is not a regular file");
+        Refuse(name, "is not a regular file");
     }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        Refuse(path, std::strerror(errno));
+        Refuse(name, std::strerror(errno));
     }
     RawFile raw;
     raw.fileSize = std::filesystem::file_size(path, error);
     if (raw.fileSize == 0) {
-        Refuse(path, "is empty; a symbol file starts with the number of its sections");
+        Refuse(name, "is empty; a symbol file starts with the number of its sections");
     }
     std::array<u8, 2> head = {};
     if (ReadAt(file, head.data(), 2, 0) < 2) {
-        Refuse(path, "is not a symbol file: it is one byte long");
+        Refuse(name, "is not a symbol file: it is one byte long");
     }
     raw.entryCount = Get16(head.data());
     std::vector<u8> bytes(size_t{raw.entryCount} * 10);
@@ -98,7 +98,7 @@ RawFile RawFile::Read(const std::string& path) {
         raw.directory.push_back(entry);
     }
     if (!LooksLikeSymbolFile(raw)) {
-        Refuse(path,
+        Refuse(name,
                fmt::format("is not a symbol file: its head announces {} sections, and none of them is there",
                            raw.entryCount));
     }

@@ -40,8 +40,8 @@ struct RawFile {
     const DirectoryEntry* Find(u16 id) const;
 
     // Throws ToolError with kExitUnreadable for what is no readable symbol file: missing, a directory, no
-    // permission, empty, or without anything that looks like a directory.
-    static RawFile Read(const std::string& path);
+    // permission, empty, or without anything that looks like a directory. `name` stands in messages.
+    static RawFile Read(const std::string& path, const std::string& name);
 };
 
 // A stretch of the file that belongs to no section, or to two.

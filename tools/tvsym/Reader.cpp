@@ -74,7 +74,7 @@ Reader::Reader(std::shared_ptr<const InputFile> file, ReaderOptions readerOption
             throw ToolError(kExitUnreadable, fmt::format("{}...: the path has more than {} characters",
                                                          Path().substr(0, 60), kLongestPath));
         }
-        raw = RawFile::Read(Path());
+        raw = RawFile::Read(Path(), Name());
         Open();
         LoadDefaults();
     } catch (...) {

@@ -11,7 +11,8 @@ namespace tvsym {
 
 namespace fs = std::filesystem;
 
-Replacement::Replacement(std::string targetName) : name(std::move(targetName)), target(name), path(name) {
+Replacement::Replacement(std::string targetName, const std::string& source)
+    : name(std::move(targetName)), target(name), path(name) {
     std::error_code error;
     const fs::file_status old = fs::status(target, error);
     if (fs::is_directory(old)) {
@@ -19,6 +20,9 @@ Replacement::Replacement(std::string targetName) : name(std::move(targetName)), 
     }
     if (fs::exists(old) && !fs::is_regular_file(old)) {
         return;
+    }
+    if (fs::equivalent(target, source, error)) {
+        throw ToolError(kExitUsage, fmt::format("{}: is what is read, and would be lost", name));
     }
     if (fs::is_symlink(target, error)) {
         const fs::path real = fs::weakly_canonical(target, error);

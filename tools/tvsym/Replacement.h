@@ -11,8 +11,8 @@ class Replacement {
 public:
     // A target that is there and no regular file (a pipe, a device) is written to itself; of a link, the file
     // behind it is replaced. Throws ToolError with kExitUnreadable for a directory, and where there is none
-    // to write in.
-    explicit Replacement(std::string targetName);
+    // to write in, with kExitUsage for `source`, the file that is being read.
+    Replacement(std::string targetName, const std::string& source);
     ~Replacement();
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;

@@ -45,7 +45,9 @@ RunCommand AddSymbols(CLI::App& app) {
                    "only these fields: ids or names of the dictionary, by commas")
         ->delimiter(',')
         ->type_name("FIELD,...");
-    app.add_option("--limit", options->limit, "at most that many symbols; 0 for all")->type_name("N");
+    app.add_option("--limit", options->limit, "at most that many symbols; 0 for all")
+        ->type_name("N")
+        ->check(CLI::NonNegativeNumber);
     app.add_flag("--json", options->json, "one JSON object a line");
     return [options] { return RunSymbols(*options); };
 }

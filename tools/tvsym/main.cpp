@@ -26,8 +26,9 @@ const CLI::App& ChosenCommand(const CommandLine& line, int argc, char** argv) {
     return line.app;
 }
 
-// For a word that nothing takes: the option or the command that was probably meant.
-std::string Suggestion(const CLI::App& command, int argc, char** argv) {
+// What is wrong with the first word that nothing takes, and the option or the command that was probably
+// meant; empty when all are known.
+std::string UnknownWord(const CLI::App& command, int argc, char** argv) {
     std::vector<std::string> options;
     for (const CLI::Option* option : command.get_options()) {
         for (const std::string& name : option->get_lnames()) {
@@ -48,6 +49,9 @@ std::string Suggestion(const CLI::App& command, int argc, char** argv) {
             if (!nearest.empty()) {
                 return fmt::format("{}: did you mean {}?", word, nearest);
             }
+            if (option && start.starts_with("--")) {
+                return fmt::format("{}: there is no such option", start);
+            }
         }
     }
     return "";
@@ -58,8 +62,8 @@ int WrongUsage(const CommandLine& line, const CLI::ParseError& error, int argc, 
     const bool whole = &command == &line.app;
     std::string what = error.what();
     std::replace(what.begin(), what.end(), '\n', ' ');
-    const std::string suggestion = Suggestion(command, argc, argv);
-    PrintError(fmt::format("tvsym: {}", suggestion.empty() ? what : suggestion));
+    const std::string unknown = UnknownWord(command, argc, argv);
+    PrintError(fmt::format("tvsym: {}", unknown.empty() ? what : unknown));
     PrintError(fmt::format("tvsym {}--help tells what there is", whole ? "" : command.get_name() + " "));
     return kExitUsage;
 }
