@@ -126,6 +126,7 @@ TEST_F(ToolTest, WrongUsage) {
                                     "completion tcsh",
                                     "info --quietly --dictionary x small.sym",
                                     "check --limit -1 small.sym",
+                                    "symbols --limit x small.sym",
                                     "diff - -"};
     std::string transcripts;
     for (const char* const command : commands) {

@@ -367,7 +367,7 @@ RunCommand AddCheck(CLI::App& app) {
         ->capture_default_str();
     app.add_option("--limit", options->limit, "findings of one kind shown for each section; 0 shows all")
         ->type_name("N")
-        ->check(CLI::NonNegativeNumber)
+        ->check(WholeNumber())
         ->capture_default_str();
     app.add_flag("--json", options->json, "one JSON document");
     app.add_flag("-q,--quiet", options->quiet, "no progress bar");

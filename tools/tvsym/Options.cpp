@@ -44,6 +44,14 @@ void AddValueOptions(CLI::App& app, FileOptions& options) {
         ->capture_default_str();
 }
 
+CLI::Validator WholeNumber() {
+    return {[](const std::string& text) {
+                const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
+                return digits ? "" : fmt::format("expected a whole number, found {}", text);
+            },
+            "", "whole number"};
+}
+
 std::vector<u16> FieldIds(const std::vector<std::string>& namesOrIds, const Dictionary& dictionary) {
     std::vector<u16> ids;
     for (const std::string& text : namesOrIds) {

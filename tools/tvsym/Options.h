@@ -26,6 +26,9 @@ void AddFileOptions(CLI::App& app, FileOptions& options);
 // --dictionary, --encoding.
 void AddValueOptions(CLI::App& app, FileOptions& options);
 
+// Takes digits alone.
+CLI::Validator WholeNumber();
+
 // Ids from names of the dictionary and numbers, as --fields takes them; throws ToolError with kExitUsage.
 std::vector<u16> FieldIds(const std::vector<std::string>& namesOrIds, const Dictionary& dictionary);
 

@@ -47,7 +47,7 @@ RunCommand AddSymbols(CLI::App& app) {
         ->type_name("FIELD,...");
     app.add_option("--limit", options->limit, "at most that many symbols; 0 for all")
         ->type_name("N")
-        ->check(CLI::NonNegativeNumber);
+        ->check(WholeNumber());
     app.add_flag("--json", options->json, "one JSON object a line");
     return [options] { return RunSymbols(*options); };
 }
