@@ -214,7 +214,7 @@ void SectionScan::Fields(u64 stop, size_t level) {
     ++record;
     while (bytes.Position() < stop) {
         const u64 offset = bytes.Position();
-        const u64 id = bytes.Number(2);
+        const auto id = static_cast<u16>(bytes.Number(2));
         const auto tag = static_cast<u8>(bytes.Number(1));
         if (tag == kTextTag) {
             Text("text");
@@ -269,10 +269,13 @@ void SectionScan::Repeated(const std::string& name, u64 offset, u64 first) {
 void SectionScan::NumberKey(u64 key, u64 offset) {
     if (key >= firstOfNumber.size()) {
         keys.push_back({key, offset});
-    } else if (firstOfNumber[key] != 0) {
-        Repeated(fmt::format("id {}", key), offset, firstOfNumber[key]);
+        return;
+    }
+    u64& first = firstOfNumber[static_cast<size_t>(key)];
+    if (first != 0) {
+        Repeated(fmt::format("id {}", key), offset, first);
     } else {
-        firstOfNumber[key] = offset;
+        first = offset;
     }
 }
 
