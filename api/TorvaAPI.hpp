@@ -20,8 +20,9 @@
 //
 // Errors: a range that meets one throws Error, at begin() or at the step to the next element. In a build
 // without exceptions, or with TORVA_NO_EXCEPTIONS defined, the range ends instead, and its result() tells the
-// code; it is SYM_OK when the range came to its regular end. A section that a file does not have is
-// SYM_ERR_NO_SECTION (ask with has() before), but for symbols(), jumpPrices() and sectionsL2(): the C
+// code; it is SYM_OK when the range came to its regular end. What the file has ahead of the damage is
+// delivered first; of the element that broke off, broken() shows what came. A section that a file does not
+// have is SYM_ERR_NO_SECTION (ask with has() before), but for symbols(), jumpPrices() and sectionsL2(): the C
 // interface does not tell it for them, and they are empty.
 #ifndef TORVA_API_HPP
 #define TORVA_API_HPP
@@ -161,6 +162,12 @@ private:
 // Every next() of a walk gives one of these or a negative result code.
 inline constexpr std::int32_t kEnd = 0;
 inline constexpr std::int32_t kElement = 1;
+
+// What a walk can tell beside its elements.
+struct WalkNotes {
+    std::optional<std::uint32_t> announced;
+    bool part = false;  // the last next() wrote something into the element, whatever its result
+};
 
 }  // namespace detail
 
@@ -407,6 +414,7 @@ struct ExchangeSupport {
 template <class Walk>
 class Range {
 public:
+    using pointer = std::remove_reference_t<decltype(std::declval<Walk&>().item())>*;
     struct sentinel {};
 
     class iterator {
@@ -441,6 +449,7 @@ public:
 
     // Begins the section, or begins it again.
     iterator begin() {
+        walk.part = false;
         settle(walk.begin());
         if (outcome == detail::kElement) {
             advance();
@@ -451,6 +460,15 @@ public:
 
     // Why the range ended: SYM_OK at its regular end (and before it), else the code of the error.
     std::int32_t result() const noexcept { return outcome < 0 ? outcome : SYM_OK; }
+
+    // How many elements the section's head announces, known once the range has begun: sections 4, 9, 10, 12,
+    // 16, 17, 19, 20, 22, groups of 11, types of 13, heads of 14 and 15. In a damaged file it may say
+    // anything.
+    std::optional<std::uint32_t> announced() const noexcept { return walk.announced; }
+
+    // After an error: what came of the element that met it. Null when nothing did; many elements come whole
+    // or not at all.
+    pointer broken() noexcept { return outcome < 0 && walk.part ? &walk.item() : nullptr; }
 
 private:
     void advance() { settle(walk.next()); }
@@ -489,9 +507,21 @@ inline std::int32_t begun(std::int32_t initialResult) noexcept {
     return initialResult >= 0 ? kElement : initialResult == SYM_END_OF_DATA ? kEnd : initialResult;
 }
 
-// A count of 32 bits may come back negative, and the top few of them as one of the codes.
-inline std::int32_t begunWide(std::int32_t initialResult) noexcept {
-    return initialResult < SYM_ERR_READ ? kElement : begun(initialResult);
+// For Initial calls that give a count. One of 32 bits may come back negative; of those, only the few that are
+// codes of Initial calls count as such.
+inline std::int32_t begun(std::int32_t initialResult, std::optional<std::uint32_t>& announced) noexcept {
+    announced.reset();
+    switch (initialResult) {
+        case SYM_END_OF_DATA:
+            return kEnd;
+        case SYM_ERR_BAD_HANDLE:
+        case SYM_ERR_NO_SECTION:
+        case SYM_ERR_READ:
+            return initialResult;
+        default:
+            announced = static_cast<std::uint32_t>(initialResult);
+            return kElement;
+    }
 }
 
 // For calls that deliver one element each: SYM_OK comes with the last one.
@@ -523,7 +553,7 @@ inline std::int32_t keep(Buffer<char>& buffer, const char* text, Text& kept) noe
 
 class File;
 
-class SymbolWalk {
+class SymbolWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 2;
     SymbolWalk(File& owner, detail::Place where) noexcept : file(&owner), place(where) {}
@@ -533,6 +563,7 @@ public:
     std::int32_t begin() noexcept;
     std::int32_t next() noexcept {
         release();
+        part = false;
         // As many items per call as the last symbol had, so that most symbols come in one call.
         if (!items.reserve(static_cast<std::size_t>(chunk))) {
             return SYM_ERR_NO_MEMORY;
@@ -543,18 +574,21 @@ public:
         if (count < 0) {  // nothing was begun: SYM_OK means here that the file has no symbols
             return result == SYM_OK || result == SYM_END_OF_DATA ? detail::kEnd : result;
         }
+        part = true;
         while (result == SYM_MORE_DATA) {
             symbol.count += static_cast<std::size_t>(count);
             if (!items.reserve(symbol.count + static_cast<std::size_t>(chunk))) {
-                return SYM_ERR_NO_MEMORY;
+                result = SYM_ERR_NO_MEMORY;
+                break;
             }
             result = tv_GetAgainSymData(place.handle, &count, items.data() + symbol.count, chunk);
         }
-        if (result != SYM_OK) {
+        symbol.items = items.data();
+        if (result != SYM_OK) {  // what this call wrote is not the caller's
+            leftInside();
             return result;
         }
         symbol.count += static_cast<std::size_t>(count);
-        symbol.items = items.data();
         constexpr std::size_t kMost = 1u << 20;
         const std::size_t wanted = symbol.count < kMost ? symbol.count + 1 : kMost;
         chunk = wanted > kLeast ? static_cast<std::int32_t>(wanted) : kLeast;
@@ -565,6 +599,7 @@ public:
 private:
     static constexpr std::int32_t kLeast = 64;
 
+    void leftInside() noexcept;
     void release() noexcept {
         for (std::size_t i = 0; i < symbol.count; ++i) {
             SymFreeValue(items.data()[i].value);
@@ -580,13 +615,14 @@ private:
     Symbol symbol;
 };
 
-class JumpPriceWalk {
+class JumpPriceWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 3;
     JumpPriceWalk(File& owner, detail::Place where) noexcept : file(&owner), place(where) {}
 
     std::int32_t begin() noexcept;
     std::int32_t next() noexcept {
+        part = false;
         if (!records.reserve(kChunk)) {
             return SYM_ERR_NO_MEMORY;
         }
@@ -604,12 +640,10 @@ public:
             }
             result = tv_GetAgainJumpPriceData(place.handle, &count, records.data() + total, kChunk);
         }
-        // A group that ends the file ends with SYM_END_OF_DATA.
-        if (result != SYM_OK && result != SYM_END_OF_DATA) {
-            return result;
-        }
+        part = true;
         group.records = {records.data(), total + static_cast<std::size_t>(count)};
-        return detail::kElement;
+        // A group that ends the file ends with SYM_END_OF_DATA.
+        return result == SYM_OK || result == SYM_END_OF_DATA ? detail::kElement : result;
     }
     JumpPriceGroup& item() noexcept { return group; }
 
@@ -621,14 +655,14 @@ private:
     JumpPriceGroup group;
 };
 
-class BrokerInfoWalk {
+class BrokerInfoWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 4;
     explicit BrokerInfoWalk(detail::Place where) noexcept : place(where) {}
 
     std::int32_t begin() noexcept {
         last = false;
-        return records.reserve(kChunk) ? detail::begun(tv_InitialSectionBorkerInfo(place.handle))
+        return records.reserve(kChunk) ? detail::begun(tv_InitialSectionBorkerInfo(place.handle), announced)
                                        : SYM_ERR_NO_MEMORY;
     }
     std::int32_t next() noexcept {
@@ -651,7 +685,7 @@ private:
     bool last = false;
 };
 
-class EidrQuickWalk {
+class EidrQuickWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 6;
     explicit EidrQuickWalk(detail::Place where) noexcept : place(where) {}
@@ -670,8 +704,10 @@ public:
         }
         std::int32_t count = 0;
         field.target.capacity = static_cast<std::uint32_t>(place.textMax) + 1;
-        return detail::delivered(
-            tv_GetNextEidrQuickGroup(place.handle, &field.groupName, &count, &field.target, 1), last);
+        const std::int32_t result =
+            tv_GetNextEidrQuickGroup(place.handle, &field.groupName, &count, &field.target, 1);
+        part = count == 1;
+        return detail::delivered(result, last);
     }
     EidrQuickField& item() noexcept { return field; }
 
@@ -682,7 +718,7 @@ private:
     bool last = false;
 };
 
-class EidrSectionWalk {
+class EidrSectionWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 7;
     explicit EidrSectionWalk(detail::Place where) noexcept : place(where) {}
@@ -704,10 +740,10 @@ public:
             return detail::kEnd;
         }
         std::int32_t count = 0;
-        const std::int32_t reached =
-            detail::delivered(tv_GetNextEidrSectionGroup(place.handle, &count, &target, 1), last);
+        const std::int32_t result = tv_GetNextEidrSectionGroup(place.handle, &count, &target, 1);
+        part = count == 1;
         element.id = target.id;
-        return reached;
+        return detail::delivered(result, last);
     }
     EidrSection& item() noexcept { return element; }
 
@@ -720,7 +756,7 @@ private:
     bool last = false;
 };
 
-class SectionL2Walk {
+class SectionL2Walk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 8;
     SectionL2Walk(File& owner, detail::Place where) noexcept : file(&owner), place(where) {}
@@ -730,7 +766,8 @@ public:
         std::int32_t count = -1;
         const std::int32_t result =
             tv_GetNextSectionL2Group(place.handle, &group.id, &count, items.data(), kMostItems);
-        if (count < 0) {
+        part = count >= 0;
+        if (!part) {
             return result == SYM_OK || result == SYM_END_OF_DATA ? detail::kEnd : result;
         }
         // SYM_END_OF_DATA behind a group's head: the group is the last one and empty.
@@ -755,7 +792,7 @@ struct DirectoryCalls {
 };
 
 template <unsigned Section>
-class DirectoryWalk {
+class DirectoryWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = Section;
     DirectoryWalk(detail::Place where, DirectoryCalls exports) noexcept : place(where), calls(exports) {}
@@ -767,8 +804,7 @@ public:
         }
         names = name.data();
         entry.name = Text(names);
-        const std::int32_t result = calls.initial(place.handle);
-        return Section >= 19 ? detail::begunWide(result) : detail::begun(result);
+        return detail::begun(calls.initial(place.handle), announced);
     }
     std::int32_t next() noexcept {
         if (last) {
@@ -790,14 +826,14 @@ private:
     bool last = false;
 };
 
-class SectionGroupWalk {
+class SectionGroupWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 11;
     explicit SectionGroupWalk(detail::Place where) noexcept : place(where) {}
 
     std::int32_t begin() noexcept {
         last = false;
-        return detail::begun(tv_InitializeSection11(place.handle));
+        return detail::begun(tv_InitializeSection11(place.handle), announced);
     }
     std::int32_t next() noexcept {
         if (last) {
@@ -805,10 +841,11 @@ public:
         }
         std::int32_t count = 0;
         std::uint8_t* array = members;
-        const std::int32_t reached = detail::delivered(
-            tv_GetNextSectionGroup(place.handle, &group.id, &count, &array, sizeof members), last);
+        const std::int32_t result =
+            tv_GetNextSectionGroup(place.handle, &group.id, &count, &array, sizeof members);
+        part = count > 0;
         group.members = {members, static_cast<std::size_t>(count)};
-        return reached;
+        return detail::delivered(result, last);
     }
     SectionGroup& item() noexcept { return group; }
 
@@ -880,7 +917,7 @@ struct ObjectData {
     Text text;
 };
 
-class ObjectDataWalk {
+class ObjectDataWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 13;
     explicit ObjectDataWalk(ObjectState* tree) noexcept : state(tree) {}
@@ -907,7 +944,7 @@ struct ObjectSymbol {
     ObjectState* state = nullptr;
 };
 
-class ObjectSymbolWalk {
+class ObjectSymbolWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 13;
     explicit ObjectSymbolWalk(ObjectState* tree) noexcept { symbol.state = tree; }
@@ -932,7 +969,7 @@ struct ObjectSource {
     ObjectState* state = nullptr;
 };
 
-class ObjectSourceWalk {
+class ObjectSourceWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 13;
     explicit ObjectSourceWalk(ObjectState* tree) noexcept { source.state = tree; }
@@ -957,7 +994,7 @@ struct ObjectType {
     ObjectState* state = nullptr;
 };
 
-class ObjectTypeWalk {
+class ObjectTypeWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 13;
     explicit ObjectTypeWalk(detail::Place place) noexcept { state.handle = place.handle; }
@@ -965,7 +1002,7 @@ public:
     std::int32_t begin() noexcept {
         type.state = &state;
         state.depth = 0;
-        return detail::begun(tv_InitialObjectSection(state.handle));
+        return detail::begun(tv_InitialObjectSection(state.handle), announced);
     }
     std::int32_t next() noexcept { return state.nextType(type.id, type.sourceCount); }
     ObjectType& item() noexcept { return type; }
@@ -990,20 +1027,22 @@ struct ForeignTradeState {
     const char* names[256] = {};
 };
 
-class ForeignTradeItemWalk {
+class ForeignTradeItemWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 14;
     explicit ForeignTradeItemWalk(ForeignTradeState* section) noexcept : state(section) {}
     std::int32_t begin() noexcept { return detail::kElement; }
     std::int32_t next() noexcept {
         constexpr std::uint32_t kMostNames = std::extent_v<decltype(ForeignTradeState::names)>;
+        constexpr std::uint32_t kNothing = UINT32_MAX;
         ForeignTradeItem& element = state->item;
-        std::uint32_t count = 0;
+        std::uint32_t count = kNothing;
         const std::int32_t result =
             state->more ? tv_GetNextForeignTrade(state->handle, state->names, &count, kMostNames)
                         : tv_GetForeignTrade(state->handle, &element.tag, state->names, &count, kMostNames);
         state->more = element.more = result == SYM_MORE_DATA;
-        element.names = {state->names, count};
+        part = count != kNothing;
+        element.names = {state->names, part ? count : 0};
         return element.more ? detail::kElement : detail::oneOf(result);
     }
     ForeignTradeItem& item() noexcept { return state->item; }
@@ -1020,14 +1059,14 @@ struct ForeignTrade {
     ForeignTradeState* state = nullptr;
 };
 
-class ForeignTradeWalk {
+class ForeignTradeWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 14;
     explicit ForeignTradeWalk(detail::Place place) noexcept { state.handle = place.handle; }
     ForeignTradeWalk(ForeignTradeWalk&&) = delete;
     std::int32_t begin() noexcept {
         head.state = &state;
-        return detail::begun(tv_InitialForeignTradeSection(state.handle));
+        return detail::begun(tv_InitialForeignTradeSection(state.handle), announced);
     }
     std::int32_t next() noexcept {
         state.more = false;
@@ -1056,16 +1095,18 @@ struct GlobalRelatedState {
     GlobalRelatedItem items[255] = {};
 };
 
-class GlobalRelatedListWalk {
+class GlobalRelatedListWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 15;
     explicit GlobalRelatedListWalk(GlobalRelatedState* section) noexcept : state(section) {}
     std::int32_t begin() noexcept { return detail::kElement; }
     std::int32_t next() noexcept {
+        constexpr std::uint32_t kNothing = UINT32_MAX;
         std::uint8_t size = 0;
-        std::uint32_t count = 0;
+        std::uint32_t count = kNothing;
         const std::int32_t result = tv_GetGlobalReleated(state->handle, &size, state->items, &count, 255);
-        state->list.items = {state->items, count};
+        part = count != kNothing;
+        state->list.items = {state->items, part ? count : 0};
         return detail::oneOf(result);
     }
     GlobalRelatedList& item() noexcept { return state->list; }
@@ -1081,14 +1122,14 @@ struct GlobalRelated {
     GlobalRelatedState* state = nullptr;
 };
 
-class GlobalRelatedWalk {
+class GlobalRelatedWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 15;
     explicit GlobalRelatedWalk(detail::Place place) noexcept { state.handle = place.handle; }
     GlobalRelatedWalk(GlobalRelatedWalk&&) = delete;
     std::int32_t begin() noexcept {
         head.state = &state;
-        return detail::begun(tv_InitialGlobalRelatedSection(state.handle));
+        return detail::begun(tv_InitialGlobalRelatedSection(state.handle), announced);
     }
     std::int32_t next() noexcept {
         return detail::oneOf(tv_GetNextGlobalReleatedHead(state.handle, &head.id));
@@ -1100,7 +1141,7 @@ private:
     GlobalRelated head;
 };
 
-class ExchangeWalk {
+class ExchangeWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 16;
     explicit ExchangeWalk(detail::Place where) noexcept : place(where) {}
@@ -1113,7 +1154,7 @@ public:
         }
         exchange.text1 = Text(text1.data());
         exchange.text2 = Text(text2.data());
-        return detail::begun(tv_InitialExchangeSection(place.handle));
+        return detail::begun(tv_InitialExchangeSection(place.handle), announced);
     }
     std::int32_t next() noexcept {
         if (last) {
@@ -1133,11 +1174,13 @@ private:
     bool last = false;
 };
 
-class RealDelayWalk {
+class RealDelayWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 17;
     explicit RealDelayWalk(detail::Place where) noexcept : place(where) {}
-    std::int32_t begin() noexcept { return detail::begun(tv_InitialRealDelayMappingSection(place.handle)); }
+    std::int32_t begin() noexcept {
+        return detail::begun(tv_InitialRealDelayMappingSection(place.handle), announced);
+    }
     std::int32_t next() noexcept {
         return detail::oneOf(tv_GetNextRealDelayMapping(place.handle, &pair.first, &pair.second));
     }
@@ -1163,9 +1206,21 @@ inline std::uint32_t capacity32(const Buffer<std::uint16_t>& list) noexcept {
     return static_cast<std::uint32_t>(list.capacity());
 }
 
+// Where the Initial call broke off, the ids that it had read come first and its code, kept in `failure`,
+// behind them.
+inline std::int32_t loaded(std::int32_t initialResult, std::int32_t& failure) noexcept {
+    failure = initialResult == SYM_ERR_READ || initialResult == SYM_ERR_NO_MEMORY ? initialResult : SYM_OK;
+    return failure != SYM_OK ? kElement : begun(initialResult);
+}
+
+// The result of a call behind a loaded section's last id.
+inline std::int32_t unloaded(std::int32_t result, std::int32_t failure) noexcept {
+    return result != SYM_END_OF_DATA ? result : failure != SYM_OK ? failure : kEnd;
+}
+
 }  // namespace detail
 
-class Level2EodWalk {
+class Level2EodWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 18;
     explicit Level2EodWalk(detail::Place where) noexcept : place(where) {}
@@ -1175,7 +1230,7 @@ public:
             !third.reserve(detail::kFirstList)) {
             return SYM_ERR_NO_MEMORY;
         }
-        return detail::begun(tv_InitialLevel2EODBasicItemDefineSection(place.handle));
+        return detail::loaded(tv_InitialLevel2EODBasicItemDefineSection(place.handle), failure);
     }
     std::int32_t next() noexcept {
         std::uint16_t firstCount = 0;
@@ -1193,7 +1248,7 @@ public:
                 return detail::kElement;
             }
             if (result != SYM_ERR_BUFFER_TOO_SMALL || detail::capacity32(first) == detail::kLongestList) {
-                return result == SYM_END_OF_DATA ? detail::kEnd : result;
+                return detail::unloaded(result, failure);
             }
             if (!detail::grow(first) || !detail::grow(second) || !detail::grow(third)) {
                 return SYM_ERR_NO_MEMORY;
@@ -1208,16 +1263,17 @@ private:
     detail::Buffer<std::uint16_t> second;
     detail::Buffer<std::uint16_t> third;
     Level2EodBasicItemDefine define;
+    std::int32_t failure = SYM_OK;
 };
 
-class ExchangeSupportWalk {
+class ExchangeSupportWalk : public detail::WalkNotes {
 public:
     static constexpr unsigned kSection = 21;
     explicit ExchangeSupportWalk(detail::Place where) noexcept : place(where) {}
 
     std::int32_t begin() noexcept {
         return values.reserve(detail::kFirstList)
-                   ? detail::begun(tv_InitialExchangeSupportSection(place.handle))
+                   ? detail::loaded(tv_InitialExchangeSupportSection(place.handle), failure)
                    : SYM_ERR_NO_MEMORY;
     }
     std::int32_t next() noexcept {
@@ -1230,7 +1286,7 @@ public:
                 return detail::kElement;
             }
             if (result != SYM_ERR_BUFFER_TOO_SMALL || detail::capacity32(values) == detail::kLongestList) {
-                return result == SYM_END_OF_DATA ? detail::kEnd : result;
+                return detail::unloaded(result, failure);
             }
             if (!detail::grow(values)) {
                 return SYM_ERR_NO_MEMORY;
@@ -1243,6 +1299,7 @@ private:
     detail::Place place;
     detail::Buffer<std::uint16_t> values;
     ExchangeSupport support;
+    std::int32_t failure = SYM_OK;
 };
 
 // One open symbol file.
@@ -1261,6 +1318,7 @@ public:
     File(File&& other) noexcept
         : fileHandle(std::exchange(other.fileHandle, std::uint16_t{0})),
           begunSections(other.begunSections),
+          insideSymbol(other.insideSymbol),
           options(other.options),
           filePath(std::move(other.filePath)),
           fieldIds(std::move(other.fieldIds)),
@@ -1270,6 +1328,7 @@ public:
             close();
             fileHandle = std::exchange(other.fileHandle, std::uint16_t{0});
             begunSections = other.begunSections;
+            insideSymbol = other.insideSymbol;
             options = other.options;
             filePath = std::move(other.filePath);
             fieldIds = std::move(other.fieldIds);
@@ -1384,6 +1443,7 @@ private:
 
     std::int32_t openKept() noexcept {
         begunSections = 0;
+        insideSymbol = false;
         const std::int32_t result = tv_OpenSymFile(filePath.data(), options.memoryBudget, options.fieldIds,
                                                    options.fieldIdCount, options.wholeFile ? 1u : 0u);
         if (result <= 0) {
@@ -1395,10 +1455,11 @@ private:
 
     // Sections 2, 3 and 8 begin at their first record only when another section was current. So a section
     // that was begun before is left for another one first; in a file that has no other, by opening the file
-    // again.
+    // again. That also forgets which fields a symbol that broke off had already shown.
     std::int32_t beginAnew(unsigned section, detail::Place& where) noexcept {
         const unsigned bit = 1u << section;
-        if ((begunSections & bit) != 0 && !enterAnother()) {
+        const bool inside = section == SymbolWalk::kSection && insideSymbol;
+        if ((begunSections & bit) != 0 && (inside || !enterAnother())) {
             close();
             const std::int32_t result = openKept();
             if (result != SYM_OK) {
@@ -1436,6 +1497,7 @@ private:
 
     std::uint16_t fileHandle = 0;
     unsigned begunSections = 0;
+    bool insideSymbol = false;
     OpenOptions options;
     detail::Buffer<char> filePath;
     detail::Buffer<std::uint16_t> fieldIds;
@@ -1451,6 +1513,8 @@ inline std::int32_t SymbolWalk::begin() noexcept {
     symbol.symbolText = Text(text.data());
     return file->beginAnew(kSection, place);
 }
+
+inline void SymbolWalk::leftInside() noexcept { file->insideSymbol = true; }
 
 inline std::int32_t JumpPriceWalk::begin() noexcept { return file->beginAnew(kSection, place); }
 

@@ -552,6 +552,100 @@ TEST(Hpp, ErrorsAreThrown) {
     }
 }
 
+// Elements ahead of the damage, the code that ends the range, and what is left to be seen of the last one.
+struct Reached {
+    std::size_t elements = 0;
+    i32 code = SYM_OK;
+    bool broken = false;
+};
+
+template <class Range>
+Reached Walk(Range& range) {
+    Reached reached;
+    try {
+        for ([[maybe_unused]] const auto& element : range) ++reached.elements;
+    } catch (const tvapi::Error& error) {
+        reached.code = error.code();
+    }
+    EXPECT_EQ(reached.code, range.result());
+    reached.broken = range.broken() != nullptr;
+    return reached;
+}
+
+TEST(Hpp, DamageCostsWhatItHitAndNothingAhead) {
+    symwrite::DefaultFields defaults;
+    defaults.fields = {symwrite::TextField(7, "default")};
+    symwrite::Symbols symbols;
+    symbols.symbols = {{"S1", {}, {}}, {"S2", {}, 702}};  // its fields and text take a byte more
+    for (u16 id = 1; id <= 100; ++id) symbols.symbols[1].fields.push_back(symwrite::NumberField(id, 3, id));
+    symwrite::Directory directory;
+    directory.elements = {{1, "A"}, {2, "B"}};
+    auto announcing = MakeSection(10, directory);
+    announcing.count = 9;
+    symwrite::ExchangeSupport support;
+    support.groups = {{{5, 6}, {1, 2}, {}, {}}, {{7}, {3, 4}, {}, {}}};
+    auto bytes =
+        FileOf({MakeSection(1, defaults), MakeSection(2, symbols), announcing, MakeSection(21, support)});
+    bytes.pop_back();
+    const TempFile path(bytes);
+    tvapi::File file(path.Path());
+
+    for (int time = 1; time <= 2; ++time) {
+        SCOPED_TRACE(time);
+        auto range = file.symbols();
+        EXPECT_EQ(range.begin()->field(7)->text(), "default");
+        const Reached reached = Walk(range);
+        EXPECT_EQ(reached.elements, 1U);
+        EXPECT_EQ(reached.code, SYM_ERR_FORMAT);
+        ASSERT_TRUE(reached.broken);
+        EXPECT_EQ(range.broken()->text(), "S2");
+        EXPECT_EQ(range.broken()->fields().size(), 64U);
+        EXPECT_EQ(range.broken()->field(7)->as<u32>(), 7U);
+    }
+    auto countries = file.eidrCountries();
+    EXPECT_EQ(Walk(countries).elements, 2U);
+    EXPECT_EQ(countries.announced(), 9U);
+    auto loaded = file.exchangeSupport();
+    const Reached reached = Walk(loaded);
+    EXPECT_EQ(reached.elements, 2U);
+    EXPECT_EQ(reached.code, SYM_ERR_READ);
+    EXPECT_FALSE(reached.broken);
+}
+
+// Elements that pass the end of their section, or that the end of the file cuts off, stand behind the error.
+TEST(Hpp, ElementsThatPassTheEndAreShown) {
+    // Opens a file of one section, by its directory so many bytes shorter, and really so many.
+    const auto open = [](symwrite::Section section, u32 announcedLess, std::size_t cut) {
+        const Bytes whole = FileOf({section});
+        section.directorySize = static_cast<u32>(whole.size()) - 12 - announcedLess;
+        Bytes bytes = FileOf({section});
+        bytes.resize(bytes.size() - cut);
+        return std::make_unique<TempFile>(bytes);
+    };
+    const auto expect = [](auto&& range, i32 code, std::size_t elements, const auto& look) {
+        const Reached reached = Walk(range);
+        EXPECT_EQ(reached.code, code);
+        EXPECT_EQ(reached.elements, elements);
+        ASSERT_TRUE(reached.broken);
+        EXPECT_TRUE(look(*range.broken()));
+    };
+    symwrite::JumpPrices jumps;
+    jumps.groups = {{1, {{}}, {}}, {2, {{}, {}}, {}}};
+    const auto jumpPath = open(MakeSection(3, jumps), 1, 0);
+    expect(tvapi::File(jumpPath->Path()).jumpPrices(), SYM_ERR_FORMAT, 1,
+           [](const auto& group) { return group.id == 2 && group.records.size() == 2; });
+    symwrite::Level2Sections level2;
+    level2.groups = {{1, {{1, "a", "b"}}, {}}, {2, {{2, "c", "d"}, {3, "e", "f"}}, {}}};
+    const auto level2Path = open(MakeSection(8, level2), 7, 0);
+    expect(tvapi::File(level2Path->Path()).sectionsL2(), SYM_ERR_FORMAT, 1,
+           [](const auto& group) { return group.id == 2 && group.items.size() == 2; });
+    symwrite::SectionGroups groups;
+    groups.groups = {{1, {1}, {}}, {2, {1, 2, 3}, {}}};
+    const auto groupPath = open(MakeSection(11, groups), 0, 1);
+    expect(tvapi::File(groupPath->Path()).sectionGroups(), SYM_ERR_READ, 1,
+           [](const auto& group) { return group.id == 2 && group.members.size() == 2; });
+}
+
 }  // namespace
 
 i32 CodeOfMissingSection(const char* path);  // hpp_codes_test.cpp
