@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 
-#include "api/TorvaAPI.h"
 #include "tools/tvsym/System.h"
 #include "tools/tvsym/Walker.h"
 
@@ -24,6 +24,7 @@ constexpr u64 kGenerousBudget = 1024 * kMiB;
 constexpr u32 kLargestBudget = UINT32_MAX;
 constexpr size_t kLongestPath = 25600;
 constexpr u16 kOpenFiles = 64;
+constexpr u64 kLongestText = 256 * kMiB;
 
 void CopyStandardInput(const std::string& path) {
     std::ofstream file(path, std::ios::binary);
@@ -66,49 +67,40 @@ InputFile::~InputFile() {
 Reader::Reader(const std::string& path, ReaderOptions readerOptions)
     : Reader(std::make_shared<const InputFile>(path), std::move(readerOptions)) {}
 
-Reader::Reader(std::shared_ptr<const InputFile> file, ReaderOptions readerOptions)
-    : input(std::move(file)), options(std::move(readerOptions)) {
-    tv_InitSymAPI(kOpenFiles);
-    try {
-        if (Path().size() > kLongestPath) {
-            throw ToolError(kExitUnreadable, fmt::format("{}...: the path has more than {} characters",
-                                                         Path().substr(0, 60), kLongestPath));
-        }
-        raw = RawFile::Read(Path(), Name());
-        Open();
-        LoadDefaults();
-    } catch (...) {
-        tv_CloseSymFile(handle);
-        throw;
+Reader::Reader(std::shared_ptr<const InputFile> inputFile, ReaderOptions readerOptions)
+    : input(std::move(inputFile)), options(std::move(readerOptions)), library(kOpenFiles) {
+    if (Path().size() > kLongestPath) {
+        throw ToolError(kExitUnreadable, fmt::format("{}...: the path has more than {} characters",
+                                                     Path().substr(0, 60), kLongestPath));
     }
+    raw = RawFile::Read(Path(), Name());
+    Open();
+    LoadDefaults();
 }
 
-Reader::~Reader() { tv_CloseSymFile(handle); }
-
-// The arenas are made as large as the file where that is affordable, so that no value finds them too small;
-// memory that is not used is never touched.
+// The arenas are made as large as the file where that is affordable, so that no value finds them too small,
+// and a text may be as long as the file; memory that is not used is never touched.
 void Reader::Open() {
-    const bool wholeFile = options.mode == ReadMode::Memory ||
-                           (options.mode == ReadMode::Auto && raw.fileSize <= kMemoryModeLimit);
-    u32 budget = static_cast<u32>(std::clamp(raw.fileSize + kMiB, u64{kSmallestBudget}, kGenerousBudget));
-    i32 result = TryOpen(budget, wholeFile);
-    if (result == SYM_ERR_NO_MEMORY && budget > kSmallestBudget) {
-        budget = kSmallestBudget;
-        result = TryOpen(budget, wholeFile);
+    tvapi::OpenOptions how;
+    how.wholeFile = options.mode == ReadMode::Memory ||
+                    (options.mode == ReadMode::Auto && raw.fileSize <= kMemoryModeLimit);
+    how.fieldIds = options.filter.data();
+    how.fieldIdCount = static_cast<u32>(options.filter.size());
+    how.textMax = static_cast<i32>(std::min(raw.fileSize, kLongestText));
+    how.memoryBudget =
+        static_cast<u32>(std::clamp(raw.fileSize + kMiB, u64{kSmallestBudget}, kGenerousBudget));
+    i32 result = file.open(Path().c_str(), how);
+    if (result == SYM_ERR_NO_MEMORY && how.memoryBudget > kSmallestBudget) {
+        how.memoryBudget = kSmallestBudget;
+        result = file.open(Path().c_str(), how);
     }
-    while (result == SYM_ERR_PARAM && budget < kLargestBudget) {  // the default fields need more
-        budget = budget > kLargestBudget / 2 ? kLargestBudget : budget * 2;
-        result = TryOpen(budget, wholeFile);
+    while (result == SYM_ERR_PARAM && how.memoryBudget < kLargestBudget) {  // the default fields need more
+        how.memoryBudget = how.memoryBudget > kLargestBudget / 2 ? kLargestBudget : how.memoryBudget * 2;
+        result = file.open(Path().c_str(), how);
     }
-    if (result <= 0) {
+    if (result != SYM_OK) {
         RefuseOpen(result);
     }
-    handle = static_cast<u16>(result);
-}
-
-i32 Reader::TryOpen(u32 budget, bool wholeFile) const {
-    return tv_OpenSymFile(Path().c_str(), budget, options.filter.data(),
-                          static_cast<u32>(options.filter.size()), wholeFile ? 1 : 0);
 }
 
 void Reader::RefuseOpen(i32 code) const {
@@ -129,14 +121,19 @@ void Reader::RefuseOpen(i32 code) const {
 }
 
 void Reader::LoadDefaults() {
-    Walker walker(*this);
-    walker.TakeDefaults([this](const FieldView& field) {
-        defaults.push_back(field);
-        defaultValues.emplace_back(field.value);
-    });
-    for (size_t at = 0; at < defaults.size(); ++at) {
-        defaults[at].isDefault = true;
-        defaults[at].value = defaultValues[at];
+    std::array<SymFieldItem, 512> items;
+    i32 result = SYM_MORE_DATA;
+    while (result == SYM_MORE_DATA) {
+        i32 count = 0;
+        result = tv_GetAgainSymData(file.handle(), &count, items.data(), static_cast<i32>(items.size()));
+        if (result != SYM_OK && result != SYM_MORE_DATA) {
+            return;
+        }
+        for (const auto field : tvapi::FieldList(items.data(), static_cast<size_t>(count))) {
+            defaults.push_back(ViewOf(field));
+            defaults.back().isDefault = true;
+            defaultValues.push_back(field.take());
+        }
     }
 }
 
@@ -174,30 +171,22 @@ std::vector<Problem> Reader::DirectoryProblems() const {
     return problems;
 }
 
-void Reader::Reopen() {
-    tv_CloseSymFile(handle);
-    handle = 0;
-    lastEntered = 0;
-    Open();
-}
-
 void Reader::ReadRaw(u64 offset, u64 size, const std::function<void(std::string_view)>& sink) {
-    tv_CloseSymFile(handle);
-    handle = 0;
-    std::ifstream file(Path(), std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(offset));
+    file.close();
+    std::ifstream bytes(Path(), std::ios::binary);
+    bytes.seekg(static_cast<std::streamoff>(offset));
     std::vector<char> buffer(size_t{64} * 1024);
     while (size > 0) {
-        file.read(buffer.data(), static_cast<std::streamsize>(std::min<u64>(size, buffer.size())));
-        const auto got = static_cast<size_t>(file.gcount());
+        bytes.read(buffer.data(), static_cast<std::streamsize>(std::min<u64>(size, buffer.size())));
+        const auto got = static_cast<size_t>(bytes.gcount());
         if (got == 0) {
             break;
         }
         sink({buffer.data(), got});
         size -= got;
     }
-    file.close();
-    Reopen();
+    bytes.close();
+    Open();
 }
 
 Walk Reader::WalkSymbols(const SymbolSink& sink) { return Walker(*this).Symbols(sink); }

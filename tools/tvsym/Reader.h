@@ -1,5 +1,5 @@
-// Reading a symbol file the way every command of the tool does: through the library's exported functions
-// alone.
+// Reading a symbol file the way every command of the tool does: through TorvaAPI.hpp alone, as any host
+// would.
 //
 // How a command uses it:
 //
@@ -45,6 +45,7 @@
 #include <string>
 #include <vector>
 
+#include "api/TorvaAPI.hpp"
 #include "tools/tvsym/RawFile.h"
 #include "tools/tvsym/Sections.h"
 #include "tools/tvsym/Tool.h"
@@ -77,11 +78,9 @@ struct SymbolView {
 
 // How a walk over one section went.
 struct Walk {
-    bool present = false;         // the library found the section
-    std::vector<u64> rows;        // delivered, for each level
-    std::optional<u64> declared;  // rows of level 0 that the section's head announces, where it does
-    i32 result = 0;               // of the call that ended the walk, where that was an error
-    u64 consumed = 0;  // bytes of the section that were gone through, counted as its directory size counts
+    bool present = false;   // the library found the section
+    std::vector<u64> rows;  // delivered, for each level
+    i32 result = 0;         // of the call that ended the walk, where that was an error
     std::vector<Problem> problems;
 };
 
@@ -116,14 +115,10 @@ class Reader {
 public:
     explicit Reader(const std::string& path, ReaderOptions options = {});
     // For a file that is read more than once.
-    explicit Reader(std::shared_ptr<const InputFile> file, ReaderOptions options = {});
-    ~Reader();
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
+    explicit Reader(std::shared_ptr<const InputFile> inputFile, ReaderOptions options = {});
 
     const std::string& Name() const { return input->Name(); }
     const RawFile& Raw() const { return raw; }
-    u16 Handle() const { return handle; }
 
     // Section 1, in file order, duplicates included; through the filter when there is one.
     const std::vector<FieldView>& Defaults() const { return defaults; }
@@ -149,18 +144,16 @@ private:
 
     const std::string& Path() const { return input->Path(); }
     void Open();
-    void Reopen();
-    i32 TryOpen(u32 budget, bool wholeFile) const;
     [[noreturn]] void RefuseOpen(i32 code) const;
     void LoadDefaults();
 
     std::shared_ptr<const InputFile> input;
     ReaderOptions options;
     RawFile raw;
-    u16 handle = 0;
-    u16 lastEntered = 0;  // section that was walked last
+    tvapi::Library library;
+    tvapi::File file;
     std::vector<FieldView> defaults;
-    std::vector<std::string> defaultValues;  // what they point to
+    std::vector<tvapi::Value> defaultValues;  // what they point to
 };
 
 }  // namespace tvsym

@@ -1,84 +1,75 @@
-// One walk over one section through the exported functions: the calls of each family in their order, what
-// their results mean, and what the figures at the end say about the section. Used by Reader alone.
+// One walk over one section through the ranges of TorvaAPI.hpp: its elements as rows, what its errors mean,
+// and what the figures at the end say about the section. Used by Reader alone.
 #pragma once
 
-#include <array>
 #include <initializer_list>
 
+#include "api/TorvaAPI.hpp"
 #include "tools/tvsym/Reader.h"
-
-struct SymFieldItem;
 
 namespace tvsym {
 
-// A buffer for texts of unknown length, as large as any text of the file can be. Pages that no text reaches
-// are never touched.
-class TextBuffer {
-public:
-    char* For(u64 fileSize);
-    u32 Size() const { return size; }
-
-private:
-    std::unique_ptr<char[]> bytes;
-    u32 size = 0;
-};
+// `value` stands as long as the field's own value does.
+FieldView ViewOf(const tvapi::Field& field);
 
 class Walker {
 public:
-    explicit Walker(Reader& owner) : reader(owner), handle(owner.handle) {}
+    explicit Walker(Reader& owner) : reader(owner), file(owner.file) {}
 
-    void TakeDefaults(const std::function<void(const FieldView&)>& take);
     Walk Symbols(const SymbolSink& sink);
     Walk Section(u16 id, const RowSink& sink);
 
 private:
-    struct Record;
-
     bool Enter(u16 id);
     void Leave();
-    bool Begun(i32 result);
     void Fail(i32 result);
     void Note(std::string what);
+    void CheckCount(u32 found, u32 announced, const char* what);
     void CheckSkipped(u64 before, u64 taken, const char* what);
 
     u64 Consumed() const;
+    u64 NotCounted() const;
     u64 Position() const;
     void Emit(size_t level, std::initializer_list<Cell> cells);
+    void Progressed();
 
-    bool ReadRecord(Record& record, u64& at);
-    void MarkFields(Record& record, u64 recordBytes) const;
+    template <class Range, class Show>
+    std::optional<u32> Each(Range&& range, Show show);
+    template <class Sink>
+    bool Records(const Sink& sink);
+    SymbolView Record(const tvapi::Symbol& symbol, bool complete);
+    void MarkFields(u64 ownBytes, bool complete);
 
+    void Rows();
     void DefaultFields();
     void SymbolRows();
     void JumpPrices();
     void BrokerInfo();
     void QuickGroups();
-    void EidrSections();
     void Level2Sections();
     void SectionGroups();
-    void Directory();
     void Objects();
-    bool ObjectSources(u16 count);
-    bool ObjectSymbols(u16 count);
-    bool ObjectData(u8 count);
+    void ObjectSource(const tvapi::ObjectSource& source);
     void ForeignTrade();
-    bool ForeignTradeItems();
     void GlobalRelated();
-    bool GlobalRelatedLists();
-    void Exchanges();
     void RealDelay();
     void Level2Definitions();
     void ExchangeSupport();
+    template <class Range>
+    void Directory(Range&& range);
+    template <class Range>
+    void TwoTexts(Range&& range);
 
     Reader& reader;
-    u16 handle;
+    tvapi::File& file;
     const SectionInfo* section = nullptr;
     const DirectoryEntry* entry = nullptr;
     const RowSink* rowSink = nullptr;
+    std::vector<FieldView> fields;  // of the record at which the symbol walk stands
     Walk walk;
+    std::optional<u64> declared;  // rows of level 0 that the section's head announces
+    u64 consumed = 0;  // bytes of the section that were gone through, counted as its directory size counts
     u64 sinceProgress = 0;
-    TextBuffer text1;
-    TextBuffer text2;
 };
 
 }  // namespace tvsym
