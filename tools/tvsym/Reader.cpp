@@ -29,9 +29,11 @@ constexpr u64 kLongestText = 256 * kMiB;
 void CopyStandardInput(const std::string& path) {
     std::ofstream file(path, std::ios::binary);
     std::vector<char> buffer(size_t{64} * 1024);
-    size_t got = buffer.size();
-    while (file && got > 0) {
-        got = std::fread(buffer.data(), 1, buffer.size(), stdin);
+    while (file) {
+        const size_t got = std::fread(buffer.data(), 1, buffer.size(), stdin);
+        if (got == 0) {
+            break;
+        }
         file.write(buffer.data(), static_cast<std::streamsize>(got));
     }
     file.close();
