@@ -52,7 +52,7 @@ constexpr CommandSpec kCommands[] = {
     {"build",
      "Make a symbol file from what dump writes: JSON, also in a short form, or a folder of CSV files",
      "The document is told in docs/json.md. The file is written beside its place and renamed at the end, so "
-     "that a failed build leaves an old file as it was.",
+     "that a failed build leaves an old file as it was. Holds the file that is made, up to twice.",
      "tvsym build instruments.json instruments.sym\ntvsym build tables/ instruments.sym\n"
      "tvsym dump old.sym | tvsym build - new.sym",
      AddBuild},

@@ -42,7 +42,11 @@ void FindWideColumns(ExportSource& source) {
     std::map<u16, WideColumn> columns;
     source.reader.WalkSymbols([&](const SymbolView& symbol) {
         for (const FieldView& field : symbol.fields) {
-            WideColumn& column = columns[field.id];
+            const auto [found, isNew] = columns.try_emplace(field.id);
+            WideColumn& column = found->second;
+            if (!isNew && !column.allNumbers && !column.allDates && !column.allFloats) {
+                continue;  // texts, and nothing can change that
+            }
             const SqlValue value = FieldValue(source, field.id, field.tag, field.value);
             const ValueType type = source.dictionary.TypeOf(field.id, field.tag, field.value.size());
             const bool date = type == ValueType::Date;

@@ -174,50 +174,53 @@ LoadTable WideTable(const ExportSource& source, size_t keySize) {
     return table;
 }
 
-std::string CellText(const SqlValue& value) {
+// The cell must be empty.
+void SetCell(std::string& cell, const SqlValue& value) {
+    constexpr std::string_view kHex = "hex:";
     if (const auto* number = std::get_if<i64>(&value)) {
-        return fmt::format("{}", *number);
+        const fmt::format_int digits(*number);
+        cell.assign(digits.data(), digits.size());
+    } else if (const auto* real = std::get_if<double>(&value)) {
+        cell = fmt::format("{}", *real);
+    } else if (const auto* text = std::get_if<std::string>(&value)) {
+        cell = text->starts_with(kHex) ? std::string(kHex) + Hex(*text) : *text;
+    } else if (const auto* blob = std::get_if<Blob>(&value)) {
+        cell = std::string(kHex) + Hex(blob->bytes);
     }
-    if (const auto* real = std::get_if<double>(&value)) {
-        return fmt::format("{}", *real);
-    }
-    if (const auto* text = std::get_if<std::string>(&value)) {
-        return text->starts_with("hex:") ? "hex:" + Hex(*text) : *text;
-    }
-    const auto* blob = std::get_if<Blob>(&value);
-    return blob ? "hex:" + Hex(blob->bytes) : "";
 }
 
 // Gives the size of the longest symbol, as its cell has it.
 size_t WriteWide(const ExportSource& source, Output& out) {
-    std::string line = "symbol_no,symbol";
-    std::vector<u32> columnOf(65536, UINT32_MAX);
-    for (size_t at = 0; at < source.wide.size(); ++at) {
-        columnOf[source.wide[at].id] = static_cast<u32>(at);
-        line += "," + CsvQuoted(source.wide[at].name);
+    constexpr size_t kAhead = 2;  // cells ahead of the fields
+    std::vector<std::string> cells = {"symbol_no", "symbol"};
+    std::vector<size_t> columnOf(65536);
+    for (const WideColumn& column : source.wide) {
+        columnOf[column.id] = cells.size();
+        cells.push_back(column.name);
     }
-    out.Write(line + "\r\n");
+    std::string line;
+    AppendCsvLine(line, cells);
+    out.Write(line);
     u64 number = 0;
     size_t longest = 0;
-    std::vector<std::string> cells;
+    std::vector<u64> filledIn(cells.size());  // the last symbol that has a value there
     source.reader.WalkSymbols([&](const SymbolView& symbol) {
-        cells.assign(source.wide.size(), "");
-        std::vector<bool> filled(source.wide.size());
+        for (std::string& cell : cells) {
+            cell.clear();
+        }
+        cells[0] = fmt::format("{}", ++number);
+        SetCell(cells[1], TextValue(source, symbol.text));
+        longest = std::max(longest, cells[1].size());
         for (const FieldView& field : symbol.fields) {
-            const u32 column = columnOf[field.id];
-            if (column != UINT32_MAX && !filled[column]) {  // the first of an id counts
-                filled[column] = true;
-                cells[column] = CellText(FieldValue(source, field.id, field.tag, field.value));
+            const size_t column = columnOf[field.id];
+            if (column >= kAhead && filledIn[column] != number) {  // the first of an id counts
+                filledIn[column] = number;
+                SetCell(cells[column], FieldValue(source, field.id, field.tag, field.value));
             }
         }
-        const std::string text = CellText(TextValue(source, symbol.text));
-        longest = std::max(longest, text.size());
-        line = fmt::format("{},{}", ++number, CsvQuoted(text));
-        for (const std::string& cell : cells) {
-            line += ',';
-            line += CsvQuoted(cell);
-        }
-        out.Write(line + "\r\n");
+        line.clear();
+        AppendCsvLine(line, cells);
+        out.Write(line);
         return true;
     });
     return longest;

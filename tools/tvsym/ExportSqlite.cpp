@@ -41,7 +41,8 @@ class Database {
 public:
     Database(const std::string& path, std::string targetName) : name(std::move(targetName)) {
         sqlite3* opened = nullptr;
-        const int result = sqlite3_open(path.c_str(), &opened);
+        const int result = sqlite3_open_v2(
+            path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
         handle.reset(opened);
         Check(result);
         // The file counts for nothing until all of it is there.

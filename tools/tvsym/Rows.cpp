@@ -183,162 +183,6 @@ struct FlatColumn {
     bool number;
 };
 
-std::vector<FlatColumn> FlatColumns(const SectionInfo& section, bool withDictionary);
-
-// Joins each row of the last level with the rows above it.
-class FlatRows : public RowWriter {
-public:
-    FlatRows(const SectionInfo& described, const RowContext& rowContext, bool isExact)
-        : section(described),
-          context(rowContext),
-          exact(isExact),
-          withDictionary(HasFields(described) && !rowContext.dictionary.All().empty()),
-          current(described.levels.size()),
-          numbers(described.levels.size(), 0) {}
-
-    void Row(size_t level, std::span<const Cell> cells) override {
-        if (level < waiting) {
-            Emit();
-        }
-        waiting = level + 1;
-        ++numbers[level];
-        std::fill(numbers.begin() + static_cast<std::ptrdiff_t>(waiting), numbers.end(), 0);
-        std::vector<std::string>& texts = current[level];
-        texts.clear();
-        for (size_t at = 0; at < cells.size(); ++at) {
-            texts.push_back(CellText(section.levels[level].columns[at].kind, cells[at]));
-        }
-        const bool leaf = waiting == section.levels.size();
-        if (leaf && withDictionary) {
-            const u16 id = static_cast<u16>(cells[0].number);
-            const u8 tag = static_cast<u8>(cells[1].number);
-            const ValueType type = context.dictionary.TypeOf(id, tag, cells[2].bytes.size());
-            texts.push_back(context.dictionary.Find(id) ? context.dictionary.NameOf(id) : "");
-            texts.push_back(ValueText(type, cells[2].bytes, context.codec));
-        }
-        if (leaf) {
-            Emit();
-        }
-    }
-
-    void Finish() override { Emit(); }
-
-protected:
-    virtual void Line(std::vector<std::string> cells) = 0;
-
-    const SectionInfo& section;
-    RowContext context;
-    bool exact;
-    bool withDictionary;
-
-private:
-    void Emit() {
-        if (waiting == 0) {
-            return;
-        }
-        std::vector<std::string> cells;
-        for (size_t level = 0; level < section.levels.size(); ++level) {
-            const bool there = level < waiting;
-            if (section.levels.size() > 1) {
-                cells.push_back(there ? fmt::format("{}", numbers[level]) : "");
-            }
-            const bool leaf = level + 1 == section.levels.size();
-            const size_t count = section.levels[level].columns.size() + (leaf && withDictionary ? 2 : 0);
-            for (size_t at = 0; at < count; ++at) {
-                cells.push_back(there ? current[level][at] : "");
-            }
-        }
-        Line(std::move(cells));
-        waiting = 0;
-    }
-
-    std::string ExactText(std::string_view bytes) const {
-        const std::optional<std::string_view> text = context.codec.Decode(bytes);
-        return text && !text->starts_with("hex:") ? std::string(*text) : "hex:" + Hex(bytes);
-    }
-
-    std::string CellText(ColumnKind kind, const Cell& cell) const {
-        std::string text;
-        switch (kind) {
-            case ColumnKind::Number:
-                AppendNumber(text, cell.number);
-                return text;
-            case ColumnKind::Text:
-                return exact ? ExactText(cell.bytes) : context.codec.Display(cell.bytes);
-            case ColumnKind::List:
-                AppendList(text, cell.list, " ");
-                return text;
-            case ColumnKind::Bytes:
-                return Hex(cell.bytes);
-            case ColumnKind::Field:
-                break;
-        }
-        const u8 tag = static_cast<u8>(cell.number);
-        if (tag == kTextTag) {
-            return exact ? ExactText(cell.bytes) : context.codec.Display(cell.bytes);
-        }
-        if (!exact) {
-            return ValueText(ValueType::Hex, cell.bytes, context.codec);
-        }
-        if (!cell.bytes.empty()) {
-            AppendNumber(text, PayloadNumber(cell.bytes));
-        }
-        return text;
-    }
-
-    std::vector<std::vector<std::string>> current;
-    std::vector<u64> numbers;
-    size_t waiting = 0;  // the row of this many levels waits for a row below it, or for a line of its own
-};
-
-class CsvRows : public FlatRows {
-public:
-    CsvRows(Output& output, const SectionInfo& described, const RowContext& rowContext)
-        : FlatRows(described, rowContext, true), out(output) {
-        Write(CsvColumns(section, withDictionary));
-    }
-
-protected:
-    void Line(std::vector<std::string> cells) override { Write(cells); }
-
-private:
-    void Write(const std::vector<std::string>& cells) {
-        std::string line;
-        for (const std::string& cell : cells) {
-            line += line.empty() && &cell == cells.data() ? "" : ",";
-            line += CsvQuoted(cell);
-        }
-        out.Write(line + "\r\n");
-    }
-
-    Output& out;
-};
-
-class TableRows : public FlatRows {
-public:
-    TableRows(Output& output, const SectionInfo& described, const RowContext& rowContext)
-        : FlatRows(described, rowContext, false), table(output, Columns()) {}
-
-    void Finish() override {
-        FlatRows::Finish();
-        table.Finish();
-    }
-
-protected:
-    void Line(std::vector<std::string> cells) override { table.Row(std::move(cells)); }
-
-private:
-    std::vector<Table::Column> Columns() const {
-        std::vector<Table::Column> columns;
-        for (const FlatColumn& column : FlatColumns(section, withDictionary)) {
-            columns.push_back({column.name, column.number ? Table::Align::Right : Table::Align::Left});
-        }
-        return columns;
-    }
-
-    Table table;
-};
-
 std::vector<FlatColumn> FlatColumns(const SectionInfo& section, bool withDictionary) {
     std::vector<FlatColumn> columns;
     for (size_t level = 0; level < section.levels.size(); ++level) {
@@ -361,6 +205,164 @@ std::vector<FlatColumn> FlatColumns(const SectionInfo& section, bool withDiction
     return columns;
 }
 
+// Joins each row of the last level with the rows above it.
+class FlatRows : public RowWriter {
+public:
+    FlatRows(const SectionInfo& described, const RowContext& rowContext, bool isExact)
+        : section(described),
+          context(rowContext),
+          exact(isExact),
+          withDictionary(HasFields(described) && !rowContext.dictionary.All().empty()),
+          columns(FlatColumns(described, withDictionary)),
+          line(columns.size()),
+          numbers(described.levels.size(), 0) {}
+
+    void Row(size_t level, std::span<const Cell> cells) override {
+        if (level < waiting) {
+            Emit();
+        }
+        waiting = level + 1;
+        size_t at = FirstColumn(level);
+        if (section.levels.size() > 1) {
+            AppendNumber(Cleared(at++), ++numbers[level]);
+        }
+        for (size_t cell = 0; cell < cells.size(); ++cell) {
+            AppendCell(Cleared(at++), section.levels[level].columns[cell].kind, cells[cell]);
+        }
+        const bool leaf = waiting == section.levels.size();
+        if (leaf && withDictionary) {
+            const u16 id = static_cast<u16>(cells[0].number);
+            const u8 tag = static_cast<u8>(cells[1].number);
+            const ValueType type = context.dictionary.TypeOf(id, tag, cells[2].bytes.size());
+            line[at++] = context.dictionary.Find(id) ? context.dictionary.NameOf(id) : "";
+            line[at] = ValueText(type, cells[2].bytes, context.codec);
+        }
+        if (leaf) {
+            return Emit();
+        }
+        std::fill(numbers.begin() + static_cast<std::ptrdiff_t>(waiting), numbers.end(), 0);
+        for (; at < line.size(); ++at) {
+            line[at].clear();
+        }
+    }
+
+    void Finish() override { Emit(); }
+
+protected:
+    virtual void Line(const std::vector<std::string>& cells) = 0;
+
+    const SectionInfo& section;
+    RowContext context;
+    bool exact;
+    bool withDictionary;
+    std::vector<FlatColumn> columns;
+
+private:
+    size_t FirstColumn(size_t level) const {
+        size_t first = 0;
+        for (size_t above = 0; above < level; ++above) {
+            first += 1 + section.levels[above].columns.size();
+        }
+        return first;
+    }
+
+    std::string& Cleared(size_t at) {
+        line[at].clear();
+        return line[at];
+    }
+
+    void Emit() {
+        if (waiting > 0) {
+            Line(line);
+        }
+        waiting = 0;
+    }
+
+    void AppendText(std::string& to, std::string_view bytes) const {
+        if (!exact) {
+            to += context.codec.Display(bytes);
+            return;
+        }
+        const std::optional<std::string_view> text = context.codec.Decode(bytes);
+        if (text && !text->starts_with("hex:")) {
+            to += *text;
+        } else {
+            to += "hex:" + Hex(bytes);
+        }
+    }
+
+    void AppendCell(std::string& to, ColumnKind kind, const Cell& cell) const {
+        switch (kind) {
+            case ColumnKind::Number:
+                return AppendNumber(to, cell.number);
+            case ColumnKind::Text:
+                return AppendText(to, cell.bytes);
+            case ColumnKind::List:
+                return AppendList(to, cell.list, " ");
+            case ColumnKind::Bytes:
+                to += Hex(cell.bytes);
+                return;
+            case ColumnKind::Field:
+                break;
+        }
+        if (static_cast<u8>(cell.number) == kTextTag) {
+            AppendText(to, cell.bytes);
+        } else if (!exact) {
+            to += ValueText(ValueType::Hex, cell.bytes, context.codec);
+        } else if (!cell.bytes.empty()) {
+            AppendNumber(to, PayloadNumber(cell.bytes));
+        }
+    }
+
+    std::vector<std::string> line;  // the cells of all levels; those below `waiting` are empty
+    std::vector<u64> numbers;
+    size_t waiting = 0;  // the row of this many levels waits for a row below it, or for a line of its own
+};
+
+class CsvRows : public FlatRows {
+public:
+    CsvRows(Output& output, const SectionInfo& described, const RowContext& rowContext)
+        : FlatRows(described, rowContext, true), out(output) {
+        Line(CsvColumns(section, withDictionary));
+    }
+
+protected:
+    void Line(const std::vector<std::string>& cells) final {
+        text.clear();
+        AppendCsvLine(text, cells);
+        out.Write(text);
+    }
+
+private:
+    Output& out;
+    std::string text;
+};
+
+class TableRows : public FlatRows {
+public:
+    TableRows(Output& output, const SectionInfo& described, const RowContext& rowContext)
+        : FlatRows(described, rowContext, false), table(output, Columns()) {}
+
+    void Finish() override {
+        FlatRows::Finish();
+        table.Finish();
+    }
+
+protected:
+    void Line(const std::vector<std::string>& cells) override { table.Row(cells); }
+
+private:
+    std::vector<Table::Column> Columns() const {
+        std::vector<Table::Column> all;
+        for (const FlatColumn& column : columns) {
+            all.push_back({column.name, column.number ? Table::Align::Right : Table::Align::Left});
+        }
+        return all;
+    }
+
+    Table table;
+};
+
 }  // namespace
 
 std::vector<std::string> CsvColumns(const SectionInfo& section, bool withDictionary) {
@@ -371,16 +373,24 @@ std::vector<std::string> CsvColumns(const SectionInfo& section, bool withDiction
     return names;
 }
 
-std::string CsvQuoted(std::string_view cell) {
-    const bool edgeBlank = !cell.empty() && (cell.front() == ' ' || cell.back() == ' ');
-    if (cell.find_first_of(",\"\r\n") == std::string_view::npos && !edgeBlank) {
-        return std::string(cell);
+void AppendCsvLine(std::string& to, const std::vector<std::string>& cells) {
+    for (const std::string& cell : cells) {
+        const bool edgeBlank = !cell.empty() && (cell.front() == ' ' || cell.back() == ' ');
+        const bool special = std::any_of(
+            cell.begin(), cell.end(), [](char c) { return c == ',' || c == '"' || c == '\r' || c == '\n'; });
+        if (!special && !edgeBlank) {
+            to += cell;
+        } else {
+            to += '"';
+            for (const char c : cell) {
+                to += c == '"' ? "\"\"" : std::string_view(&c, 1);
+            }
+            to += '"';
+        }
+        to += ',';
     }
-    std::string quoted = "\"";
-    for (const char c : cell) {
-        quoted += c == '"' ? "\"\"" : std::string_view(&c, 1);
-    }
-    return quoted + '"';
+    to.pop_back();
+    to += "\r\n";
 }
 
 std::unique_ptr<RowWriter> MakeJsonRows(Output& out, const SectionInfo& section, const RowContext& context,

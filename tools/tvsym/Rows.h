@@ -52,7 +52,7 @@ std::unique_ptr<RowWriter> MakeTableRows(Output& out, const SectionInfo& section
 // follow: the name and what its type makes of the value.
 std::vector<std::string> CsvColumns(const SectionInfo& section, bool withDictionary);
 
-// A cell quoted for CSV where it has to be.
-std::string CsvQuoted(std::string_view cell);
+// A line of CSV, with its end; cells are quoted where they have to be. There is at least one.
+void AppendCsvLine(std::string& to, const std::vector<std::string>& cells);
 
 }  // namespace tvsym
