@@ -63,9 +63,11 @@ int RunBuild(const BuildOptions& options) {
     symwrite::JsonErrors errors;
     std::string errorsIn = SourceName(options.source);
     std::error_code ignored;
+    ProgressBar progress(errorsIn, 0, options.quiet);
     const bool folder = std::filesystem::is_directory(options.source, ignored);
-    const symwrite::File file =
-        folder ? ReadCsvSource(options, errors) : ReadJsonSource(options, errors, errorsIn);
+    const symwrite::File file = folder ? ReadCsvSource(options, errors, progress)
+                                       : ReadJsonSource(options, errors, errorsIn, progress);
+    progress.Hide();
     if (errors.Empty()) {
         try {
             symwrite::Layout(file);
@@ -104,6 +106,7 @@ RunCommand AddBuild(CLI::App& app) {
     app.add_option("--encoding", options->encoding, "character set of the texts in the symbol file")
         ->type_name("NAME")
         ->capture_default_str();
+    app.add_flag("-q,--quiet", options->quiet, "no progress bar");
     return [options] { return RunBuild(*options); };
 }
 

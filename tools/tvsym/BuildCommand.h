@@ -7,6 +7,7 @@ namespace tvsym {
 
 struct BuildOptions : SourceOptions {
     std::string target;  // "-" for the standard output
+    bool quiet = false;
 };
 
 // Writes the file beside its place and renames it, so that whatever fails leaves an old file as it was. Gives

@@ -389,17 +389,20 @@ std::vector<SectionFile> KnownFiles(const std::filesystem::path& folder) {
 
 }  // namespace
 
-symwrite::File ReadCsvSource(const SourceOptions& options, symwrite::JsonErrors& errors) {
+symwrite::File ReadCsvSource(const SourceOptions& options, symwrite::JsonErrors& errors,
+                             ProgressBar& progress) {
     TextCodec codec(options.encoding);
     const symwrite::TextCodec texts = CodecFor(codec);
     symwrite::FromJsonOptions reading;
     reading.codec = &texts;
     const std::filesystem::path folder = options.source;
     const auto withTable = [&](const std::string& name, const auto& read) {
-        WithSource((folder / name).string(), [&](std::istream& in) {
-            CsvTable table(name, in, errors);
-            read(table);
-        });
+        WithSource((folder / name).string(),
+                   [&](std::istream& in) {
+                       CsvTable table(name, in, errors);
+                       read(table);
+                   },
+                   &progress);
     };
     symwrite::File file;
     std::vector<SectionFile> files;
@@ -414,6 +417,11 @@ symwrite::File ReadCsvSource(const SourceOptions& options, symwrite::JsonErrors&
                                         options.source));
         }
     }
+    u64 total = 0;
+    for (const SectionFile& one : files) {
+        total += SourceSize((folder / one.name).string());
+    }
+    progress.SetTotal(total);
     for (SectionFile& one : files) {
         withTable(one.name, [&](CsvTable& table) {
             file.sections.push_back(ReadSection(one.id, table, reading, errors));

@@ -10,24 +10,58 @@
 
 namespace tvsym {
 
-void WithSource(const std::string& path, const std::function<void(std::istream&)>& read) {
+namespace {
+
+// A file that tells a progress bar how far it has been read.
+class WatchedFile : public std::filebuf {
+public:
+    explicit WatchedFile(ProgressBar* bar) : progress(bar) {}
+
+protected:
+    int_type underflow() override {
+        const int_type next = std::filebuf::underflow();
+        done += static_cast<u64>(egptr() - gptr());
+        if (progress) {
+            progress->SectionAt(done);
+        }
+        return next;
+    }
+
+private:
+    ProgressBar* progress;
+    u64 done = 0;
+};
+
+}  // namespace
+
+u64 SourceSize(const std::string& path) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    return error ? 0 : size;
+}
+
+void WithSource(const std::string& path, const std::function<void(std::istream&)>& read,
+                ProgressBar* progress) {
     const std::string name = SourceName(path);
-    std::ifstream file;
+    WatchedFile file(progress);
+    std::istream stream(&file);
     if (path != "-") {
         std::error_code error;
         if (std::filesystem::is_directory(path, error)) {
             throw ToolError(kExitUnreadable, fmt::format("{}: is a directory", name));
         }
         errno = 0;
-        file.open(path, std::ios::binary);
-        if (!file) {
+        if (!file.open(path, std::ios::in | std::ios::binary)) {
             throw ToolError(kExitUnreadable, fmt::format("{}: {}", name, std::strerror(errno)));
         }
     }
     try {
-        read(path == "-" ? std::cin : file);
+        read(path == "-" ? std::cin : stream);
     } catch (const std::ios_base::failure&) {
         throw ToolError(kExitUnreadable, fmt::format("{}: cannot be read to its end", name));
+    }
+    if (progress) {
+        progress->SectionDone(SourceSize(path));
     }
 }
 
@@ -45,7 +79,7 @@ symwrite::TextCodec CodecFor(TextCodec& codec) {
 }
 
 symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors& errors,
-                              std::string& errorsIn) {
+                              std::string& errorsIn, ProgressBar& progress) {
     TextCodec codec(options.encoding);
     const symwrite::TextCodec texts = CodecFor(codec);
     symwrite::FromJsonOptions reading;
@@ -62,7 +96,10 @@ symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors
     symwrite::File file;
     if (errors.Empty()) {
         errorsIn = SourceName(options.source);
-        WithSource(options.source, [&](std::istream& in) { file = symwrite::ReadJson(in, reading, errors); });
+        progress.SetTotal(SourceSize(options.source));
+        WithSource(
+            options.source, [&](std::istream& in) { file = symwrite::ReadJson(in, reading, errors); },
+            &progress);
     }
     return file;
 }

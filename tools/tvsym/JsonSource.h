@@ -6,6 +6,7 @@
 #include <string>
 
 #include "symwrite/Json.h"
+#include "tools/tvsym/Terminal.h"
 #include "tools/tvsym/Text.h"
 
 namespace tvsym {
@@ -22,10 +23,14 @@ struct SourceOptions {
 //
 // `errorsIn` is the name of the file that the errors are about.
 symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors& errors,
-                              std::string& errorsIn);
+                              std::string& errorsIn, ProgressBar& progress);
 
 // Calls `read` with the file, or the standard input, opened. Throws ToolError with kExitUnreadable.
-void WithSource(const std::string& path, const std::function<void(std::istream&)>& read);
+void WithSource(const std::string& path, const std::function<void(std::istream&)>& read,
+                ProgressBar* progress = nullptr);
+
+// Bytes of a file; 0 for what has no size.
+u64 SourceSize(const std::string& path);
 
 // The way of symwrite's texts through `codec`, which must outlive it.
 symwrite::TextCodec CodecFor(TextCodec& codec);
