@@ -142,6 +142,7 @@ std::span<const CommandSpec> Commands() { return kCommands; }
 CommandLine::CommandLine() : app(kToolPurpose, kToolName) {
     app.set_version_flag("--version", VersionText());
     app.require_subcommand(1);
+    app.allow_windows_style_options(false);  // a path may begin with a slash there, too
     app.formatter(std::make_shared<HelpFormatter>());
     app.footer(
         "Exit status: 0 done; 1 something is wrong in a file, or files differ; 2 a file cannot be read or "
