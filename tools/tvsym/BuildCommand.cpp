@@ -8,6 +8,7 @@
 
 #include "tools/tvsym/Commands.h"
 #include "tools/tvsym/CsvSource.h"
+#include "tools/tvsym/Options.h"
 #include "tools/tvsym/Replacement.h"
 #include "tools/tvsym/Terminal.h"
 
@@ -93,20 +94,14 @@ int RunBuild(const BuildOptions& options) {
 
 RunCommand AddBuild(CLI::App& app) {
     const auto options = std::make_shared<BuildOptions>();
-    app.add_option("SOURCE", options->source,
-                   "JSON document, - for one from the standard input, or a folder of CSV files")
-        ->type_name("")
-        ->required();
-    app.add_option("FILE", options->target, "symbol file to make; - writes the standard output")
-        ->type_name("")
-        ->required();
+    AddArgument(app, "SOURCE", options->source,
+                "JSON document, - for one from the standard input, or a folder of CSV files");
+    AddArgument(app, "FILE", options->target, "symbol file to make; - writes the standard output");
     app.add_option("--dictionary", options->dictionary,
                    "names and types of the field ids, a JSON file, beside a dictionary in SOURCE")
         ->type_name("JSON");
-    app.add_option("--encoding", options->encoding, "character set of the texts in the symbol file")
-        ->type_name("NAME")
-        ->capture_default_str();
-    app.add_flag("-q,--quiet", options->quiet, "no progress bar");
+    AddEncoding(app, options->encoding, "in the symbol file");
+    AddQuiet(app, options->quiet);
     return [options] { return RunBuild(*options); };
 }
 

@@ -305,17 +305,10 @@ void PrintJson(Output& out, const std::string& name, const RawFile& raw, const F
     TextCodec plain;
     out.Write(fmt::format("{{\"file\":{},\"size\":{},\"sectionCount\":{},\"sound\":{},\"findings\":[",
                           JsonText(name, plain), raw.fileSize, raw.entryCount, findings.Total() == 0));
-    const char* separator = "\n";
-    for (const Finding& finding : findings.Kept()) {
-        out.Write(separator + FindingJson(finding));
-        separator = ",\n";
-    }
+    WriteJsonList(out, findings.Kept(), FindingJson);
     out.Write(fmt::format("],\n\"total\":{},\"sections\":[", findings.Total()));
-    separator = "\n";
-    for (const auto& [id, reading] : readings.sections) {
-        out.Write(separator + ReadingJson(id, reading));
-        separator = ",\n";
-    }
+    WriteJsonList(out, readings.sections,
+                  [](const auto& section) { return ReadingJson(section.first, section.second); });
     out.Write("]}\n");
 }
 
@@ -359,18 +352,14 @@ int RunCheck(const CheckOptions& options) {
 
 RunCommand AddCheck(CLI::App& app) {
     auto options = std::make_shared<CheckOptions>();
-    app.add_option("FILE", options->file, "symbol file; - reads the standard input")
-        ->type_name("")
-        ->required();
-    app.add_option("--encoding", options->encoding, "character set of the texts in the file")
-        ->type_name("NAME")
-        ->capture_default_str();
+    AddArgument(app, "FILE", options->file, kFileArgument);
+    AddEncoding(app, options->encoding);
     app.add_option("--limit", options->limit, "findings of one kind shown for each section; 0 shows all")
         ->type_name("N")
         ->check(WholeNumber())
         ->capture_default_str();
     app.add_flag("--json", options->json, "one JSON document");
-    app.add_flag("-q,--quiet", options->quiet, "no progress bar");
+    AddQuiet(app, options->quiet);
     return [options] { return RunCheck(*options); };
 }
 

@@ -2,6 +2,7 @@
 // definitions.
 #include "tools/tvsym/Commands.h"
 #include "tools/tvsym/Help.h"
+#include "tools/tvsym/Options.h"
 #include "tools/tvsym/Terminal.h"
 
 namespace tvsym {
@@ -19,10 +20,7 @@ int PrintAll(const std::string& text) {
 
 RunCommand AddCompletion(CLI::App& app) {
     auto shell = std::make_shared<std::string>();
-    app.add_option("SHELL", *shell, "bash, zsh or fish")
-        ->type_name("")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    AddArgument(app, "SHELL", *shell, "bash, zsh or fish")->check(CLI::IsMember({"bash", "zsh", "fish"}));
     return [shell] {
         const CommandLine line;
         return PrintAll(*shell == "bash"  ? BashCompletion(line)
@@ -33,10 +31,7 @@ RunCommand AddCompletion(CLI::App& app) {
 
 RunCommand AddHelp(CLI::App& app) {
     auto form = std::make_shared<std::string>();
-    app.add_option("FORM", *form, "man or markdown")
-        ->type_name("")
-        ->required()
-        ->check(CLI::IsMember({"man", "markdown"}));
+    AddArgument(app, "FORM", *form, "man or markdown")->check(CLI::IsMember({"man", "markdown"}));
     return [form] {
         const CommandLine line;
         return PrintAll(*form == "man" ? ManPage(line) : MarkdownPage(line));

@@ -678,26 +678,17 @@ private:
 
 RunCommand AddDiff(CLI::App& app) {
     auto options = std::make_shared<DiffOptions>();
-    app.add_option("OLD", options->files[0], "symbol file; - reads the standard input")
-        ->type_name("")
-        ->required();
-    app.add_option("NEW", options->files[1], "symbol file to compare it with")->type_name("")->required();
+    AddArgument(app, "OLD", options->files[0], kFileArgument);
+    AddArgument(app, "NEW", options->files[1], "symbol file to compare it with");
     app.add_option("--dictionary", options->dictionary,
                    "names and types of the field ids, a JSON file; NEW.fields.json when it is there")
         ->type_name("JSON");
-    app.add_option("--encoding", options->encoding, "character set of the texts in the files")
-        ->type_name("NAME")
-        ->capture_default_str();
-    app.add_option("--section", options->sections, "only this section, by id or name; may be repeated")
-        ->type_name("ID|NAME")
-        ->allow_extra_args(false);
-    app.add_option("--fields", options->fields,
-                   "only these fields: ids or names of the dictionary, by commas")
-        ->delimiter(',')
-        ->type_name("FIELD,...");
+    AddEncoding(app, options->encoding, "in the files");
+    AddSections(app, options->sections);
+    AddFields(app, options->fields);
     app.add_flag("--summary", options->summary, "only how much differs");
     app.add_flag("--json", options->json, "one JSON document");
-    app.add_flag("-q,--quiet", options->quiet, "no progress bar");
+    AddQuiet(app, options->quiet);
     return [options] {
         if (options->files[0] == "-" && options->files[1] == "-") {
             throw ToolError(kExitUsage, "only one of the files can be the standard input");

@@ -197,9 +197,7 @@ RunCommand AddDump(CLI::App& app) {
     auto options = std::make_shared<DumpOptions>();
     AddFileOptions(app, *options);
     AddValueOptions(app, *options);
-    app.add_option("--section", options->sections, "only this section, by id or name; may be repeated")
-        ->type_name("ID|NAME")
-        ->allow_extra_args(false);
+    AddSections(app, options->sections);
     app.add_option(
            "--format", options->format,
            "json: one document, which build reads; ndjson: an object for each element on a line of its own; "

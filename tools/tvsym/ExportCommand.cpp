@@ -148,9 +148,7 @@ std::vector<const SectionInfo*> ReadableSections(const Reader& reader) {
 RunCommand AddExport(CLI::App& app) {
     auto options = std::make_shared<ExportOptions>();
     AddFileOptions(app, *options);
-    app.add_option("TARGET", options->target, "SQLite database to write, or directory for CSV files")
-        ->type_name("")
-        ->required();
+    AddArgument(app, "TARGET", options->target, "SQLite database to write, or directory for CSV files");
     AddValueOptions(app, *options);
     app.add_option("--format", options->format,
                    "sqlite or csv; without it csv where TARGET is a directory or ends with a slash")

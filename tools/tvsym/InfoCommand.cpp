@@ -89,24 +89,15 @@ void PrintJson(Output& out, const Reader& reader, const Walks& walks, const std:
     TextCodec plain;
     out.Write(fmt::format("{{\"file\":{},\"size\":{},\"sectionCount\":{},\"sections\":[",
                           JsonText(reader.Name(), plain), raw.fileSize, raw.entryCount));
-    const char* separator = "\n";
-    for (const DirectoryEntry& entry : raw.directory) {
-        out.Write(separator + EntryJson(entry, walks.at(entry.id)));
-        separator = ",\n";
-    }
+    WriteJsonList(out, raw.directory,
+                  [&](const DirectoryEntry& entry) { return EntryJson(entry, walks.at(entry.id)); });
     out.Write("],\n\"stretches\":[");
-    separator = "\n";
-    for (const Stretch& stretch : stretches) {
-        out.Write(fmt::format(R"({}{{"offset":{},"size":{},"what":{}}})", separator, stretch.offset,
-                              stretch.size, JsonString(stretch.what)));
-        separator = ",\n";
-    }
+    WriteJsonList(out, stretches, [](const Stretch& stretch) {
+        return fmt::format(R"({{"offset":{},"size":{},"what":{}}})", stretch.offset, stretch.size,
+                           JsonString(stretch.what));
+    });
     out.Write("],\n\"problems\":[");
-    separator = "\n";
-    for (const Problem& problem : problems) {
-        out.Write(separator + ProblemJson(problem));
-        separator = ",\n";
-    }
+    WriteJsonList(out, problems, ProblemJson);
     out.Write("]}\n");
 }
 

@@ -24,24 +24,54 @@ size_t EditDistance(const std::string& a, const std::string& b) {
     return row.back();
 }
 
+// "; did you mean WORD?", or what to say where no word is near.
+std::string NearestText(const std::string& word, const std::vector<std::string>& words,
+                        const std::string& otherwise) {
+    const std::string nearest = Nearest(word, words);
+    return !nearest.empty()    ? fmt::format("; did you mean {}?", nearest)
+           : otherwise.empty() ? ""
+                               : "; " + otherwise;
+}
+
 }  // namespace
 
+CLI::Option* AddArgument(CLI::App& app, const std::string& name, std::string& value,
+                         const std::string& what) {
+    return app.add_option(name, value, what)->type_name("")->required();
+}
+
+void AddEncoding(CLI::App& app, std::string& encoding, const std::string& of) {
+    app.add_option("--encoding", encoding, "character set of the texts " + of)
+        ->type_name("NAME")
+        ->capture_default_str();
+}
+
+void AddSections(CLI::App& app, std::vector<std::string>& namesOrIds) {
+    app.add_option("--section", namesOrIds, "only this section, by id or name; may be repeated")
+        ->type_name("ID|NAME")
+        ->allow_extra_args(false);
+}
+
+void AddFields(CLI::App& app, std::vector<std::string>& namesOrIds) {
+    app.add_option("--fields", namesOrIds, "only these fields: ids or names of the dictionary, by commas")
+        ->delimiter(',')
+        ->type_name("FIELD,...");
+}
+
+void AddQuiet(CLI::App& app, bool& quiet) { app.add_flag("-q,--quiet", quiet, "no progress bar"); }
+
 void AddFileOptions(CLI::App& app, FileOptions& options) {
-    app.add_option("FILE", options.file, "symbol file; - reads the standard input")
-        ->type_name("")
-        ->required();
+    AddArgument(app, "FILE", options.file, kFileArgument);
     app.add_flag("--file-mode", options.fileMode,
                  "read from the file as needed; files up to 64 MiB are otherwise read into memory first");
-    app.add_flag("-q,--quiet", options.quiet, "no progress bar");
+    AddQuiet(app, options.quiet);
 }
 
 void AddValueOptions(CLI::App& app, FileOptions& options) {
     app.add_option("--dictionary", options.dictionary,
                    "names and types of the field ids, a JSON file; FILE.fields.json when it is there")
         ->type_name("JSON");
-    app.add_option("--encoding", options.encoding, "character set of the texts in the file")
-        ->type_name("NAME")
-        ->capture_default_str();
+    AddEncoding(app, options.encoding);
 }
 
 CLI::Validator WholeNumber() {
@@ -61,12 +91,9 @@ std::vector<u16> FieldIds(const std::vector<std::string>& namesOrIds, const Dict
             for (const auto& [known, definition] : dictionary.All()) {
                 names.push_back(definition.name);
             }
-            const std::string nearest = Nearest(text, names);
-            throw ToolError(kExitUsage,
-                            fmt::format("no field is called \"{}\"{}", text,
-                                        names.empty()     ? "; without a dictionary fields are told by id"
-                                        : nearest.empty() ? ""
-                                                          : fmt::format("; did you mean {}?", nearest)));
+            const char* otherwise = names.empty() ? "without a dictionary fields are told by id" : "";
+            throw ToolError(kExitUsage, fmt::format("no field is called \"{}\"{}", text,
+                                                    NearestText(text, names, otherwise)));
         }
         ids.push_back(*id);
     }
@@ -82,11 +109,9 @@ std::vector<u16> SectionIds(const std::vector<std::string>& namesOrIds) {
             for (const SectionInfo& known : AllSections()) {
                 names.emplace_back(known.name);
             }
-            const std::string nearest = Nearest(text, names);
             throw ToolError(kExitUsage,
                             fmt::format("--section {}: no such section{}", text,
-                                        nearest.empty() ? "; sections are 1 to 4 and 6 to 22"
-                                                        : fmt::format("; did you mean {}?", nearest)));
+                                        NearestText(text, names, "sections are 1 to 4 and 6 to 22")));
         }
         ids.push_back(section->id);
     }

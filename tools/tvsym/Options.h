@@ -20,6 +20,14 @@ struct FileOptions {
     ReadMode Mode() const { return fileMode ? ReadMode::File : ReadMode::Auto; }
 };
 
+// What more than one command has, one by one.
+CLI::Option* AddArgument(CLI::App& app, const std::string& name, std::string& value, const std::string& what);
+void AddEncoding(CLI::App& app, std::string& encoding, const std::string& of = "in the file");
+void AddSections(CLI::App& app, std::vector<std::string>& namesOrIds);
+void AddFields(CLI::App& app, std::vector<std::string>& namesOrIds);
+void AddQuiet(CLI::App& app, bool& quiet);
+constexpr const char* kFileArgument = "symbol file; - reads the standard input";
+
 // FILE, --file-mode, --quiet.
 void AddFileOptions(CLI::App& app, FileOptions& options);
 

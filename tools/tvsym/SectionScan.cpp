@@ -78,9 +78,8 @@ void SectionScan::ScanElements() {
         case 13:
             return Objects();
         case 14:
-            return ForeignTrade();
         case 15:
-            return GlobalRelated();
+            return HeadsWithBodies();
         case 16:
             return Directory(2, 2, 2);
         case 17:
@@ -524,47 +523,29 @@ void SectionScan::ObjectSources() {
     }
 }
 
-// u32 not used | u16 number of heads | heads: u16 id | name | u32 body size | items: u8 | u16 count | names
-void SectionScan::ForeignTrade() {
+// u32 not used | u16 number of heads | heads
+//   section 14, a head: u16 id | name | u32 body size | items: u8 | u16 count | names
+//   section 15, a head: u16 id | u32 body size | lists: u8 count | items: u8 | name
+void SectionScan::HeadsWithBodies() {
+    const bool trade = entry->id == 14;
     bytes.Skip(4);
     const u64 count = bytes.Number(2);
     while (sound && bytes.Position() < end) {
         Begin("head", rows[0]);
         NumberKey(bytes.Number(2), begin);
-        Text("name");
-        const u64 size = bytes.Number(4);
-        const u64 start = bytes.Position();
-        BeginBody(size);
-        while (!broken && bytes.Position() < std::min(start + size, end)) {
-            bytes.Skip(1);
-            const u64 namesAt = bytes.Position();
-            const u64 names = bytes.Number(2);
-            for (u64 at = 0; at < names && Within(at, names, namesAt, "names"); ++at, ++rows[2]) {
-                Text("item's name");
-            }
-            ++rows[1];
+        if (trade) {
+            Text("name");
         }
-        CheckBody(size, start, "body size");
-        Done(Ended::BySize);
-    }
-    CheckCount(count, u64{entry->offset} + 6, "head");
-}
-
-// u32 not used | u16 number of heads | heads: u16 id | u32 body size | lists: u8 count | items: u8 | name
-void SectionScan::GlobalRelated() {
-    bytes.Skip(4);
-    const u64 count = bytes.Number(2);
-    while (sound && bytes.Position() < end) {
-        Begin("head", rows[0]);
-        NumberKey(bytes.Number(2), begin);
         const u64 size = bytes.Number(4);
         const u64 start = bytes.Position();
         BeginBody(size);
         while (!broken && bytes.Position() < std::min(start + size, end)) {
-            const u64 itemsAt = bytes.Position();
-            const u64 items = bytes.Number(1);
-            for (u64 at = 0; at < items && Within(at, items, itemsAt, "items"); ++at, ++rows[2]) {
-                bytes.Skip(1);
+            bytes.Skip(trade ? 1 : 0);
+            const u64 countAt = bytes.Position();
+            const u64 texts = bytes.Number(trade ? 2 : 1);
+            const char* const what = trade ? "names" : "items";
+            for (u64 at = 0; at < texts && Within(at, texts, countAt, what); ++at, ++rows[2]) {
+                bytes.Skip(trade ? 0 : 1);
                 Text("item's name");
             }
             ++rows[1];

@@ -84,8 +84,7 @@ private:
     void Directory(size_t countWidth, size_t idWidth, size_t texts);
     void Objects();
     void ObjectSources();
-    void ForeignTrade();
-    void GlobalRelated();
+    void HeadsWithBodies();
     void RealDelay();
     void Definitions(size_t countWidth, size_t lists);
 

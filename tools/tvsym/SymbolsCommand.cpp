@@ -41,10 +41,7 @@ RunCommand AddSymbols(CLI::App& app) {
     auto options = std::make_shared<SymbolsOptions>();
     AddFileOptions(app, *options);
     AddValueOptions(app, *options);
-    app.add_option("--fields", options->fields,
-                   "only these fields: ids or names of the dictionary, by commas")
-        ->delimiter(',')
-        ->type_name("FIELD,...");
+    AddFields(app, options->fields);
     app.add_option("--limit", options->limit, "at most that many symbols; 0 for all")
         ->type_name("N")
         ->check(WholeNumber());

@@ -34,6 +34,16 @@ private:
 
 struct PipeClosed {};
 
+// The elements of a JSON list, each on a line of its own.
+template <typename Elements, typename ToJson>
+void WriteJsonList(Output& out, const Elements& elements, const ToJson& toJson) {
+    const char* separator = "\n";
+    for (const auto& element : elements) {
+        out.Write(separator + toJson(element));
+        separator = ",\n";
+    }
+}
+
 bool IsOutputTerminal();
 
 enum class Style : u8 { Plain, Bold, Dim, Bad };
