@@ -164,15 +164,6 @@ const char* ResultWords(i32 result) {
     }
 }
 
-std::string RowsText(u16 id, const std::vector<u64>& rows) {
-    const SectionInfo* section = FindSection(id);
-    std::string text;
-    for (size_t level = 0; level < rows.size(); ++level) {
-        text += (level == 0 ? "" : ", ") + Counted(rows[level], section->levels[level].name);
-    }
-    return text;
-}
-
 // "3 heads, 5 items, 9 names, then SYM_ERR_READ (...)"
 std::string ReadingText(u16 id, const Reading& reading) {
     if (reading.walk.present) {
@@ -290,14 +281,9 @@ std::string FindingJson(const Finding& finding) {
 
 std::string ReadingJson(u16 id, const Reading& reading) {
     const SectionInfo* section = FindSection(id);
-    std::string rows;
-    for (size_t level = 0; level < reading.walk.rows.size(); ++level) {
-        rows += fmt::format("{}\"{}\":{}", level == 0 ? "" : ",", section->levels[level].name,
-                            reading.walk.rows[level]);
-    }
-    return fmt::format(
-        R"({{"section":{},"name":"{}","read":{},"elements":{{{}}},"result":{},"readersGet":{}}})", id,
-        section->name, reading.walk.present, rows, reading.walk.result, JsonString(ReadingText(id, reading)));
+    return fmt::format(R"({{"section":{},"name":"{}","read":{},"elements":{},"result":{},"readersGet":{}}})",
+                       id, section->name, reading.walk.present, RowsJson(id, reading.walk.rows),
+                       reading.walk.result, JsonString(ReadingText(id, reading)));
 }
 
 void PrintJson(Output& out, const std::string& name, const RawFile& raw, const Findings& findings,

@@ -64,16 +64,12 @@ void PrintTable(Output& out, const Reader& reader, const Walks& walks,
 
 std::string EntryJson(const DirectoryEntry& entry, const Walk& walk) {
     const SectionInfo* section = FindSection(entry.id);
-    std::string levels;
-    for (size_t level = 0; entry.firstOfId && level < walk.rows.size(); ++level) {
-        levels += fmt::format("{}\"{}\":{}", levels.empty() ? "" : ",", section->levels[level].name,
-                              walk.rows[level]);
-    }
+    const bool read = entry.firstOfId && walk.present;
     return fmt::format(
         R"({{"id":{},"name":{},"offset":{},"size":{},"idAtStart":{},"read":{},"elements":{}}})", entry.id,
         section ? JsonString(section->name) : "null", entry.offset, entry.size,
-        entry.idAtStart ? fmt::format("{}", *entry.idAtStart) : "null", entry.firstOfId && walk.present,
-        levels.empty() ? "null" : "{" + levels + "}");
+        entry.idAtStart ? fmt::format("{}", *entry.idAtStart) : "null", read,
+        read ? RowsJson(entry.id, walk.rows) : "null");
 }
 
 std::string ProblemJson(const Problem& problem) {

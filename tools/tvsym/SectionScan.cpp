@@ -198,12 +198,14 @@ void SectionScan::CheckBody(u64 size, u64 start, const char* what) {
     }
 }
 
-std::string_view SectionScan::Text(const char* what) {
+std::string_view SectionScan::Text(const char* what, std::optional<u64> field) {
     const u64 offset = bytes.Position();
     const std::string_view text = bytes.Text();
     if (text.size() < RawBytes::kLongestText && !sources.codec.Decode(text)) {
         Add(FindingKind::Text, offset,
-            fmt::format("the {} of {} is no text in {}: {}", what, Place(), sources.encoding, Start(text)));
+            fmt::format("the {}{} of {} is no text in {}: {}", what,
+                        field ? fmt::format(" of field {}", *field) : "", Place(), sources.encoding,
+                        Start(text)));
     }
     return text;
 }
@@ -216,7 +218,7 @@ void SectionScan::Fields(u64 stop, size_t level) {
         const auto id = static_cast<u16>(bytes.Number(2));
         const auto tag = static_cast<u8>(bytes.Number(1));
         if (tag == kTextTag) {
-            Text("text");
+            Text("text", id);
         } else {
             bytes.Skip(PayloadWidth(tag));
         }

@@ -64,7 +64,7 @@ private:
 
     bool Within(u64 done, u64 count, u64 countOffset, const char* what);
 
-    std::string_view Text(const char* what);
+    std::string_view Text(const char* what, std::optional<u64> field = std::nullopt);
     void Fields(u64 stop, size_t level);
     void Repeated(const std::string& name, u64 offset, u64 first);
     void NumberKey(u64 key, u64 offset);

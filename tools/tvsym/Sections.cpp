@@ -112,6 +112,23 @@ std::string Counted(u64 count, std::string_view plural) {
     return fmt::format("{} {}", Grouped(count), count == 1 ? Singular(plural) : std::string(plural));
 }
 
+std::string RowsText(u16 id, const std::vector<u64>& rows) {
+    std::string text;
+    for (size_t level = 0; level < rows.size(); ++level) {
+        text += (level == 0 ? "" : ", ") + Counted(rows[level], FindSection(id)->levels[level].name);
+    }
+    return text;
+}
+
+std::string RowsJson(u16 id, const std::vector<u64>& rows) {
+    std::string json;
+    for (size_t level = 0; level < rows.size(); ++level) {
+        json += fmt::format("{}\"{}\":{}", level == 0 ? "{" : ",", FindSection(id)->levels[level].name,
+                            rows[level]);
+    }
+    return json.empty() ? "{}" : json + "}";
+}
+
 const char* SectionTitle(u16 id) {
     const SectionInfo* section = FindSection(id);
     return section ? section->title : "unknown";

@@ -56,6 +56,10 @@ std::string Singular(std::string_view plural);
 // "1 entry", "2 entries"
 std::string Counted(u64 count, std::string_view plural);
 
+// Rows of each level of a section: "3 symbols, 40 fields", and {"symbols":3,"fields":40}.
+std::string RowsText(u16 id, const std::vector<u64>& rows);
+std::string RowsJson(u16 id, const std::vector<u64>& rows);
+
 // "foreign trade", or "unknown".
 const char* SectionTitle(u16 id);
 

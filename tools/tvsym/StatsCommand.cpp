@@ -225,13 +225,8 @@ private:
         Table table(out,
                     {{"id", Right}, {"section"}, {"bytes", Right}, {"longest text", Right}, {"elements"}});
         for (const auto& [id, stats] : sections) {
-            std::string elements;
-            for (size_t level = 0; level < stats.walk.rows.size(); ++level) {
-                elements += fmt::format("{}{} {}", level ? ", " : "", Grouped(stats.walk.rows[level]),
-                                        FindSection(id)->levels[level].name);
-            }
             table.Row({fmt::format("{}", id), SectionTitle(id), Grouped(reader.Raw().Find(id)->size),
-                       stats.longestText ? Grouped(stats.longestText) : "", elements},
+                       stats.longestText ? Grouped(stats.longestText) : "", RowsText(id, stats.walk.rows)},
                       stats.walk.present && stats.walk.problems.empty() ? Style::Plain : Style::Bad);
         }
         table.Finish();
@@ -258,30 +253,22 @@ private:
 
     void PrintJson(Output& out) {
         out.Write("{\"sections\":[");
-        const char* separator = "\n";
-        for (const auto& [id, stats] : sections) {
-            std::string elements;
-            for (size_t level = 0; level < stats.walk.rows.size(); ++level) {
-                elements += fmt::format("{}\"{}\":{}", level ? "," : "", FindSection(id)->levels[level].name,
-                                        stats.walk.rows[level]);
-            }
-            out.Write(fmt::format(
-                R"({}{{"id":{},"name":"{}","bytes":{},"longestText":{},"elements":{{{}}}}})", separator, id,
-                FindSection(id)->name, reader.Raw().Find(id)->size, stats.longestText, elements));
-            separator = ",\n";
-        }
+        WriteJsonList(out, sections, [this](const auto& section) {
+            const auto& [id, stats] = section;
+            return fmt::format(R"({{"id":{},"name":"{}","bytes":{},"longestText":{},"elements":{}}})", id,
+                               FindSection(id)->name, reader.Raw().Find(id)->size, stats.longestText,
+                               RowsJson(id, stats.walk.rows));
+        });
         out.Write("],\n\"fields\":[");
-        separator = "\n";
-        for (const auto& [id, stats] : fields) {
-            const std::string name = dictionary.Find(id) ? JsonString(dictionary.NameOf(id)) : "null";
-            out.Write(fmt::format(
-                R"({}{{"id":{},"name":{},"own":{},"default":{},"tags":[{}],"distinct":{},"distinctExact":{},)",
-                separator, id, name, stats.own, stats.defaults, fmt::join(stats.tags, ","),
-                stats.distinct.Count(), stats.distinct.IsExact()));
-            out.Write(
-                fmt::format(R"("smallest":{},"largest":{}}})", Json(stats.smallest), Json(stats.largest)));
-            separator = ",\n";
-        }
+        WriteJsonList(out, fields, [this](const auto& field) {
+            const auto& [id, stats] = field;
+            return fmt::format(
+                R"({{"id":{},"name":{},"own":{},"default":{},"tags":[{}],"distinct":{},"distinctExact":{},)"
+                R"("smallest":{},"largest":{}}})",
+                id, dictionary.Find(id) ? JsonString(dictionary.NameOf(id)) : "null", stats.own,
+                stats.defaults, fmt::join(stats.tags, ","), stats.distinct.Count(), stats.distinct.IsExact(),
+                Json(stats.smallest), Json(stats.largest));
+        });
         out.Write("]}\n");
     }
 
