@@ -28,8 +28,8 @@ constexpr CommandSpec kCommands[] = {
      "fields "
      "that the records carry themselves; default fields are section 1. In ndjson and table values are what "
      "the "
-     "dictionary makes of them; csv has them in columns of their own. Sections without a reader appear as "
-     "bytes. "
+     "dictionary makes of them; csv has them in columns of their own, and the folder builds the same file as "
+     "well. Sections without a reader appear as bytes. "
      "Memory does not grow with the file, but for sections 18 and 21, which are held.",
      "tvsym dump instruments.sym > instruments.json\n"
      "tvsym dump instruments.sym --format ndjson --section symbols | head\n"
@@ -58,7 +58,9 @@ constexpr CommandSpec kCommands[] = {
      AddBuild},
     {"check", "Say what is wrong in a symbol file, where, and what readers get there",
      "Compares sizes and counts with what is there, tells ids and symbols that stand twice and texts that "
-     "do not decode, and reads every section in both read modes. Holds 16 bytes for each symbol and, in the "
+     "do not decode, and reads every section in both read modes. Behind a broken element it goes on where a "
+     "size tells the place of the next one; where none does, the finding says that the rest of the section "
+     "was not looked at. Holds 16 bytes for each symbol and, in the "
      "pass in memory mode, the file. Exit status: 0 sound, 1 findings, 2 no reader can open it.",
      "tvsym check instruments.sym\ntvsym check --encoding BIG5 --json instruments.sym", AddCheck},
     {"diff", "Tell what was added, removed and changed from one symbol file to another",
