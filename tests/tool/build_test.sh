@@ -60,6 +60,21 @@ expect 2 'tvsym: old.sym: *' full export --format sqlite sample.sym old.sym
 same old.sym kept.sym
 [ "$(find . -name '*.part*')" = "" ] || { echo "FAILED: a part is left"; failures=$((failures + 1)); }
 
+# Nor does a process that is killed leave one.
+mkdir spool
+mkfifo pipe
+TMPDIR=spool "$tvsym" info - <pipe &
+killed=$!
+exec 7>pipe
+while [ -z "$(ls spool)" ]; do sleep 0.05; done
+kill -TERM "$killed"
+wait "$killed"
+if [ $? != 143 ] || [ -n "$(ls spool)" ]; then
+    echo "FAILED: a killed process left: $(ls spool)"
+    failures=$((failures + 1))
+fi
+exec 7>&-
+
 # A link stays a link, the file keeps its permissions, and both streams work.
 chmod 640 old.sym
 ln -s old.sym link.sym

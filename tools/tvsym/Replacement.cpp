@@ -37,6 +37,7 @@ Replacement::Replacement(std::string targetName, const std::string& source)
         path = target;
         path += fmt::format(".{:08x}.part", device());
     } while (fs::exists(path));
+    RemoveWhenKilled(path.string());
 }
 
 Replacement::~Replacement() {

@@ -18,8 +18,11 @@ void PrepareProcess();
 bool LockedByAnother(const std::string& path);
 
 // Creates an empty file of its own in `directory` and gives its path; throws ToolError. An empty directory
-// stands for the one for temporary files.
+// stands for the one for temporary files. It is removed when the process is killed.
 std::string MakeTemporaryFile(const std::string& directory);
+
+// The file goes away when a signal that can be caught ends the process. It need not be there.
+void RemoveWhenKilled(const std::string& path);
 
 // Waits until what was written to a file is on the disk; throws std::system_error.
 void SynchronizeFile(const std::string& path);

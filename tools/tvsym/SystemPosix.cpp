@@ -8,7 +8,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <climits>
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
@@ -64,13 +66,40 @@ private:
     iconv_t descriptor;
 };
 
+// A signal handler may do little more than unlink, so the names of what it removes stand in plain memory.
+// One that is gone, or has another name by then, does no harm.
+constexpr size_t kMostNames = 64;
+char namesToRemove[kMostNames][PATH_MAX];
+std::atomic<size_t> countToRemove = 0;
+
+void RemoveAndDie(int signal) {
+    for (size_t at = 0; at < countToRemove; ++at) {
+        ::unlink(namesToRemove[at]);
+    }
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
 }  // namespace
 
 void PrepareProcess() {
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        if (std::signal(signal, RemoveAndDie) == SIG_IGN) {  // as nohup has it
+            std::signal(signal, SIG_IGN);
+        }
+    }
     for (const int signal : {SIGPIPE, SIGXFSZ}) {
         std::signal(signal, SIG_IGN);  // NOLINT(cert-err33-c): there is nothing to do about a failure
     }
     (void)std::setlocale(LC_CTYPE, "C.UTF-8");  // for wcwidth
+}
+
+void RemoveWhenKilled(const std::string& path) {
+    const size_t at = countToRemove;
+    if (at < kMostNames && path.size() < PATH_MAX) {
+        path.copy(namesToRemove[at], path.size());
+        countToRemove = at + 1;
+    }
 }
 
 bool LockedByAnother(const std::string& path) {
@@ -95,6 +124,7 @@ std::string MakeTemporaryFile(const std::string& directory) {
                         fmt::format("{}: cannot be created: {}", path, std::strerror(errno)));
     }
     ::close(descriptor);
+    RemoveWhenKilled(path);
     return path;
 }
 

@@ -81,6 +81,9 @@ void PrepareProcess() {
     SetConsoleOutputCP(CP_UTF8);
 }
 
+// A process that is ended there runs no code of its own.
+void RemoveWhenKilled(const std::string&) {}
+
 bool LockedByAnother(const std::string& path) {
     HANDLE file =
         CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
