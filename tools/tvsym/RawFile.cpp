@@ -10,6 +10,8 @@
 #include <fstream>
 #include <set>
 
+#include "tools/tvsym/System.h"
+
 namespace tvsym {
 
 namespace {
@@ -71,7 +73,8 @@ RawFile RawFile::Read(const std::string& path, const std::string& name) {
     }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        Refuse(name, std::strerror(errno));
+        const int reason = errno;
+        Refuse(name, LockedByAnother(path) ? kInUse : std::strerror(reason));
     }
     RawFile raw;
     raw.fileSize = std::filesystem::file_size(path, error);

@@ -109,7 +109,7 @@ void Reader::RefuseOpen(i32 code) const {
     std::string why = fmt::format("cannot be opened (result {})", code);
     const DirectoryEntry* defaultFields = raw.Find(1);
     if (code == SYM_ERR_OPEN && LockedByAnother(Path())) {
-        why = "is in use: another process has it open";
+        why = kInUse;
     } else if (code == SYM_ERR_OPEN && defaultFields) {
         Problem problem{1, defaultFields->offset,
                         "the default fields cannot be loaded: their data ends too early"};

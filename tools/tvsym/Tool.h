@@ -22,6 +22,9 @@ constexpr int kExitFindings = 1;    // something is wrong in the file, or two fi
 constexpr int kExitUnreadable = 2;  // the file, or where the output goes, is of no use
 constexpr int kExitUsage = 64;
 
+// Why a file that another opener holds for itself is refused.
+constexpr const char* kInUse = "is in use: another process has it open";
+
 // Ends the command: main prints "tvsym: MESSAGE" and leaves with `status`.
 class ToolError : public std::runtime_error {
 public:
