@@ -75,7 +75,7 @@ std::string WalkLevel2(u16 h, i32 capacity = 3) {
     return WalkGroups(h, capacity, tv_GetNextSectionL2Group, tv_GetAgainSectionL2Data);
 }
 
-JumpPriceGroup Jumps(u8 id, std::vector<u8> values) {
+JumpPriceGroup Jumps(u8 id, const std::vector<u8>& values) {
     JumpPriceGroup group{id, {}, {}};
     for (const u8 value : values) group.records.push_back(Filled<24>(value));
     return group;
@@ -182,7 +182,7 @@ TEST(JumpPrices, EveryTruncation) {
 // --- section 4
 // --------------------------------------------------------------------------------------------------------
 
-symwrite::Section BrokerTable(std::vector<u8> values) {
+symwrite::Section BrokerTable(const std::vector<u8>& values) {
     Brokers brokers;
     for (const u8 value : values) brokers.records.push_back(Filled<30>(value));
     return MakeSection(4, std::move(brokers));

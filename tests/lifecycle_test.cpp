@@ -404,7 +404,7 @@ TEST(EveryExport, RefusesNullPointers) {
             const Room before = room;
             for (const auto& withNull : e.nulls) {
                 EXPECT_EQ(withNull(h), SYM_ERR_PARAM) << &withNull - e.nulls.data();
-                EXPECT_EQ(std::memcmp(&before, &room, sizeof(room)), 0);
+                EXPECT_EQ(Hex(&before, sizeof(room)), Hex(&room, sizeof(room)));
             }
             EXPECT_EQ(tv_GetSymDataProgress(h), progress);
             EXPECT_EQ(Name(e.good(h)), Name(e.result));
