@@ -597,7 +597,7 @@ private:
                 return TextValue(cell.bytes);
             case ColumnKind::List: {
                 std::string text;
-                for (std::string_view rest = cell.bytes; !rest.empty();) {
+                for (std::string_view rest = cell.bytes; rest.size() >= 2;) {
                     text += fmt::format("{}{}", text.empty() ? "" : ",", TakeNumber(rest, 2));
                 }
                 return fmt::format("[{}]", text);
