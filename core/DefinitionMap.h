@@ -50,8 +50,8 @@ public:
 
     // The smallest id and its lists; the map is not empty.
     u16 Smallest() {
-        smallest = present->NextFrom(smallest);
-        return static_cast<u16>(smallest);
+        smallest = static_cast<u16>(present->NextFrom(smallest));
+        return smallest;
     }
     const Lists& ListsOf(u16 id) const { return groups[groupOf[id]]; }
 
@@ -79,7 +79,7 @@ private:
     }
 
     u32 count = 0;     // ids in the map
-    u32 smallest = 0;  // no id of the map lies below
+    u16 smallest = 0;  // no id of the map lies below
     std::unique_ptr<IdSet> present;
     std::unique_ptr<u32[]> groupOf;  // by id; only entries of ids that are present have a value
     std::vector<Lists> groups;

@@ -16,14 +16,12 @@ public:
     void Remove(u16 id) { words[id / 64U] &= ~(u64{1} << (id % 64U)); }
     bool Has(u16 id) const { return (words[id / 64U] >> (id % 64U) & 1U) != 0; }
 
-    // The smallest id of the set from `from` on; 65,536 when there is none.
-    u32 NextFrom(u32 from) const {
-        for (u32 word = from / 64U; word < kWords; ++word) {
-            u64 bits = words[word];
-            if (word == from / 64U) bits &= ~u64{0} << (from % 64U);
-            if (bits != 0) return word * 64U + static_cast<u32>(std::countr_zero(bits));
-        }
-        return kIds;
+    // The smallest id of the set from `from` on; 65,536 or more when there is none.
+    u32 NextFrom(u16 from) const {
+        u32 word = from / 64U;
+        u64 bits = words[word] & ~u64{0} << (from % 64U);
+        while (bits == 0 && ++word < kWords) bits = words[word];
+        return word * 64U + static_cast<u32>(std::countr_zero(bits));
     }
 
     static constexpr u32 kIds = 65536;
