@@ -197,7 +197,7 @@ TEST_F(FaultSweep, LongRuns) {
     }
     for (const uint64_t at : places) {
         for (const bool cut : {false, true}) {
-            const Bytes file = symwrite::CutAt(whole, cut ? at : whole.size());
+            const Bytes file = symwrite::CutAt(whole, cut ? static_cast<std::size_t>(at) : whole.size());
             driver::OpenOptions open;
             if (!cut) {
                 open.badBegin = at;
