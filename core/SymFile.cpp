@@ -4,7 +4,7 @@
 
 namespace torva {
 
-SymFile::SymFile(const TVCriticalSection* libraryLock, const u16* fieldIds, u16 fieldIdCount)
+SymFile::SymFile(const TVCriticalSection& libraryLock, const u16* fieldIds, u16 fieldIdCount)
     : fileLock(libraryLock) {
     if (fieldIdCount == 0) return;
     wantedIds = std::make_unique<IdSet>();

@@ -73,7 +73,7 @@ struct GlobalRelatedCursor : BodyCursor {
 class SymFile {
 public:
     // `fieldIds` are the ids that the caller wants from the symbol stream; with a count of 0 it wants all.
-    SymFile(const TVCriticalSection* libraryLock, const u16* fieldIds, u16 fieldIdCount);
+    SymFile(const TVCriticalSection& libraryLock, const u16* fieldIds, u16 fieldIdCount);
     SymFile(const SymFile&) = delete;
     SymFile& operator=(const SymFile&) = delete;
     virtual ~SymFile();
@@ -139,7 +139,7 @@ public:
     i32 InitialFuturesClassType();
     i32 GetNextFuturesClassType(i32* count, u32* ids, char** names, u32 nameSize);
 
-    TVCriticalSection fileLock;
+    TVNestedSection fileLock;
 
 private:
     // --- Directory and section cursor (core/Directory.cpp)

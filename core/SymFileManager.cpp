@@ -29,7 +29,7 @@ i32 SymFileManager::Open(const char* path, u32 memoryBudget, const u16* fieldIds
     if (wantedCount > 0 && fieldIds == nullptr) return SYM_ERR_PARAM;
     const auto index = static_cast<std::size_t>(handle);
     if (openFiles.size() <= index) openFiles.resize(index + 1);
-    auto file = std::make_unique<SymFile>(&libraryLock, fieldIds, wantedCount);
+    auto file = std::make_unique<SymFile>(libraryLock, fieldIds, wantedCount);
     {
         const ScopedLock lock(file->fileLock);
         const i32 result = file->Open(path, memoryBudget, wholeFile);

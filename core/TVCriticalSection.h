@@ -1,52 +1,86 @@
-// The library's re-entrant lock and its scoped guard.
+// The library's re-entrant locks and their scoped guard.
 #pragma once
 
 #include <cassert>
-#include <optional>
 
 #include "core/Types.h"
 #include "platform/Platform.h"
 
 namespace torva {
 
-// There are two kinds. The outermost lock wraps a lock of the operating system. A lock that is only ever
-// entered by a thread that holds an outer one need not exclude anybody again: it keeps the order of locks
-// honest and counts its entries, and that is all it costs.
+// The outermost lock: wraps a lock of the operating system, which is left alone as long as the process has
+// one thread. It can get more while the lock is held (an allocator of the host may start one), so each entry
+// remembers what it did.
 class TVCriticalSection {
 public:
-    TVCriticalSection() : lock(std::in_place) {}
-    explicit TVCriticalSection(const TVCriticalSection* outerLock) : outer(outerLock) {}
+    TVCriticalSection() = default;
     TVCriticalSection(const TVCriticalSection&) = delete;
     TVCriticalSection& operator=(const TVCriticalSection&) = delete;
     virtual ~TVCriticalSection() = default;
 
-    void Enter() {
-        if (lock) lock->Enter();
-        assert(outer == nullptr || outer->entries > 0);
+    // Whether the lock of the operating system was taken: what Leave has to be told.
+    [[nodiscard]] bool Enter() {
+        const bool taken = !platform::OnlyThread();
+        if (taken) lock.Enter();
+#ifndef NDEBUG
         ++entries;
+#endif
+        return taken;
     }
 
-    void Leave() {
+    void Leave(bool taken) {
+#ifndef NDEBUG
         --entries;
-        if (lock) lock->Leave();
+#endif
+        if (taken) lock.Leave();
     }
 
 private:
-    std::optional<platform::Lock> lock;
-    [[maybe_unused]] const TVCriticalSection* outer = nullptr;  // looked at by an assertion alone
+    friend class TVNestedSection;
+
+    platform::Lock lock;
+#ifndef NDEBUG
     u32 entries = 0;
+#endif
+};
+
+// A lock that is only ever entered by a thread that holds the outermost one, which has nobody left to
+// exclude. Builds with assertions hold the order of locks to that; others make nothing of it.
+class TVNestedSection {
+public:
+    explicit TVNestedSection([[maybe_unused]] const TVCriticalSection& outermost)
+#ifndef NDEBUG
+        : outer(outermost)
+#endif
+    {
+    }
+    TVNestedSection(const TVNestedSection&) = delete;
+    TVNestedSection& operator=(const TVNestedSection&) = delete;
+
+    bool Enter() const {
+        assert(outer.entries > 0);
+        return true;
+    }
+    void Leave(bool) const { assert(outer.entries > 0); }
+
+private:
+#ifndef NDEBUG
+    const TVCriticalSection& outer;
+#endif
 };
 
 // Holds a lock from construction to the end of the scope.
+template <class Section>
 class ScopedLock {
 public:
-    explicit ScopedLock(TVCriticalSection& section) : held(section) { held.Enter(); }
-    ~ScopedLock() { held.Leave(); }
+    explicit ScopedLock(Section& section) : held(section), taken(section.Enter()) {}
+    ~ScopedLock() { held.Leave(taken); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
 
 private:
-    TVCriticalSection& held;
+    Section& held;
+    const bool taken;
 };
 
 }  // namespace torva

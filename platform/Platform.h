@@ -2,6 +2,10 @@
 // PosixPlatform.cpp and Win32Platform.cpp; no other file includes a system header.
 #pragma once
 
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#endif
+
 #include <cstddef>
 #include <memory>
 
@@ -34,6 +38,16 @@ std::unique_ptr<File> OpenFile(const char* path);
 
 // For tests: puts another opener in the place of the operating system's; null restores it.
 void SetFileOpener(FileOpener opener);
+
+// Whether the calling thread is the only one of the process, as far as the system tells; it can start
+// another.
+inline bool OnlyThread() {
+#if __has_include(<sys/single_threaded.h>)
+    return __libc_single_threaded != 0;
+#else
+    return false;
+#endif
+}
 
 // A re-entrant mutual exclusion object.
 class Lock {
