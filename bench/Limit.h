@@ -149,12 +149,13 @@ private:
         }
     }
 
-    // Runs of records, as many at a time as the caller's array takes.
+    // Runs of records, as many at a time as the caller's array takes. What an array does not get is zero.
     template <class Record, class Sink>
     void Records(std::uint32_t left, Record* records, std::uint32_t capacity, Sink& sink) {
         while (left > 0) {
             const std::uint32_t n = left < capacity ? left : capacity;
             TakeBytes(records, sizeof *records * n);
+            std::memset(records + n, 0, sizeof *records * (capacity - n));
             left -= n;
             sink.Bytes(records, sizeof *records * n);
             sink.Elements(n);

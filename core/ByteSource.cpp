@@ -12,7 +12,7 @@ constexpr u64 kUnknownPosition = ~u64{0};
 constexpr u32 kUnknownSize = ~u32{0};
 
 // The first refill behind a seek is small, since a directory or a head is often all that is wanted there; a
-// walk that goes on doubles it up to the size of the buffer.
+// walk that goes on soon fills the whole buffer.
 constexpr u32 kFirstReadAhead = 4 * 1024;
 
 }  // namespace
@@ -91,7 +91,7 @@ bool ByteSource::Refill(u32 need) {
         return false;
     }
     end += got;
-    readAhead = std::min(readAhead * 2, kWindowSize);
+    readAhead = std::min(readAhead * 4, kWindowSize);
     return true;
 }
 

@@ -18,10 +18,16 @@ class DefinitionMap {
 public:
     static constexpr u32 kMostLists = 3;
 
-    // One group's lists, back to back, in the order of the file.
-    struct Lists {
-        const u16* values = nullptr;
-        std::array<u16, kMostLists> lengths{};
+    // One group's lists as they are kept: their lengths, and right behind, so that one look into memory
+    // brings both, their values back to back, in the order of the file.
+    class Lists {
+    public:
+        explicit Lists(const u16* keptLists) : kept(keptLists) {}
+        u16 Length(u32 list) const { return kept[list]; }
+        const u16* Values() const { return kept + kMostLists; }
+
+    private:
+        const u16* kept;
     };
 
     void Clear() { *this = DefinitionMap(); }
@@ -31,60 +37,59 @@ public:
     // Gives every id the same lists, in the place of those it had. Throws std::bad_alloc, with nothing
     // changed.
     void Store(const std::vector<u16>& ids, const std::array<u16, kMostLists>& lengths,
-               const std::vector<u16>& listValues) {
+               const std::vector<u16>& values) {
         if (ids.empty()) return;
         if (present == nullptr) {
-            auto newGroupOf = std::make_unique_for_overwrite<u32[]>(IdSet::kIds);
+            auto newListsOf = std::make_unique_for_overwrite<const u16*[]>(IdSet::kIds);
             present = std::make_unique<IdSet>();
-            groupOf = std::move(newGroupOf);
+            listsOf = std::move(newListsOf);
         }
-        groups.push_back({Keep(listValues), lengths});
+        const u16* const lists = Keep(lengths, values);
         u32 added = 0;
         for (const u16 id : ids) {
             added += present->Has(id) ? 0 : 1;
             present->Add(id);
-            groupOf[id] = static_cast<u32>(groups.size() - 1);
+            listsOf[id] = lists;
+            smallest = std::min(smallest, id);
         }
         count += added;
     }
 
-    // The smallest id and its lists; the map is not empty.
-    u16 Smallest() {
-        smallest = static_cast<u16>(present->NextFrom(smallest));
-        return smallest;
-    }
-    const Lists& ListsOf(u16 id) const { return groups[groupOf[id]]; }
+    // The smallest id that is left, and its lists; the map is not empty.
+    u16 Smallest() const { return smallest; }
+    Lists ListsOf(u16 id) const { return Lists(listsOf[id]); }
 
-    void Remove(u16 id) {
-        present->Remove(id);
-        if (--count == 0) Clear();
+    // The next one's lists lie anywhere: they are on their way before they are asked for.
+    void RemoveSmallest() {
+        if (--count == 0) return Clear();
+        smallest = static_cast<u16>(present->NextFrom(smallest + 1U));
+        __builtin_prefetch(listsOf[smallest]);
     }
 
 private:
-    // Copies values to blocks that stay where they are: what grows is not copied again.
-    const u16* Keep(const std::vector<u16>& listValues) {
+    // Copies to blocks that stay where they are: what grows is not copied again.
+    const u16* Keep(const std::array<u16, kMostLists>& lengths, const std::vector<u16>& values) {
         constexpr std::size_t kBlock = std::size_t{32} * 1024;
-        const std::size_t size = listValues.size();
+        const std::size_t size = lengths.size() + values.size();
         if (size > room) {
             const std::size_t newRoom = std::max(size, kBlock);
             blocks.push_back(std::make_unique_for_overwrite<u16[]>(newRoom));
             next = blocks.back().get();
             room = newRoom;
         }
-        u16* const kept = next;
-        std::copy(listValues.begin(), listValues.end(), kept);
-        next += size;
+        const u16* const kept = next;
+        next = std::copy(lengths.begin(), lengths.end(), next);
+        next = std::copy(values.begin(), values.end(), next);
         room -= size;
         return kept;
     }
 
-    u32 count = 0;     // ids in the map
-    u16 smallest = 0;  // no id of the map lies below
+    u32 count = 0;         // ids in the map
+    u16 smallest = 65535;  // of them
     std::unique_ptr<IdSet> present;
-    std::unique_ptr<u32[]> groupOf;  // by id; only entries of ids that are present have a value
-    std::vector<Lists> groups;
+    std::unique_ptr<const u16*[]> listsOf;  // by id; only entries of ids that are present have a value
     std::vector<std::unique_ptr<u16[]>> blocks;
-    u16* next = nullptr;   // in the last block: where the next values go
+    u16* next = nullptr;   // in the last block: where the next lists go
     std::size_t room = 0;  // values that it has room for
 };
 

@@ -13,11 +13,10 @@ namespace torva {
 class IdSet {
 public:
     void Add(u16 id) { words[id / 64U] |= u64{1} << (id % 64U); }
-    void Remove(u16 id) { words[id / 64U] &= ~(u64{1} << (id % 64U)); }
     bool Has(u16 id) const { return (words[id / 64U] >> (id % 64U) & 1U) != 0; }
 
-    // The smallest id of the set from `from` on; 65,536 or more when there is none.
-    u32 NextFrom(u16 from) const {
+    // The smallest id of the set from `from` on, which is below kIds; 65,536 or more when there is none.
+    u32 NextFrom(u32 from) const {
         u32 word = from / 64U;
         u64 bits = words[word] & ~u64{0} << (from % 64U);
         while (bits == 0 && ++word < kWords) bits = words[word];

@@ -19,13 +19,13 @@ i32 SymFile::GetNextExchangeSupportSection(u16* id, u16* count, u16* items, u32 
     DefinitionMap& map = exchangeSupportSections;
     if (map.Count() == 0) return SYM_END_OF_DATA;
     const u16 smallest = map.Smallest();
-    const DefinitionMap::Lists& lists = map.ListsOf(smallest);
-    const u16 length = lists.lengths[0];
+    const DefinitionMap::Lists lists = map.ListsOf(smallest);
+    const u16 length = lists.Length(0);
     if (length > capacity) return SYM_ERR_BUFFER_TOO_SMALL;
     *id = smallest;
     *count = length;
-    CopyValues(items, lists.values, length);
-    map.Remove(smallest);
+    CopyValues(items, lists.Values(), length);
+    map.RemoveSmallest();
     return SYM_OK;
 }
 

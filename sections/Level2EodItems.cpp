@@ -25,11 +25,13 @@ i32 SymFile::GetNextLevel2EODBasicItemDefine(u16* id, u16* firstCount, u16* firs
     DefinitionMap& map = level2EODBasicItemDefines;
     if (map.Count() == 0) return SYM_END_OF_DATA;
     const u16 smallest = map.Smallest();
-    const DefinitionMap::Lists& lists = map.ListsOf(smallest);
-    const auto [second, third, first] = lists.lengths;
+    const DefinitionMap::Lists lists = map.ListsOf(smallest);
+    const u16 second = lists.Length(0);
+    const u16 third = lists.Length(1);
+    const u16 first = lists.Length(2);
     if (first > firstCapacity || second > secondCapacity || third > thirdCapacity)
         return SYM_ERR_BUFFER_TOO_SMALL;
-    const u16* const values = lists.values;
+    const u16* const values = lists.Values();
     *id = smallest;
     *firstCount = first;
     *secondCount = second;
@@ -37,7 +39,7 @@ i32 SymFile::GetNextLevel2EODBasicItemDefine(u16* id, u16* firstCount, u16* firs
     CopyValues(secondItems, values, second);
     CopyValues(thirdItems, values + second, third);
     CopyValues(firstItems, values + second + third, first);
-    map.Remove(smallest);
+    map.RemoveSmallest();
     return SYM_OK;
 }
 
