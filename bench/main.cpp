@@ -652,11 +652,18 @@ int main(int argc, char** argv) {
         {"smoke", {bench::Extent::kSmoke, 1}},
         {"short", {bench::Extent::kShort, 11}},
         {"full", {bench::Extent::kFull, 15}},
-        {"hpp", {bench::Extent::kHpp, 25}}};
+        {"hpp", {bench::Extent::kHpp, 25}},
+        {"threads", {bench::Extent::kShort, 11}}};  // short, in a process with a second thread
     benchmark::Initialize(&argc, argv);
     const auto chosen = extents.find(argc > 1 ? argv[1] : "short");
-    if (chosen == extents.end() || argc > 2) bench::Fail("smoke, short, full or hpp");
+    if (chosen == extents.end() || argc > 2) bench::Fail("smoke, short, full, hpp or threads");
     bench::extent = chosen->second.first;
+    std::jthread second;
+    if (chosen->first == "threads") {
+        second = std::jthread([](const std::stop_token& stop) {
+            while (!stop.stop_requested()) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        });
+    }
     bench::Register(chosen->second.second);
     bench::Table table;
     benchmark::RunSpecifiedBenchmarks(&table);
