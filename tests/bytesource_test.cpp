@@ -182,24 +182,28 @@ TEST(ByteSource, NoBytes) {
 // --- reads that fail
 // --------------------------------------------------------------------------------------------------
 
-// A file in memory with a bad sector; `badReads` is how many reads that touch it fail.
+// A file in memory with a bad sector; `badReads` is how many reads that touch it fail. Behind its bytes it
+// goes on with zeros up to `size`.
 struct Disk {
     Bytes bytes;
     u64 badFrom = 0, badTo = 0;
     int badReads = 1 << 30;
     bool tellsSize = true;
+    u64 size = bytes.size();
 } disk;
 
 class DiskFile final : public platform::File {
 public:
     bool Read(void* dst, u32 size, u32& got) override {
-        got = static_cast<u32>(std::min<u64>(size, disk.bytes.size() - std::min<u64>(at, disk.bytes.size())));
+        got = static_cast<u32>(std::min<u64>(size, disk.size - std::min(at, disk.size)));
         if (at < disk.badTo && at + got > disk.badFrom && disk.badReads > 0) {
             --disk.badReads;
             got = 0;
             return false;
         }
-        if (got > 0) std::memcpy(dst, disk.bytes.data() + at, got);
+        const u64 held = std::min<u64>(got, disk.bytes.size() - std::min<u64>(at, disk.bytes.size()));
+        std::memset(dst, 0, got);
+        if (held > 0) std::memcpy(dst, disk.bytes.data() + at, held);
         at += got;
         return true;
     }
@@ -208,7 +212,7 @@ public:
         return true;
     }
     bool Size(u64& size) override {
-        size = disk.bytes.size();
+        size = disk.size;
         return disk.tellsSize;
     }
 
@@ -260,19 +264,58 @@ TEST_F(FailingReads, ATransientFailureLosesNothing) {
 // Without its image a file counts as open and gives nothing.
 TEST_F(FailingReads, NoImage) {
     const Bytes bytes = FileOf({RawSection(17, U32(2) + U16(1) + U8(1) + U8(2))});
-    for (const bool tellsSize : {true, false}) {
-        disk = {bytes, 10, 11, 1 << 30, tellsSize};
+    const struct {
+        const char* name;
+        Disk disk;
+        bool atEnd;  // position and size are 0, or the size is all ones
+    } kCases[] = {
+        {"bad sector", {bytes, 10, 11}, true},
+        {"no size", {bytes, 10, 11, 1 << 30, false}, false},
+        {"2^32 - 1 bytes", {bytes, 0, 0, 0, true, 0xFFFFFFFF}, false},
+        {"more", {bytes, 0, 0, 0, true, u64{1} << 33U}, false},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        disk = c.disk;
         ByteSource source;
         ASSERT_TRUE(source.Open("", true));
         EXPECT_EQ(Read(source, 4), "0 ");
         EXPECT_EQ(Skip(source, 0), "true");
         EXPECT_EQ(Skip(source, 1), "false");
-        EXPECT_EQ(source.AtEnd(), tellsSize) << "position and size are 0, or the size is all ones";
+        EXPECT_EQ(source.AtEnd(), c.atEnd);
         EXPECT_EQ(ReadText(source, 3), "TOO_SMALL 4");
         ASSERT_EQ(Open("", {1}), 1);
         EXPECT_EQ(tv_GetExtendSectionList(1, nullptr, 0), 0);
         EXPECT_EQ(tv_InitialRealDelayMappingSection(1), SYM_ERR_NO_SECTION);
         tv_CloseSymFile(1);
+    }
+}
+
+TEST_F(FailingReads, FileModeGoesBehind4GiB) {
+    constexpr u64 kSize = (u64{1} << 32U) + 100;
+    disk = {Text("abc"), 0, 0, 0, true, kSize};
+    ByteSource source;
+    ASSERT_TRUE(source.Open("", false));
+    source.SeekTo(0xFFFFFFFF);
+    EXPECT_EQ(Read(source, 3), "3 000000");
+    EXPECT_EQ(Skip(source, 90), "true");
+    EXPECT_EQ(source.Position(), kSize - 8);
+    EXPECT_EQ(Skip(source, 0xFFFFFFFF), "true");
+    EXPECT_EQ(source.Position(), kSize) << "the end of the file";
+    source.StepBack(kSize);
+    EXPECT_EQ(Read(source, 4), "4 61626300");
+}
+
+// Then a skip reads, and ends where the data does.
+TEST_F(FailingReads, ASkipWhereTheSizeIsNotTold) {
+    for (const bool badSector : {false, true}) {
+        SCOPED_TRACE(badSector);
+        disk = {Fill(200, 'x'), badSector ? 100U : 0U, badSector ? 150U : 0U, 1 << 30, false};
+        ByteSource source;
+        ASSERT_TRUE(source.Open("", false));
+        EXPECT_EQ(Skip(source, 90), "true");
+        EXPECT_EQ(Skip(source, 1000), badSector ? "false" : "true");
+        EXPECT_EQ(source.Position(), badSector ? 100U : 200U);
     }
 }
 

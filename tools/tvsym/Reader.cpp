@@ -19,7 +19,8 @@ namespace {
 
 constexpr u64 kMiB = u64{1} << 20;
 constexpr u64 kMemoryModeLimit = 64 * kMiB;
-constexpr u32 kSmallestBudget = 64 * kMiB;
+constexpr u32 kLeastBudget = 4 * kMiB;
+constexpr u32 kModestBudget = 64 * kMiB;
 constexpr u64 kGenerousBudget = 1024 * kMiB;
 constexpr u32 kLargestBudget = UINT32_MAX;
 constexpr size_t kLongestPath = 25600;
@@ -80,7 +81,7 @@ Reader::Reader(std::shared_ptr<const InputFile> inputFile, ReaderOptions readerO
     LoadDefaults();
 }
 
-// The arenas are made as large as the file where that is affordable, so that no value finds them too small,
+// The arenas are made larger than the file where that is affordable, so that no value finds them too small,
 // and a text may be as long as the file; memory that is not used is never touched.
 void Reader::Open() {
     tvapi::OpenOptions how;
@@ -89,11 +90,10 @@ void Reader::Open() {
     how.fieldIds = options.filter.data();
     how.fieldIdCount = static_cast<u32>(options.filter.size());
     how.textMax = static_cast<i32>(std::min(raw.fileSize, kLongestText));
-    how.memoryBudget =
-        static_cast<u32>(std::clamp(raw.fileSize + kMiB, u64{kSmallestBudget}, kGenerousBudget));
+    how.memoryBudget = static_cast<u32>(std::min(2 * raw.fileSize + kLeastBudget, kGenerousBudget));
     i32 result = file.open(Path().c_str(), how);
-    if (result == SYM_ERR_NO_MEMORY && how.memoryBudget > kSmallestBudget) {
-        how.memoryBudget = kSmallestBudget;
+    if (result == SYM_ERR_NO_MEMORY && how.memoryBudget > kModestBudget) {
+        how.memoryBudget = kModestBudget;
         result = file.open(Path().c_str(), how);
     }
     while (result == SYM_ERR_PARAM && how.memoryBudget < kLargestBudget) {  // the default fields need more
