@@ -1,19 +1,137 @@
-// The C++ header without exceptions, in one program with the other kind.
-#define TORVA_NO_EXCEPTIONS
-#include "api/TorvaAPI.hpp"
+// The C++ header without exceptions, in one program with the other kind, and with an allocator that fails
+// when a test wants it to.
+#include <cstdint>
+#include <cstdlib>
+#include <set>
+#include <type_traits>
 
 namespace torva::test {
 
-std::int32_t CodeOfMissingSection(const char* path);
+std::int64_t allocationsLeft = -1;  // until one fails; below 0 none does
 
-std::int32_t CodeOfMissingSection(const char* path) {
+void* RationedRealloc(void* block, std::size_t size) {
+    return allocationsLeft-- == 0 ? nullptr : std::realloc(block, size);
+}
+
+}  // namespace torva::test
+
+namespace std {
+using torva::test::RationedRealloc;  // NOLINT(cert-dcl58-cpp): what the header calls below
+}  // namespace std
+
+#define TORVA_NO_EXCEPTIONS
+#define realloc RationedRealloc
+#include "api/TorvaAPI.hpp"
+#undef realloc
+
+#include <gtest/gtest.h>
+
+#include "TestSupport.h"
+#include "symwrite/RandomFile.h"
+
+namespace torva::test {
+namespace {
+
+// What a walk through ranges came to.
+struct Tally {
+    std::size_t elements = 0;
+    std::set<i32> codes;  // other than SYM_OK
+
+    bool operator==(const Tally&) const = default;
+};
+
+template <class Range>
+void Drain(Range&& range, Tally& tally) {
+    for (auto& element : range) {
+        ++tally.elements;
+        if constexpr (requires { element.sources(); }) Drain(element.sources(), tally);
+        if constexpr (requires { element.symbols(); }) Drain(element.symbols(), tally);
+        if constexpr (
+            requires { element.data(); } && !requires { element.size(); })
+            Drain(element.data(), tally);
+        if constexpr (requires { element.items(); }) Drain(element.items(), tally);
+        if constexpr (requires { element.lists(); }) Drain(element.lists(), tally);
+        if constexpr (requires { element.fields(); }) tally.elements += element.fields().size();
+    }
+    if (range.result() != SYM_OK) tally.codes.insert(range.result());
+}
+
+Tally WalkAll(const char* path) {
+    Tally tally;
     tvapi::File file;
-    if (file.open(path) != SYM_OK) return SYM_OK;
+    const std::uint16_t wanted[] = {0, 1, 2, 3, 7};
+    tvapi::OpenOptions how;
+    how.fieldIds = wanted;
+    how.fieldIdCount = 5;
+    if (const i32 result = file.open(path, how); result != SYM_OK) {
+        tally.codes.insert(result);
+        return tally;
+    }
+    if (file.sections().empty()) tally.codes.insert(SYM_ERR_NO_MEMORY);
+    Drain(file.symbols(), tally);
+    Drain(file.jumpPrices(), tally);
+    Drain(file.brokerInfo(), tally);
+    Drain(file.eidrQuickFields(), tally);
+    Drain(file.eidrSections(), tally);
+    Drain(file.sectionsL2(), tally);
+    Drain(file.fundCompanies(), tally);
+    Drain(file.eidrCountries(), tally);
+    Drain(file.sectionGroups(), tally);
+    Drain(file.issueCompanies(), tally);
+    Drain(file.objectTypes(), tally);
+    Drain(file.foreignTrade(), tally);
+    Drain(file.globalRelated(), tally);
+    Drain(file.exchanges(), tally);
+    Drain(file.realDelayMapping(), tally);
+    Drain(file.level2EodBasicItemDefines(), tally);
+    Drain(file.fundMainNames(), tally);
+    Drain(file.futuresSectionsV2(), tally);
+    Drain(file.exchangeSupport(), tally);
+    Drain(file.futuresClassTypes(), tally);
+    return tally;
+}
+
+}  // namespace
+
+symwrite::File LongLists();  // hpp_test.cpp
+
+// The allocation that fails ends one range, with SYM_ERR_NO_MEMORY, and nothing else.
+TEST(Hpp, EveryAllocationOfItsOwnMayFail) {
+    for (const symwrite::File& content : {symwrite::SmallFile(), LongLists()}) {
+        const TempFile bytes(symwrite::Write(content));
+        const Tally sound = WalkAll(bytes.Path());
+        std::int64_t failing = 0;
+        for (bool failed = true; failed; ++failing) {
+            SCOPED_TRACE(failing);
+            allocationsLeft = failing;
+            const Tally cut = WalkAll(bytes.Path());
+            failed = allocationsLeft < 0;
+            allocationsLeft = -1;
+            std::set<i32> codes = sound.codes;
+            if (failed) codes.insert(SYM_ERR_NO_MEMORY);
+            if (cut.codes.count(SYM_ERR_NO_MEMORY) != 0 && cut.elements == 0) codes = {SYM_ERR_NO_MEMORY};
+            EXPECT_EQ(cut.codes, codes);
+            EXPECT_EQ(WalkAll(bytes.Path()), sound);
+        }
+        EXPECT_GT(failing, 10);
+    }
+}
+
+TEST(Hpp, RangesOfAFileThatIsNotOpen) {
+    tvapi::File file;
+    EXPECT_EQ(file.open("no such file"), SYM_ERR_OPEN);
     auto symbols = file.symbols();
-    for ([[maybe_unused]] const auto& symbol : symbols) return SYM_OK;
+    for ([[maybe_unused]] const auto& symbol : symbols) FAIL();
+    EXPECT_EQ(symbols.result(), SYM_ERR_BAD_HANDLE);
     auto exchanges = file.exchanges();
-    for ([[maybe_unused]] const auto& exchange : exchanges) return SYM_OK;
-    return symbols.result() == SYM_OK ? exchanges.result() : SYM_OK;
+    for ([[maybe_unused]] const auto& exchange : exchanges) FAIL();
+    EXPECT_EQ(exchanges.result(), SYM_ERR_BAD_HANDLE);
+}
+
+TEST(Hpp, EveryCodeIsDescribedInItsOwnWords) {
+    std::set<std::string> words;
+    for (i32 code = -100; code <= 100; ++code) words.insert(tvapi::describe(code));
+    EXPECT_EQ(words.size(), 13U) << "12 codes, and any other";
 }
 
 }  // namespace torva::test

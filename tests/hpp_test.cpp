@@ -333,6 +333,10 @@ private:
     std::ostringstream out;
 };
 
+}  // namespace
+
+symwrite::File LongLists();  // for hpp_codes_test.cpp, too
+
 // Lists and groups longer than what the ranges first make room for, and an empty group at the end of the
 // file.
 symwrite::File LongLists() {
@@ -363,6 +367,8 @@ symwrite::File LongLists() {
                      MakeSection(3, jumps)};
     return file;
 }
+
+namespace {
 
 TEST(Hpp, DeliversWhatWasWritten) {
     std::vector<symwrite::File> files = {symwrite::SmallFile()};
@@ -647,12 +653,4 @@ TEST(Hpp, ElementsThatPassTheEndAreShown) {
 }
 
 }  // namespace
-
-i32 CodeOfMissingSection(const char* path);  // hpp_codes_test.cpp
-
-TEST(Hpp, CodesWithoutExceptions) {
-    const TempFile bytes(FileOf({MakeSection(2, symwrite::Symbols{})}));
-    EXPECT_EQ(CodeOfMissingSection(bytes.Path()), SYM_ERR_NO_SECTION);
-}
-
 }  // namespace torva::test
