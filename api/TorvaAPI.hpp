@@ -869,7 +869,7 @@ struct ObjectState {
             return detail::kEnd;
         }
         const std::int32_t result = tv_GetNextObjectData(handle, &byte, &text);
-        return settle(result, 3);
+        return result == SYM_MORE_DATA ? detail::kElement : settle(result, 3);
     }
     std::int32_t nextSymbol(std::uint8_t& byte, const char*& text, std::uint8_t& dataCount) noexcept {
         std::uint8_t skippedByte = 0;
@@ -904,7 +904,7 @@ private:
     // A record at this level opens the level below; the end of a level leads back to the one above.
     std::int32_t settle(std::int32_t result, int level) noexcept {
         if (result == SYM_MORE_DATA) {
-            depth = level < 3 ? level + 1 : 3;
+            depth = level + 1;
             return detail::kElement;
         }
         depth = level > 0 ? level - 1 : 0;
@@ -923,8 +923,10 @@ public:
     explicit ObjectDataWalk(ObjectState* tree) noexcept : state(tree) {}
     std::int32_t begin() noexcept { return detail::kElement; }
     std::int32_t next() noexcept {
+        std::uint8_t byte = 0;  // of its own: the element need not live in memory
         const char* text = nullptr;
-        const std::int32_t reached = state->nextData(data.byte, text);
+        const std::int32_t reached = state->nextData(byte, text);
+        data.byte = byte;
         data.text = Text(text);
         return reached;
     }

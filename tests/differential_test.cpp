@@ -337,22 +337,28 @@ protected:
     }
 
     const std::vector<WalkOptions> oneWalk = {{300, 64, UINT32_MAX, 0}};
-    Sampler sampler{1999};
     symwrite::File file;
     Bytes whole;
 };
 
-TEST_F(SampleDamageSweep, Truncations) {
-    for (size_t size = 0; size < whole.size(); ++size) {
+TEST_F(SampleDamageSweep, DirectoryEntries) { EntriesAtBoundaries(file, Sampler(97), oneWalk); }
+
+// The long ones in parts, for more than one processor.
+class SampleDamageSweepPart : public SampleDamageSweep, public testing::WithParamInterface<size_t> {
+protected:
+    static constexpr size_t kParts = 4;
+    Sampler sampler{499};
+};
+
+TEST_P(SampleDamageSweepPart, Truncations) {
+    for (size_t size = GetParam(); size < whole.size(); size += kParts) {
         if (!sampler.Takes()) continue;
         if (!WalksAgree(symwrite::CutAt(whole, size), oneWalk, "cut at " + std::to_string(size))) return;
     }
 }
 
-TEST_F(SampleDamageSweep, DirectoryEntries) { EntriesAtBoundaries(file, Sampler(97), oneWalk); }
-
-TEST_F(SampleDamageSweep, Bytes) {
-    for (size_t at = 0; at < whole.size(); ++at) {
+TEST_P(SampleDamageSweepPart, Bytes) {
+    for (size_t at = GetParam(); at < whole.size(); at += kParts) {
         if (!sampler.Takes()) continue;
         Bytes bytes = whole;
         bytes[at] = static_cast<uint8_t>(std::array{0, 1, 0x7F, 0x80, 0xFF, ~whole[at]}[at % 6]);
@@ -360,5 +366,7 @@ TEST_F(SampleDamageSweep, Bytes) {
         if (!WalksAgree(bytes, oneWalk, what)) return;
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Parts, SampleDamageSweepPart, testing::Values(0, 1, 2, 3));
 
 }  // namespace
