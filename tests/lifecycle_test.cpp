@@ -4,6 +4,7 @@
 #include <thread>
 #include <tuple>
 
+#include "Allocations.h"
 #include "TestSupport.h"
 
 #ifndef _WIN32
@@ -501,6 +502,31 @@ TEST(Threads, ReleaseDuringAWalk) {
         tv_CloseSymFile(1);
     }
     releaser.join();
+}
+
+u16 handleOfTheAllocator = 0;
+i32 sectionsSeenByTheAllocator = -1;
+
+bool CallFromTheAllocator() {
+    allocations::failsNow = nullptr;
+    std::thread([] {}).join();
+    sectionsSeenByTheAllocator = tv_GetExtendSectionList(handleOfTheAllocator, nullptr, 0);
+    return false;
+}
+
+// The lock is re-entrant, and left as it was entered, also when the process gets its first thread inside a
+// call.
+TEST(Threads, TheHostsAllocatorMayCallTheLibraryAndStartAThread) {
+    const OpenFile file(EverySection());
+    handleOfTheAllocator = file.Handle();
+    char text[32];
+    i32 count = 0;
+    SymFieldItem items[4] = {};
+    allocations::failsNow = CallFromTheAllocator;
+    EXPECT_EQ(tv_GetNextSymData(file.Handle(), text, 31, &count, items, 4), SYM_OK);
+    EXPECT_EQ(sectionsSeenByTheAllocator, 19);
+    for (const SymFieldItem& item : items) FreeValue(item.value);
+    std::thread([&] { EXPECT_EQ(tv_GetExtendSectionList(file.Handle(), nullptr, 0), 19); }).join();
 }
 
 // --- what only POSIX has

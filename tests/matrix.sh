@@ -182,7 +182,7 @@ packages() {
     echo "$(ls build/release/packages/*.deb | wc -l) .deb, .tar.gz, .zip: the tool of each makes the same file"
 }
 
-mkdir -p "$logs"
+mkdir -p "$logs" build/wine
 # A server of Wine that ends between two starts makes the next start fail now and then: this one stays.
 if command -v wineserver >/dev/null; then
     wine_environment wineserver -p
