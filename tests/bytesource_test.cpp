@@ -201,7 +201,8 @@ public:
             got = 0;
             return false;
         }
-        const u64 held = std::min<u64>(got, disk.bytes.size() - std::min<u64>(at, disk.bytes.size()));
+        const auto held = static_cast<std::size_t>(
+            std::min<u64>(got, disk.bytes.size() - std::min<u64>(at, disk.bytes.size())));
         std::memset(dst, 0, got);
         if (held > 0) std::memcpy(dst, disk.bytes.data() + at, held);
         at += got;
