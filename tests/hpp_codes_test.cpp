@@ -15,8 +15,9 @@ void* RationedRealloc(void* block, std::size_t size) {
 
 }  // namespace torva::test
 
-namespace std {
-using torva::test::RationedRealloc;  // NOLINT(cert-dcl58-cpp): what the header calls below
+// What the header calls below.
+namespace std {  // NOLINT(cert-dcl58-cpp)
+using torva::test::RationedRealloc;
 }  // namespace std
 
 #define TORVA_NO_EXCEPTIONS
