@@ -28,6 +28,7 @@ using torva::test::RationedRealloc;
 #include <gtest/gtest.h>
 
 #include "TestSupport.h"
+#include "platform/Platform.h"
 #include "symwrite/RandomFile.h"
 
 namespace torva::test {
@@ -41,29 +42,30 @@ struct Tally {
     bool operator==(const Tally&) const = default;
 };
 
+// Walks a range and, twice, all ranges below it: the second time they have nothing left.
 template <class Range>
 void Drain(Range&& range, Tally& tally) {
     for (auto& element : range) {
         ++tally.elements;
-        if constexpr (requires { element.sources(); }) Drain(element.sources(), tally);
-        if constexpr (requires { element.symbols(); }) Drain(element.symbols(), tally);
-        if constexpr (
-            requires { element.data(); } && !requires { element.size(); })
-            Drain(element.data(), tally);
-        if constexpr (requires { element.items(); }) Drain(element.items(), tally);
-        if constexpr (requires { element.lists(); }) Drain(element.lists(), tally);
+        for (int twice = 0; twice < 2; ++twice) {
+            if constexpr (requires { element.sources(); }) Drain(element.sources(), tally);
+            if constexpr (requires { element.symbols(); }) Drain(element.symbols(), tally);
+            if constexpr (requires { element.data().result(); }) Drain(element.data(), tally);
+            if constexpr (requires { element.items(); }) Drain(element.items(), tally);
+            if constexpr (requires { element.lists(); }) Drain(element.lists(), tally);
+        }
         if constexpr (requires { element.fields(); }) tally.elements += element.fields().size();
     }
     if (range.result() != SYM_OK) tally.codes.insert(range.result());
 }
 
-Tally WalkAll(const char* path) {
+Tally WalkAll(const char* path, std::uint32_t wantedCount) {
     Tally tally;
     tvapi::File file;
     const std::uint16_t wanted[] = {0, 1, 2, 3, 7};
     tvapi::OpenOptions how;
     how.fieldIds = wanted;
-    how.fieldIdCount = 5;
+    how.fieldIdCount = wantedCount;
     if (const i32 result = file.open(path, how); result != SYM_OK) {
         tally.codes.insert(result);
         return tally;
@@ -98,28 +100,43 @@ symwrite::File LongLists();  // hpp_test.cpp
 
 // The allocation that fails ends one range, with SYM_ERR_NO_MEMORY, and nothing else.
 TEST(Hpp, EveryAllocationOfItsOwnMayFail) {
-    for (const symwrite::File& content : {symwrite::SmallFile(), LongLists()}) {
-        const TempFile bytes(symwrite::Write(content));
-        const Tally sound = WalkAll(bytes.Path());
+    for (const std::uint32_t wanted : {5U, 0U}) {
+        const TempFile bytes(symwrite::Write(wanted != 0 ? symwrite::SmallFile() : LongLists()));
+        const Tally sound = WalkAll(bytes.Path(), wanted);
         std::int64_t failing = 0;
         for (bool failed = true; failed; ++failing) {
             SCOPED_TRACE(failing);
             allocationsLeft = failing;
-            const Tally cut = WalkAll(bytes.Path());
+            const Tally cut = WalkAll(bytes.Path(), wanted);
             failed = allocationsLeft < 0;
             allocationsLeft = -1;
             std::set<i32> codes = sound.codes;
             if (failed) codes.insert(SYM_ERR_NO_MEMORY);
             if (cut.codes.count(SYM_ERR_NO_MEMORY) != 0 && cut.elements == 0) codes = {SYM_ERR_NO_MEMORY};
             EXPECT_EQ(cut.codes, codes);
-            EXPECT_EQ(WalkAll(bytes.Path()), sound);
+            EXPECT_EQ(WalkAll(bytes.Path(), wanted), sound);
         }
         EXPECT_GT(failing, 10);
     }
 }
 
+// A file with no section but the symbols is opened again for a second walk.
+TEST(Hpp, ASecondWalkThatCannotOpenTheFileAgain) {
+    const TempFile bytes(FileOf({MakeSection(2, symwrite::Symbols{{{"S", {}, {}}}})}));
+    tvapi::File file;
+    ASSERT_EQ(file.open(bytes.Path()), SYM_OK);
+    Tally first, second;
+    Drain(file.symbols(), first);
+    platform::SetFileOpener([](const char*) -> std::unique_ptr<platform::File> { return nullptr; });
+    Drain(file.symbols(), second);
+    platform::SetFileOpener(nullptr);
+    EXPECT_EQ(first, (Tally{1, {}}));
+    EXPECT_EQ(second, (Tally{0, {SYM_ERR_OPEN}}));
+}
+
 TEST(Hpp, RangesOfAFileThatIsNotOpen) {
     tvapi::File file;
+    EXPECT_EQ(file.open(nullptr), SYM_ERR_PARAM);
     EXPECT_EQ(file.open("no such file"), SYM_ERR_OPEN);
     auto symbols = file.symbols();
     for ([[maybe_unused]] const auto& symbol : symbols) FAIL();
