@@ -125,6 +125,8 @@ TEST(Hpp, ASecondWalkThatCannotOpenTheFileAgain) {
     const TempFile bytes(FileOf({MakeSection(2, symwrite::Symbols{{{"S", {}, {}}}})}));
     tvapi::File file;
     ASSERT_EQ(file.open(bytes.Path()), SYM_OK);
+    tvapi::File& same = file;
+    file = std::move(same);
     Tally first, second;
     Drain(file.symbols(), first);
     platform::SetFileOpener([](const char*) -> std::unique_ptr<platform::File> { return nullptr; });
@@ -134,9 +136,43 @@ TEST(Hpp, ASecondWalkThatCannotOpenTheFileAgain) {
     EXPECT_EQ(second, (Tally{0, {SYM_ERR_OPEN}}));
 }
 
+// Going on at a level passes over what is below, and meets the damage there.
+TEST(Hpp, LevelsLeftEarlyMeetTheDamageBelow) {
+    const symwrite::Objects objects{
+        {{1, {{"source", {{1, "symbol", {{1, "data"}, {2, "data"}}, {}}}, {}}}, {}, {}}}};
+    const Bytes whole = FileOf({MakeSection(13, objects)});
+    const TempFile bytes(symwrite::CutAt(whole, whole.size() - 3));
+    tvapi::File file;
+    for (const int levels : {1, 2, 3}) {
+        SCOPED_TRACE(levels);
+        ASSERT_EQ(file.open(bytes.Path()), SYM_OK);
+        auto types = file.objectTypes();
+        for (const auto& type : types) {
+            auto sources = type.sources();
+            for (const auto& source : sources) {
+                if (levels == 1) continue;
+                auto symbols = source.symbols();
+                for (const auto& symbol : symbols) {
+                    if (levels == 2) continue;
+                    Tally data;
+                    Drain(symbol.data(), data);
+                    EXPECT_EQ(data, (Tally{1, {SYM_ERR_READ}}));
+                }
+                EXPECT_EQ(symbols.result(), levels == 2 ? SYM_ERR_READ : SYM_OK);
+            }
+            EXPECT_EQ(sources.result(), levels == 1 ? SYM_ERR_READ : SYM_OK);
+        }
+    }
+}
+
 TEST(Hpp, RangesOfAFileThatIsNotOpen) {
     tvapi::File file;
+    tvapi::OpenOptions negative, noIds;
+    negative.textMax = -1;
+    noIds.fieldIdCount = 1;
     EXPECT_EQ(file.open(nullptr), SYM_ERR_PARAM);
+    EXPECT_EQ(file.open("", negative), SYM_ERR_PARAM);
+    EXPECT_EQ(file.open("", noIds), SYM_ERR_PARAM);
     EXPECT_EQ(file.open("no such file"), SYM_ERR_OPEN);
     auto symbols = file.symbols();
     for ([[maybe_unused]] const auto& symbol : symbols) FAIL();
@@ -144,6 +180,13 @@ TEST(Hpp, RangesOfAFileThatIsNotOpen) {
     auto exchanges = file.exchanges();
     for ([[maybe_unused]] const auto& exchange : exchanges) FAIL();
     EXPECT_EQ(exchanges.result(), SYM_ERR_BAD_HANDLE);
+}
+
+TEST(Hpp, PayloadsWithoutAValueOfTheKindAskedFor) {
+    EXPECT_EQ(tvapi::Payload(12, "x").size(), 0U);
+    EXPECT_EQ(tvapi::Payload(1, "x").text(), "");
+    EXPECT_EQ(tvapi::Payload(7, nullptr).text(), "");
+    EXPECT_EQ(tvapi::Payload(4, "\1\2").as<u8>(), 1U);
 }
 
 TEST(Hpp, EveryCodeIsDescribedInItsOwnWords) {
