@@ -139,7 +139,7 @@ public:
     i32 InitialFuturesClassType();
     i32 GetNextFuturesClassType(i32* count, u32* ids, char** names, u32 nameSize);
 
-    TVNestedSection fileLock;
+    TVCriticalSection::Nested fileLock;
 
 private:
     // --- Directory and section cursor (core/Directory.cpp)

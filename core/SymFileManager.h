@@ -47,7 +47,7 @@ private:
 
     i32 ChooseHandle();
 
-    TVNestedSection managerLock{libraryLock};
+    TVCriticalSection::Nested managerLock{libraryLock};
     std::vector<std::unique_ptr<SymFile>> openFiles;  // by handle; null where the handle is free
     u16 handleLimit = 10;                             // highest handle that ChooseHandle gives
 };

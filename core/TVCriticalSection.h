@@ -9,10 +9,12 @@
 namespace torva {
 
 // The outermost lock: wraps a lock of the operating system, which is left alone as long as the process has
-// one thread. It can get more while the lock is held (an allocator of the host may start one), so each entry
-// remembers what it did.
+// one thread. That can change while the lock is held (by an allocator of the host), so each entry remembers
+// what it did.
 class TVCriticalSection {
 public:
+    class Nested;
+
     TVCriticalSection() = default;
     TVCriticalSection(const TVCriticalSection&) = delete;
     TVCriticalSection& operator=(const TVCriticalSection&) = delete;
@@ -36,8 +38,6 @@ public:
     }
 
 private:
-    friend class TVNestedSection;
-
     platform::Lock lock;
 #ifndef NDEBUG
     u32 entries = 0;
@@ -46,16 +46,16 @@ private:
 
 // A lock that is only ever entered by a thread that holds the outermost one, which has nobody left to
 // exclude. Builds with assertions hold the order of locks to that; others make nothing of it.
-class TVNestedSection {
+class TVCriticalSection::Nested {
 public:
-    explicit TVNestedSection([[maybe_unused]] const TVCriticalSection& outermost)
+    explicit Nested([[maybe_unused]] const TVCriticalSection& outermost)
 #ifndef NDEBUG
         : outer(outermost)
 #endif
     {
     }
-    TVNestedSection(const TVNestedSection&) = delete;
-    TVNestedSection& operator=(const TVNestedSection&) = delete;
+    Nested(const Nested&) = delete;
+    Nested& operator=(const Nested&) = delete;
 
     bool Enter() const {
         assert(outer.entries > 0);
