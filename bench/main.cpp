@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -25,6 +26,7 @@
 #include <map>
 #include <memory>
 #include <numeric>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <set>
-#include <type_traits>
 
 namespace torva::test {
 
