@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "api/TorvaAPI.hpp"
+#include "TorvaAPI.hpp"
 #include "bench/Walks.h"
 
 namespace bench {

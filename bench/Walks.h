@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <cstring>
 
-#include "api/TorvaAPI.h"
-#include "api/TorvaValues.h"
-#include "bench/LibraryReader.h"
-#include "bench/PlainReader.h"
+#include "TorvaAPI.h"
+#include "TorvaValues.h"
+#include "reference/LibraryReader.h"
+#include "reference/PlainReader.h"
 
 namespace bench {
 

@@ -1,10 +1,10 @@
 # The library: every source is compiled once; the shared and the static library are made of the same objects.
 file(GLOB TORVA_SOURCES CONFIGURE_DEPENDS
-  ${PROJECT_SOURCE_DIR}/api/*.cpp
-  ${PROJECT_SOURCE_DIR}/core/*.cpp
-  ${PROJECT_SOURCE_DIR}/platform/*.cpp
-  ${PROJECT_SOURCE_DIR}/stream/*.cpp
-  ${PROJECT_SOURCE_DIR}/sections/*.cpp)
+  ${PROJECT_SOURCE_DIR}/library/exports/*.cpp
+  ${PROJECT_SOURCE_DIR}/library/core/*.cpp
+  ${PROJECT_SOURCE_DIR}/library/platform/*.cpp
+  ${PROJECT_SOURCE_DIR}/library/stream/*.cpp
+  ${PROJECT_SOURCE_DIR}/library/sections/*.cpp)
 if(WIN32)
   list(FILTER TORVA_SOURCES EXCLUDE REGEX "/platform/Posix[^/]*$")
 else()
@@ -16,7 +16,7 @@ torva_options(torva_objects)
 set_target_properties(torva_objects PROPERTIES
   CXX_VISIBILITY_PRESET hidden
   VISIBILITY_INLINES_HIDDEN ON)
-target_include_directories(torva_objects PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/api)
+target_include_directories(torva_objects PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT WIN32)
   # A unique symbol would keep the library in memory after dlclose.
   target_compile_options(torva_objects PRIVATE -fno-gnu-unique)
@@ -25,7 +25,7 @@ endif()
 function(torva_library target)
   torva_options(${target})
   target_include_directories(${target} PUBLIC
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/api>
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   set_target_properties(${target} PROPERTIES OUTPUT_NAME TorvaAPI LINKER_LANGUAGE CXX)
   add_library(TorvaAPI::${target} ALIAS ${target})

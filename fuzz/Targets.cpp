@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include "reference/CallDriver.h"
 #include "symwrite/Json.h"
-#include "tests/CallDriver.h"
 
 namespace fuzz {
 

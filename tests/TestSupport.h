@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
-#include "api/TorvaAPI.h"
-#include "core/Types.h"
+#include "TorvaAPI.h"
+#include "format/Types.h"
 #include "symwrite/SymFileWriter.h"
 
 namespace torva::test {

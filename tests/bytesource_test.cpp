@@ -1,5 +1,5 @@
 // The byte source by itself: both read modes against a plain model, its limits, and a file whose reads fail.
-#include "core/ByteSource.h"
+#include "library/core/ByteSource.h"
 
 #include <algorithm>
 #include <random>

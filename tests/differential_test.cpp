@@ -10,11 +10,11 @@
 #include <iostream>
 #include <string>
 
+#include "reference/CallDriver.h"
 #include "symwrite/Json.h"
 #include "symwrite/JsonNode.h"
 #include "symwrite/RandomFile.h"
 #include "symwrite/SymFileWriter.h"
-#include "tests/CallDriver.h"
 
 namespace {
 

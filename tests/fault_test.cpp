@@ -8,10 +8,10 @@
 #include <future>
 #include <iostream>
 
+#include "reference/CallDriver.h"
 #include "symwrite/RandomFile.h"
 #include "symwrite/SymFileWriter.h"
 #include "tests/Allocations.h"
-#include "tests/CallDriver.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 /* The header as strict C99 sees it; it asserts the sizes of its records itself. */
-#include "api/TorvaAPI.h"
+#include "TorvaAPI.h"
 
 int torva_c99_calls(void);
 

@@ -21,13 +21,13 @@ using torva::test::RationedRealloc;
 
 #define TORVA_NO_EXCEPTIONS
 #define realloc RationedRealloc
-#include "api/TorvaAPI.hpp"
+#include "TorvaAPI.hpp"
 #undef realloc
 
 #include <gtest/gtest.h>
 
 #include "TestSupport.h"
-#include "platform/Platform.h"
+#include "library/platform/Platform.h"
 #include "symwrite/RandomFile.h"
 
 namespace torva::test {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "TestSupport.h"
-#include "api/TorvaAPI.hpp"
+#include "TorvaAPI.hpp"
 #include "symwrite/RandomFile.h"
 
 namespace torva::test {

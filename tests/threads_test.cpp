@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "TestSupport.h"
+#include "reference/CallDriver.h"
 #include "symwrite/RandomFile.h"
-#include "tests/CallDriver.h"
 
 namespace {
 

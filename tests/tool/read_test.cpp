@@ -5,7 +5,7 @@
 #include <set>
 #include <sstream>
 
-#include "api/TorvaAPI.h"
+#include "TorvaAPI.h"
 #include "symwrite/Json.h"
 #include "symwrite/RandomFile.h"
 #include "tests/tool/ToolRun.h"

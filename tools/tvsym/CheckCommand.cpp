@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <map>
 
-#include "api/TorvaAPI.h"
+#include "TorvaAPI.h"
 #include "tools/tvsym/Commands.h"
 #include "tools/tvsym/Findings.h"
 #include "tools/tvsym/Options.h"

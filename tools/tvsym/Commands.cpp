@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "api/TorvaAPI.h"
+#include "TorvaAPI.h"
 
 namespace tvsym {
 

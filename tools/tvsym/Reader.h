@@ -45,7 +45,7 @@
 #include <string>
 #include <vector>
 
-#include "api/TorvaAPI.hpp"
+#include "TorvaAPI.hpp"
 #include "tools/tvsym/RawFile.h"
 #include "tools/tvsym/Sections.h"
 #include "tools/tvsym/Tool.h"

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "core/Types.h"
+#include "format/Types.h"
 
 namespace tvsym {
 

@@ -4,7 +4,7 @@
 
 #include <initializer_list>
 
-#include "api/TorvaAPI.hpp"
+#include "TorvaAPI.hpp"
 #include "tools/tvsym/Reader.h"
 
 namespace tvsym {

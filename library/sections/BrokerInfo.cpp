@@ -1,0 +1,54 @@
+// Section 4, the broker info table.
+//
+//   0   u16       id: 4
+//   2   u32       head value, not used
+//   6   u16       record count
+//   8   30 bytes  per record
+//
+// The record reads are not tested: bytes that do not come are zeros of the caller's array, and count.
+
+#include <cstring>
+
+#include "library/core/SymFile.h"
+
+namespace torva {
+namespace {
+
+constexpr u8 kBrokerInfoSection = 4;
+
+}  // namespace
+
+i32 SymFile::InitialSectionBorkerInfo() {
+    u16 recordCount = 0;
+    const i32 result = EnterCountedSection(kBrokerInfoSection, recordCount);
+    if (result != SYM_OK) return result;
+    brokerRecordCount = recordCount;
+    brokerRecordIndex = 0;
+    return Exhausted() ? SYM_END_OF_DATA : recordCount;
+}
+
+// `*count` runs on over calls and is held to `capacity`; records are stored from the first element on.
+i32 SymFile::GetNextBrokerInfoGroup(i32* count, BrokerInfoRecord* records, i32 capacity) {
+    if (AnyNull(count) || NullArray(records, capacity) || *count < 0) return SYM_ERR_PARAM;
+    const u32 size = static_cast<u32>(std::max(capacity, 0));
+    const u32 room = size - std::min(size, static_cast<u32>(*count));
+    u32 done = 0;
+    i32 result = SYM_MORE_DATA;
+    if (Exhausted() || brokerRecordCount <= brokerRecordIndex) {
+        result = SYM_END_OF_DATA;
+    } else if (room > 0) {
+        bool ended = false;
+        done = ReadRecords(records, std::min<u32>(brokerRecordCount - brokerRecordIndex, room), ended);
+        brokerRecordIndex = static_cast<u16>(brokerRecordIndex + done - (ended ? 1U : 0U));
+        if (brokerRecordIndex == brokerRecordCount) {
+            brokerRecordIndex = 0;
+            brokerRecordCount = 0;
+            result = SYM_OK;
+        }
+    }
+    if (size > done) std::memset(records + done, 0, sizeof *records * (size - done));
+    *count += static_cast<i32>(done);
+    return result;
+}
+
+}  // namespace torva

@@ -1,0 +1,46 @@
+// Section 18, the level-2 EOD basic item definitions: groups with three lists, which stand in the file in the
+// order second, third, first. The layout and the parse stand in Definitions.h.
+
+#include "library/sections/Definitions.h"
+
+namespace torva {
+namespace {
+
+constexpr u8 kLevel2EodItems = 18;
+constexpr u32 kLists = 3;
+
+}  // namespace
+
+i32 SymFile::InitialLevel2EODBasicItemDefineSection() {
+    return LoadDefinitions<u16>(kLevel2EodItems, kLists, level2EODBasicItemDefines);
+}
+
+i32 SymFile::GetNextLevel2EODBasicItemDefine(u16* id, u16* firstCount, u16* firstItems, u32 firstCapacity,
+                                             u16* secondCount, u16* secondItems, u32 secondCapacity,
+                                             u16* thirdCount, u16* thirdItems, u32 thirdCapacity) {
+    if (AnyNull(id, firstCount, secondCount, thirdCount) || NullArray(firstItems, firstCapacity) ||
+        NullArray(secondItems, secondCapacity) || NullArray(thirdItems, thirdCapacity)) {
+        return SYM_ERR_PARAM;
+    }
+    DefinitionMap& map = level2EODBasicItemDefines;
+    if (map.Count() == 0) return SYM_END_OF_DATA;
+    const u16 smallest = map.Smallest();
+    const DefinitionMap::Lists lists = map.ListsOf(smallest);
+    const u16 second = lists.Length(0);
+    const u16 third = lists.Length(1);
+    const u16 first = lists.Length(2);
+    if (first > firstCapacity || second > secondCapacity || third > thirdCapacity)
+        return SYM_ERR_BUFFER_TOO_SMALL;
+    const u16* const values = lists.Values();
+    *id = smallest;
+    *firstCount = first;
+    *secondCount = second;
+    *thirdCount = third;
+    CopyValues(secondItems, values, second);
+    CopyValues(thirdItems, values + second, third);
+    CopyValues(firstItems, values + second + third, first);
+    map.RemoveSmallest();
+    return SYM_OK;
+}
+
+}  // namespace torva

@@ -1,0 +1,249 @@
+// Section 2, the symbols.
+//
+//   0   u16        id: 2
+//   2   records    one after the other, up to the section's size
+//
+// A record:
+//   0   u32        recordSize: bytes of the record behind this field
+//   4   text       symbol
+//       fields     typed fields, up to recordSize
+//
+// A record is delivered in as many calls as it needs: first its own fields that are wanted, in file order,
+// then the wanted default fields whose id it does not carry. While a call reads, values stand in the per-call
+// arena; before it returns each is copied to a heap block that the caller owns.
+
+#include <cstring>
+#include <new>
+
+#include "library/core/SymFile.h"
+#include "library/core/TypedFields.h"
+
+namespace torva {
+namespace {
+
+constexpr u8 kSymbolSection = 2;
+
+// Copies a value of `size` bytes to a block of its own; null for a null value, and when there is no memory.
+// What a block of fixed size has beyond its value is 0.
+void* CopyFieldValue(u8 tag, const u8* value, u32 size) {
+    const u32 blockSize = tag == kTextTag ? size : BlockSize(tag);
+    if (blockSize == 0) return nullptr;
+    auto* const copy = new (std::nothrow) u8[blockSize];
+    if (copy == nullptr) return nullptr;
+    std::memcpy(copy, value, size);
+    if (size < blockSize) std::memset(copy + size, 0, blockSize - size);
+    return copy;
+}
+
+// Bytes of a value that was handed over, without a tail.
+std::size_t ValueSize(const SymFieldItem& item) {
+    if (item.value == nullptr) return 0;
+    return item.tag == kTextTag ? std::strlen(static_cast<const char*>(item.value)) + 1
+                                : PayloadWidth(item.tag);
+}
+
+}  // namespace
+
+// Begins the next record; enters the section by itself.
+i32 SymFile::GetNextSymData(char* text, i32 textMax, i32* count, SymFieldItem* items, i32 maxItems) {
+    if (AnyNull(count) || (text == nullptr && textMax >= 0) || NullArray(items, maxItems) || maxItems < 0) {
+        return SYM_ERR_PARAM;
+    }
+    bool found = true;
+    if (sectionId != kSymbolSection) {
+        recordSize = 0;
+        recordConsumed = 0;
+        found = SeekSection(kSymbolSection);
+    }
+    if (Exhausted()) return SYM_END_OF_DATA;
+    if (!found) return SYM_OK;
+    ReadLoose(&recordSize, sizeof recordSize);
+    u32 length = 0;
+    if (source.ReadText(reinterpret_cast<u8*>(text), textMax, &length) != SYM_OK)
+        return SYM_ERR_BUFFER_TOO_SMALL;
+    Consume(length, recordConsumed);
+    return ReadSymFields(count, items, maxItems);
+}
+
+// Goes on with the current record.
+i32 SymFile::GetAgainSymData(i32* count, SymFieldItem* items, i32 maxItems) {
+    if (AnyNull(count) || NullArray(items, maxItems) || maxItems < 0) return SYM_ERR_PARAM;
+    return ReadSymFields(count, items, maxItems);
+}
+
+i32 SymFile::GetSymDataProgress(double* progress) const {
+    if (sectionSize != 0) *progress = static_cast<double>(sectionConsumed) / static_cast<double>(sectionSize);
+    return SYM_OK;
+}
+
+// Delivers up to `maxItems` fields of the current record; the elements behind them are cleared.
+i32 SymFile::ReadSymFields(i32* count, SymFieldItem* items, i32 maxItems) {
+    *count = 0;
+    i32 result = SYM_OK;
+    if (!defaultsPhase) result = ReadOwnFields(count, items, maxItems);
+    if (defaultsPhase) result = AddDefaultFields(count, items, maxItems);
+    if (*count < maxItems) {
+        std::memset(static_cast<void*>(items + *count), 0,
+                    sizeof *items * static_cast<std::size_t>(maxItems - *count));
+    }
+    return result;
+}
+
+// The record's own fields. A record whose fields are all read is complete, whatever else was found on the
+// way, and its default fields come next. Where the data or the record turns out broken no value is handed
+// over.
+i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
+    arena.Reset();
+    i32 result = SYM_OK;
+    if (Exhausted()) {
+        result = SYM_END_OF_DATA;
+    } else if (recordSize > sectionSize || recordConsumed > sectionSize) {
+        result = SYM_ERR_FORMAT;
+    } else {
+        while (result == SYM_OK && *count < maxItems && recordConsumed < recordSize &&
+               sectionConsumed < sectionSize) {
+            ReadOwnFieldsInWindow(count, items, maxItems);
+            if (*count < maxItems && recordConsumed < recordSize && sectionConsumed < sectionSize) {
+                result = ReadOwnField(count, items);
+            }
+        }
+    }
+    if (recordConsumed > recordSize) {
+        result = SYM_ERR_FORMAT;
+    } else if (result != SYM_ERR_BUFFER_TOO_SMALL) {
+        if (recordConsumed == recordSize) {
+            defaultsPhase = true;
+            recordSize = 0;
+            recordConsumed = 0;
+            result = SYM_OK;
+        } else if (result == SYM_OK) {
+            result = SYM_MORE_DATA;
+        }
+    }
+    if (result == SYM_END_OF_DATA || result == SYM_ERR_FORMAT) {
+        TakeBackValues(*count, items);
+    } else {
+        FillTails(*count, items);
+    }
+    return result;
+}
+
+// Reads fields for as long as each lies whole in the window and surely finds room in the arena. The values
+// need not go through the arena for that: only the room that they take there is counted.
+void SymFile::ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItems) {
+    if (source.Lent() < kMostFixedField) return;
+    const u8* const start = source.LentBytes();
+    const u8* const end = start + source.Lent();
+    const std::size_t left = std::min(recordSize - recordConsumed, sectionSize - sectionConsumed);
+    const u8* const lastStart = start + std::min(left - 1, source.Lent() - kMostFixedField);
+    const std::size_t roomBefore = arena.Room();
+    std::size_t room = roomBefore;
+    const IdSet* const wanted = wantedIds.get();
+    const u8* next = start;
+    i32 done = *count;
+    while (done < maxItems && next <= lastStart) {
+        FieldHeader header;
+        std::memcpy(&header, next, sizeof header);
+        const u8* const value = next + sizeof header;
+        u32 size = PayloadWidth(header.tag);
+        if (header.tag == kTextTag) {
+            const u8* const zero = FindZero(value, std::min(static_cast<std::size_t>(end - value), room));
+            if (zero == nullptr) break;
+            size = static_cast<u32>(zero - value) + 1;
+        }
+        if (room <= size) break;
+        next = value + size;
+        if (wanted != nullptr && !wanted->Has(header.id)) continue;
+        defaults.MarkSeen(header.id);
+        room -= std::size_t{size} + 1;
+        items[done++] = {header.id, header.tag, CopyFieldValue(header.tag, value, size)};
+    }
+    const std::size_t taken = static_cast<std::size_t>(next - start);
+    source.Take(taken);
+    arena.Use(roomBefore - room);
+    Consume(static_cast<u32>(taken), recordConsumed);
+    *count = done;
+}
+
+// One field, wherever it lies. SYM_OK: it was read, and delivered if it is wanted. SYM_MORE_DATA: it finds no
+// room in what is left of the arena and was put back. SYM_ERR_BUFFER_TOO_SMALL: it finds none in the whole
+// arena either. SYM_END_OF_DATA: the data ends here.
+i32 SymFile::ReadOwnField(i32* count, SymFieldItem* items) {
+    const u64 start = source.Position();
+    SymFieldItem item;
+    i32 size = 0;
+    const i32 taken = ReadField(&item, &size, arena.Next(), arena.MaxText());
+    const bool wanted = Wants(item.id);
+    const bool readable = taken >= 0;
+    if (!readable || (wanted && !arena.Fits(static_cast<u32>(size)))) {
+        if (arena.Empty()) return SYM_ERR_BUFFER_TOO_SMALL;
+        // A text cut off by the end of the data took less than it counts; there is nothing to come back to.
+        const u64 really = source.Position() - start;
+        if (readable || really == static_cast<u32>(size)) source.StepBack(really);
+        return SYM_MORE_DATA;
+    }
+    Consume(static_cast<u32>(taken), recordConsumed);
+    if (taken < static_cast<i32>(sizeof(FieldHeader)) && !wanted) return SYM_END_OF_DATA;
+    if (wanted) {
+        defaults.MarkSeen(item.id);
+        const auto valueSize = static_cast<u32>(size);
+        item.value = CopyFieldValue(item.tag, arena.Place(valueSize), valueSize);
+        items[(*count)++] = item;
+    }
+    return SYM_OK;
+}
+
+// Shows behind the values of tags 8 and 9 what would follow them if the values of the call stood side by
+// side: a gap of one zero byte, the next value, a gap, and so on.
+void SymFile::FillTails(i32 count, SymFieldItem* items) {
+    for (i32 i = 0; i < count; ++i) {
+        if (!HasTail(items[i].tag) || items[i].value == nullptr) continue;
+        u8* to = static_cast<u8*>(items[i].value) + PayloadWidth(items[i].tag);
+        const u8* const end = static_cast<u8*>(items[i].value) + BlockSize(items[i].tag);
+        for (i32 j = i + 1; j < count && to < end; ++j) {
+            *to++ = 0;
+            const auto room = static_cast<std::size_t>(end - to);
+            const std::size_t size = std::min(ValueSize(items[j]), room);
+            if (size > 0) std::memcpy(to, items[j].value, size);
+            to += size;
+        }
+    }
+}
+
+// Makes good for values that are not to be handed over: they go to the arena, where they stand until its next
+// reset.
+void SymFile::TakeBackValues(i32 count, SymFieldItem* items) {
+    arena.Reset();
+    for (i32 i = 0; i < count; ++i) {
+        auto* const block = static_cast<u8*>(items[i].value);
+        const auto size = static_cast<u32>(ValueSize(items[i]));
+        if (size > 0) std::memcpy(arena.Next(), block, size);
+        items[i].value = arena.Fits(size) ? arena.Place(size) : nullptr;
+        delete[] block;
+    }
+}
+
+// The wanted default fields that the record does not carry, from the cursor on. The phase ends only with the
+// table.
+i32 SymFile::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems) {
+    if (*count == maxItems) return SYM_MORE_DATA;
+    const u8* const limit = defaults.arena.Mark();  // values stand ahead of it, side by side
+    while (defaults.cursor < defaults.wanted.size()) {
+        const u32 entry = defaults.wanted[defaults.cursor++];
+        const DefaultField& field = defaults.table[entry];
+        if (field.seen != 0) continue;
+        const bool walked = entry + 1 == defaults.used;
+        const u8* const valueEnd = walked ? limit : defaults.table[entry + 1].value - 1;
+        const u8* const stop =
+            field.tag == kTextTag ? valueEnd : std::min(limit, field.value + BlockSize(field.tag));
+        items[(*count)++] = {field.id, field.tag,
+                             CopyFieldValue(field.tag, field.value, static_cast<u32>(stop - field.value))};
+        if (*count == maxItems && !walked) return SYM_MORE_DATA;
+    }
+    defaults.cursor = 0;
+    defaults.ClearSeen();
+    defaultsPhase = false;
+    return SYM_OK;
+}
+
+}  // namespace torva
