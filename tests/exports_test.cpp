@@ -47,7 +47,7 @@ public:
 // What the header declares is what the library has; that it has nothing more, the check of its symbol table
 // tells.
 TEST(SharedLibraryFile, ExportsWhatTheHeaderDeclares) {
-    std::ifstream in(std::string(TORVA_SOURCE_DIR) + "/api/TorvaAPI.h");
+    std::ifstream in(std::string(TORVA_SOURCE_DIR) + "/include/TorvaAPI.h");
     const std::string header{std::istreambuf_iterator<char>(in), {}};
     const std::regex declaration(R"(\nTV_API [a-z0-9_]+ (tv_\w+)\()");
     std::set<std::string> names;
