@@ -7,8 +7,8 @@
 #include <sstream>
 
 #include "fuzz/Main.h"
-#include "tools/tvsym/Commands.h"
 #include "tools/tvsym/Tool.h"
+#include "tools/tvsym/commands/Commands.h"
 
 namespace {
 

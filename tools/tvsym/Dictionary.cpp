@@ -8,8 +8,8 @@
 #include <filesystem>
 
 #include "symwrite/Json.h"
-#include "tools/tvsym/JsonSource.h"
 #include "tools/tvsym/Sections.h"
+#include "tools/tvsym/input/JsonSource.h"
 
 namespace tvsym {
 

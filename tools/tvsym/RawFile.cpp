@@ -10,7 +10,7 @@
 #include <fstream>
 #include <set>
 
-#include "tools/tvsym/System.h"
+#include "tools/tvsym/system/System.h"
 
 namespace tvsym {
 

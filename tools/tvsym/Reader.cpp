@@ -10,8 +10,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tools/tvsym/System.h"
 #include "tools/tvsym/Walker.h"
+#include "tools/tvsym/system/System.h"
 
 namespace tvsym {
 

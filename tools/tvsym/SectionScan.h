@@ -16,8 +16,8 @@
 #include "tools/tvsym/Findings.h"
 #include "tools/tvsym/RawBytes.h"
 #include "tools/tvsym/RawFile.h"
-#include "tools/tvsym/Terminal.h"
 #include "tools/tvsym/Text.h"
+#include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "tools/tvsym/Terminal.h"
+#include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "tools/tvsym/System.h"
+#include "tools/tvsym/system/System.h"
 
 namespace tvsym {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "tools/tvsym/System.h"
 #include "tools/tvsym/Tool.h"
+#include "tools/tvsym/system/System.h"
 
 namespace tvsym {
 

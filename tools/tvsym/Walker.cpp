@@ -6,7 +6,7 @@
 #include <array>
 #include <cmath>
 
-#include "tools/tvsym/Terminal.h"
+#include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
 

@@ -5,10 +5,10 @@
 #include <exception>
 #include <iostream>
 
-#include "tools/tvsym/Commands.h"
-#include "tools/tvsym/Options.h"
-#include "tools/tvsym/System.h"
-#include "tools/tvsym/Terminal.h"
+#include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/output/Terminal.h"
+#include "tools/tvsym/system/System.h"
 
 namespace {
 

@@ -1,0 +1,108 @@
+#include "tools/tvsym/commands/BuildCommand.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <ostream>
+#include <streambuf>
+
+#include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/CsvSource.h"
+#include "tools/tvsym/output/Replacement.h"
+#include "tools/tvsym/output/Terminal.h"
+
+namespace tvsym {
+
+namespace {
+
+// Lets a stream write to an Output, whose exceptions tell what went wrong.
+class OutputBuffer : public std::streambuf {
+public:
+    explicit OutputBuffer(Output& target) : output(target) {}
+
+protected:
+    std::streamsize xsputn(const char* bytes, std::streamsize size) override {
+        output.Write(std::string_view(bytes, static_cast<size_t>(size)));
+        return size;
+    }
+    int_type overflow(int_type character) override {
+        if (character != traits_type::eof()) {
+            const char byte = static_cast<char>(character);
+            output.Write(std::string_view(&byte, 1));
+        }
+        return traits_type::not_eof(character);
+    }
+
+private:
+    Output& output;
+};
+
+void WriteTo(Output& output, const symwrite::File& file) {
+    OutputBuffer buffer(output);
+    std::ostream stream(&buffer);
+    stream.exceptions(std::ios::badbit);  // what the output throws passes through
+    symwrite::Write(file, stream);
+    output.Close();
+}
+
+void PrintErrors(const std::string& name, const symwrite::JsonErrors& errors) {
+    TextCodec plain;  // a document must not play with the terminal
+    for (const symwrite::JsonError& error : errors.First()) {
+        const std::string where = error.where.empty() ? "" : plain.Display(error.where) + ": ";
+        PrintError(fmt::format("tvsym: {}: {}{}", name, where, plain.Display(error.what)));
+    }
+    if (errors.Count() > errors.First().size()) {
+        PrintError(
+            fmt::format("tvsym: {}: {} more like these", name, errors.Count() - errors.First().size()));
+    }
+}
+
+}  // namespace
+
+int RunBuild(const BuildOptions& options) {
+    symwrite::JsonErrors errors;
+    std::string errorsIn = SourceName(options.source);
+    std::error_code ignored;
+    ProgressBar progress(errorsIn, 0, options.quiet);
+    const bool folder = std::filesystem::is_directory(options.source, ignored);
+    const symwrite::File file = folder ? ReadCsvSource(options, errors, progress)
+                                       : ReadJsonSource(options, errors, errorsIn, progress);
+    progress.Hide();
+    if (errors.Empty()) {
+        try {
+            symwrite::Layout(file);
+        } catch (const symwrite::WriteError& error) {
+            errors.Add("", error.what());
+        }
+    }
+    if (!errors.Empty()) {
+        PrintErrors(errorsIn, errors);
+        return kExitFindings;
+    }
+    if (options.target == "-") {
+        Output output;
+        WriteTo(output, file);
+    } else {
+        Replacement replacement(options.target, options.source);
+        Output output(replacement.Path(), options.target);
+        WriteTo(output, file);
+        replacement.TakePlace();
+    }
+    return kExitOk;
+}
+
+RunCommand AddBuild(CLI::App& app) {
+    const auto options = std::make_shared<BuildOptions>();
+    AddArgument(app, "SOURCE", options->source,
+                "JSON document, - for one from the standard input, or a folder of CSV files");
+    AddArgument(app, "FILE", options->target, "symbol file to make; - writes the standard output");
+    app.add_option("--dictionary", options->dictionary,
+                   "names and types of the field ids, a JSON file, beside a dictionary in SOURCE")
+        ->type_name("JSON");
+    AddEncoding(app, options->encoding, "in the symbol file");
+    AddQuiet(app, options->quiet);
+    return [options] { return RunBuild(*options); };
+}
+
+}  // namespace tvsym

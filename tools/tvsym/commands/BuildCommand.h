@@ -1,0 +1,18 @@
+// tvsym build: makes a symbol file.
+#pragma once
+
+#include "tools/tvsym/input/JsonSource.h"
+
+namespace tvsym {
+
+struct BuildOptions : SourceOptions {
+    std::string target;  // "-" for the standard output
+    bool quiet = false;
+};
+
+// Writes the file beside its place and renames it, so that whatever fails leaves an old file as it was. Gives
+// kExitOk, or kExitFindings when the content is wrong, which is told on stderr; throws ToolError for all
+// else.
+int RunBuild(const BuildOptions& options);
+
+}  // namespace tvsym

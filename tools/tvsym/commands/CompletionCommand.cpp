@@ -1,0 +1,41 @@
+// tvsym completion, and tvsym help, which writes the documents that are made from the command line's
+// definitions.
+#include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/Help.h"
+#include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/output/Terminal.h"
+
+namespace tvsym {
+
+namespace {
+
+int PrintAll(const std::string& text) {
+    Output out;
+    out.Write(text);
+    out.Close();
+    return 0;
+}
+
+}  // namespace
+
+RunCommand AddCompletion(CLI::App& app) {
+    auto shell = std::make_shared<std::string>();
+    AddArgument(app, "SHELL", *shell, "bash, zsh or fish")->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    return [shell] {
+        const CommandLine line;
+        return PrintAll(*shell == "bash"  ? BashCompletion(line)
+                        : *shell == "zsh" ? ZshCompletion(line)
+                                          : FishCompletion(line));
+    };
+}
+
+RunCommand AddHelp(CLI::App& app) {
+    auto form = std::make_shared<std::string>();
+    AddArgument(app, "FORM", *form, "man or markdown")->check(CLI::IsMember({"man", "markdown"}));
+    return [form] {
+        const CommandLine line;
+        return PrintAll(*form == "man" ? ManPage(line) : MarkdownPage(line));
+    };
+}
+
+}  // namespace tvsym

@@ -1,0 +1,213 @@
+// tvsym dump: the content of every section, or of some.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/output/CsvFolder.h"
+#include "tools/tvsym/output/SymbolPrinter.h"
+#include "tools/tvsym/output/Terminal.h"
+
+namespace tvsym {
+
+namespace {
+
+struct DumpOptions : FileOptions {
+    std::vector<std::string> sections;
+    std::string format = "json";
+    std::string output;
+};
+
+class Dump {
+public:
+    explicit Dump(const DumpOptions& dumpOptions)
+        : options(dumpOptions),
+          dictionary(Dictionary::Load(options.dictionary, options.file)),
+          codec(options.encoding),
+          progress(options.file, 0, options.quiet || (options.output.empty() && IsOutputTerminal())),
+          reader(options.file, {options.Mode(), {}, &progress}),
+          wanted(SectionIds(options.sections)),
+          context{dictionary, codec} {}
+
+    int Run() {
+        const std::vector<DirectoryEntry>& directory = reader.Raw().directory;
+        std::vector<u16> ids;
+        u64 total = 0;
+        for (const DirectoryEntry& entry : directory) {
+            total += Wanted(entry.id) && entry.firstOfId ? entry.size : 0;
+            if (Wanted(entry.id)) {
+                ids.push_back(entry.id);
+            }
+        }
+        progress.SetTotal(total);
+        for (const u16 id : wanted) {
+            if (std::find(ids.begin(), ids.end(), id) == ids.end()) {
+                problems.push_back({id, {}, "the file has no such section"});
+            }
+        }
+        if (options.format == "csv") {
+            Csv();
+        } else if (options.output.empty() || options.output == "-") {
+            Output out;
+            Document(out);
+        } else {
+            Replacement replacement(options.output, options.file);
+            Output out(replacement.Path(), options.output);
+            Document(out);
+            replacement.TakePlace();
+        }
+        progress.Hide();
+        return ReportProblems(reader, ids, problems);
+    }
+
+private:
+    bool Wanted(u16 id) const {
+        return wanted.empty() || std::find(wanted.begin(), wanted.end(), id) != wanted.end();
+    }
+
+    void Document(Output& out) {
+        if (options.format == "json") {
+            Json(out);
+        } else {
+            LinesOrTables(out);
+        }
+        out.Close();
+    }
+
+    // The first problem of a walk.
+    std::optional<Problem> Take(const Walk& walk) {
+        problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
+        return walk.problems.empty() ? std::nullopt : std::optional(walk.problems.front());
+    }
+
+    // The document that `build` reads. What no reader delivers stands in it as bytes, so that nothing is lost
+    // where the file is sound. What is wrong is told in members that begin with "_", which `build` passes
+    // over.
+    void Json(Output& out) {
+        out.Write("{\"sections\": [");
+        const StoredFile stored = StoredSections(reader.Raw(), wanted);
+        const char* separator = "\n";
+        for (const StoredSection& section : stored.sections) {
+            const DirectoryEntry& entry = section.entry;
+            out.Write(fmt::format("{}{{\"id\": {}", separator, entry.id));
+            separator = ",\n";
+            if (const SectionInfo* known = FindSection(entry.id)) {
+                out.Write(fmt::format(", \"name\": \"{}\"", known->name));
+            }
+            RawMember(out, "before", entry.offset - section.before, section.before);
+            if (section.section) {
+                JsonElements(out, entry.id);
+            } else {
+                out.Write(", \"bytes\": ");
+                WriteHex(out, section.BodyOffset(), section.BodySize());
+            }
+            out.Write("}");
+        }
+        out.Write("\n]");
+        RawMember(out, "behind", reader.Raw().fileSize - stored.behind, stored.behind);
+        if (!problems.empty() || !reader.DirectoryProblems().empty()) {
+            out.Write(",\n\"_damaged\": true");
+        }
+        out.Write("}\n");
+    }
+
+    void JsonElements(Output& out, u16 id) {
+        const SectionInfo& section = StoredForm(id);
+        out.Write(fmt::format(", \"{}\": [", section.levels[0].name));
+        const std::optional<Problem> problem =
+            Take(WalkStored(reader, id, *MakeJsonRows(out, section, context, false)));
+        out.Write("]");
+        if (problem) {
+            out.Write(fmt::format(", \"_problem\": {}", JsonText(problem->what, codec)));
+        }
+    }
+
+    void RawMember(Output& out, const char* name, u64 offset, u64 size) {
+        if (size > 0) {
+            out.Write(fmt::format(", \"{}\": ", name));
+            WriteHex(out, offset, size);
+        }
+    }
+
+    void WriteHex(Output& out, u64 offset, u64 size) {
+        out.Write("\"");
+        reader.ReadRaw(offset, size, [&](std::string_view bytes) { out.Write(Hex(bytes)); });
+        out.Write("\"");
+    }
+
+    void LinesOrTables(Output& out) {
+        const bool lines = options.format == "ndjson";
+        bool first = true;
+        for (const StoredSection& stored : StoredSections(reader.Raw(), wanted).sections) {
+            const u16 id = stored.entry.id;
+            if (lines && stored.section) {
+                Take(WalkStored(reader, id, *MakeJsonRows(out, StoredForm(id), context, true)));
+            } else if (lines) {
+                out.Write(fmt::format("{{\"section\":{},\"bytes\":", id));
+                WriteHex(out, stored.BodyOffset(), stored.BodySize());
+                out.Write("}\n");
+            } else {
+                const std::string title = fmt::format("section {}: {}", id, SectionTitle(id));
+                out.Write(fmt::format("{}{}\n", first ? "" : "\n", Styled(Style::Bold, title)));
+                first = false;
+                SectionTable(out, stored);
+            }
+        }
+    }
+
+    void SectionTable(Output& out, const StoredSection& stored) {
+        if (!stored.section) {
+            out.Write(fmt::format("{} bytes that no reader delivers\n", Grouped(stored.entry.size)));
+            return;
+        }
+        const std::unique_ptr<RowWriter> rows = MakeTableRows(out, *stored.section, context);
+        const Walk walk = reader.WalkSection(
+            stored.entry.id, [&](size_t level, std::span<const Cell> cells) { rows->Row(level, cells); });
+        rows->Finish();
+        if (const std::optional<Problem> problem = Take(walk)) {
+            out.Write(Styled(Style::Bad, fmt::format("damaged: {}", problem->what)) + "\n");
+        }
+    }
+
+    void Csv() {
+        if (options.output.empty() || options.output == "-") {
+            throw ToolError(kExitUsage,
+                            "--format csv writes one file for each section and needs --output DIR");
+        }
+        CsvFolder folder(options.output, options.file);
+        const std::vector<Problem> found = folder.AddSections(reader, context, wanted);
+        problems.insert(problems.end(), found.begin(), found.end());
+        folder.TakePlace();
+    }
+
+    const DumpOptions& options;
+    Dictionary dictionary;
+    TextCodec codec;
+    ProgressBar progress;
+    Reader reader;
+    std::vector<u16> wanted;
+    RowContext context;
+    std::vector<Problem> problems;
+};
+
+}  // namespace
+
+RunCommand AddDump(CLI::App& app) {
+    auto options = std::make_shared<DumpOptions>();
+    AddFileOptions(app, *options);
+    AddValueOptions(app, *options);
+    AddSections(app, options->sections);
+    app.add_option(
+           "--format", options->format,
+           "json: one document, which build reads; ndjson: an object for each element on a line of its own; "
+           "csv: a file for each section; table")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"json", "ndjson", "csv", "table"}))
+        ->capture_default_str();
+    app.add_option("-o,--output", options->output, "file to write; with csv the directory, which is made")
+        ->type_name("PATH");
+    return [options] { return Dump(*options).Run(); };
+}
+
+}  // namespace tvsym

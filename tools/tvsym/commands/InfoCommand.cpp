@@ -1,0 +1,137 @@
+// tvsym info: the directory, in file order, with what lies between its sections.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+#include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/output/Terminal.h"
+
+namespace tvsym {
+
+namespace {
+
+struct InfoOptions : FileOptions {
+    bool json = false;
+};
+
+// What stands in the column on the id at the section's start.
+std::string StartText(const DirectoryEntry& entry) {
+    if (!entry.idAtStart) {
+        return "behind the end";
+    }
+    return *entry.idAtStart == entry.id ? "ok" : fmt::format("{} found", *entry.idAtStart);
+}
+
+std::string ElementsText(const DirectoryEntry& entry, const Walk& walk) {
+    if (!entry.firstOfId) {
+        return "not reached";
+    }
+    if (!walk.present) {
+        return FindSection(entry.id) ? "-" : "no reader";
+    }
+    return fmt::format("{}{}", Grouped(walk.rows[0]), walk.problems.empty() ? "" : "!");
+}
+
+using Walks = std::map<u16, Walk>;
+
+void PrintTable(Output& out, const Reader& reader, const Walks& walks,
+                const std::vector<Stretch>& stretches) {
+    const RawFile& raw = reader.Raw();
+    out.Write(fmt::format("{}: {}, {}\n\n", reader.Name(), Counted(raw.fileSize, "bytes"),
+                          Counted(raw.entryCount, "sections")));
+    using enum Table::Align;
+    Table table(
+        out,
+        {{"id", Right}, {"name"}, {"offset", Right}, {"size", Right}, {"elements", Right}, {"id at start"}});
+    for (const DirectoryEntry& entry : raw.directory) {
+        const Walk& walk = walks.at(entry.id);
+        const bool good = entry.Readable() && entry.End() <= raw.fileSize && walk.problems.empty();
+        table.Row({fmt::format("{}", entry.id), SectionTitle(entry.id), fmt::format("0x{:x}", entry.offset),
+                   Grouped(entry.size), ElementsText(entry, walk), StartText(entry)},
+                  good || !FindSection(entry.id) ? Style::Plain : Style::Bad);
+    }
+    table.Finish();
+    if (!stretches.empty()) {
+        out.Write("\n");
+    }
+    for (const Stretch& stretch : stretches) {
+        out.Write(
+            fmt::format("0x{:x}: {} {}\n", stretch.offset, Counted(stretch.size, "bytes"), stretch.what));
+    }
+}
+
+std::string EntryJson(const DirectoryEntry& entry, const Walk& walk) {
+    const SectionInfo* section = FindSection(entry.id);
+    const bool read = entry.firstOfId && walk.present;
+    return fmt::format(
+        R"({{"id":{},"name":{},"offset":{},"size":{},"idAtStart":{},"read":{},"elements":{}}})", entry.id,
+        section ? JsonString(section->name) : "null", entry.offset, entry.size,
+        entry.idAtStart ? fmt::format("{}", *entry.idAtStart) : "null", read,
+        read ? RowsJson(entry.id, walk.rows) : "null");
+}
+
+std::string ProblemJson(const Problem& problem) {
+    return fmt::format(R"({{"section":{},"offset":{},"what":{}}})",
+                       problem.section ? fmt::format("{}", problem.section) : "null",
+                       problem.offset ? fmt::format("{}", *problem.offset) : "null",
+                       JsonString(TextCodec().Display(problem.what)));
+}
+
+void PrintJson(Output& out, const Reader& reader, const Walks& walks, const std::vector<Stretch>& stretches,
+               const std::vector<Problem>& problems) {
+    const RawFile& raw = reader.Raw();
+    TextCodec plain;
+    out.Write(fmt::format("{{\"file\":{},\"size\":{},\"sectionCount\":{},\"sections\":[",
+                          JsonText(reader.Name(), plain), raw.fileSize, raw.entryCount));
+    WriteJsonList(out, raw.directory,
+                  [&](const DirectoryEntry& entry) { return EntryJson(entry, walks.at(entry.id)); });
+    out.Write("],\n\"stretches\":[");
+    WriteJsonList(out, stretches, [](const Stretch& stretch) {
+        return fmt::format(R"({{"offset":{},"size":{},"what":{}}})", stretch.offset, stretch.size,
+                           JsonString(stretch.what));
+    });
+    out.Write("],\n\"problems\":[");
+    WriteJsonList(out, problems, ProblemJson);
+    out.Write("]}\n");
+}
+
+int RunInfo(const InfoOptions& options) {
+    ProgressBar progress(options.file, 0, options.quiet);
+    Reader reader(options.file, {options.Mode(), {}, &progress});
+    progress.SetTotal(reader.Raw().fileSize);
+    std::vector<Problem> problems = reader.DirectoryProblems();
+    Walks walks;
+    for (const DirectoryEntry& entry : reader.Raw().directory) {
+        if (!walks.contains(entry.id)) {
+            const Walk walk = reader.WalkSection(entry.id, [](size_t, std::span<const Cell>) {});
+            problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
+            walks[entry.id] = walk;
+        }
+    }
+    progress.Hide();
+    const std::vector<Stretch> stretches = GapsAndOverlaps(reader.Raw());
+    Output out;
+    if (options.json) {
+        PrintJson(out, reader, walks, stretches, problems);
+    } else {
+        PrintTable(out, reader, walks, stretches);
+    }
+    out.Close();
+    for (const Problem& problem : problems) {
+        PrintProblem(reader.Name(), problem);
+    }
+    return problems.empty() ? kExitOk : kExitFindings;
+}
+
+}  // namespace
+
+RunCommand AddInfo(CLI::App& app) {
+    auto options = std::make_shared<InfoOptions>();
+    AddFileOptions(app, *options);
+    app.add_flag("--json", options->json, "one JSON document");
+    return [options] { return RunInfo(*options); };
+}
+
+}  // namespace tvsym

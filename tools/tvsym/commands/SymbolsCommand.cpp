@@ -1,0 +1,52 @@
+// tvsym symbols: every symbol with its fields.
+#include <fmt/format.h>
+
+#include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/output/SymbolPrinter.h"
+#include "tools/tvsym/output/Terminal.h"
+
+namespace tvsym {
+
+namespace {
+
+struct SymbolsOptions : FileOptions {
+    bool json = false;
+    std::vector<std::string> fields;
+    u64 limit = 0;
+};
+
+int RunSymbols(const SymbolsOptions& options) {
+    const Dictionary dictionary = Dictionary::Load(options.dictionary, options.file);
+    TextCodec codec(options.encoding);
+    ProgressBar progress(options.file, 0, options.quiet || IsOutputTerminal());
+    Reader reader(options.file, {options.Mode(), FieldIds(options.fields, dictionary), &progress});
+    const DirectoryEntry* entry = reader.Raw().Find(2);
+    progress.SetTotal(entry ? entry->size : 0);
+    Output out;
+    SymbolPrinter printer(out, dictionary, codec, options.json);
+    u64 left = options.limit ? options.limit : UINT64_MAX;
+    const Walk walk = reader.WalkSymbols([&](const SymbolView& symbol) {
+        printer.Print(symbol);
+        return --left > 0;
+    });
+    out.Close();
+    progress.Hide();
+    return ReportProblems(reader, {1, 2}, walk.problems);
+}
+
+}  // namespace
+
+RunCommand AddSymbols(CLI::App& app) {
+    auto options = std::make_shared<SymbolsOptions>();
+    AddFileOptions(app, *options);
+    AddValueOptions(app, *options);
+    AddFields(app, options->fields);
+    app.add_option("--limit", options->limit, "at most that many symbols; 0 for all")
+        ->type_name("N")
+        ->check(WholeNumber());
+    app.add_flag("--json", options->json, "one JSON object a line");
+    return [options] { return RunSymbols(*options); };
+}
+
+}  // namespace tvsym

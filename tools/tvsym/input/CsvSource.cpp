@@ -1,0 +1,434 @@
+#include "tools/tvsym/input/CsvSource.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "tools/tvsym/output/CsvFolder.h"
+
+namespace tvsym {
+
+namespace {
+
+using symwrite::Json;
+
+// Splits a file into rows: cells behind commas, quoted where they hold commas, quotes or line ends.
+class CsvReader {
+public:
+    explicit CsvReader(std::istream& stream) : in(*stream.rdbuf()) {}
+
+    // False at the end. An open quote at the end of the file makes `broken` true.
+    bool Next(std::vector<std::string>& cells) {
+        cells.clear();
+        rowLine = line;
+        if (in.sgetc() == kEnd) {
+            return false;
+        }
+        for (;;) {
+            cells.emplace_back();
+            const int end = in.sgetc() == '"' ? Quoted(cells.back()) : Plain(cells.back());
+            if (end != ',') {
+                return true;
+            }
+        }
+    }
+
+    size_t Line() const { return rowLine; }
+    bool Broken() const { return broken; }
+
+private:
+    static constexpr int kEnd = std::char_traits<char>::eof();
+
+    // Both give what ended the cell: a comma, a line end or the end of the file.
+    int Plain(std::string& cell) {
+        for (;;) {
+            const int c = in.sbumpc();
+            if (c == ',' || c == '\n' || c == kEnd) {
+                if (c != ',' && cell.ends_with('\r')) {
+                    cell.pop_back();
+                }
+                line += c == '\n' ? 1 : 0;
+                return c;
+            }
+            cell += static_cast<char>(c);
+        }
+    }
+
+    int Quoted(std::string& cell) {
+        in.sbumpc();
+        for (;;) {
+            const int c = in.sbumpc();
+            if (c == kEnd) {
+                broken = true;
+                return c;
+            }
+            if (c == '"' && in.sgetc() != '"') {
+                std::string behind;  // nothing, in a sound file
+                const int end = Plain(behind);
+                cell += behind;
+                return end;
+            }
+            if (c == '"') {
+                in.sbumpc();
+            }
+            line += c == '\n' ? 1 : 0;
+            cell += static_cast<char>(c);
+        }
+    }
+
+    std::streambuf& in;
+    size_t line = 1;
+    size_t rowLine = 1;
+    bool broken = false;
+};
+
+// The rows of one file, as far as they have certain columns: in whatever order these stand, whatever else
+// there is.
+class CsvTable {
+public:
+    // The first row holds the columns' names.
+    CsvTable(std::string fileName, std::istream& in, symwrite::JsonErrors& sink)
+        : name(std::move(fileName)), rows(in), errors(sink) {
+        rows.Next(header);
+        constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+        if (!header.empty() && header[0].starts_with(kByteOrderMark)) {
+            header[0].erase(0, kByteOrderMark.size());
+        }
+    }
+
+    // Whether this is the only column.
+    bool IsOnly(const char* column) const { return header.size() == 1 && header[0] == column; }
+
+    // Which columns Next gives; false, with an error, when one is missing.
+    bool Choose(const std::vector<std::string>& columns) {
+        if (header.empty()) {
+            Fail(fmt::format("expected the columns {}", fmt::join(columns, ",")));
+            return false;
+        }
+        for (const std::string& column : columns) {
+            const auto found = std::find(header.begin(), header.end(), column);
+            if (found == header.end()) {
+                Fail(fmt::format("the column \"{}\" is missing", column));
+                return false;
+            }
+            places.push_back(static_cast<size_t>(found - header.begin()));
+        }
+        return true;
+    }
+
+    // False at the end. A row with too many or too few cells is an error and passed over.
+    bool Next() {
+        while (rows.Next(cells)) {
+            line = rows.Line();
+            if (cells.size() == header.size()) {
+                return true;
+            }
+            if (cells.size() > 1 || !cells[0].empty()) {  // no empty line
+                Fail(fmt::format("expected {} cells, found {}", header.size(), cells.size()));
+            }
+        }
+        if (rows.Broken()) {
+            Fail("a quoted cell is not closed");
+        }
+        return false;
+    }
+
+    // Of the chosen column in the row.
+    const std::string& Cell(size_t column) const { return cells[places[column]]; }
+
+    std::string Place(size_t ofLine) const { return fmt::format("{}: line {}", name, ofLine); }
+    size_t Line() const { return line; }
+    void Fail(const std::string& what) { errors.Add(Place(line), what); }
+
+private:
+    std::string name;
+    CsvReader rows;
+    symwrite::JsonErrors& errors;
+    std::vector<std::string> header;
+    std::vector<size_t> places;
+    std::vector<std::string> cells;
+    size_t line = 1;
+};
+
+std::optional<u64> ParseNumber(std::string_view cell) {
+    u64 number = 0;
+    const auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), number);
+    return error == std::errc() && end == cell.data() + cell.size() ? std::optional(number) : std::nullopt;
+}
+
+symwrite::Bytes ParseHex(const std::string& cell, CsvTable& table) {
+    symwrite::JsonErrors found;
+    const Json text = cell;
+    const std::string bytes = symwrite::JsonNode(text, found).Hex();
+    for (const symwrite::JsonError& error : found.First()) {
+        table.Fail(error.what);
+    }
+    return {bytes.begin(), bytes.end()};
+}
+
+// Puts the rows of one section together to elements as the JSON document has them.
+class SectionFromCsv {
+public:
+    SectionFromCsv(const SectionInfo& described, CsvTable& from, const symwrite::FromJsonOptions& reading,
+                   symwrite::JsonErrors& sink)
+        : section(described),
+          table(from),
+          elements(section.id, reading),
+          errors(sink),
+          open(section.levels.size(), nullptr),
+          numbers(section.levels.size()) {}
+
+    symwrite::Section Read() {
+        if (table.Choose(CsvColumns(section, false))) {
+            while (table.Next()) {
+                Row();
+            }
+        }
+        Flush();
+        return elements.Take();
+    }
+
+private:
+    // A level's element goes on while its number and those above stay; its absence ends the row.
+    void Row() {
+        size_t column = 0;
+        bool fresh = false;
+        for (size_t level = 0; level < section.levels.size(); ++level) {
+            const bool last = level + 1 == section.levels.size();
+            const bool numbered = section.levels.size() > 1;
+            const std::string number = numbered ? table.Cell(column++) : "";
+            if (numbered && number.empty()) {
+                return;
+            }
+            fresh = fresh || last || open[level] == nullptr || number != numbers[level];
+            if (fresh) {
+                numbers[level] = number;
+                Begin(level, column);
+            }
+            column += section.levels[level].columns.size();
+        }
+    }
+
+    // Makes an element of a level from the cells that begin at `column`.
+    void Begin(size_t level, size_t column) {
+        if (level == 0) {
+            Flush();
+            firstLine = table.Line();
+        }
+        const Level& described = section.levels[level];
+        const bool leaf = level + 1 == section.levels.size();
+        Json made = Json::object();
+        if (!leaf) {
+            made[section.levels[level + 1].name] = Json::array();
+        }
+        for (const Column& one : described.columns) {
+            const std::string& cell = table.Cell(column++);
+            made[one.name] = Value(one, cell, made);
+        }
+        if (leaf && described.columns.size() == 1) {
+            made = Json(made.begin().value());  // a list of plain values
+        }
+        std::fill(open.begin() + static_cast<std::ptrdiff_t>(level), open.end(), nullptr);
+        if (level == 0) {
+            element = std::move(made);
+            open[0] = &element;
+            return;
+        }
+        Json& list = (*open[level - 1])[described.name];
+        list.push_back(std::move(made));
+        open[level] = &list.back();
+    }
+
+    Json Value(const Column& column, const std::string& cell, const Json& row) {
+        switch (column.kind) {
+            case ColumnKind::Number:
+                return Number(column, cell);
+            case ColumnKind::Text:
+                return Text(cell);
+            case ColumnKind::Bytes:
+                return cell;
+            case ColumnKind::List:
+                return List(column, cell);
+            case ColumnKind::Field:
+                break;
+        }
+        if (row["tag"] == kTextTag) {
+            return Text(cell);
+        }
+        return cell.empty() ? Json(nullptr) : Number(column, cell);
+    }
+
+    Json Number(const Column& column, std::string_view cell) {
+        const std::optional<u64> number = ParseNumber(cell);
+        if (!number) {
+            table.Fail(fmt::format("{}: expected a number, found \"{}\"", column.name, cell.substr(0, 40)));
+        }
+        return number.value_or(0);
+    }
+
+    Json Text(const std::string& cell) {
+        constexpr std::string_view kHex = "hex:";
+        if (cell.starts_with(kHex)) {
+            return Json{{"hex", cell.substr(kHex.size())}};
+        }
+        if (!IsUtf8(cell)) {
+            table.Fail("a text is not UTF-8");
+            return "";
+        }
+        return cell;
+    }
+
+    Json List(const Column& column, std::string_view cell) {
+        Json list = Json::array();
+        while (!cell.empty()) {
+            const size_t end = std::min(cell.find(' '), cell.size());
+            list.push_back(Number(column, cell.substr(0, end)));
+            cell.remove_prefix(std::min(end + 1, cell.size()));
+        }
+        return list;
+    }
+
+    void Flush() {
+        if (open[0] == nullptr) {
+            return;
+        }
+        symwrite::JsonErrors found;
+        elements.Add(std::move(element), found);
+        for (const symwrite::JsonError& error : found.First()) {
+            errors.Add(fmt::format("{}: {}", table.Place(firstLine), error.where), error.what);
+        }
+    }
+
+    const SectionInfo& section;
+    CsvTable& table;
+    symwrite::ElementReader elements;
+    symwrite::JsonErrors& errors;
+    Json element;                      // of level 0, under way
+    std::vector<Json*> open;           // the element under way of each level; null for none
+    std::vector<std::string> numbers;  // its number
+    size_t firstLine = 1;              // of the element
+};
+
+symwrite::Section ReadSection(u16 id, CsvTable& table, const symwrite::FromJsonOptions& reading,
+                              symwrite::JsonErrors& errors) {
+    const SectionInfo* known = FindSection(id);
+    if (known && !table.IsOnly(kCsvRawColumn)) {
+        return SectionFromCsv(StoredForm(id), table, reading, errors).Read();
+    }
+    symwrite::Section section = symwrite::MakeSection(id);
+    symwrite::Raw raw;
+    if (table.Choose({kCsvRawColumn})) {
+        while (table.Next()) {
+            const symwrite::Bytes bytes = ParseHex(table.Cell(0), table);
+            raw.bytes.insert(raw.bytes.end(), bytes.begin(), bytes.end());
+        }
+    }
+    section.content = std::move(raw);
+    return section;
+}
+
+// One file of the folder, and what the directory says of it.
+struct SectionFile {
+    u16 id = 0;
+    std::string name;
+    symwrite::Bytes before = {};
+};
+
+// From directory.csv. Bytes at the end of the symbol file go to `behind`.
+std::vector<SectionFile> ListedFiles(CsvTable& table, symwrite::Bytes& behind) {
+    std::vector<SectionFile> files;
+    if (!table.Choose({"id", "file", "before"})) {
+        return files;
+    }
+    while (table.Next()) {
+        symwrite::Bytes before = ParseHex(table.Cell(2), table);
+        const std::optional<u64> id = ParseNumber(table.Cell(0));
+        const std::string& name = table.Cell(1);
+        if (table.Cell(0).empty() && name.empty()) {
+            behind = std::move(before);
+        } else if (!id || *id > UINT16_MAX) {
+            table.Fail(fmt::format("id: expected a number from 0 to 65535, found \"{}\"",
+                                   table.Cell(0).substr(0, 40)));
+        } else if (name.empty() || name.find_first_of("/\\") != std::string::npos) {
+            table.Fail(fmt::format("file: expected the name of a file in this folder, found \"{}\"", name));
+        } else {
+            files.push_back({static_cast<u16>(*id), name, std::move(before)});
+        }
+    }
+    return files;
+}
+
+// The files that are named as `dump` names them, ascending by id.
+std::vector<SectionFile> KnownFiles(const std::filesystem::path& folder) {
+    std::vector<SectionFile> files;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+        const std::string name = entry.path().filename().string();
+        const std::string stem = entry.path().stem().string();
+        constexpr std::string_view kNumbered = "section-";
+        constexpr u64 kNone = UINT64_MAX;
+        u64 id = kNone;
+        if (stem.starts_with(kNumbered)) {
+            id = ParseNumber(std::string_view(stem).substr(kNumbered.size())).value_or(kNone);
+        }
+        for (const SectionInfo& section : AllSections()) {
+            id = section.name == stem ? section.id : id;
+        }
+        if (entry.path().extension() == ".csv" && id <= UINT16_MAX) {
+            files.push_back({static_cast<u16>(id), name});
+        }
+    }
+    std::ranges::sort(files, {}, &SectionFile::id);
+    return files;
+}
+
+}  // namespace
+
+symwrite::File ReadCsvSource(const SourceOptions& options, symwrite::JsonErrors& errors,
+                             ProgressBar& progress) {
+    TextCodec codec(options.encoding);
+    const symwrite::TextCodec texts = CodecFor(codec);
+    symwrite::FromJsonOptions reading;
+    reading.codec = &texts;
+    const std::filesystem::path folder = options.source;
+    const auto withTable = [&](const std::string& name, const auto& read) {
+        WithSource((folder / name).string(),
+                   [&](std::istream& in) {
+                       CsvTable table(name, in, errors);
+                       read(table);
+                   },
+                   &progress);
+    };
+    symwrite::File file;
+    std::vector<SectionFile> files;
+    std::error_code ignored;
+    if (std::filesystem::exists(folder / kCsvDirectoryFile, ignored)) {
+        withTable(kCsvDirectoryFile, [&](CsvTable& table) { files = ListedFiles(table, file.behind); });
+    } else {
+        files = KnownFiles(folder);
+        if (files.empty()) {
+            throw ToolError(kExitUnreadable,
+                            fmt::format("{}: a folder without the CSV file of any section, as in symbols.csv",
+                                        options.source));
+        }
+    }
+    u64 total = 0;
+    for (const SectionFile& one : files) {
+        total += SourceSize((folder / one.name).string());
+    }
+    progress.SetTotal(total);
+    for (SectionFile& one : files) {
+        withTable(one.name, [&](CsvTable& table) {
+            file.sections.push_back(ReadSection(one.id, table, reading, errors));
+            file.sections.back().before = std::move(one.before);
+        });
+    }
+    return file;
+}
+
+}  // namespace tvsym

@@ -1,0 +1,14 @@
+// A folder of CSV files as a symbol file's data: the files that dump --format csv writes, one for each
+// section, named like it. Other files in the folder are passed over.
+#pragma once
+
+#include "tools/tvsym/input/JsonSource.h"
+
+namespace tvsym {
+
+// Sections come ascending by id. What is wrong goes to `errors`, whose places begin with file and line.
+// Throws ToolError with kExitUnreadable for a file that cannot be read or a folder without such files.
+symwrite::File ReadCsvSource(const SourceOptions& options, symwrite::JsonErrors& errors,
+                             ProgressBar& progress);
+
+}  // namespace tvsym

@@ -1,0 +1,107 @@
+#include "tools/tvsym/input/JsonSource.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+namespace tvsym {
+
+namespace {
+
+// A file that tells a progress bar how far it has been read.
+class WatchedFile : public std::filebuf {
+public:
+    explicit WatchedFile(ProgressBar* bar) : progress(bar) {}
+
+protected:
+    int_type underflow() override {
+        const int_type next = std::filebuf::underflow();
+        done += static_cast<u64>(egptr() - gptr());
+        if (progress) {
+            progress->SectionAt(done);
+        }
+        return next;
+    }
+
+private:
+    ProgressBar* progress;
+    u64 done = 0;
+};
+
+}  // namespace
+
+u64 SourceSize(const std::string& path) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    return error ? 0 : size;
+}
+
+void WithSource(const std::string& path, const std::function<void(std::istream&)>& read,
+                ProgressBar* progress) {
+    const std::string name = SourceName(path);
+    WatchedFile file(progress);
+    std::istream stream(&file);
+    if (path != "-") {
+        std::error_code error;
+        if (std::filesystem::is_directory(path, error)) {
+            throw ToolError(kExitUnreadable, fmt::format("{}: is a directory", name));
+        }
+        errno = 0;
+        if (!file.open(path, std::ios::in | std::ios::binary)) {
+            throw ToolError(kExitUnreadable, fmt::format("{}: {}", name, std::strerror(errno)));
+        }
+    }
+    try {
+        read(path == "-" ? std::cin : stream);
+    } catch (const std::ios_base::failure&) {
+        throw ToolError(kExitUnreadable, fmt::format("{}: cannot be read to its end", name));
+    }
+    if (progress) {
+        progress->SectionDone(SourceSize(path));
+    }
+}
+
+std::string SourceName(const std::string& source) { return source == "-" ? "standard input" : source; }
+
+symwrite::TextCodec CodecFor(TextCodec& codec) {
+    if (codec.IsIdentity()) {
+        return {};
+    }
+    return {[&codec](std::string_view bytes) -> std::optional<std::string> {
+                const std::optional<std::string_view> text = codec.Decode(bytes);
+                return text ? std::optional(std::string(*text)) : std::nullopt;
+            },
+            [&codec](std::string_view utf8) { return codec.Encode(utf8); }};
+}
+
+symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors& errors,
+                              std::string& errorsIn, ProgressBar& progress) {
+    TextCodec codec(options.encoding);
+    const symwrite::TextCodec texts = CodecFor(codec);
+    symwrite::FromJsonOptions reading;
+    reading.codec = &texts;
+    if (!options.dictionary.empty()) {
+        errorsIn = SourceName(options.dictionary);
+        WithSource(options.dictionary, [&](std::istream& in) {
+            const symwrite::Json words = symwrite::ParseJson(in, errors);
+            if (errors.Empty()) {
+                reading.dictionary.Load(symwrite::JsonNode(words, errors));
+            }
+        });
+    }
+    symwrite::File file;
+    if (errors.Empty()) {
+        errorsIn = SourceName(options.source);
+        progress.SetTotal(SourceSize(options.source));
+        WithSource(
+            options.source, [&](std::istream& in) { file = symwrite::ReadJson(in, reading, errors); },
+            &progress);
+    }
+    return file;
+}
+
+}  // namespace tvsym

@@ -1,0 +1,41 @@
+// What `build` reads: a JSON document, and a dictionary beside it, as a symbol file's data.
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <string>
+
+#include "symwrite/Json.h"
+#include "tools/tvsym/Text.h"
+#include "tools/tvsym/output/Terminal.h"
+
+namespace tvsym {
+
+struct SourceOptions {
+    std::string source;  // "-" for the standard input; a folder holds CSV files
+    std::string dictionary;
+    std::string encoding = "UTF-8";  // of the texts in the symbol file
+};
+
+// Reads the document. What is wrong in the content goes to `errors`, of the dictionary first; when that has
+// any, the document was not read. Throws ToolError with kExitUnreadable for a file that cannot be read, with
+// kExitUsage for an unknown encoding.
+//
+// `errorsIn` is the name of the file that the errors are about.
+symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors& errors,
+                              std::string& errorsIn, ProgressBar& progress);
+
+// Calls `read` with the file, or the standard input, opened. Throws ToolError with kExitUnreadable.
+void WithSource(const std::string& path, const std::function<void(std::istream&)>& read,
+                ProgressBar* progress = nullptr);
+
+// Bytes of a file; 0 for what has no size.
+u64 SourceSize(const std::string& path);
+
+// The way of symwrite's texts through `codec`, which must outlive it.
+symwrite::TextCodec CodecFor(TextCodec& codec);
+
+// The name of a source for messages.
+std::string SourceName(const std::string& source);
+
+}  // namespace tvsym
