@@ -25,7 +25,7 @@ public:
     }
     ~MemoryFile() override { --openFiles; }
 
-    bool Read(void* dst, torva::u32 size, torva::u32& got) override {
+    bool ReadAt(torva::u64 position, void* dst, torva::u32 size, torva::u32& got) override {
         got = 0;
         const Kind fault = NextFault();
         const bool bad = position < plan.badEnd && position + size > plan.badBegin;
@@ -38,12 +38,6 @@ public:
         got = static_cast<torva::u32>(std::min<uint64_t>(size, left));
         if (fault == Kind::kShort) got /= 2;
         if (got > 0) memcpy(dst, bytes.data() + position, got);
-        position += got;
-        return true;
-    }
-    bool Seek(torva::u64 offset) override {
-        if (NextFault() != Kind::kNone) return false;
-        position = offset;
         return true;
     }
     bool Size(torva::u64& size) override {
@@ -63,7 +57,6 @@ private:
     }
 
     const std::vector<uint8_t>& bytes;
-    uint64_t position = 0;
 };
 
 std::unique_ptr<torva::platform::File> Open(const char* /*path*/) {

@@ -24,7 +24,7 @@ public:
     Scope(const Scope&) = delete;
     Scope& operator=(const Scope&) = delete;
 
-    static uint64_t Operations();  // since the last open: reads, seeks and size queries
+    static uint64_t Operations();  // since the last open: reads and size queries
     static uint64_t Injected();    // faults since the scope began
     static int OpenFiles();
 };

@@ -96,9 +96,15 @@ TEST(ByteSource, AgreesWithAPlainModel) {
     for (u8& byte : bytes) byte = static_cast<u8>(upTo(40) == 0 ? 0 : 1 + upTo(254));
     std::fill_n(bytes.begin() + kWindow - 3000, 6000, u8{'x'});  // a text across a boundary
     const TempFile file(bytes);
-    for (const bool wholeFile : {false, true}) {
+    for (const char* const mode : {"file", "memory", "borrowed image"}) {
+        SCOPED_TRACE(mode);
+        const bool wholeFile = *mode != 'f';
         ByteSource source;
-        ASSERT_TRUE(source.Open(file.Path(), wholeFile));
+        if (*mode == 'b') {
+            source.OpenImage(bytes.data(), bytes.size());
+        } else {
+            source.Open(platform::OpenFile(file.Path(), platform::Sharing::exclusive), wholeFile);
+        }
         source.SeekTo(kWindow + 9);
         source.StepBack(kWindow + 9);
         EXPECT_EQ(source.Position(), 0U) << "all the way back, outside the window";
@@ -157,7 +163,7 @@ TEST(ByteSource, TextLimits) {
     };
     for (const bool wholeFile : {false, true}) {
         ByteSource source;
-        ASSERT_TRUE(source.Open(file.Path(), wholeFile));
+        source.Open(platform::OpenFile(file.Path(), platform::Sharing::exclusive), wholeFile);
         for (const auto& c : kCases) {
             source.SeekTo(c.offset);
             EXPECT_EQ(ReadText(source, c.max), c.expected) << c.offset << ", " << c.max;
@@ -170,7 +176,7 @@ TEST(ByteSource, NoBytes) {
     const TempFile file(Bytes{});
     for (const bool wholeFile : {false, true}) {
         ByteSource source;
-        ASSERT_TRUE(source.Open(file.Path(), wholeFile));
+        source.Open(platform::OpenFile(file.Path(), platform::Sharing::exclusive), wholeFile);
         EXPECT_TRUE(source.AtEnd());
         EXPECT_EQ(Read(source, 4), "0 ");
         EXPECT_EQ(Skip(source, 0), "true");
@@ -194,7 +200,7 @@ struct Disk {
 
 class DiskFile final : public platform::File {
 public:
-    bool Read(void* dst, u32 size, u32& got) override {
+    bool ReadAt(u64 at, void* dst, u32 size, u32& got) override {
         got = static_cast<u32>(std::min<u64>(size, disk.size - std::min(at, disk.size)));
         if (at < disk.badTo && at + got > disk.badFrom && disk.badReads > 0) {
             --disk.badReads;
@@ -205,20 +211,12 @@ public:
             std::min<u64>(got, disk.bytes.size() - std::min<u64>(at, disk.bytes.size())));
         std::memset(dst, 0, got);
         if (held > 0) std::memcpy(dst, disk.bytes.data() + at, held);
-        at += got;
-        return true;
-    }
-    bool Seek(u64 offset) override {
-        at = offset;
         return true;
     }
     bool Size(u64& size) override {
         size = disk.size;
         return disk.tellsSize;
     }
-
-private:
-    u64 at = 0;
 };
 
 class FailingReads : public ::testing::Test {
@@ -233,7 +231,7 @@ protected:
 TEST_F(FailingReads, MeetOnlyTheCallThatNeedsTheSector) {
     disk = {Fill(200, 'x'), 100, 150};
     ByteSource source;
-    ASSERT_TRUE(source.Open("", false));
+    source.Open(std::make_unique<DiskFile>(), false);
     EXPECT_EQ(Read(source, 100), "100 " + Hex(Fill(100, 'x').data(), 100));
     EXPECT_EQ(Read(source, 1), "failed");
     EXPECT_TRUE(source.AtEnd()) << "a failed probe counts as the end";
@@ -253,7 +251,7 @@ TEST_F(FailingReads, MeetOnlyTheCallThatNeedsTheSector) {
 TEST_F(FailingReads, ATransientFailureLosesNothing) {
     disk = {Text("abc") + Text("def"), 0, 8, 1};
     ByteSource once, text, twice;
-    ASSERT_TRUE(once.Open("", false) && text.Open("", false) && twice.Open("", false));
+    for (ByteSource* source : {&once, &text, &twice}) source->Open(std::make_unique<DiskFile>(), false);
     EXPECT_EQ(Read(once, 2), "2 6162") << "tried again without the read-ahead";
     disk.badReads = 2;
     EXPECT_EQ(Read(twice, 2), "failed");
@@ -279,7 +277,7 @@ TEST_F(FailingReads, NoImage) {
         SCOPED_TRACE(c.name);
         disk = c.disk;
         ByteSource source;
-        ASSERT_TRUE(source.Open("", true));
+        source.Open(std::make_unique<DiskFile>(), true);
         EXPECT_EQ(Read(source, 4), "0 ");
         EXPECT_EQ(Skip(source, 0), "true");
         EXPECT_EQ(Skip(source, 1), "false");
@@ -296,7 +294,7 @@ TEST_F(FailingReads, FileModeGoesBehind4GiB) {
     constexpr u64 kSize = (u64{1} << 32U) + 100;
     disk = {Text("abc"), 0, 0, 0, true, kSize};
     ByteSource source;
-    ASSERT_TRUE(source.Open("", false));
+    source.Open(std::make_unique<DiskFile>(), false);
     source.SeekTo(0xFFFFFFFF);
     EXPECT_EQ(Read(source, 3), "3 000000");
     EXPECT_EQ(Skip(source, 90), "true");
@@ -313,7 +311,7 @@ TEST_F(FailingReads, ASkipWhereTheSizeIsNotTold) {
         SCOPED_TRACE(badSector);
         disk = {Fill(200, 'x'), badSector ? 100U : 0U, badSector ? 150U : 0U, 1 << 30, false};
         ByteSource source;
-        ASSERT_TRUE(source.Open("", false));
+        source.Open(std::make_unique<DiskFile>(), false);
         EXPECT_EQ(Skip(source, 90), "true");
         EXPECT_EQ(Skip(source, 1000), badSector ? "false" : "true");
         EXPECT_EQ(source.Position(), badSector ? 100U : 200U);

@@ -151,7 +151,7 @@ void FaultSweep::FailEachOperation(const Bytes& file, bool wholeFile, int32_t ca
     }
 }
 
-// The n-th read, seek or size query fails or comes back short, alone or with all behind it, for every n.
+// The n-th read or size query fails or comes back short, alone or with all behind it, for every n.
 TEST_F(FaultSweep, DiskOperations) {
     const std::pair<Bytes, int32_t> cases[] = {{SpreadFile(70000, 120, 150), 3}, {LongRuns(), kRoomForRuns}};
     for (const auto& [file, capacity] : cases) {

@@ -6,8 +6,11 @@
 
 #include "Allocations.h"
 #include "TestSupport.h"
+#include "library/core/SymFile.h"
+#include "library/platform/Platform.h"
 
 #ifndef _WIN32
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -580,6 +583,30 @@ TEST(Lifecycle, OneProcessAtATime) {
     for (const int end : {ready[0], ready[1], done[0], done[1]}) close(end);
     EXPECT_EQ(ExitStatus(child), 1);
     EXPECT_EQ(Open(file.Path()), 1) << "the other process ended without a close";
+    tv_CloseSymFile(1);
+}
+
+// A file for tools beside the exports: opened shared, from a descriptor or in memory, without any lock.
+TEST(Lifecycle, OpensWithoutTheExports) {
+    const Bytes bytes = EverySection();
+    const TempFile file(bytes);
+    ASSERT_EQ(Open(file.Path()), 1);
+    EXPECT_EQ(platform::OpenFile(file.Path(), platform::Sharing::exclusive), nullptr);
+    EXPECT_EQ(platform::OpenFile(open("/", O_RDONLY)), nullptr) << "not a regular file";
+    for (const bool wholeFile : {false, true}) {
+        SymFile byPath(nullptr, 0), byDescriptor(nullptr, 0), image(nullptr, 0);
+        EXPECT_EQ(byPath.Open(platform::OpenFile(file.Path(), platform::Sharing::shared), kBudget, wholeFile),
+                  SYM_OK);
+        EXPECT_EQ(byDescriptor.Open(platform::OpenFile(open(file.Path(), O_RDONLY)), kBudget, wholeFile),
+                  SYM_OK);
+        EXPECT_EQ(image.OpenImage(bytes.data(), bytes.size(), kBudget), SYM_OK);
+        for (const SymFile* other : {&byPath, &byDescriptor, &image}) {
+            EXPECT_EQ(other->GetExtendSectionList(nullptr, 0), 19);
+        }
+    }
+    tv_CloseSymFile(1);
+    const auto shared = platform::OpenFile(file.Path(), platform::Sharing::shared);
+    EXPECT_EQ(Open(file.Path()), 1) << "a shared open keeps nobody out";
     tv_CloseSymFile(1);
 }
 

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "TorvaAPI.h"
 
 namespace torva {
 namespace {
 
-constexpr u64 kUnknownPosition = ~u64{0};
 constexpr u32 kUnknownSize = ~u32{0};
 
 // The first refill behind a seek is small, since a directory or a head is often all that is wanted there; a
@@ -17,19 +17,23 @@ constexpr u32 kFirstReadAhead = 4 * 1024;
 
 }  // namespace
 
-bool ByteSource::Open(const char* path, bool wholeFile) {
+void ByteSource::Open(std::unique_ptr<platform::File> openFile, bool wholeFile) {
+    Close();
+    file = std::move(openFile);
     inMemory = wholeFile;
-    file = platform::OpenFile(path);
-    if (file == nullptr) return false;
-    filePosition = 0;
     if (inMemory) {
         hasImage = LoadImage();
         if (!hasImage) block.reset();
-        return true;
+        return;
     }
     block.reset(new u8[kWindowSize]);
     MoveTo(0);
-    return true;
+}
+
+void ByteSource::OpenImage(const u8* image, u64 size) {
+    Close();
+    inMemory = true;
+    hasImage = SetImage(image, size);
 }
 
 void ByteSource::Close() {
@@ -40,7 +44,6 @@ void ByteSource::Close() {
     SetWindow(kNothing, 0, 0);
 }
 
-// A file of 2^32 - 1 bytes or more has no size that can be told in 32 bits.
 bool ByteSource::LoadImage() {
     u64 size = 0;
     if (!file->Size(size) || size >= kUnknownSize) {
@@ -49,10 +52,16 @@ bool ByteSource::LoadImage() {
     }
     block.reset(new (std::nothrow) u8[static_cast<std::size_t>(size) + 1]);
     u32 got = 0;
-    if (block == nullptr || !file->Read(block.get(), static_cast<u32>(size), got) || got != size)
+    if (block == nullptr || !file->ReadAt(0, block.get(), static_cast<u32>(size), got) || got != size)
         return false;
-    imageSize = got;
-    SetWindow(block.get(), size, 0);
+    return SetImage(block.get(), size);
+}
+
+// A file of 2^32 - 1 bytes or more has no size that 32 bits can hold.
+bool ByteSource::SetImage(const u8* image, u64 size) {
+    imageSize = static_cast<u32>(std::min<u64>(size, kUnknownSize));
+    if (imageSize == kUnknownSize) return false;
+    SetWindow(size == 0 ? kNothing : image, size, 0);
     return true;
 }
 
@@ -61,17 +70,6 @@ void ByteSource::SetWindow(const u8* base, u64 size, u64 offset) {
     next = base;
     end = base + size;
     windowOffset = offset;
-}
-
-bool ByteSource::ReadFileAt(u64 offset, u8* dst, u32 n, u32& got) {
-    got = 0;
-    if (offset != filePosition && !file->Seek(offset)) {
-        filePosition = kUnknownPosition;
-        return false;
-    }
-    const bool done = file->Read(dst, n, got);
-    filePosition = done ? offset + got : kUnknownPosition;
-    return done;
 }
 
 // File mode: brings the bytes that are left to the front of the buffer and reads on behind them, so that
@@ -86,8 +84,8 @@ bool ByteSource::Refill(u32 need) {
     u8* const free = block.get() + held;
     u32 got = 0;
     const u32 wanted = std::max(need - held, std::min(readAhead, kWindowSize - held));
-    if (!ReadFileAt(position + held, free, wanted, got) &&
-        !ReadFileAt(position + held, free, need - held, got)) {
+    if (!file->ReadAt(position + held, free, wanted, got) &&
+        !file->ReadAt(position + held, free, need - held, got)) {
         return false;
     }
     end += got;
@@ -108,7 +106,7 @@ u32 ByteSource::ReadPastWindow(void* dst, u32 n) {
     const u64 position = Position();
     u32 got = 0;
     std::memcpy(dst, next, held);
-    if (!ReadFileAt(position + held, static_cast<u8*>(dst) + held, n - held, got)) return 0;
+    if (!file->ReadAt(position + held, static_cast<u8*>(dst) + held, n - held, got)) return 0;
     StartWindowAt(position + held + got);
     return held + got;
 }

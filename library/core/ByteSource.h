@@ -41,12 +41,15 @@ public:
     ByteSource(const ByteSource&) = delete;
     ByteSource& operator=(const ByteSource&) = delete;
 
-    // Opens `path`; with `wholeFile` also loads the image. False when the operating system does not open the
-    // file. An image that can't be loaded is no failure: there is then nothing to read. Throws
-    // std::bad_alloc.
-    bool Open(const char* path, bool wholeFile);
+    // Reads from `openFile` from now on; with `wholeFile` loads the image. An image that cannot be loaded is
+    // not a failure: there is then nothing to read. Throws std::bad_alloc.
+    void Open(std::unique_ptr<platform::File> openFile, bool wholeFile);
+
+    // Memory mode over an image of the caller's, which must not change and must outlive its use here. One of
+    // 2^32 - 1 bytes or more cannot be used: there is then nothing to read.
+    void OpenImage(const u8* image, u64 size);
+
     void Close();
-    bool IsOpen() const { return file != nullptr; }
 
     // Reads up to `n` bytes, at most kWindowSize; `dst` stays as it was behind the bytes delivered.
     Delivery ReadBytes(void* dst, u32 n) {
@@ -130,8 +133,8 @@ public:
 
 private:
     bool LoadImage();
+    bool SetImage(const u8* image, u64 size);
     bool Refill(u32 need);
-    bool ReadFileAt(u64 offset, u8* dst, u32 n, u32& got);
     void MoveTo(u64 position);
     void StartWindowAt(u64 position);
     void SetWindow(const u8* base, u64 size, u64 offset);
@@ -159,8 +162,7 @@ private:
     const u8* end = kNothing;
     u64 windowOffset = 0;
 
-    u64 filePosition = 0;  // of the operating system's file, or kUnknownPosition
-    u32 readAhead = 0;     // bytes to ask for at the next refill
+    u32 readAhead = 0;  // bytes to ask for at the next refill
 };
 
 }  // namespace torva

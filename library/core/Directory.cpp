@@ -20,12 +20,10 @@ bool IsExtended(u16 id) { return id != kDefaultFieldSection && id != kSymbolSect
 
 }  // namespace
 
-// False only when the operating system does not open the file. A directory that is cut off keeps the entries
-// that came, the last one with zeros in the bytes that did not.
-bool SymFile::OpenFile(bool wholeFile) {
-    if (!source.Open(filePath.data(), wholeFile)) return false;
+// A directory that is cut off keeps the entries that came, the last one with zeros in the bytes that did not.
+void SymFile::LoadDirectory() {
     u16 sectionCount = 0;
-    if (!source.ReadStrict(&sectionCount, sizeof sectionCount)) return true;
+    if (!source.ReadStrict(&sectionCount, sizeof sectionCount)) return;
     for (u32 i = 0; i < sectionCount; ++i) {
         SectionEntry entry{};
         const ByteSource::Delivery read = source.ReadBytes(&entry, sizeof entry);
@@ -36,7 +34,6 @@ bool SymFile::OpenFile(bool wholeFile) {
         directory.push_back(entry);
         if (IsExtended(entry.id)) ++extendCount;
     }
-    return true;
 }
 
 bool SymFile::SeekSection(u8 id) {

@@ -1,11 +1,16 @@
 #include "library/core/SymFile.h"
 
 #include <cstring>
+#include <utility>
 
 namespace torva {
+namespace {
 
-SymFile::SymFile(const TVCriticalSection& libraryLock, const u16* fieldIds, u16 fieldIdCount)
-    : fileLock(libraryLock) {
+constexpr std::size_t kMostPath = 25600;  // characters
+
+}  // namespace
+
+SymFile::SymFile(const u16* fieldIds, u16 fieldIdCount) {
     if (fieldIdCount == 0) return;
     wantedIds = std::make_unique<IdSet>();
     for (u32 i = 0; i < fieldIdCount; ++i) wantedIds->Add(fieldIds[i]);
@@ -15,10 +20,21 @@ SymFile::~SymFile() { Close(); }
 
 i32 SymFile::Open(const char* path, u32 memoryBudget, bool wholeFile) {
     if (path == nullptr) return SYM_ERR_PARAM;
-    const std::size_t length = strnlen(path, filePath.size());
-    if (length == filePath.size()) return SYM_ERR_PARAM;
-    std::memcpy(filePath.data(), path, length + 1);
-    if (!OpenFile(wholeFile)) return SYM_ERR_OPEN;
+    if (strnlen(path, kMostPath + 1) > kMostPath) return SYM_ERR_PARAM;
+    std::unique_ptr<platform::File> file = platform::OpenFile(path, platform::Sharing::exclusive);
+    if (file == nullptr) return SYM_ERR_OPEN;
+    return Open(std::move(file), memoryBudget, wholeFile);
+}
+
+i32 SymFile::Open(std::unique_ptr<platform::File> file, u32 memoryBudget, bool wholeFile) {
+    source.Open(std::move(file), wholeFile);
+    LoadDirectory();
+    return PrepareMemory(memoryBudget);
+}
+
+i32 SymFile::OpenImage(const u8* image, u64 size, u32 memoryBudget) {
+    source.OpenImage(image, size);
+    LoadDirectory();
     return PrepareMemory(memoryBudget);
 }
 

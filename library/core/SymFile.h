@@ -12,9 +12,9 @@
 #include "library/core/ByteSource.h"
 #include "library/core/DefinitionMap.h"
 #include "library/core/IdSet.h"
-#include "library/core/TVCriticalSection.h"
 #include "library/core/TempData.h"
 #include "library/core/UtilityData.h"
+#include "library/platform/Platform.h"
 
 namespace torva {
 
@@ -67,20 +67,28 @@ struct GlobalRelatedCursor : BodyCursor {
     u16 itemIndex = 0;
 };
 
-// Every public operation but Open and Close serves the export of the same name. They are called with the
-// library's lock and fileLock held, test their pointers first (SYM_ERR_PARAM), and never reach outside the
-// caller's arrays.
+// Every public operation except Open, OpenImage and Close serves the export of the same name. They test their
+// pointers first (SYM_ERR_PARAM), and never reach outside the caller's arrays. Nothing here locks: one thread
+// at a time uses an object, and different objects share nothing.
 class SymFile {
 public:
     // `fieldIds` are the ids that the caller wants from the symbol stream; with a count of 0 it wants all.
-    SymFile(const TVCriticalSection& libraryLock, const u16* fieldIds, u16 fieldIdCount);
+    SymFile(const u16* fieldIds, u16 fieldIdCount);
     SymFile(const SymFile&) = delete;
     SymFile& operator=(const SymFile&) = delete;
     virtual ~SymFile();
 
-    // Opens the file, loads its directory and default fields and divides `memoryBudget`. SYM_OK or an open's
-    // error.
+    // Opens the file for itself alone, loads its directory and default fields and divides `memoryBudget`.
+    // SYM_OK or an open's error. Called once, as are the two below. Throws std::bad_alloc.
     i32 Open(const char* path, u32 memoryBudget, bool wholeFile);
+
+    // The same for a file that is open already.
+    i32 Open(std::unique_ptr<platform::File> file, u32 memoryBudget, bool wholeFile);
+
+    // The same in memory mode over the bytes of a file, which stay the caller's and are not copied: they must
+    // not change, and must live until Close.
+    i32 OpenImage(const u8* image, u64 size, u32 memoryBudget);
+
     void Close();
 
     i32 GetExtendSectionList(u32* list, i32 capacity) const;
@@ -139,11 +147,9 @@ public:
     i32 InitialFuturesClassType();
     i32 GetNextFuturesClassType(i32* count, u32* ids, char** names, u32 nameSize);
 
-    TVCriticalSection::Nested fileLock;
-
 private:
     // --- Directory and section cursor (core/Directory.cpp)
-    bool OpenFile(bool wholeFile);
+    void LoadDirectory();
     bool SeekSection(u8 id);
 
     // True when a section's bytes are used up, by its size or by the end of the data.
@@ -317,8 +323,6 @@ private:
     u32 recordConsumed = 0;  // bytes of the current symbol record, text and fields
     u32 defaultCount = 0;    // default fields walked by the last pass over section 1
     bool defaultsPhase = false;
-
-    std::array<char, 25601> filePath{};
 
     u8 jumpGroupCount = 0;
     u16 jumpRecordCount = 0;

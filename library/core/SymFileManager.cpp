@@ -13,7 +13,6 @@ SymFileManager::~SymFileManager() {
 
 // The lowest free handle. With no file open it is 1; the limit is never below 10.
 i32 SymFileManager::ChooseHandle() {
-    const ScopedLock lock(managerLock);
     for (u32 handle = 1; handle <= handleLimit; ++handle) {
         if (handle >= openFiles.size() || openFiles[handle] == nullptr) return static_cast<i32>(handle);
     }
@@ -29,24 +28,18 @@ i32 SymFileManager::Open(const char* path, u32 memoryBudget, const u16* fieldIds
     if (wantedCount > 0 && fieldIds == nullptr) return SYM_ERR_PARAM;
     const auto index = static_cast<std::size_t>(handle);
     if (openFiles.size() <= index) openFiles.resize(index + 1);
-    auto file = std::make_unique<SymFile>(libraryLock, fieldIds, wantedCount);
-    {
-        const ScopedLock lock(file->fileLock);
-        const i32 result = file->Open(path, memoryBudget, wholeFile);
-        if (result != SYM_OK) return result;
-    }
-    const ScopedLock lock(managerLock);
+    auto file = std::make_unique<SymFile>(fieldIds, wantedCount);
+    const i32 result = file->Open(path, memoryBudget, wholeFile);
+    if (result != SYM_OK) return result;
     openFiles[index] = std::move(file);
     return handle;
 }
 
 void SymFileManager::Close(u16 handle) {
-    const ScopedLock lock(managerLock);
     if (handle < openFiles.size()) openFiles[handle].reset();
 }
 
 void SymFileManager::CloseAll() {
-    const ScopedLock lock(managerLock);
     openFiles.clear();
     openFiles.shrink_to_fit();
 }

@@ -34,10 +34,7 @@ public:
     i32 Open(const char* path, u32 memoryBudget, const u16* fieldIds, u32 fieldIdCount, bool wholeFile);
 
     // The file of a handle; null when it is not open.
-    SymFile* Find(u16 handle) {
-        const ScopedLock lock(managerLock);
-        return handle < openFiles.size() ? openFiles[handle].get() : nullptr;
-    }
+    SymFile* Find(u16 handle) { return handle < openFiles.size() ? openFiles[handle].get() : nullptr; }
 
     void Close(u16 handle);
     void CloseAll();
@@ -47,7 +44,6 @@ private:
 
     i32 ChooseHandle();
 
-    TVCriticalSection::Nested managerLock{libraryLock};
     std::vector<std::unique_ptr<SymFile>> openFiles;  // by handle; null where the handle is free
     u16 handleLimit = 10;                             // highest handle that ChooseHandle gives
 };

@@ -1,9 +1,6 @@
 // The library's re-entrant locks and their scoped guard.
 #pragma once
 
-#include <cassert>
-
-#include "format/Types.h"
 #include "library/platform/Platform.h"
 
 namespace torva {
@@ -13,8 +10,6 @@ namespace torva {
 // what it did.
 class TVCriticalSection {
 public:
-    class Nested;
-
     TVCriticalSection() = default;
     TVCriticalSection(const TVCriticalSection&) = delete;
     TVCriticalSection& operator=(const TVCriticalSection&) = delete;
@@ -24,62 +19,27 @@ public:
     [[nodiscard]] bool Enter() {
         const bool taken = !platform::OnlyThread();
         if (taken) lock.Enter();
-#ifndef NDEBUG
-        ++entries;
-#endif
         return taken;
     }
 
     void Leave(bool taken) {
-#ifndef NDEBUG
-        --entries;
-#endif
         if (taken) lock.Leave();
     }
 
 private:
     platform::Lock lock;
-#ifndef NDEBUG
-    u32 entries = 0;
-#endif
-};
-
-// A lock that is only ever entered by a thread that holds the outermost one, which has nobody left to
-// exclude. Builds with assertions hold the order of locks to that; others make nothing of it.
-class TVCriticalSection::Nested {
-public:
-    explicit Nested([[maybe_unused]] const TVCriticalSection& outermost)
-#ifndef NDEBUG
-        : outer(outermost)
-#endif
-    {
-    }
-    Nested(const Nested&) = delete;
-    Nested& operator=(const Nested&) = delete;
-
-    bool Enter() const {
-        assert(outer.entries > 0);
-        return true;
-    }
-    void Leave(bool) const { assert(outer.entries > 0); }
-
-private:
-#ifndef NDEBUG
-    const TVCriticalSection& outer;
-#endif
 };
 
 // Holds a lock from construction to the end of the scope.
-template <class Section>
 class ScopedLock {
 public:
-    explicit ScopedLock(Section& section) : held(section), taken(section.Enter()) {}
+    explicit ScopedLock(TVCriticalSection& section) : held(section), taken(section.Enter()) {}
     ~ScopedLock() { held.Leave(taken); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
 
 private:
-    Section& held;
+    TVCriticalSection& held;
     const bool taken;
 };
 

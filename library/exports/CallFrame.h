@@ -19,14 +19,13 @@ i32 CallLibrary(Operation operation) noexcept {
     }
 }
 
-// Finds the file of a handle and runs an operation of it under the library's lock and the file's. The
+// Finds the file of a handle and runs an operation of it under the library's lock. The
 // operation is a template argument so that the call is a direct one, with the arguments still in registers.
 template <auto operation, class... Arguments>
 i32 CallFile(u16 handle, Arguments... arguments) noexcept {
     const ScopedLock lock(libraryLock);
     SymFile* const file = SymFileManager::Instance().Find(handle);
     if (file == nullptr) return SYM_ERR_BAD_HANDLE;
-    const ScopedLock fileLock(file->fileLock);
     try {
         return (file->*operation)(arguments...);
     } catch (...) {

@@ -7,36 +7,47 @@
 #endif
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include "format/Types.h"
 
 namespace torva::platform {
 
-// An open file with a file position. The destructor closes it.
+// An open file. It has no position of its own: every read names its offset, so copies of it in forked
+// processes do not move each other. The destructor closes it.
 class File {
 public:
     virtual ~File() = default;
 
-    // Reads up to `size` bytes at the file position and moves it by what came. True with `got` below `size`
-    // means that the file ended; an interrupted or partial read is continued. False means that the read
-    // failed: `got` is 0, the bytes at `dst` and the file position have no defined value.
-    virtual bool Read(void* dst, u32 size, u32& got) = 0;
+    // Reads up to `size` bytes at `offset` from the start. True with `got` below `size` means that the file
+    // ended; an interrupted or partial read is continued. False means that the read failed: `got` is 0, the
+    // bytes at `dst` are undefined. An offset past the end is not a failure.
+    virtual bool ReadAt(u64 offset, void* dst, u32 size, u32& got) = 0;
 
-    // Moves the file position to `offset` bytes from the start. A position behind the end is no failure.
-    virtual bool Seek(u64 offset) = 0;
-
-    // The size of the file in bytes; false when it cannot be told.
+    // The size of the file in bytes; false when it cannot be determined.
     virtual bool Size(u64& size) = 0;
 };
 
-// Opens the existing regular file `path` for reading, alone: while it is open no other opener, this library
-// included, gets it. Never blocks. Null when the operating system refuses. Throws std::bad_alloc.
+// How a file meets other openers.
+enum class Sharing {
+    exclusive,  // while it is open no other exclusive open gets it, in this process or another
+    shared,     // neither takes nor heeds the lock of an exclusive open (on Windows the system still does)
+};
+
+// Opens the existing regular file `path` for reading. Never blocks. Null when the operating system refuses.
+// Throws std::bad_alloc. May be called by several threads at once.
+std::unique_ptr<File> OpenFile(const char* path, Sharing sharing);
+
+// A file descriptor, on Windows a HANDLE.
+using Descriptor = std::intptr_t;
+
+// The same for a regular file that is open already, shared. Takes over the descriptor, and closes it when the
+// file cannot be used.
+std::unique_ptr<File> OpenFile(Descriptor descriptor);
+
+// For tests: replaces the operating system's opening of paths; null restores it.
 using FileOpener = std::unique_ptr<File> (*)(const char* path);
-
-std::unique_ptr<File> OpenFile(const char* path);
-
-// For tests: puts another opener in the place of the operating system's; null restores it.
 void SetFileOpener(FileOpener opener);
 
 // Whether the calling thread is the only one of the process, as far as the system tells; it can start

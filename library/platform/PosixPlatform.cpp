@@ -18,36 +18,40 @@ namespace {
 
 class PosixFile final : public File {
 public:
-    PosixFile() = default;
+    explicit PosixFile(int openDescriptor) : descriptor(openDescriptor) {}
     PosixFile(const PosixFile&) = delete;
     PosixFile& operator=(const PosixFile&) = delete;
 
+    // The lock belongs to the open file, of which processes started meanwhile hold copies: closing ours would
+    // leave it with them. A forked child's copy of this object must not release what its parent holds.
     ~PosixFile() override {
-        if (descriptor >= 0) close(descriptor);
+        if (descriptor < 0) return;
+        if (locker == getpid()) flock(descriptor, LOCK_UN);
+        close(descriptor);
     }
 
-    // O_NONBLOCK keeps a pipe or a device without a peer from holding up the open; a regular file does not
-    // mind it.
-    bool Open(const char* path) {
-        do {
-            descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-        } while (descriptor < 0 && errno == EINTR);
+    bool IsRegular() const {
         struct stat status {};
-        if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return false;
-        // Only "held by somebody else" refuses the file; a file system without such locks lets it through.
-        int locked = 0;
-        do {
-            locked = flock(descriptor, LOCK_EX | LOCK_NB);
-        } while (locked != 0 && errno == EINTR);
-        return locked == 0 || errno != EWOULDBLOCK;
+        return descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
     }
 
-    bool Read(void* dst, u32 size, u32& got) override {
+    // Only "held by somebody else" fails; a file system without such locks lets the file through.
+    bool TakeLock() {
+        int result = 0;
+        do {
+            result = flock(descriptor, LOCK_EX | LOCK_NB);
+        } while (result != 0 && errno == EINTR);
+        if (result == 0) locker = getpid();
+        return result == 0 || errno != EWOULDBLOCK;
+    }
+
+    bool ReadAt(u64 offset, void* dst, u32 size, u32& got) override {
         got = 0;
         u32 sum = 0;
         while (sum < size) {
-            const ssize_t part = read(descriptor, static_cast<unsigned char*>(dst) + sum,
-                                      std::min<u32>(size - sum, kMostPerRead));
+            const ssize_t part =
+                pread(descriptor, static_cast<unsigned char*>(dst) + sum,
+                      std::min<u32>(size - sum, kMostPerRead), static_cast<off_t>(offset + sum));
             if (part < 0 && errno == EINTR) continue;
             if (part < 0) return false;
             if (part == 0) break;
@@ -56,8 +60,6 @@ public:
         got = sum;
         return true;
     }
-
-    bool Seek(u64 offset) override { return lseek(descriptor, static_cast<off_t>(offset), SEEK_SET) >= 0; }
 
     bool Size(u64& size) override {
         struct stat status {};
@@ -69,19 +71,43 @@ public:
 private:
     static constexpr u32 kMostPerRead = 1U << 30U;
 
-    int descriptor = -1;
+    int descriptor;
+    pid_t locker = 0;  // the process that took the lock; 0: none
 };
 
 FileOpener fileOpener = nullptr;
 
-}  // namespace
+// O_NONBLOCK keeps a pipe or a device without a peer from holding up the open; a regular file does not mind
+// it.
+int OpenPath(const char* path) {
+    int descriptor = -1;
+    do {
+        descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
 
-std::unique_ptr<File> OpenFile(const char* path) {
-    if (fileOpener != nullptr) return fileOpener(path);
-    auto file = std::make_unique<PosixFile>();
-    if (!file->Open(path)) return nullptr;
+// Takes over the descriptor, also when memory runs out.
+std::unique_ptr<PosixFile> TakeOver(int descriptor) {
+    std::unique_ptr<PosixFile> file(new (std::nothrow) PosixFile(descriptor));
+    if (file == nullptr) {
+        if (descriptor >= 0) close(descriptor);
+        throw std::bad_alloc();
+    }
+    if (!file->IsRegular()) return nullptr;
     return file;
 }
+
+}  // namespace
+
+std::unique_ptr<File> OpenFile(const char* path, Sharing sharing) {
+    if (fileOpener != nullptr) return fileOpener(path);
+    auto file = TakeOver(OpenPath(path));
+    if (file == nullptr || (sharing == Sharing::exclusive && !file->TakeLock())) return nullptr;
+    return file;
+}
+
+std::unique_ptr<File> OpenFile(Descriptor descriptor) { return TakeOver(static_cast<int>(descriptor)); }
 
 void SetFileOpener(FileOpener opener) { fileOpener = opener; }
 

@@ -16,7 +16,7 @@ namespace {
 
 class Win32File final : public File {
 public:
-    Win32File() = default;
+    explicit Win32File(HANDLE openHandle) : handle(openHandle) {}
     Win32File(const Win32File&) = delete;
     Win32File& operator=(const Win32File&) = delete;
 
@@ -24,19 +24,28 @@ public:
         if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
     }
 
-    // Share mode 0: nobody else has the file open while this handle lives.
-    bool Open(const char* path) {
-        handle = CreateFileA(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-        return handle != INVALID_HANDLE_VALUE && GetFileType(handle) == FILE_TYPE_DISK;
+    // A volume is of the type of a disk file, too, but has no information of a file.
+    bool IsRegular() const {
+        BY_HANDLE_FILE_INFORMATION information;
+        return handle != INVALID_HANDLE_VALUE && GetFileType(handle) == FILE_TYPE_DISK &&
+               GetFileInformationByHandle(handle, &information) &&
+               (information.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
     }
 
-    bool Read(void* dst, u32 size, u32& got) override {
+    bool ReadAt(u64 offset, void* dst, u32 size, u32& got) override {
         got = 0;
         u32 sum = 0;
         while (sum < size) {
+            const u64 at = offset + sum;
+            OVERLAPPED place{};
+            place.Offset = static_cast<DWORD>(at & 0xFFFFFFFFU);
+            place.OffsetHigh = static_cast<DWORD>(at >> 32U);
             DWORD part = 0;
             const DWORD want = std::min<u32>(size - sum, kMostPerRead);
-            if (!ReadFile(handle, static_cast<unsigned char*>(dst) + sum, want, &part, nullptr)) return false;
+            if (!ReadFile(handle, static_cast<unsigned char*>(dst) + sum, want, &part, &place)) {
+                if (GetLastError() == ERROR_HANDLE_EOF) break;
+                return false;
+            }
             if (part == 0) break;
             sum += part;
         }
@@ -44,37 +53,45 @@ public:
         return true;
     }
 
-    bool Seek(u64 offset) override {
-        LONG high = static_cast<LONG>(offset >> 32U);
-        SetLastError(NO_ERROR);
-        const DWORD low = SetFilePointer(handle, static_cast<LONG>(offset & 0xFFFFFFFFU), &high, FILE_BEGIN);
-        return low != INVALID_SET_FILE_POINTER || GetLastError() == NO_ERROR;
-    }
-
     bool Size(u64& size) override {
-        DWORD high = 0;
-        SetLastError(NO_ERROR);
-        const DWORD low = GetFileSize(handle, &high);
-        if (low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR) return false;
-        size = (static_cast<u64>(high) << 32U) | low;
+        LARGE_INTEGER result;
+        if (!GetFileSizeEx(handle, &result)) return false;
+        size = static_cast<u64>(result.QuadPart);
         return true;
     }
 
 private:
     static constexpr u32 kMostPerRead = 1U << 30U;
 
-    HANDLE handle = INVALID_HANDLE_VALUE;
+    HANDLE handle;
 };
 
 FileOpener fileOpener = nullptr;
 
+// Takes over the handle, also when memory runs out.
+std::unique_ptr<File> TakeOver(HANDLE handle) {
+    std::unique_ptr<Win32File> file(new (std::nothrow) Win32File(handle));
+    if (file == nullptr) {
+        if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
+        throw std::bad_alloc();
+    }
+    if (!file->IsRegular()) return nullptr;
+    return file;
+}
+
 }  // namespace
 
-std::unique_ptr<File> OpenFile(const char* path) {
+// Share mode 0: nobody else has the file open while this handle lives.
+std::unique_ptr<File> OpenFile(const char* path, Sharing sharing) {
     if (fileOpener != nullptr) return fileOpener(path);
-    auto file = std::make_unique<Win32File>();
-    if (!file->Open(path)) return nullptr;
-    return file;
+    const DWORD share =
+        sharing == Sharing::exclusive ? 0 : FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    return TakeOver(
+        CreateFileA(path, GENERIC_READ, share, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+std::unique_ptr<File> OpenFile(Descriptor descriptor) {
+    return TakeOver(reinterpret_cast<HANDLE>(descriptor));  // NOLINT(performance-no-int-to-ptr)
 }
 
 void SetFileOpener(FileOpener opener) { fileOpener = opener; }
