@@ -1,6 +1,6 @@
-# The library: every source is compiled once; the shared and the static library are made of the same objects.
+# The library: every source is compiled once, except the exports. They are visible in the shared library and hidden in
+# the static one, so that a plugin that links it neither exports them again nor binds to those of another plugin.
 file(GLOB TORVA_SOURCES CONFIGURE_DEPENDS
-  ${PROJECT_SOURCE_DIR}/library/exports/*.cpp
   ${PROJECT_SOURCE_DIR}/library/core/*.cpp
   ${PROJECT_SOURCE_DIR}/library/platform/*.cpp
   ${PROJECT_SOURCE_DIR}/library/stream/*.cpp
@@ -11,35 +11,55 @@ else()
   list(FILTER TORVA_SOURCES EXCLUDE REGEX "/platform/Win32[^/]*$")
 endif()
 
-add_library(torva_objects OBJECT ${TORVA_SOURCES})
-torva_options(torva_objects)
-set_target_properties(torva_objects PROPERTIES
-  CXX_VISIBILITY_PRESET hidden
-  VISIBILITY_INLINES_HIDDEN ON)
-target_include_directories(torva_objects PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
-if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT WIN32)
-  # A unique symbol would keep the library in memory after dlclose.
-  target_compile_options(torva_objects PRIVATE -fno-gnu-unique)
-endif()
+file(GLOB TORVA_EXPORT_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/library/exports/*.cpp)
+
+# torva_object_library(TARGET SOURCES...)
+function(torva_object_library target)
+  add_library(${target} OBJECT ${ARGN})
+  torva_options(${target})
+  set_target_properties(${target} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+  # Failed allocations reach the call frame as exceptions, in hosts that do without them as well.
+  target_compile_options(${target} PRIVATE -fexceptions -Wsign-conversion)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT WIN32)
+    # A unique symbol would keep the library in memory after dlclose.
+    target_compile_options(${target} PRIVATE -fno-gnu-unique)
+  endif()
+endfunction()
+
+torva_object_library(torva_objects ${TORVA_SOURCES})
+torva_object_library(torva_exports_shared ${TORVA_EXPORT_SOURCES})
+torva_object_library(torva_exports_static ${TORVA_EXPORT_SOURCES})
+target_compile_definitions(torva_exports_static PRIVATE TORVA_API_STATIC)
+
+# SymFreeValue for hosts in C.
+add_library(TorvaValues STATIC ${PROJECT_SOURCE_DIR}/library/values/TorvaValues.cpp)
+torva_options(TorvaValues)
+add_library(TorvaAPI::TorvaValues ALIAS TorvaValues)
 
 function(torva_library target)
   torva_options(${target})
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_link_libraries(${target} INTERFACE TorvaValues)
   set_target_properties(${target} PROPERTIES OUTPUT_NAME TorvaAPI LINKER_LANGUAGE CXX)
   add_library(TorvaAPI::${target} ALIAS ${target})
 endfunction()
 
-add_library(TorvaAPIStatic STATIC $<TARGET_OBJECTS:torva_objects>)
+add_library(TorvaAPIStatic STATIC $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_exports_static>)
 torva_library(TorvaAPIStatic)
+target_compile_definitions(TorvaAPIStatic INTERFACE TORVA_API_STATIC)
 
 if(WIN32)
-  add_library(TorvaAPI SHARED $<TARGET_OBJECTS:torva_objects> ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.def)
+  add_library(TorvaAPI SHARED
+    $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_exports_shared> ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.def)
   torva_library(TorvaAPI)
   set_target_properties(TorvaAPI PROPERTIES PREFIX "")
   target_compile_definitions(TorvaAPI INTERFACE TORVA_API_SHARED)
-  # GNU's import library is no good for the Microsoft linker on 32 bits (SAFESEH); this one is good for both.
+  # GNU's import library is not accepted by the Microsoft linker on 32 bits (SAFESEH); this one works for both.
   find_program(LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14)
   if(LLVM_DLLTOOL)
     set(machine $<IF:$<EQUAL:${CMAKE_SIZEOF_VOID_P},8>,i386:x86-64,i386>)
@@ -50,19 +70,21 @@ if(WIN32)
         -d ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.def -l ${TORVA_MSVC_LIBRARY})
   endif()
   if(TORVA_HARDEN)
-    # What the stack protector calls is a library of its own there.
+    # The functions that the stack protector calls are in a library of their own there.
     target_link_options(TorvaAPIStatic INTERFACE -fstack-protector-strong)
   endif()
 else()
-  add_library(TorvaAPI SHARED $<TARGET_OBJECTS:torva_objects>)
+  add_library(TorvaAPI SHARED $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_exports_shared>)
   torva_library(TorvaAPI)
   set(versionScript ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.map)
+  # The file is named for the interface alone: what was built against one release finds that of the next.
   set_target_properties(TorvaAPI PROPERTIES
-    VERSION ${PROJECT_VERSION}
+    VERSION ${PROJECT_VERSION_MAJOR}
     SOVERSION ${PROJECT_VERSION_MAJOR}
     LINK_DEPENDS ${versionScript})
   target_link_options(TorvaAPI PRIVATE -Wl,--version-script=${versionScript})
-  if(NOT TORVA_SANITIZE)
+  # Left out where a sanitizer may be on: clang leaves its runtime's functions to the executable.
+  if(PROJECT_IS_TOP_LEVEL AND NOT "${TORVA_SANITIZE} ${CMAKE_CXX_FLAGS}" MATCHES "address|thread|undefined|fsanitize")
     target_link_options(TorvaAPI PRIVATE -Wl,-z,defs)
   endif()
 endif()

@@ -5,7 +5,9 @@ function(torva_options target)
     CXX_EXTENSIONS OFF
     C_EXTENSIONS OFF
     POSITION_INDEPENDENT_CODE ON)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow)
+  if(PROJECT_IS_TOP_LEVEL)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow)
+  endif()
   # gcc 12 sees overlaps in plain appends to std::string that cannot be.
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     target_compile_options(${target} PRIVATE -Wno-restrict)

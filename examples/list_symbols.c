@@ -3,7 +3,7 @@
 #include "TorvaAPI.h"
 #include "TorvaValues.h"
 
-/* Prints the fields that a call delivered and gives their values back. */
+/* Prints the fields that a call delivered and frees their values. */
 static void Print(SymFieldItem* items, int32_t count) {
     for (int32_t i = 0; i < count; ++i) {
         const int isText = items[i].tag == 7 && items[i].value != NULL;

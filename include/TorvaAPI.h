@@ -91,9 +91,12 @@
 
 #include <stdint.h>
 
-/* Define TORVA_API_SHARED when the host uses the library as a Windows DLL. */
+/* A host that uses the library as a Windows DLL defines TORVA_API_SHARED, one that links the static library
+ * defines TORVA_API_STATIC (the CMake targets and the pkg-config files do). */
 #if defined(_WIN32) && defined(TORVA_API_SHARED)
 #define TV_API __declspec(dllimport)
+#elif defined(__GNUC__) && !defined(_WIN32) && defined(TORVA_API_STATIC)
+#define TV_API __attribute__((visibility("hidden")))
 #elif defined(__GNUC__) && !defined(_WIN32)
 #define TV_API __attribute__((visibility("default")))
 #else

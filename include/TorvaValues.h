@@ -1,14 +1,15 @@
-/* How a host gives back the values of symbol fields (SymFieldItem). For C99 and C++.
+/* Frees the values of symbol fields (SymFieldItem). For C99 and C++.
  *
- * A value is a block from the library's array form of operator new. Which call gives such a block back
- * depends on the host:
- *   - C++ on POSIX, or with the static library on Windows: the array form of operator delete.
- *   - C on POSIX, or with the static library on Windows: free, since the C++ runtimes in use there take their
- *     memory from malloc. That does not hold in a program that replaces operator new; such a host calls
- *     SymFreeValue from a C++ file. (AddressSanitizer wants alloc_dealloc_mismatch=0 for it.)
- *   - Windows with TorvaAPI.dll (TORVA_API_SHARED): the DLL carries its C++ runtime within itself and takes
- *     its memory from the malloc of the system's msvcrt.dll, whatever the host was built with. The block goes
- *     to the free of that DLL. Who builds TorvaAPI.dll for another C runtime names it in TORVA_VALUE_RUNTIME.
+ * A value is a block from the library's `operator new[]`. How it is freed depends on the host; SymFreeValue
+ * does the right thing in each:
+ *   - C++, on POSIX or with the static library on Windows: `operator delete[]`, inline.
+ *   - C, on POSIX or with the static library on Windows: a function of the static library TorvaValues
+ *     (libTorvaValues.a), which calls `operator delete[]`. The CMake targets and the pkg-config files link
+ * it. By hand: cc host.c -lTorvaAPI -lTorvaValues -lstdc++. Never call free on a value: that is wrong as soon
+ *     as anything in the process replaces `operator new[]`, and under the address sanitizer.
+ *   - Windows with TorvaAPI.dll (TORVA_API_SHARED), C and C++: the DLL contains its own C++ runtime, which
+ *     allocates with the malloc of the system's msvcrt.dll, whatever the host was built with. The block goes
+ * to the free of that DLL. Whoever builds TorvaAPI.dll for another C runtime names it in TORVA_VALUE_RUNTIME.
  */
 #ifndef TORVA_VALUES_H
 #define TORVA_VALUES_H
@@ -26,13 +27,13 @@
 #ifndef TORVA_VALUE_RUNTIME
 #define TORVA_VALUE_RUNTIME "msvcrt.dll"
 #endif
-#elif !defined(__cplusplus)
-#include <stdlib.h>
 #endif
 
-/* Gives one value back. Null does nothing. */
-static inline void SymFreeValue(void* value) {
+/* Frees one value.
+ *   value  a value that a call delivered, not freed before; null does nothing
+ * Any thread may call it, without the library's lock, also after the file was closed. */
 #if defined(_WIN32) && defined(TORVA_API_SHARED)
+static inline void SymFreeValue(void* value) {
     /* The runtime stays loaded as long as TorvaAPI.dll does; a value that outlives the DLL is left to the
      * process. */
     typedef void(__cdecl * FreeFunction)(void*);
@@ -43,14 +44,16 @@ static inline void SymFreeValue(void* value) {
             release(value);
         }
     }
-#elif defined(__cplusplus)
-    ::operator delete[](value);
-#else
-    free(value);
-#endif
 }
+#elif defined(__cplusplus)
+static inline void SymFreeValue(void* value) { ::operator delete[](value); }
+#else
+void SymFreeValue(void* value);
+#endif
 
-/* Gives the values of count items back and clears the items. */
+/* Frees the values of the first count items and clears these items.
+ *   items  an array that tv_GetNextSymData or tv_GetAgainSymData filled with SYM_OK or SYM_MORE_DATA
+ *   count  the number of items that the call delivered; 0 or less does nothing */
 static inline void SymFreeItems(SymFieldItem* items, int32_t count) {
     int32_t i;
     for (i = 0; i < count; ++i) {

@@ -47,7 +47,7 @@ public:
         const u16* const lists = Keep(lengths, values);
         u32 added = 0;
         for (const u16 id : ids) {
-            added += present->Has(id) ? 0 : 1;
+            added += present->Has(id) ? 0U : 1U;
             present->Add(id);
             listsOf[id] = lists;
             smallest = std::min(smallest, id);

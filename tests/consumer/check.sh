@@ -22,8 +22,16 @@ by_cmake() {
         cat "$dir.log"
         return 1
     }
-    run_hosts "$dir"/TorvaAPI_c "$dir"/TorvaAPI_cpp "$dir"/TorvaAPIStatic_c "$dir"/TorvaAPIStatic_cpp
+    run_hosts $(find "$dir" -maxdepth 1 -name 'TorvaAPI*_*' | sort)
+    ! nm -D --defined-only "$dir/libplugin.so" | grep -E ' (tv_|SymFree)' || fail "exported again by a plugin"
 }
+
+fail() {
+    echo "$*"
+    return 1
+}
+
+needs_shared() { readelf -d "$1" | grep -q 'NEEDED.*libTorvaAPI'; }
 
 # by_pkg_config COMPILER-C COMPILER-CXX
 by_pkg_config() {
@@ -36,11 +44,15 @@ by_pkg_config() {
     "$1" "$here/host.c" -o "$dir/host_c" $flags
     # shellcheck disable=SC2086
     "$2" "$here/host.cpp" -o "$dir/host_cpp" $flags
-    # The static library by its name, with what pkg-config says stands behind it.
-    flags=$(pkg-config --static --cflags --libs torvaapi | sed 's/-lTorvaAPI/-l:libTorvaAPI.a/')
+    # shellcheck disable=SC2046
+    "$1" "$here/host.c" -o "$dir/static_c" $(pkg-config --cflags --libs torvaapi-static)
+    # shellcheck disable=SC2046
+    "$1" -static "$here/host.c" -o "$dir/whole_static_c" $(pkg-config --static --cflags --libs torvaapi)
+    # The address sanitizer wants each block freed by the operator that belongs to the one it came from.
     # shellcheck disable=SC2086
-    "$1" "$here/host.c" -o "$dir/static_c" $flags
-    run_hosts "$dir/host_c" "$dir/host_cpp" "$dir/static_c"
+    "$1" -fsanitize=address "$here/host.c" -o "$dir/asan_c" $flags
+    needs_shared "$dir/host_c" && ! needs_shared "$dir/static_c" || fail "torvaapi-static does not link libTorvaAPI.a"
+    run_hosts "$dir"/*_c "$dir"/*_cpp
 }
 
 if command -v ccache >/dev/null; then
@@ -58,5 +70,13 @@ for pair in "${compilers[@]}"; do
     by_cmake "package-$c" "$c" "$cxx" -DHOW=package -DCMAKE_PREFIX_PATH="$prefix"
     ! command -v pkg-config >/dev/null || by_pkg_config "$c" "$cxx"
 done
-by_cmake subdirectory gcc g++ -DHOW=subdirectory -DTORVA_SOURCE="$source"
-by_cmake fetch gcc g++ -DHOW=fetch -DTORVA_SOURCE="$source"
+by_cmake package-c-alone gcc g++ -DHOW=package -DCMAKE_PREFIX_PATH="$prefix" -DLANGUAGES=C
+by_cmake subdirectory gcc g++ -DHOW=subdirectory -DTORVA_SOURCE="$source" \
+    -DHOST_FLAGS="-Wall -Wextra -Wsign-conversion -Wshadow -Werror"
+sanitized=(gcc g++)
+! command -v clang++ >/dev/null || sanitized=(clang clang++)
+by_cmake fetch "${sanitized[@]}" -DHOW=fetch -DTORVA_SOURCE="$source" -DHOST_FLAGS="-fsanitize=address -fno-exceptions"
+# Without TORVA_INSTALL the host installs what it exports and nothing of the library.
+cmake --install "$work/fetch" --prefix "$work/host" >/dev/null
+[ ! -e "$work/host/include/TorvaAPI.h" ] && [ -e "$work/host/lib/cmake/Consumer/ConsumerTargets.cmake" ] ||
+    fail "installed with the host: $(find "$work/host")"
