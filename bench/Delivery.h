@@ -9,9 +9,6 @@
 
 namespace bench {
 
-inline constexpr std::uint8_t kPayload[10] = {0, 1, 1, 4, 2, 4, 8, 0, 4, 3};
-inline constexpr std::uint8_t kBlock[10] = {0, 1, 1, 4, 2, 4, 8, 0, 11, 9};
-
 // Fields of the caller, handed to `sink` and freed when the array is full. Of each the value is a block of
 // its own.
 template <class Sink>
@@ -21,7 +18,8 @@ public:
 
     void Add(std::uint16_t id, std::uint8_t tag, const std::uint8_t* payload, std::size_t size) {
         if (count == kItems) Flush();
-        auto* const block = new (std::nothrow) std::uint8_t[tag == 7 ? size : kBlock[tag]];
+        auto* const block =
+            new (std::nothrow) std::uint8_t[tag == torva::kTextTag ? size : torva::BlockSize(tag)];
         if (block != nullptr) std::memcpy(block, payload, size);
         items[count++] = {id, tag, block};
     }

@@ -122,7 +122,7 @@ private:
         for (const std::uint8_t* const end = Enter(1); p < end;) {
             const auto id = Take<std::uint16_t>();
             const auto tag = Take<std::uint8_t>();
-            const std::size_t size = tag == 7 ? TextSize(p) : kPayload[tag];
+            const std::size_t size = tag == 7 ? TextSize(p) : torva::PayloadWidth(tag);
             tables.AddDefault(id, tag, p, size);
             p += size;
         }
@@ -141,7 +141,7 @@ private:
             while (p < recordEnd) {
                 const auto id = Take<std::uint16_t>();
                 const auto tag = Take<std::uint8_t>();
-                const std::size_t size = tag == 7 ? TextSize(p) : kPayload[tag];
+                const std::size_t size = tag == 7 ? TextSize(p) : torva::PayloadWidth(tag);
                 if (tables.Own(id)) delivery.Add(id, tag, p, size);
                 p += size;
             }
@@ -187,9 +187,7 @@ private:
             while (p < groupEnd) {
                 field.id = Take<std::uint16_t>();
                 field.tag = Take<std::uint8_t>();
-                const std::size_t size = field.tag == 7   ? TextSize(p)
-                                         : field.tag < 10 ? kPayload[field.tag]
-                                                          : 0;
+                const std::size_t size = field.tag == 7 ? TextSize(p) : torva::PayloadWidth(field.tag);
                 std::memcpy(room, p, size);
                 p += size;
                 field.size = static_cast<std::uint32_t>(size);

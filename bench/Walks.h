@@ -7,6 +7,7 @@
 
 #include "TorvaAPI.h"
 #include "TorvaValues.h"
+#include "format/Fields.h"
 #include "reference/LibraryReader.h"
 #include "reference/PlainReader.h"
 
@@ -18,9 +19,8 @@ constexpr std::uint32_t kTextSize = 256;
 
 // Bytes of a symbol field's value that have a meaning.
 inline std::size_t ValueBytes(const SymFieldItem& item) {
-    constexpr std::uint8_t kBytes[10] = {0, 1, 1, 4, 2, 4, 8, 0, 4, 3};
-    if (item.tag == 7) return std::strlen(static_cast<const char*>(item.value)) + 1;
-    return item.tag < 10 ? kBytes[item.tag] : 0;
+    if (item.tag == torva::kTextTag) return std::strlen(static_cast<const char*>(item.value)) + 1;
+    return torva::PayloadWidth(item.tag);
 }
 
 // Sums up all that a walk delivers; two walks that deliver the same have the same sum.

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <type_traits>
 
+#include "format/Fields.h"
 #include "reference/LibraryReader.h"
 
 namespace driver {
@@ -75,8 +76,8 @@ public:
         auto* block = static_cast<char*>(item->value);
         if (block == nullptr || block == Untouched()) return;
         if (result == SYM_OK || result == SYM_MORE_DATA || result == SYM_ERR_BUFFER_TOO_SMALL) {
-            static constexpr size_t kBlock[10] = {0, 1, 1, 4, 2, 4, 8, 0, 11, 9};
-            behind.append(block, item->tag == 7 ? strlen(block) + 1 : kBlock[item->tag % 10]);
+            behind.append(block,
+                          item->tag == torva::kTextTag ? strlen(block) + 1 : torva::BlockSize(item->tag));
             delete[] reinterpret_cast<uint8_t*>(block);
         }
         Mark(reinterpret_cast<uint8_t*>(item) + offsetof(SymFieldItem, value));

@@ -508,11 +508,6 @@ void EmitFile(Emitter& out, const File& file) {
 WriteError::WriteError(const std::string& place, const std::string& message)
     : std::runtime_error(place.empty() ? message : place + ": " + message), where(place) {}
 
-std::size_t PayloadWidth(std::uint8_t tag) {
-    static constexpr std::uint8_t kWidths[10] = {0, 1, 1, 4, 2, 4, 8, 0, 4, 3};
-    return tag < 10 ? kWidths[tag] : 0;
-}
-
 Field TextField(std::uint16_t id, std::string text) { return {id, kTextTag, std::move(text)}; }
 
 Field NumberField(std::uint16_t id, std::uint8_t tag, std::uint64_t number) {

@@ -18,6 +18,8 @@
 #include <variant>
 #include <vector>
 
+#include "format/Fields.h"
+
 namespace symwrite {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -43,10 +45,8 @@ struct Field {
     bool operator==(const Field&) const = default;
 };
 
-constexpr std::uint8_t kTextTag = 7;
-
-// Bytes of the payload of a tag; 0 for the text tag, whose length is its own, and for tags without payload.
-std::size_t PayloadWidth(std::uint8_t tag);
+using torva::kTextTag;
+using torva::PayloadWidth;
 
 Field TextField(std::uint16_t id, std::string text);
 // The low bytes of `number`, as many as the tag's payload has; throws std::invalid_argument for a tag without

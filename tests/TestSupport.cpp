@@ -60,7 +60,6 @@ std::string WalkOn(i32 initial, const std::function<std::string()>& next) {
 }
 
 std::string TakeItems(i32 result, const std::vector<SymFieldItem>& items, const i32& count) {
-    static constexpr std::size_t kBlockSizes[] = {0, 1, 1, 4, 2, 4, 8, 0, 11, 9};
     std::string text = Name(result);
     const bool handedOver = result == SYM_OK || result == SYM_MORE_DATA || result == SYM_ERR_BUFFER_TOO_SMALL;
     if (!handedOver) return count > 0 ? text + " (" + std::to_string(count) + ")" : text;
@@ -69,10 +68,10 @@ std::string TakeItems(i32 result, const std::vector<SymFieldItem>& items, const 
         text += " " + std::to_string(item.id) + ":";
         if (item.value == nullptr) {
             text += "-";
-        } else if (item.tag == symwrite::kTextTag) {
+        } else if (item.tag == kTextTag) {
             text += "'" + std::string(static_cast<const char*>(item.value)) + "'";
         } else {
-            text += Hex(item.value, item.tag < std::size(kBlockSizes) ? kBlockSizes[item.tag] : 0);
+            text += Hex(item.value, BlockSize(item.tag));
         }
         FreeValue(item.value);
     }

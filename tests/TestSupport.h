@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "TorvaAPI.h"
-#include "format/Types.h"
+#include "format/Fields.h"
 #include "symwrite/SymFileWriter.h"
 
 namespace torva::test {

@@ -1,17 +1,8 @@
-// Typed fields, the way in which sections 1, 2 and 6 carry their data:
-//
-//   0   u16   id
-//   2   u8    tag
-//   3         payload: 1 byte for tags 1 and 2; 4 for 3, 5 and 8; 2 for 4; 8 for 6; 3 for 9; a text for 7;
-//   none for
-//             every other tag, which is a null value
-//
-// Ids and payloads have no meaning here: they are compared and moved.
-
-#include "library/core/TypedFields.h"
+// Reads typed fields, whose layout is in format/Fields.h.
 
 #include <cstring>
 
+#include "format/Fields.h"
 #include "library/core/SymFile.h"
 
 namespace torva {

@@ -15,8 +15,8 @@
 #include <cstring>
 #include <new>
 
+#include "format/Fields.h"
 #include "library/core/SymFile.h"
-#include "library/core/TypedFields.h"
 
 namespace torva {
 namespace {

@@ -9,79 +9,6 @@
 
 namespace tvsym {
 
-namespace {
-
-using enum ColumnKind;
-
-Level Fields() { return {"fields", {{"id", Number}, {"tag", Number}, {"value", Field}}}; }
-
-SectionInfo Names(u16 id, const char* name, const char* title) {
-    return {id, name, title, {{"elements", {{"id", Number}, {"name", Text}}}}};
-}
-
-std::vector<SectionInfo> MakeSections() {
-    const Level twoTexts = {"elements", {{"id", Number}, {"text1", Text}, {"text2", Text}}};
-    return {
-        {1, "default-fields", "default fields", {Fields()}},
-        {2, "symbols", "symbols", {{"symbols", {{"symbol", Text}}}, Fields()}},
-        {3, "jump-prices", "jump prices", {{"groups", {{"id", Number}}}, {"records", {{"record", Bytes}}}}},
-        {4, "broker-info", "broker info", {{"records", {{"record", Bytes}}}}},
-        {6, "eidr-quick-groups", "Eidr quick groups", {{"groups", {{"name", Text}}}, Fields()}},
-        {7, "eidr-sections", "Eidr sections", {twoTexts}},
-        {8,
-         "level2-sections",
-         "level-2 sections",
-         {{"groups", {{"id", Number}}}, {"items", {{"lead", Number}, {"text1", Text}, {"text2", Text}}}}},
-        Names(9, "fund-companies", "fund companies"),
-        Names(10, "eidr-countries", "Eidr countries"),
-        {11, "section-groups", "section groups", {{"groups", {{"id", Number}, {"members", List}}}}},
-        Names(12, "issue-companies", "issue companies"),
-        {13,
-         "objects",
-         "objects",
-         {{"types", {{"type", Number}}},
-          {"sources", {{"source", Text}}},
-          {"symbols", {{"byte", Number}, {"symbol", Text}}},
-          {"data", {{"byte", Number}, {"data", Text}}}}},
-        {14,
-         "foreign-trade",
-         "foreign trade",
-         {{"heads", {{"id", Number}, {"name", Text}}},
-          {"items", {{"tag", Number}}},
-          {"names", {{"name", Text}}}}},
-        {15,
-         "global-related",
-         "global related",
-         {{"heads", {{"id", Number}}}, {"lists", {}}, {"items", {{"tag", Number}, {"name", Text}}}}},
-        {16, "exchanges", "exchanges", {twoTexts}},
-        {17, "real-delay", "real-delay mapping", {{"pairs", {{"first", Number}, {"second", Number}}}}},
-        {18,
-         "level2-eod-items",
-         "level-2 EOD item definitions",
-         {{"definitions", {{"id", Number}, {"first", List}, {"second", List}, {"third", List}}}}},
-        Names(19, "fund-main-names", "fund main names"),
-        Names(20, "futures-sections", "futures sections V2"),
-        {21, "exchange-support", "exchange support", {{"entries", {{"id", Number}, {"items", List}}}}},
-        Names(22, "futures-class-types", "futures class types"),
-    };
-}
-
-}  // namespace
-
-std::span<const SectionInfo> AllSections() {
-    static const std::vector<SectionInfo> sections = MakeSections();
-    return sections;
-}
-
-const SectionInfo* FindSection(u16 id) {
-    for (const SectionInfo& section : AllSections()) {
-        if (section.id == id) {
-            return &section;
-        }
-    }
-    return nullptr;
-}
-
 const SectionInfo* FindSection(std::string_view text) {
     u16 id = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
@@ -90,12 +17,8 @@ const SectionInfo* FindSection(std::string_view text) {
     }
     std::string name(text);
     std::replace(name.begin(), name.end(), '_', '-');
-    for (const SectionInfo& section : AllSections()) {
-        if (name == section.name || text == section.title) {
-            return &section;
-        }
-    }
-    return nullptr;
+    const SectionInfo* section = torva::FindSectionNamed(name);
+    return section ? section : torva::FindSectionNamed(text);
 }
 
 std::string Singular(std::string_view plural) {

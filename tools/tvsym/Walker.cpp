@@ -6,6 +6,8 @@
 #include <array>
 #include <cmath>
 
+#include "format/Results.h"
+#include "tools/tvsym/Sections.h"
 #include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
@@ -16,22 +18,8 @@ constexpr u64 kRowsBetweenProgress = 1024;     // a look at the clock costs more
 constexpr size_t kProblemsOfOneSection = 100;  // a section of nonsense says enough with that
 
 std::string ResultText(i32 result) {
-    switch (result) {
-        case SYM_ERR_READ:
-            return "the data ends inside an element";
-        case SYM_ERR_FORMAT:
-            return "sizes disagree: an element goes past the end that its record or section announces";
-        case SYM_ERR_PARAM:
-            return "expected a shorter text; this one is longer than readers of this section take";
-        case SYM_ERR_BUFFER_TOO_SMALL:
-            return "a text does not end within the file";
-        case SYM_ERR_NO_SECTION:
-            return "the section is not found";
-        case SYM_ERR_NO_MEMORY:
-            return "not enough memory";
-        default:
-            return fmt::format("unexpected result {}", result);
-    }
+    const torva::ResultCode* code = torva::FindResult(result);
+    return code && code->damage ? code->damage : fmt::format("unexpected result {}", result);
 }
 
 Cell Number(u64 number) {

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <map>
 
-#include "TorvaAPI.h"
+#include "format/Results.h"
 #include "tools/tvsym/Findings.h"
 #include "tools/tvsym/SectionScan.h"
 #include "tools/tvsym/commands/Commands.h"
@@ -143,25 +143,10 @@ Readings ReadAll(const std::shared_ptr<const InputFile>& file, ReadMode mode, Pr
     return readings;
 }
 
-const char* ResultWords(i32 result) {
-    switch (result) {
-        case SYM_ERR_PARAM:
-            return "SYM_ERR_PARAM (a text is longer than they have room for)";
-        case SYM_END_OF_DATA:
-            return "SYM_END_OF_DATA (the data ends early)";
-        case SYM_ERR_NO_MEMORY:
-            return "SYM_ERR_NO_MEMORY (an allocation failed)";
-        case SYM_ERR_BUFFER_TOO_SMALL:
-            return "SYM_ERR_BUFFER_TOO_SMALL (a text or value that does not end, or does not fit)";
-        case SYM_ERR_FORMAT:
-            return "SYM_ERR_FORMAT (counts and sizes disagree)";
-        case SYM_ERR_NO_SECTION:
-            return "SYM_ERR_NO_SECTION (the section is not found)";
-        case SYM_ERR_READ:
-            return "SYM_ERR_READ (the data ends inside an element, or a text has no room)";
-        default:
-            return "an unexpected result";
-    }
+// "SYM_ERR_READ (the data ends inside an element, or a text has no room)"
+std::string ResultWords(i32 result) {
+    const torva::ResultCode* code = torva::FindResult(result);
+    return code ? fmt::format("{} ({})", code->name, code->meaning) : "an unexpected result";
 }
 
 // "3 heads, 5 items, 9 names, then SYM_ERR_READ (...)"

@@ -110,16 +110,6 @@ Cell TakeCell(std::string_view& from, ColumnKind kind) {
     return cell;
 }
 
-// How many columns of a level tell its rows apart. An element with an id is the same one whatever else it
-// holds; below that, rows are what they hold. A level without columns is told by its place within the row
-// above.
-size_t KeyColumns(const SectionInfo& section, size_t level) {
-    const std::vector<Column>& columns = section.levels[level].columns;
-    const bool fields = !columns.empty() && columns.back().kind == ColumnKind::Field;
-    const bool named = level == 0 && section.id != 4 && section.id != 17;
-    return fields || named ? 1 : columns.size();
-}
-
 // ---- one file as records
 
 struct Side {
@@ -184,8 +174,8 @@ private:
         std::vector<u64> counts(section.levels.size() + 1);
         return reader.WalkSection(section.id, [&](size_t level, std::span<const Cell> cells) {
             key.resize(ends[level]);
-            const std::vector<Column>& columns = section.levels[level].columns;
-            const size_t keyColumns = KeyColumns(section, level);
+            const auto& columns = section.levels[level].columns;
+            const size_t keyColumns = section.levels[level].KeyColumns();
             if (columns.empty()) {
                 PutNumber(key, ++counts[level], 4);
             }
@@ -614,19 +604,19 @@ private:
         const size_t depth = static_cast<u8>(present[0]);
         u16 field = 0;
         for (size_t level = 0; level <= depth; ++level) {
-            const std::vector<Column>& columns = section.levels[level].columns;
+            const auto& columns = section.levels[level].columns;
             if (columns.empty()) {
                 difference.path.emplace_back(section.levels[level].name,
                                              fmt::format("{}", TakeNumber(key, 4)));
             }
-            for (size_t at = 0; at < KeyColumns(section, level); ++at) {
+            for (size_t at = 0; at < section.levels[level].KeyColumns(); ++at) {
                 const Cell cell = TakeCell(key, columns[at].kind);
                 field = static_cast<u16>(cell.number);
                 difference.path.emplace_back(columns[at].name, CellValue(columns[at].kind, cell));
             }
         }
-        const std::vector<Column>& columns = section.levels[depth].columns;
-        const size_t first = KeyColumns(section, depth);
+        const auto& columns = section.levels[depth].columns;
+        const size_t first = section.levels[depth].KeyColumns();
         std::string_view from[2] = {old.substr(old.empty() ? 0 : 1), now.substr(now.empty() ? 0 : 1)};
         if (first < columns.size() && columns.back().kind == ColumnKind::Field) {
             difference.values.push_back(FieldRow(field, from));

@@ -30,7 +30,7 @@ struct Section {
 std::vector<std::string> Choices(const std::string& command, const std::string& option) {
     if (option == "--section") {
         std::vector<std::string> names;
-        for (const SectionInfo& section : AllSections()) {
+        for (const SectionInfo& section : torva::kSections) {
             names.emplace_back(section.name);
         }
         return names;

@@ -106,7 +106,7 @@ std::vector<u16> SectionIds(const std::vector<std::string>& namesOrIds) {
         const SectionInfo* section = FindSection(std::string_view(text));
         if (!section) {
             std::vector<std::string> names;
-            for (const SectionInfo& known : AllSections()) {
+            for (const SectionInfo& known : torva::kSections) {
                 names.emplace_back(known.name);
             }
             throw ToolError(kExitUsage,

@@ -376,7 +376,7 @@ std::vector<SectionFile> KnownFiles(const std::filesystem::path& folder) {
         if (stem.starts_with(kNumbered)) {
             id = ParseNumber(std::string_view(stem).substr(kNumbered.size())).value_or(kNone);
         }
-        for (const SectionInfo& section : AllSections()) {
+        for (const SectionInfo& section : torva::kSections) {
             id = section.name == stem ? section.id : id;
         }
         if (entry.path().extension() == ".csv" && id <= UINT16_MAX) {

@@ -119,11 +119,9 @@ private:
     std::map<std::vector<std::vector<u16>>, size_t> groupOf;
 };
 
-SectionInfo WithGroups(u16 id) {
+SectionInfo AsStored(u16 id) {
     SectionInfo section = *FindSection(id);
-    std::erase_if(section.levels[0].columns,
-                  [](const Column& column) { return column.kind != ColumnKind::List; });
-    section.levels.push_back({"ids", {{"id", ColumnKind::Number}}});
+    section.levels = section.stored;
     return section;
 }
 
@@ -146,8 +144,8 @@ StoredFile StoredSections(const RawFile& raw, const std::vector<u16>& wanted) {
 }
 
 const SectionInfo& StoredForm(u16 id) {
-    static const SectionInfo eodItems = WithGroups(18);
-    static const SectionInfo exchangeSupport = WithGroups(21);
+    static const SectionInfo eodItems = AsStored(18);
+    static const SectionInfo exchangeSupport = AsStored(21);
     return id == 18 ? eodItems : id == 21 ? exchangeSupport : *FindSection(id);
 }
 
