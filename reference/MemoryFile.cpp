@@ -19,7 +19,7 @@ int openFiles = 0;
 
 class MemoryFile : public torva::platform::File {
 public:
-    explicit MemoryFile(const std::vector<uint8_t>& content) : bytes(content) {
+    explicit MemoryFile(const std::vector<uint8_t>& content) : unchanged(content) {
         operations = 0;
         ++openFiles;
     }
@@ -27,6 +27,7 @@ public:
 
     bool ReadAt(torva::u64 position, void* dst, torva::u32 size, torva::u32& got) override {
         got = 0;
+        const std::vector<uint8_t>& bytes = Bytes();
         const Kind fault = NextFault();
         const bool bad = position < plan.badEnd && position + size > plan.badBegin;
         if (fault == Kind::kFail || bad) {
@@ -41,6 +42,7 @@ public:
         return true;
     }
     bool Size(torva::u64& size) override {
+        const std::vector<uint8_t>& bytes = Bytes();
         const Kind fault = NextFault();
         if (fault == Kind::kFail) return false;
         size = fault == Kind::kShort ? bytes.size() / 2 : bytes.size();
@@ -48,6 +50,10 @@ public:
     }
 
 private:
+    const std::vector<uint8_t>& Bytes() const {
+        return plan.changed != nullptr && operations >= plan.changedFrom ? *plan.changed : unchanged;
+    }
+
     static Kind NextFault() {
         const uint64_t operation = operations++;
         const bool hit = operation == plan.first || (plan.andAllBehind && operation > plan.first);
@@ -56,7 +62,7 @@ private:
         return plan.kind;
     }
 
-    const std::vector<uint8_t>& bytes;
+    const std::vector<uint8_t>& unchanged;
 };
 
 std::unique_ptr<torva::platform::File> Open(const char* /*path*/) {

@@ -14,6 +14,9 @@ struct Plan {
     bool andAllBehind = false;
 
     uint64_t badBegin = 0, badEnd = 0;  // reads that want one of these bytes fail
+
+    const std::vector<uint8_t>* changed = nullptr;  // the file's bytes from operation `changedFrom` on
+    uint64_t changedFrom = 0;
 };
 
 // While this lives, every path opens as `bytes`, which must outlive the open files.

@@ -12,6 +12,7 @@
 #include "symwrite/RandomFile.h"
 #include "symwrite/SymFileWriter.h"
 #include "tests/Allocations.h"
+#include "tests/TestSupport.h"
 
 namespace {
 
@@ -240,6 +241,129 @@ TEST_F(FaultSweep, Allocations) {
             }
         }
     }
+}
+
+// The per-call arena with room for 0 to 16 bytes more, and a field of each tag there, cut off at every
+// length.
+TEST_F(FaultSweep, ArenaEdge) {
+    using namespace torva::test;
+    constexpr std::size_t kArenaRoom = kLeastBudget - 4;
+    const std::vector<std::vector<uint16_t>> filters = {{}, {1, 2}, {0, 1, 2}};
+    for (uint8_t tag = 0; tag <= 10; ++tag) {
+        constexpr std::size_t kWidths[] = {0, 1, 1, 4, 2, 4, 8, 3, 4, 3, 0};
+        const Bytes field = U16(2) + U8(tag) + Fill(kWidths[tag], 'v') + (tag == 7 ? U8(0) : Bytes{});
+        for (std::size_t room = 0; room <= 16; ++room) {
+            const Bytes filler = U16(1) + U8(7) + Text(std::string(kArenaRoom - room - 2, 'f'));
+            const Bytes record = Text("S") + filler + field;
+            const Bytes whole = FileOf({RawSection(2, U32(record.size()) + record)});
+            for (std::size_t cut = 0; cut <= field.size(); ++cut) {
+                const Bytes file = symwrite::CutAt(whole, whole.size() - cut);
+                for (const std::vector<uint16_t>& ids : filters) {
+                    for (const bool wholeFile : {false, true}) {
+                        driver::Pair pair(file, {wholeFile, kLeastBudget, 0, 0, ids});
+                        for (const driver::Op op : {driver::Op::kNextSym, driver::Op::kAgainSym}) {
+                            pair.Step({op, {8, 9, 0}, 0, 0});
+                        }
+                        ASSERT_EQ(pair.Difference(), "") << "tag " << int{tag} << ", room " << room
+                                                         << ", cut by " << cut << ", ids " << ids.size();
+                        ++faults;
+                    }
+                }
+            }
+        }
+    }
+}
+
+// A call allocates its values and nothing else, however often a record repeats a default field. One value for
+// which there is no memory is null; the tails of earlier values show it all the same.
+TEST_F(FaultSweep, ValuesWithoutMemory) {
+    using namespace torva::test;
+    constexpr int32_t kFields = 100;
+    const Bytes group = U16(3) + U8(8) + U32(0x44332211) + U16(3) + U8(9) + Fill(3, 'e') + U16(3) + U8(7) +
+                        Text("abcdef") + U16(3) + U8(1) + U8(9);
+    Bytes record = Text("S");
+    for (int i = 0; i < kFields / 4; ++i) record = record + group;
+    const Bytes defaults = U16(3) + U8(1) + U8(1);
+    const Bytes file =
+        FileOf({RawSection(1, U32(defaults.size()) + defaults), RawSection(2, U32(record.size()) + record)});
+    std::vector<std::string> lossless;
+    torva::test::allocations::failsNow = FailsNow;
+    for (int64_t n = 1000; n >= 0; n = n == 1000 ? kFields - 1 : n - 1) {
+        const memoryfile::Scope scope(file);
+        ASSERT_EQ(Open(""), 1);
+        SymFieldItem items[kFields + 1] = {};
+        char text[2];
+        int32_t count = 0;
+        allocationsUntilFailure = n;
+        driver::insideLibrary = true;
+        EXPECT_EQ(tv_GetNextSymData(1, text, 1, &count, items, kFields + 1), SYM_OK);
+        driver::insideLibrary = false;
+        ASSERT_EQ(count, kFields);
+        if (n == 1000) {
+            EXPECT_EQ(n - allocationsUntilFailure, kFields);
+        }
+        constexpr std::size_t kSizes[] = {11, 9, 7, 1};
+        for (int32_t i = 0; i < count; ++i) {
+            const auto* value = static_cast<const char*>(items[i].value);
+            const std::string shown = value == nullptr ? "" : std::string(value, kSizes[i % 4]);
+            if (n == 1000) {
+                lossless.push_back(shown);
+            } else {
+                EXPECT_EQ(shown, i == n ? "" : lossless[static_cast<std::size_t>(i)])
+                    << "item " << i << " without memory for item " << n;
+            }
+            FreeValue(items[i].value);
+        }
+        tv_CloseSymFile(1);
+    }
+    torva::test::allocations::failsNow = nullptr;
+}
+
+// The file is another one from any read on.
+TEST_F(FaultSweep, AFileThatChanges) {
+    using namespace torva::test;
+    const Bytes file = SpreadFile(70000, 60, 150);
+    const Bytes others[] = {SpreadFile(70000, 60, 149), SpreadFile(69999, 60, 150),
+                            symwrite::CutAt(file, file.size() / 2), Bytes{}};
+    for (const bool wholeFile : {false, true}) {
+        const Trial lossless = OpenAndWalk(file, wholeFile, {});
+        for (const Bytes& other : others) {
+            for (uint64_t n = 0; n < lossless.operations; ++n) {
+                Plan plan;
+                plan.changed = &other;
+                plan.changedFrom = n;
+                const int64_t blocks = liveBlocks;
+                ExpectNothingLost(file, wholeFile, OpenAndWalk(file, wholeFile, plan), lossless,
+                                  "changed at operation " + std::to_string(n));
+                if (HasFatalFailure()) return;
+                ASSERT_EQ(liveBlocks, blocks) << "operation " << n;
+                ++faults;
+            }
+        }
+    }
+    // Section 1 changes between its two passes, to one of the same need whose last text finds no room.
+    const auto withDefaults = [](const Bytes& last) {
+        const Bytes fields = U16(1) + U8(7) + Text(std::string(70000, 'x')) + last;
+        return FileOf({RawSection(2, U32(1) + Text("")), RawSection(1, U32(fields.size()) + fields)});
+    };
+    const Bytes measured = withDefaults(U16(2) + U8(1) + U8(1) + U16(3) + U8(1) + U8(2));
+    const Bytes stored = withDefaults(U16(2) + U8(7) + Text(std::string(18, 'y')));
+    uint64_t opened = 0;
+    for (uint64_t n = 0; n < 12; ++n) {
+        Plan plan;
+        plan.changed = &stored;
+        plan.changedFrom = n;
+        const memoryfile::Scope scope(measured, plan);
+        if (Open("", {0, 300000}) != 1) continue;
+        SymFieldItem items[4] = {};
+        int32_t count = 0;
+        char text = 1;
+        EXPECT_EQ(tv_GetNextSymData(1, &text, 0, &count, items, 4), SYM_OK);
+        if (count == 2 && items[1].tag == 7 && items[1].value == nullptr) ++opened;
+        for (const SymFieldItem& item : items) FreeValue(item.value);
+        tv_CloseSymFile(1);
+    }
+    EXPECT_GT(opened, 0U);
 }
 
 }  // namespace

@@ -32,13 +32,12 @@ bool SymFile::LoadDefaultFields(bool store, u64& need) {
         if (store) {
             TempData& values = defaults.arena;
             SymFieldItem item;
-            i32 size = 0;
-            const i32 result = ReadField(&item, &size, values.Next(), values.MaxText());
+            u32 size = 0;
+            const i64 result = ReadField(&item, &size, values.Next(), values.MaxText());
             if (result < 0) return false;
-            taken = static_cast<u32>(result);
+            taken = static_cast<u64>(result);
             if (defaults.used < defaults.capacity) {
-                const u32 length = static_cast<u32>(size);
-                defaults.Append(item.id, item.tag, values.Fits(length) ? values.Place(length) : nullptr);
+                defaults.Append(item.id, item.tag, values.Fits(size) ? values.Place(size) : nullptr);
             }
         } else {
             taken = SkipField();

@@ -274,7 +274,7 @@ private:
     }
 
     // --- Typed fields (core/TypedFields.cpp)
-    i32 ReadField(SymFieldItem* item, i32* size, u8* dst, i32 max);
+    i64 ReadField(SymFieldItem* item, u32* size, u8* dst, i32 max);
     u64 SkipField();
     i32 ReadFieldValue(SymFieldBuffer* target, u32* taken);
 
@@ -289,7 +289,8 @@ private:
     i32 ReadOwnField(i32* count, SymFieldItem* items);
     i32 AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems);
     void ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItems);
-    static void FillTails(i32 count, SymFieldItem* items);
+    void FillTails(i32 count, SymFieldItem* items) const;
+    void DropValuesInArena(i32 count, SymFieldItem* items) const;
     void TakeBackValues(i32 count, SymFieldItem* items);
 
     // --- Shared walks of the sections
@@ -323,6 +324,7 @@ private:
     u32 recordConsumed = 0;  // bytes of the current symbol record, text and fields
     u32 defaultCount = 0;    // default fields walked by the last pass over section 1
     bool defaultsPhase = false;
+    bool valuesInArena = false;  // of the running call: an item's value is in the arena, for lack of memory
 
     u8 jumpGroupCount = 0;
     u16 jumpRecordCount = 0;

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <new>
@@ -56,14 +58,16 @@ public:
     // there.
     u8* Next() const { return pos + 1; }
     i32 MaxText() const {
-        constexpr i64 kMost = std::numeric_limits<i32>::max() - 16;  // so that a whole field fits an i32
+        constexpr i64 kMost = std::numeric_limits<i32>::max();
         return static_cast<i32>(std::min(static_cast<i64>(Room()) - 1, kMost));
     }
 
     bool Fits(u32 n) const { return Room() > n; }
 
-    // Keeps the `n` bytes written at Next(). The gap behind them is 0 whatever was read over it before.
+    // Keeps the `n` bytes written at Next(), for which there is room. The gap after them is 0 whatever was
+    // read over it before.
     u8* Place(u32 n) {
+        assert(Fits(n));
         u8* const value = pos + 1;
         pos += std::size_t{n} + 1;
         *pos = 0;
@@ -71,7 +75,22 @@ public:
     }
 
     // Gives up `n` bytes of room without placing anything there.
-    void Use(std::size_t n) { pos += n; }
+    void Use(std::size_t n) {
+        assert(n <= Room());
+        pos += n;
+    }
+
+    // Moves the write position back to the start and keeps the bytes.
+    void Rewind() { pos = base; }
+
+    // Whether `value` points into what is in use; then HeldFrom(value) is the number of bytes in use from it
+    // on.
+    bool Holds(const void* value) const {
+        return std::greater_equal<const void*>()(value, base) && std::less<const void*>()(value, pos);
+    }
+    std::size_t HeldFrom(const void* value) const {
+        return static_cast<std::size_t>(pos - static_cast<const u8*>(value));
+    }
 
     // The write position: everything placed lies ahead of it. TakeBack(mark) gives up what was placed behind
     // `mark`.

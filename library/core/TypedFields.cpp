@@ -7,36 +7,34 @@
 
 namespace torva {
 
-// Reads a whole field. Gives the bytes that it took, *size those of its payload; fewer than 3 mean that the
+// Reads a whole field. Returns the bytes that it took, *size those of its payload; fewer than 3 mean that the
 // data ended. A payload that does not fit `max` is taken from the source all the same:
 // SYM_ERR_BUFFER_TOO_SMALL, *size the bytes taken, header included (of a text cut off, the bytes that a text
 // too long would have taken).
-i32 SymFile::ReadField(SymFieldItem* item, i32* size, u8* dst, i32 max) {
+i64 SymFile::ReadField(SymFieldItem* item, u32* size, u8* dst, i32 max) {
     *item = {};
     *size = 0;
     FieldHeader header{};
     const u32 headerGot = source.ReadBytes(&header, sizeof header).got;
-    if (headerGot < sizeof header) return static_cast<i32>(headerGot);
+    if (headerGot < sizeof header) return headerGot;
     item->id = header.id;
     item->tag = header.tag;
     if (header.tag == kTextTag) {
-        u32 length = 0;
-        const i32 result = source.ReadTextToArena(dst, max, &length);
+        const i32 result = source.ReadTextToArena(dst, max, size);
         if (result != SYM_OK) {
-            *size = static_cast<i32>(length + sizeof header);
+            *size += static_cast<u32>(sizeof header);
             return result;
         }
-        *size = static_cast<i32>(length);
     } else {
         u8 scratch[kMostPayload] = {};
-        *size = static_cast<i32>(source.ReadBytes(scratch, PayloadWidth(header.tag)).got);
-        if (*size > max) {
-            *size += static_cast<i32>(sizeof header);
+        *size = source.ReadBytes(scratch, PayloadWidth(header.tag)).got;
+        if (i64{*size} > max) {
+            *size += static_cast<u32>(sizeof header);
             return SYM_ERR_BUFFER_TOO_SMALL;
         }
-        std::memcpy(dst, scratch, static_cast<std::size_t>(*size));
+        std::memcpy(dst, scratch, *size);
     }
-    return *size + static_cast<i32>(sizeof header);
+    return i64{*size} + static_cast<i64>(sizeof header);
 }
 
 // Passes over a field and gives the bytes that it took.

@@ -1,6 +1,7 @@
 // The default-field table of a file and the arena with its values.
 #pragma once
 
+#include <cassert>
 #include <memory>
 #include <vector>
 
@@ -60,6 +61,7 @@ public:
         DefaultField& field = table[wanted[found]];
         if (field.seen != 0) return;
         field.seen = 1;
+        assert(marked.size() < marked.capacity());  // an entry is marked once: no call allocates here
         marked.push_back(wanted[found]);
     }
 

@@ -12,6 +12,7 @@
 // then the wanted default fields whose id it does not carry. While a call reads, values stand in the per-call
 // arena; before it returns each is copied to a heap block that the caller owns.
 
+#include <cassert>
 #include <cstring>
 #include <new>
 
@@ -23,8 +24,8 @@ namespace {
 
 constexpr u8 kSymbolSection = 2;
 
-// Copies a value of `size` bytes to a block of its own; null for a null value, and when there is no memory.
-// What a block of fixed size has beyond its value is 0.
+// Copies a value of `size` bytes to a block of its own; null for a tag without a value, and when there is no
+// memory. What a block of fixed size has beyond its value is 0.
 void* CopyFieldValue(u8 tag, const u8* value, u32 size) {
     const u32 blockSize = tag == kTextTag ? size : BlockSize(tag);
     if (blockSize == 0) return nullptr;
@@ -35,11 +36,13 @@ void* CopyFieldValue(u8 tag, const u8* value, u32 size) {
     return copy;
 }
 
-// Bytes of a value that was handed over, without a tail.
-std::size_t ValueSize(const SymFieldItem& item) {
+u32 TextSize(const void* text) { return static_cast<u32>(std::strlen(static_cast<const char*>(text)) + 1); }
+
+// Bytes of a value in its block or in the arena, without a tail; the one that the end of the data cuts off
+// counts as whole.
+u32 ValueSize(const SymFieldItem& item) {
     if (item.value == nullptr) return 0;
-    return item.tag == kTextTag ? std::strlen(static_cast<const char*>(item.value)) + 1
-                                : PayloadWidth(item.tag);
+    return item.tag == kTextTag ? TextSize(item.value) : PayloadWidth(item.tag);
 }
 
 }  // namespace
@@ -94,6 +97,7 @@ i32 SymFile::ReadSymFields(i32* count, SymFieldItem* items, i32 maxItems) {
 // over.
 i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
     arena.Reset();
+    valuesInArena = false;
     i32 result = SYM_OK;
     if (Exhausted()) {
         result = SYM_END_OF_DATA;
@@ -124,6 +128,7 @@ i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
         TakeBackValues(*count, items);
     } else {
         FillTails(*count, items);
+        if (valuesInArena) DropValuesInArena(*count, items);
     }
     return result;
 }
@@ -136,7 +141,8 @@ void SymFile::ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItem
     const u8* const end = start + source.Lent();
     const std::size_t left = std::min(recordSize - recordConsumed, sectionSize - sectionConsumed);
     const u8* const lastStart = start + std::min(left - 1, source.Lent() - kMostFixedField);
-    const std::size_t roomBefore = arena.Room();
+    // A longer text than this is too long even for a larger arena.
+    const std::size_t roomBefore = std::min(arena.Room(), std::size_t{1} << 31U);
     std::size_t room = roomBefore;
     const IdSet* const wanted = wantedIds.get();
     const u8* next = start;
@@ -155,8 +161,13 @@ void SymFile::ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItem
         next = value + size;
         if (wanted != nullptr && !wanted->Has(header.id)) continue;
         defaults.MarkSeen(header.id);
+        void* copy = CopyFieldValue(header.tag, value, size);
+        if (copy == nullptr && size > 0) {
+            copy = std::memcpy(arena.Next() + (roomBefore - room), value, size);
+            valuesInArena = true;
+        }
         room -= std::size_t{size} + 1;
-        items[done++] = {header.id, header.tag, CopyFieldValue(header.tag, value, size)};
+        items[done++] = {header.id, header.tag, copy};
     }
     const std::size_t taken = static_cast<std::size_t>(next - start);
     source.Take(taken);
@@ -171,56 +182,73 @@ void SymFile::ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItem
 i32 SymFile::ReadOwnField(i32* count, SymFieldItem* items) {
     const u64 start = source.Position();
     SymFieldItem item;
-    i32 size = 0;
-    const i32 taken = ReadField(&item, &size, arena.Next(), arena.MaxText());
+    u32 size = 0;
+    const i64 taken = ReadField(&item, &size, arena.Next(), arena.MaxText());
     const bool wanted = Wants(item.id);
     const bool readable = taken >= 0;
-    if (!readable || (wanted && !arena.Fits(static_cast<u32>(size)))) {
+    if (!readable || (wanted && !arena.Fits(size))) {
         if (arena.Empty()) return SYM_ERR_BUFFER_TOO_SMALL;
         // A text cut off by the end of the data took less than it counts; there is nothing to come back to.
         const u64 really = source.Position() - start;
-        if (readable || really == static_cast<u32>(size)) source.StepBack(really);
+        if (readable || really == size) source.StepBack(really);
         return SYM_MORE_DATA;
     }
     Consume(static_cast<u32>(taken), recordConsumed);
-    if (taken < static_cast<i32>(sizeof(FieldHeader)) && !wanted) return SYM_END_OF_DATA;
+    if (taken < static_cast<i64>(sizeof(FieldHeader)) && !wanted) return SYM_END_OF_DATA;
     if (wanted) {
         defaults.MarkSeen(item.id);
-        const auto valueSize = static_cast<u32>(size);
-        item.value = CopyFieldValue(item.tag, arena.Place(valueSize), valueSize);
+        u8* const value = arena.Place(size);
+        item.value = CopyFieldValue(item.tag, value, size);
+        if (item.value == nullptr && size > 0) {
+            item.value = value;
+            valuesInArena = true;
+        }
         items[(*count)++] = item;
     }
     return SYM_OK;
 }
 
-// Shows behind the values of tags 8 and 9 what would follow them if the values of the call stood side by
-// side: a gap of one zero byte, the next value, a gap, and so on.
-void SymFile::FillTails(i32 count, SymFieldItem* items) {
+// Shows after the values of tags 8 and 9 what would follow them if the values of the call lay side by side: a
+// gap of one zero byte, the next value, a gap, and so on.
+void SymFile::FillTails(i32 count, SymFieldItem* items) const {
     for (i32 i = 0; i < count; ++i) {
-        if (!HasTail(items[i].tag) || items[i].value == nullptr) continue;
+        if (!HasTail(items[i].tag) || items[i].value == nullptr || arena.Holds(items[i].value)) continue;
         u8* to = static_cast<u8*>(items[i].value) + PayloadWidth(items[i].tag);
         const u8* const end = static_cast<u8*>(items[i].value) + BlockSize(items[i].tag);
         for (i32 j = i + 1; j < count && to < end; ++j) {
             *to++ = 0;
-            const auto room = static_cast<std::size_t>(end - to);
-            const std::size_t size = std::min(ValueSize(items[j]), room);
+            std::size_t size = std::min<std::size_t>(ValueSize(items[j]), static_cast<std::size_t>(end - to));
+            if (arena.Holds(items[j].value)) size = std::min(size, arena.HeldFrom(items[j].value));
             if (size > 0) std::memcpy(to, items[j].value, size);
             to += size;
         }
     }
 }
 
-// Makes good for values that are not to be handed over: they go to the arena, where they stand until its next
-// reset.
-void SymFile::TakeBackValues(i32 count, SymFieldItem* items) {
-    arena.Reset();
+// A value for which there was no memory is delivered as null. Until here it is in the arena, where the tails
+// of earlier values and TakeBackValues find it.
+void SymFile::DropValuesInArena(i32 count, SymFieldItem* items) const {
     for (i32 i = 0; i < count; ++i) {
-        auto* const block = static_cast<u8*>(items[i].value);
-        const auto size = static_cast<u32>(ValueSize(items[i]));
-        if (size > 0) std::memcpy(arena.Next(), block, size);
-        items[i].value = arena.Fits(size) ? arena.Place(size) : nullptr;
-        delete[] block;
+        if (arena.Holds(items[i].value)) items[i].value = nullptr;
     }
+}
+
+// Moves the values that are not to be handed over to the place in the arena that was counted for them, where
+// they stay until its next reset. Only the last value can be shorter than its tag says, cut off by the end of
+// the data; each item after it used one byte.
+void SymFile::TakeBackValues(i32 count, SymFieldItem* items) {
+    const u8* const used = arena.Mark();
+    arena.Rewind();
+    for (i32 i = 0; i < count; ++i) {
+        auto* const value = static_cast<u8*>(items[i].value);
+        const auto left = static_cast<std::size_t>(used - arena.Mark()) - static_cast<std::size_t>(count - i);
+        const auto size = static_cast<u32>(std::min<std::size_t>(ValueSize(items[i]), left));
+        const bool inArena = value == arena.Next();
+        if (size > 0 && !inArena) std::memcpy(arena.Next(), value, size);
+        items[i].value = arena.Place(size);
+        if (!inArena) delete[] value;
+    }
+    assert(arena.Mark() == used);
 }
 
 // The wanted default fields that the record does not carry, from the cursor on. The phase ends only with the
@@ -233,11 +261,19 @@ i32 SymFile::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems) {
         const DefaultField& field = defaults.table[entry];
         if (field.seen != 0) continue;
         const bool walked = entry + 1 == defaults.used;
-        const u8* const valueEnd = walked ? limit : defaults.table[entry + 1].value - 1;
-        const u8* const stop =
-            field.tag == kTextTag ? valueEnd : std::min(limit, field.value + BlockSize(field.tag));
-        items[(*count)++] = {field.id, field.tag,
-                             CopyFieldValue(field.tag, field.value, static_cast<u32>(stop - field.value))};
+        void* copy = nullptr;
+        if (field.value != nullptr) {
+            // The next value lies right after this one, unless it found no room.
+            const u8* const next = walked ? limit + 1 : defaults.table[entry + 1].value;
+            std::ptrdiff_t size = 0;
+            if (field.tag != kTextTag) {
+                size = std::min<std::ptrdiff_t>(limit - field.value, BlockSize(field.tag));
+            } else {
+                size = next != nullptr ? next - 1 - field.value : std::ptrdiff_t{TextSize(field.value)};
+            }
+            copy = CopyFieldValue(field.tag, field.value, static_cast<u32>(size));
+        }
+        items[(*count)++] = {field.id, field.tag, copy};
         if (*count == maxItems && !walked) return SYM_MORE_DATA;
     }
     defaults.cursor = 0;
