@@ -23,7 +23,7 @@ install(TARGETS TorvaAPIStatic TorvaValues EXPORT TorvaAPITargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${development} ${excluded})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT ${development} ${excluded}
-  FILES_MATCHING PATTERN "Torva*.h" PATTERN "Torva*.hpp")
+  FILES_MATCHING PATTERN "Torva*.h" PATTERN "Torva*.hpp" PATTERN "TorvaTables.*" EXCLUDE)
 
 if(WIN32)
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.def ${TORVA_MSVC_LIBRARY}
@@ -77,7 +77,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md
 # The licence, in the library's part of every package; Debian looks for it under the name of each package.
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT ${library} ${excluded})
 if(PROJECT_IS_TOP_LEVEL AND NOT WIN32)
-  foreach(part library:libtorvaapi${PROJECT_VERSION_MAJOR} development:libtorvaapi-dev tool:tvsym)
+  foreach(part library:libtorvaapi${PROJECT_VERSION_MAJOR} development:libtorvaapi-dev tool:tvsym
+      tables:libtorvatables${PROJECT_VERSION_MAJOR} tables_development:libtorvatables-dev)
     string(REPLACE ":" ";" part ${part})
     list(GET part 0 component)
     list(GET part 1 package)
@@ -85,3 +86,5 @@ if(PROJECT_IS_TOP_LEVEL AND NOT WIN32)
       COMPONENT ${component} RENAME copyright)
   endforeach()
 endif()
+
+include(${CMAKE_CURRENT_LIST_DIR}/InstallTables.cmake)

@@ -1,0 +1,44 @@
+# TorvaTables: a library of its own over the same objects. TorvaAPI neither needs it nor is needed by it.
+file(GLOB TORVA_TABLES_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tables/columns/*.cpp)
+
+torva_object_library(torva_tables_objects ${TORVA_TABLES_SOURCES})
+
+find_package(Threads REQUIRED)
+
+function(torva_tables_library target)
+  torva_options(${target})
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME TorvaTables LINKER_LANGUAGE CXX)
+  target_link_libraries(${target} PUBLIC Threads::Threads)
+  add_library(TorvaAPI::${target} ALIAS ${target})
+endfunction()
+
+add_library(TorvaTablesStatic STATIC $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_tables_objects>)
+torva_tables_library(TorvaTablesStatic)
+target_compile_definitions(TorvaTablesStatic INTERFACE TORVA_TABLES_STATIC)
+
+if(WIN32)
+  file(STRINGS ${PROJECT_SOURCE_DIR}/include/TorvaTables.h declarations REGEX "^TVT_API ")
+  set(definition "LIBRARY TorvaTables\nEXPORTS\n")
+  foreach(declaration IN LISTS declarations)
+    string(REGEX REPLACE ".*(tvt_[A-Za-z]+)\\(.*" "\\1" name "${declaration}")
+    string(APPEND definition "    ${name}\n")
+  endforeach()
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/TorvaTables.def CONTENT "${definition}")
+  add_library(TorvaTables SHARED
+    $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_tables_objects> ${PROJECT_BINARY_DIR}/TorvaTables.def)
+  torva_tables_library(TorvaTables)
+  set_target_properties(TorvaTables PROPERTIES PREFIX "")
+  target_compile_definitions(TorvaTables INTERFACE TORVA_TABLES_SHARED)
+else()
+  add_library(TorvaTables SHARED $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_tables_objects>)
+  torva_tables_library(TorvaTables)
+  set(tablesScript ${PROJECT_SOURCE_DIR}/cmake/TorvaTables.map)
+  set_target_properties(TorvaTables PROPERTIES
+    VERSION ${PROJECT_VERSION_MAJOR}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINK_DEPENDS ${tablesScript})
+  target_link_options(TorvaTables PRIVATE -Wl,--version-script=${tablesScript})
+endif()

@@ -1,0 +1,53 @@
+// The loop over the fields of a record, for everybody who reads symbols: the exports, which copy each value
+// to a heap block, and the tables, which store it in a column.
+#pragma once
+
+#include <bit>
+#include <cstring>
+
+#include "format/Fields.h"
+#include "format/Types.h"
+
+namespace torva {
+
+// The first zero byte of `from` to `end`, null where there is none. Most texts are short: their words are
+// looked at in line, and only longer ones are left to the C library.
+inline const u8* FindTextEnd(const u8* from, const u8* end) {
+    constexpr u64 kOnes = 0x0101010101010101U;
+    constexpr u64 kTops = 0x8080808080808080U;
+    constexpr int kWords = 4;
+    for (int i = 0; i < kWords && end - from >= 8; ++i, from += 8) {
+        u64 word = 0;
+        std::memcpy(&word, from, sizeof word);
+        const u64 zeros = (word - kOnes) & ~word & kTops;  // the lowest bit set is that of the first zero
+        if (zeros != 0) return from + std::countr_zero(zeros) / 8;
+    }
+    return static_cast<const u8*>(std::memchr(from, 0, static_cast<std::size_t>(end - from)));
+}
+
+// Hands the fields that begin at `next` and up to `lastStart` to the sink, for as long as it takes them.
+// Behind `lastStart` there are kMostFixedField bytes up to `end`, where the bytes end that may be read.
+// Returns where the first field begins that was not taken: behind the last, at one that the sink refused, or
+// at a text without a zero byte.
+//
+// bool Sink::Take(u16 id, u8 tag, const u8* payload, u32 size): false to be asked again later. `size` is that
+// of the payload, for a text with its zero byte.
+template <class Sink>
+const u8* DeliverFields(const u8* next, const u8* lastStart, const u8* end, Sink& sink) {
+    while (next <= lastStart) {
+        FieldHeader header;
+        std::memcpy(&header, next, sizeof header);
+        const u8* const payload = next + sizeof header;
+        u32 size = PayloadWidth(header.tag);
+        if (header.tag == kTextTag) {
+            const u8* const zero = FindTextEnd(payload, end);
+            if (zero == nullptr) break;
+            size = static_cast<u32>(zero - payload) + 1;
+        }
+        if (!sink.Take(header.id, header.tag, payload, size)) break;
+        next = payload + size;
+    }
+    return next;
+}
+
+}  // namespace torva

@@ -1,0 +1,212 @@
+#include "tables/columns/ArrowExport.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+namespace torva::tables {
+namespace {
+
+// A schema or an array below another one: released with it, unless the consumer moved it out.
+struct Releaser {
+    template <class T>
+    void operator()(T* it) const {
+        if (it->release != nullptr) it->release(it);
+        delete it;
+    }
+};
+using OwnedSchema = std::unique_ptr<ArrowSchema, Releaser>;
+using OwnedArray = std::unique_ptr<ArrowArray, Releaser>;
+
+// --- Schemas
+
+struct SchemaHolder {
+    std::string format;
+    std::string name;
+    std::string metadata;
+    std::vector<OwnedSchema> children;
+    std::vector<ArrowSchema*> childPointers;
+    OwnedSchema dictionary;
+};
+
+void ReleaseSchema(ArrowSchema* schema) {
+    delete static_cast<SchemaHolder*>(schema->private_data);
+    schema->release = nullptr;
+}
+
+void FillSchema(ArrowSchema* schema, std::unique_ptr<SchemaHolder> holder, bool nullable) {
+    *schema = {};
+    schema->format = holder->format.c_str();
+    schema->name = holder->name.c_str();
+    schema->metadata = holder->metadata.empty() ? nullptr : holder->metadata.data();
+    schema->flags = nullable ? ARROW_FLAG_NULLABLE : 0;
+    schema->n_children = static_cast<i64>(holder->children.size());
+    schema->children = holder->children.empty() ? nullptr : holder->childPointers.data();
+    schema->dictionary = holder->dictionary.get();
+    schema->release = ReleaseSchema;
+    schema->private_data = holder.release();
+}
+
+std::string FormatOf(const Column& column) {
+    constexpr std::array<const char*, 16> kFormats = {"n", "b", "c", "s", "i",   "l", "C", "S",
+                                                      "I", "L", "f", "g", "tdD", "u", "z", "w:"};
+    std::string format = kFormats[column.type];
+    if (column.type == TVT_FIXED) format += std::to_string(column.width);
+    return format;
+}
+
+// Pairs of texts, each with its length ahead, after their count.
+std::string Metadata(const std::vector<std::pair<std::string, std::string>>& pairs) {
+    std::string metadata;
+    const auto append = [&](const std::string& text) {
+        const auto size = static_cast<i32>(text.size());
+        metadata.append(reinterpret_cast<const char*>(&size), sizeof size).append(text);
+    };
+    const auto count = static_cast<i32>(pairs.size());
+    metadata.append(reinterpret_cast<const char*>(&count), sizeof count);
+    for (const auto& [key, value] : pairs) {
+        append(key);
+        append(value);
+    }
+    return metadata;
+}
+
+OwnedSchema NewSchema(std::unique_ptr<SchemaHolder> holder, bool nullable) {
+    OwnedSchema schema(new ArrowSchema{});
+    FillSchema(schema.get(), std::move(holder), nullable);
+    return schema;
+}
+
+OwnedSchema ColumnSchema(const Column& column, bool isSymbol) {
+    auto holder = std::make_unique<SchemaHolder>();
+    holder->name = column.name;
+    holder->format = column.Interned() ? "i" : FormatOf(column);
+    if (!isSymbol) {
+        holder->metadata =
+            Metadata({{"torva.field", std::to_string(column.id)}, {"torva.tag", std::to_string(column.tag)}});
+    }
+    if (column.Interned()) {
+        auto values = std::make_unique<SchemaHolder>();
+        values->format = FormatOf(column);
+        holder->dictionary = NewSchema(std::move(values), true);
+    }
+    return NewSchema(std::move(holder), !isSymbol);
+}
+
+OwnedSchema OwnSchema(const Column& column) {
+    auto holder = std::make_unique<SchemaHolder>();
+    holder->name = column.name + ".own";
+    holder->format = "b";
+    return NewSchema(std::move(holder), false);
+}
+
+// --- Arrays
+
+struct ArrayHolder {
+    std::shared_ptr<const Batch> batch;
+    std::array<const void*, 3> buffers{};
+    std::vector<OwnedArray> children;
+    std::vector<ArrowArray*> childPointers;
+    OwnedArray dictionary;
+};
+
+void ReleaseArray(ArrowArray* array) {
+    delete static_cast<ArrayHolder*>(array->private_data);
+    array->release = nullptr;
+}
+
+struct Slice {
+    u64 first;
+    u64 rows;
+};
+
+void FillArray(ArrowArray* array, std::unique_ptr<ArrayHolder> holder, Slice slice, i64 bufferCount,
+               i64 nulls) {
+    *array = {};
+    array->length = static_cast<i64>(slice.rows);
+    array->null_count = nulls;
+    array->offset = static_cast<i64>(slice.first);
+    array->n_buffers = bufferCount;
+    array->buffers = holder->buffers.data();
+    array->n_children = static_cast<i64>(holder->children.size());
+    array->children = holder->children.empty() ? nullptr : holder->childPointers.data();
+    array->dictionary = holder->dictionary.get();
+    array->release = ReleaseArray;
+    array->private_data = holder.release();
+}
+
+OwnedArray NewArray(std::unique_ptr<ArrayHolder> holder, Slice slice, i64 bufferCount, i64 nulls) {
+    OwnedArray array(new ArrowArray{});
+    FillArray(array.get(), std::move(holder), slice, bufferCount, nulls);
+    return array;
+}
+
+std::unique_ptr<ArrayHolder> HolderOf(const std::shared_ptr<const Batch>& batch) {
+    auto holder = std::make_unique<ArrayHolder>();
+    holder->batch = batch;
+    return holder;
+}
+
+OwnedArray ColumnArray(const std::shared_ptr<const Batch>& batch, const Column& column, Slice slice) {
+    const bool whole = slice.first == 0 && slice.rows == column.rows;
+    const i64 nulls = column.nulls == 0 ? 0 : whole ? static_cast<i64>(column.nulls) : -1;
+    auto holder = HolderOf(batch);
+    if (column.type == TVT_NULL) return NewArray(std::move(holder), slice, 0, static_cast<i64>(slice.rows));
+    holder->buffers[0] = column.nulls == 0 ? nullptr : column.validity.As();
+    if (!column.Texts()) {
+        holder->buffers[1] = column.values.As();
+        return NewArray(std::move(holder), slice, 2, nulls);
+    }
+    if (!column.Interned()) {
+        holder->buffers[1] = column.offsets.As();
+        holder->buffers[2] = column.values.As();
+        return NewArray(std::move(holder), slice, 3, nulls);
+    }
+    auto values = HolderOf(batch);
+    values->buffers = {nullptr, column.offsets.As(), column.values.As()};
+    holder->buffers[1] = column.indices.As();
+    holder->dictionary = NewArray(std::move(values), {0, column.dictionarySize}, 3, 0);
+    return NewArray(std::move(holder), slice, 2, nulls);
+}
+
+OwnedArray OwnArray(const std::shared_ptr<const Batch>& batch, const Column& column, Slice slice) {
+    auto holder = HolderOf(batch);
+    holder->buffers[1] = column.own.As();
+    return NewArray(std::move(holder), slice, 2, 0);
+}
+
+}  // namespace
+
+void ExportSchema(const Batch& batch, ArrowSchema* schema) {
+    auto holder = std::make_unique<SchemaHolder>();
+    holder->format = "+s";
+    holder->children.reserve(batch.columns.size() * 2);
+    holder->childPointers.reserve(batch.columns.size() * 2);
+    for (const Column& column : batch.columns) {
+        holder->children.push_back(ColumnSchema(column, &column == &batch.columns.front()));
+        if (column.own.Room() > 0) holder->children.push_back(OwnSchema(column));
+    }
+    for (const auto& child : holder->children) holder->childPointers.push_back(child.get());
+    FillSchema(schema, std::move(holder), false);
+}
+
+void ExportArray(const std::shared_ptr<const Batch>& batch, u64 first, u64 rows, ArrowArray* array) {
+    auto holder = HolderOf(batch);
+    holder->children.reserve(batch->columns.size() * 2);
+    holder->childPointers.reserve(batch->columns.size() * 2);
+    for (const Column& column : batch->columns) {
+        holder->children.push_back(ColumnArray(batch, column, {first, rows}));
+        if (column.own.Room() > 0) holder->children.push_back(OwnArray(batch, column, {first, rows}));
+    }
+    for (const auto& child : holder->children) holder->childPointers.push_back(child.get());
+    FillArray(array, std::move(holder), {0, rows}, 1, 0);
+}
+
+bool SameSchema(const Batch& a, const Batch& b) {
+    const auto same = [](const Column& x, const Column& y) {
+        return x.id == y.id && x.type == y.type && x.width == y.width && x.Interned() == y.Interned();
+    };
+    return std::equal(a.columns.begin(), a.columns.end(), b.columns.begin(), b.columns.end(), same);
+}
+
+}  // namespace torva::tables

@@ -1,0 +1,140 @@
+#include "tables/columns/FileStream.h"
+
+#include <cerrno>
+
+#include "tables/columns/ArrowExport.h"
+
+namespace torva::tables {
+namespace {
+
+// The file is read twice: once for the types that its columns get, and once for their values. Both passes
+// load the same batches.
+class FileStream {
+public:
+    FileStream(std::unique_ptr<platform::File> file, std::string fileName, LoadOptions loadOptions)
+        : source(std::move(file)),
+          name(std::move(fileName)),
+          options(std::move(loadOptions)),
+          stream(Stream::Open(source)) {
+        options.dictionaries = false;
+        LearnTypes();
+        Rewind();
+    }
+
+    int Schema(ArrowSchema* to) {
+        return Run([&] { ExportSchema(*schema, to); });
+    }
+
+    // An array without a release function at the end.
+    int Next(ArrowArray* to) {
+        *to = {};
+        return Run([&] {
+            if (failed) throw LoadError{EIO, loader->Broken().message};
+            const auto batch = std::make_shared<Batch>(NextBatch());
+            if (batch->rows > 0) {
+                if (!SameSchema(*batch, *schema)) throw LoadError{EIO, "the file changed while it was read"};
+                ExportArray(batch, 0, batch->rows, to);
+            } else if (loader->Broken().code != 0) {
+                failed = true;
+                throw LoadError{EIO, loader->Broken().message};
+            }
+        });
+    }
+
+    const char* LastError() const { return lastError.c_str(); }
+
+private:
+    template <class Operation>
+    int Run(Operation operation) noexcept {
+        try {
+            lastError.clear();
+            operation();
+            return 0;
+        } catch (const LoadError& error) {
+            SetError(error.message);
+            return EIO;
+        } catch (const LimitError&) {
+            SetError("a batch would take more memory than the limit");
+            return ENOMEM;
+        } catch (...) {
+            SetError("out of memory");
+            return ENOMEM;
+        }
+    }
+
+    void SetError(const std::string& what) noexcept {
+        try {
+            lastError = name + ": " + what;
+        } catch (...) {
+            lastError.clear();
+        }
+    }
+
+    void Rewind() {
+        budget = std::make_unique<Budget>(MemoryLimit(source, options));
+        loader = std::make_unique<ColumnLoader>(stream, options, budget.get(), known, 2);
+        feeder = std::make_unique<Feeder>(source, stream.offset + 2);
+    }
+
+    Batch NextBatch() {
+        Batch batch;
+        feeder->Run(*loader, options.batchRows);
+        batch.rows = loader->Rows();
+        known = loader->Known();
+        batch.columns = loader->Finish();
+        for (Column& column : batch.columns) column.Detach();
+        loader->Restart(known);
+        return batch;
+    }
+
+    // A column that holds anything else than UTF-8 in one batch is binary in all of them.
+    void LearnTypes() {
+        Rewind();
+        schema = std::make_unique<Batch>(NextBatch());
+        std::vector<bool> binary(65536);
+        const auto note = [&](const Batch& batch) {
+            for (const Column& column : batch.columns) {
+                if (column.type == TVT_BINARY && &column != &batch.columns.front()) binary[column.id] = true;
+                if (column.type == TVT_BINARY && &column == &batch.columns.front())
+                    options.binarySymbols = true;
+            }
+        };
+        note(*schema);
+        while (!loader->Done()) note(NextBatch());
+        for (ColumnSpec& spec : known) spec.binary = spec.binary || binary[spec.id];
+        LoadOptions none = options;
+        ColumnLoader empty(stream, none, budget.get(), known, 2);
+        schema->columns = empty.Finish();
+        for (Column& column : schema->columns) column.Detach();
+    }
+
+    const Source source;
+    const std::string name;
+    LoadOptions options;
+    const Stream stream;
+    std::vector<ColumnSpec> known;
+    std::unique_ptr<Budget> budget;
+    std::unique_ptr<ColumnLoader> loader;
+    std::unique_ptr<Feeder> feeder;
+    std::unique_ptr<Batch> schema;  // without rows
+    bool failed = false;
+    std::string lastError;
+};
+
+FileStream& Of(ArrowArrayStream* stream) { return *static_cast<FileStream*>(stream->private_data); }
+
+}  // namespace
+
+void OpenFileStream(std::unique_ptr<platform::File> file, std::string name, LoadOptions options,
+                    ArrowArrayStream* stream) {
+    stream->private_data = new FileStream(std::move(file), std::move(name), std::move(options));
+    stream->get_schema = [](ArrowArrayStream* self, ArrowSchema* schema) { return Of(self).Schema(schema); };
+    stream->get_next = [](ArrowArrayStream* self, ArrowArray* array) { return Of(self).Next(array); };
+    stream->get_last_error = [](ArrowArrayStream* self) { return Of(self).LastError(); };
+    stream->release = [](ArrowArrayStream* self) {
+        delete &Of(self);
+        self->release = nullptr;
+    };
+}
+
+}  // namespace torva::tables
