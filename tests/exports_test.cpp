@@ -49,7 +49,7 @@ public:
 TEST(SharedLibraryFile, ExportsWhatTheHeaderDeclares) {
     std::ifstream in(std::string(TORVA_SOURCE_DIR) + "/include/TorvaAPI.h");
     const std::string header{std::istreambuf_iterator<char>(in), {}};
-    const std::regex declaration(R"(\nTV_API [a-z0-9_]+ (tv_\w+)\()");
+    const std::regex declaration(R"(\nTV_API [a-z0-9_]+ TV_CALL (tv_\w+)\()");
     std::set<std::string> names;
     for (std::sregex_iterator it(header.begin(), header.end(), declaration); it != std::sregex_iterator();
          ++it) {

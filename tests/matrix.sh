@@ -8,6 +8,7 @@ readonly logs=build/matrix root=$PWD
 readonly wanted=" $* "
 rows=()
 failed=0
+wine_started=
 
 # row PLATFORM WHAT FUNCTION: runs the function into a log; the last line it prints is the row's remark.
 row() {
@@ -58,6 +59,7 @@ sweep_m32() {
 }
 
 suite_mingw64() {
+    start_wine || return 1
     suite mingw64 && echo "$(cases wine_run build/mingw64/bin/torva_tests.exe) cases passed"
 }
 
@@ -69,6 +71,28 @@ wine_environment() { WINEPREFIX=$root/build/wine WINEDEBUG=-all WINEDLLOVERRIDES
 
 wine_run() { wine_environment "$(wine)" "$@"; }
 
+# Wine's services start with the first program and end with the last one; they keep the files that were open when they
+# started. So one idle program is started ahead of all others, with none of the pipes that ctest or a row waits on, and
+# stays until the script ends. Without it ctest would wait for the services, up to its time-out.
+start_wine() {
+    [[ -z $wine_started ]] || return 0
+    wine_started=yes
+    mkdir -p build/wine
+    command -v wineserver >/dev/null && wine_environment wineserver -p
+    coproc IDLE { exec 2>/dev/null && wine_environment setsid "$(wine)" cmd /q; }
+    readonly idle=$IDLE_PID to_idle=${IDLE[1]}
+    trap stop_wine EXIT
+    # The prefix is complete when the idle program answers.
+    echo "echo ready" >&"${IDLE[1]}"
+    timeout 300 grep -q -m 1 ready <&"${IDLE[0]}"
+}
+
+stop_wine() {
+    echo exit >&"$to_idle"
+    wait "$idle"
+    ! command -v wineserver >/dev/null || wine_environment wineserver -k
+}
+
 # The tool's own tests, run from Linux against tvsym.exe: outputs, messages and statuses are the same. Left out are
 # exports to SQLite, which the Windows build has not, what needs POSIX streams, locks and UTF-8 arguments; of these
 # tests the outputs on sound, damaged and refused files are compared with those of the Linux build below.
@@ -76,7 +100,7 @@ readonly not_on_windows='Export.*:ToolTest.StreamsAndPipes:ToolTest.WholeOutputs
 
 tool_mingw64() {
     ./dev build release --target tool_tests tvsym && ./dev build mingw64 --target tvsym || return 1
-    wine_run --version >/dev/null 2>&1 # the first start makes the prefix
+    start_wine || return 1
     local cases
     wine_environment env TORVA_TVSYM_COMMAND="$(wine) $PWD/build/mingw64/bin/tvsym.exe" \
         build/release/bin/tool_tests --gtest_filter="*:-$not_on_windows" >"$logs/tool.log" 2>&1 || {
@@ -145,7 +169,7 @@ windows_hosts() {
 
 hosts_mingw64() {
     local host
-    windows_hosts mingw64 && ./dev build release || return 1
+    windows_hosts mingw64 && ./dev build release && start_wine || return 1
     build/release/bin/tvsym build samples/instruments.json "$logs/linux.sym" || return 1
     for host in TorvaAPI_c TorvaAPI_cpp TorvaAPIStatic_c TorvaAPIStatic_cpp; do
         wine_run "$logs/mingw64/bin/$host.exe" "$logs/linux.sym" || return 1
@@ -167,7 +191,7 @@ hosts() {
 packages() {
     local system=$PWD/$logs/system unpacked=$PWD/$logs/unpacked
     rm -rf "$system" "$unpacked" build/release/packages build/mingw64/packages
-    ./dev package || return 1
+    ./dev package && start_wine || return 1
     mkdir -p "$system/var/lib/dpkg/info" "$system/var/lib/dpkg/updates" "$unpacked" && touch "$system/var/lib/dpkg/status"
     dpkg --root="$system" --force-not-root --force-depends --force-script-chrootless \
         --log=/dev/null -i build/release/packages/*.deb &&
@@ -182,12 +206,7 @@ packages() {
     echo "$(ls build/release/packages/*.deb | wc -l) .deb, .tar.gz, .zip: the tool of each makes the same file"
 }
 
-mkdir -p "$logs" build/wine
-# A server of Wine that ends between two starts makes the next start fail now and then: this one stays.
-if command -v wineserver >/dev/null; then
-    wine_environment wineserver -p
-    trap 'wine_environment wineserver -k' EXIT
-fi
+mkdir -p "$logs"
 
 row "Linux x86_64" "gcc, whole suite" suite_gcc
 row "Linux x86_64" "clang, whole suite" suite_clang
