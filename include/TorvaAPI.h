@@ -970,8 +970,8 @@ TV_API int32_t TV_CALL tv_GetNextRealDelayMapping(uint16_t handle, uint8_t* firs
  *     static uint16_t first[65535], second[65535], third[65535];
  *     uint16_t id, n1, n2, n3;
  *     if (tv_InitialLevel2EODBasicItemDefineSection(file) >= 0) {
- *         while (tv_GetNextLevel2EODBasicItemDefine(file, &id, &n1, first, 65535, &n2, second, 65535, &n3,
- * third, 65535) == SYM_OK) {
+ *         while (tv_GetNextLevel2EODBasicItemDefine(file, &id, &n1, first, 65535, &n2, second, 65535,
+ *                                                   &n3, third, 65535) == SYM_OK) {
  *             ... id, first[0] to first[n1 - 1], and so on ...
  *         }
  *     }
