@@ -466,6 +466,11 @@ Pair::Pair(const Bytes& file, const OpenOptions& options) : reader(file, options
 
 Pair::~Pair() { tv_CloseSymFile(handle); }
 
+void Pair::Recover() {
+    memoryfile::Scope::Recover();
+    reader.Recover();
+}
+
 Outcome Pair::Step(const Call& call) {
     if (openResult != SYM_OK) return {};
     if (history.size() == 2000) history.erase(history.begin(), history.begin() + 1000);

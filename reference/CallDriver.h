@@ -109,6 +109,8 @@ public:
     // SYM_OK, or what the library's open gave.
     int32_t OpenResult() const { return openResult; }
     Outcome Step(const Call& call);
+    // In file mode: the bytes that could not be read can be from now on.
+    void Recover();
     // What differed first, with the calls that led there; empty while nothing has.
     const std::string& Difference() const { return difference; }
 

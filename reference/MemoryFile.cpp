@@ -80,6 +80,7 @@ Scope::Scope(const std::vector<uint8_t>& bytes, Plan faults) {
 
 Scope::~Scope() { torva::platform::SetFileOpener(nullptr); }
 
+void Scope::Recover() { plan.badBegin = plan.badEnd = 0; }
 uint64_t Scope::Operations() { return operations; }
 uint64_t Scope::Injected() { return injected; }
 int Scope::OpenFiles() { return openFiles; }

@@ -27,6 +27,7 @@ public:
     Scope(const Scope&) = delete;
     Scope& operator=(const Scope&) = delete;
 
+    static void Recover();         // from here on no bytes are bad
     static uint64_t Operations();  // since the last open: reads and size queries
     static uint64_t Injected();    // faults since the scope began
     static int OpenFiles();

@@ -63,11 +63,16 @@ uint32_t Reader::Read(void* target, uint32_t n) {
     return got;
 }
 
-// Over the end a skip fails in memory mode and succeeds in file mode.
+// Over the end a skip fails in memory mode and succeeds in file mode; there it fails at the first bad byte.
 bool Reader::SkipBytes(uint32_t n, bool& metEnd) {
     const uint64_t left = position < file.size() ? file.size() - position : 0;
+    const uint64_t steps = std::min<uint64_t>(left, n);
     metEnd = left < n;
-    position += metEnd ? left : n;
+    if (!inMemory && badBegin < badEnd && position < badEnd && position + steps > badBegin) {
+        position = std::max(position, badBegin);
+        return false;
+    }
+    position += steps;
     return !metEnd || !inMemory;
 }
 

@@ -47,6 +47,8 @@ public:
         badEnd = end;
         if (inMemory && begin < end) file.clear();
     }
+    // In file mode, at any time: all bytes can be read again.
+    void Recover() { badBegin = badEnd = 0; }
 
     // SYM_OK where the library would give a handle.
     int32_t Open(uint32_t memoryBudget, const uint16_t* fieldIds, uint32_t fieldIdCount);

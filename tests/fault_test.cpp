@@ -164,23 +164,28 @@ TEST_F(FaultSweep, DiskOperations) {
 }
 
 // A bad sector shows in exactly the calls that need its bytes, read-ahead or not, with the results of a
-// reader that reads each thing by itself.
+// reader that reads each thing by itself, and skips byte by byte. It may recover between two calls.
 TEST_F(FaultSweep, BadSectors) {
     const std::pair<Bytes, uint64_t> cases[] = {{Write(symwrite::SmallFile()), 1},
                                                 {SpreadFile(6000, 30, 100), FullSweep() ? 37 : 397}};
     for (const auto& [file, stride] : cases) {
         for (uint64_t at = 0; at < file.size(); at += stride) {
-            for (const uint64_t width : {uint64_t{1}, uint64_t{512}}) {
-                for (const bool wholeFile : {false, true}) {
+            for (const uint64_t width : {uint64_t{1}, uint64_t{512}, 1 + at * 7919 % 5000}) {
+                for (const char* const mode : {"file", "file, recovers", "memory"}) {
                     driver::OpenOptions open;
-                    open.wholeFile = wholeFile;
+                    open.wholeFile = *mode == 'm';
                     open.badBegin = at;
                     open.badEnd = std::min<uint64_t>(at + width, file.size());
                     driver::Pair pair(file, open);
-                    driver::WalkAll([&pair](const driver::Call& call) { return pair.Step(call); },
-                                    {3, 200, 2, 4000});
+                    uint64_t callsUntilRecovery = mode[4] == ',' ? 1 + at % 301 : 0;
+                    driver::WalkAll(
+                        [&](const driver::Call& call) {
+                            if (callsUntilRecovery > 0 && --callsUntilRecovery == 0) pair.Recover();
+                            return pair.Step(call);
+                        },
+                        {3, 200, 2, 4000});
                     ASSERT_EQ(pair.Difference(), "")
-                        << "bytes " << at << " to " << open.badEnd << ", memory mode " << wholeFile;
+                        << "bytes " << at << " to " << open.badEnd << ", " << mode << " mode";
                     faults += memoryfile::Scope::Injected();
                 }
             }
@@ -287,6 +292,7 @@ TEST_F(FaultSweep, ValuesWithoutMemory) {
     const Bytes file =
         FileOf({RawSection(1, U32(defaults.size()) + defaults), RawSection(2, U32(record.size()) + record)});
     std::vector<std::string> lossless;
+    failAllBehind = false;
     torva::test::allocations::failsNow = FailsNow;
     for (int64_t n = 1000; n >= 0; n = n == 1000 ? kFields - 1 : n - 1) {
         const memoryfile::Scope scope(file);

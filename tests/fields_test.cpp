@@ -1,6 +1,7 @@
 // Typed fields as a caller meets them: the block of each tag, and values that do or do not find room in the
 // arena.
 #include "TestSupport.h"
+#include "library/core/TempData.h"
 
 namespace torva::test {
 namespace {
@@ -141,6 +142,17 @@ TEST(Fields, ArenaRoom) {
         SCOPED_TRACE(c.name);
         InBothModes(OneSymbol(c.fields), [&](u16 h) { EXPECT_TRUE(WalkRecord(h) == c.expected); },
                     {0, kLeastBudget, {1, 2, 3}});
+    }
+}
+
+TEST(Fields, MostCharactersOfAText) {
+    for (const auto& [room, limit] : {std::pair<u64, i32>{0, -1},
+                                      {1, 0},
+                                      {5, 4},
+                                      {0x7FFFFFFF, 0x7FFFFFFE},
+                                      {0x80000000, 0x7FFFFFFF},
+                                      {0xFFFFFFFB, 0x7FFFFFFF}}) {
+        EXPECT_EQ(TempData::TextLimit(room), limit);
     }
 }
 

@@ -15,6 +15,10 @@ constexpr u32 kUnknownSize = ~u32{0};
 // walk that goes on soon fills the whole buffer.
 constexpr u32 kFirstReadAhead = 4 * 1024;
 
+// After a read-ahead that failed the next ones are tiny and grow again, so that the bytes ahead of a bad
+// sector come in few reads.
+constexpr u32 kReadAheadAfterFailure = 16;
+
 }  // namespace
 
 void ByteSource::Open(std::unique_ptr<platform::File> openFile, bool wholeFile) {
@@ -84,9 +88,9 @@ bool ByteSource::Refill(u32 need) {
     u8* const free = block.get() + held;
     u32 got = 0;
     const u32 wanted = std::max(need - held, std::min(readAhead, kWindowSize - held));
-    if (!file->ReadAt(position + held, free, wanted, got) &&
-        !file->ReadAt(position + held, free, need - held, got)) {
-        return false;
+    if (!file->ReadAt(position + held, free, wanted, got)) {
+        if (!file->ReadAt(position + held, free, need - held, got)) return false;
+        readAhead = kReadAheadAfterFailure / 4;
     }
     end += got;
     readAhead = std::min(readAhead * 4, kWindowSize);
@@ -94,21 +98,24 @@ bool ByteSource::Refill(u32 need) {
 }
 
 ByteSource::Delivery ByteSource::ReadAcrossWindow(void* dst, u32 n) {
-    if (!inMemory && file != nullptr && !Refill(n)) return {0, true};
+    if (!inMemory && file != nullptr) {
+        if (n > kWindowSize) return ReadPastWindow(dst, n);
+        if (!Refill(n)) return {0, true};
+    }
     const u32 got = static_cast<u32>(std::min<std::size_t>(n, Lent()));
     std::memcpy(dst, next, got);
     next += got;
     return {got, false};
 }
 
-u32 ByteSource::ReadPastWindow(void* dst, u32 n) {
+ByteSource::Delivery ByteSource::ReadPastWindow(void* dst, u32 n) {
     const u32 held = static_cast<u32>(std::min<std::size_t>(n, Lent()));
     const u64 position = Position();
     u32 got = 0;
+    if (!file->ReadAt(position + held, static_cast<u8*>(dst) + held, n - held, got)) return {0, true};
     std::memcpy(dst, next, held);
-    if (!file->ReadAt(position + held, static_cast<u8*>(dst) + held, n - held, got)) return 0;
     StartWindowAt(position + held + got);
-    return held + got;
+    return {held + got, false};
 }
 
 bool ByteSource::AtEndOfWindow() {
@@ -116,31 +123,17 @@ bool ByteSource::AtEndOfWindow() {
     return file == nullptr || !Refill(1) || next == end;
 }
 
-// In file mode the position moves without a read. Where the size of the file can't be told the bytes are
-// read.
+// As n reads of one byte each: in file mode one that fails ends the skip, and those past the end of the file
+// succeed.
 bool ByteSource::SkipBytes(u32 n) {
-    if (n <= Lent()) {
-        next += n;
-        return true;
-    }
-    if (inMemory || file == nullptr) {
-        next = end;
-        return false;
-    }
-    const u64 position = Position();
-    u64 size = 0;
-    if (file->Size(size)) {
-        MoveTo(std::max(position, std::min(position + n, size)));
-        return true;
-    }
-    for (u32 left = n; left > 0;) {
-        if (next == end && !Refill(1)) return false;
-        if (next == end) return true;
-        const u32 part = static_cast<u32>(std::min<std::size_t>(left, Lent()));
+    for (;;) {
+        const u32 part = static_cast<u32>(std::min<std::size_t>(n, Lent()));
         next += part;
-        left -= part;
+        n -= part;
+        if (n == 0) return true;
+        if (inMemory || file == nullptr || !Refill(1)) return false;
+        if (next == end) return true;
     }
-    return true;
 }
 
 // Each turn without a byte counts like a character, so that a text with no terminator in sight ends as one

@@ -23,6 +23,7 @@ inline const u8* FindZero(const u8* from, std::size_t n) {
 //   no byte left                   delivers 0                       delivers 0
 //   a read fails                   delivers 0, `failed`             does not happen
 //   skip past the end              true, position at the end        false, position at the end
+//   skip over a failing read       false, position ahead of it      does not happen
 //   AtEnd on a failed read         true                             does not happen
 //   image not loaded               does not happen                  delivers 0, every skip false
 //
@@ -51,7 +52,7 @@ public:
 
     void Close();
 
-    // Reads up to `n` bytes, at most kWindowSize; `dst` stays as it was behind the bytes delivered.
+    // Reads up to `n` bytes; `dst` stays as it was after the bytes delivered.
     Delivery ReadBytes(void* dst, u32 n) {
         if (n > Lent()) return ReadAcrossWindow(dst, n);
         std::memcpy(dst, next, n);
@@ -62,14 +63,15 @@ public:
     // Whether a read of `n` bytes is long enough to be made past the window, where there is one to pass.
     bool MayPassWindow(u64 n) const { return n >= kLeastPastWindow && !inMemory && file != nullptr; }
 
-    // Reads `n` bytes straight to `dst`, without the copy in the window, and gives how many came before the
-    // file ended. A read that fails gives 0, moves nothing and leaves any bytes at `dst`.
-    u32 ReadPastWindow(void* dst, u32 n);
+    // Reads `n` bytes straight to `dst`, without the copy in the window. A read that fails leaves any bytes
+    // at `dst`.
+    Delivery ReadPastWindow(void* dst, u32 n);
 
     // A strict read: true when all of `n` bytes came.
     bool ReadStrict(void* dst, u32 n) { return ReadBytes(dst, n).got == n; }
 
-    // Moves over `n` bytes without reading them.
+    // Moves over `n` bytes, as by reading them one by one. False where that fails; the bytes ahead of the
+    // place stay skipped.
     bool SkipBytes(u32 n);
 
     bool AtEnd() { return next == end && AtEndOfWindow(); }

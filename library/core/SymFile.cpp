@@ -13,7 +13,7 @@ constexpr std::size_t kMostPath = 25600;  // characters
 SymFile::SymFile(const u16* fieldIds, u16 fieldIdCount) {
     if (fieldIdCount == 0) return;
     wantedIds = std::make_unique<IdSet>();
-    for (u32 i = 0; i < fieldIdCount; ++i) wantedIds->Add(fieldIds[i]);
+    for (u32 i = 0; fieldIds != nullptr && i < fieldIdCount; ++i) wantedIds->Add(fieldIds[i]);
 }
 
 SymFile::~SymFile() { Close(); }
@@ -47,7 +47,7 @@ void SymFile::Close() {
 
 // Leaves a record that came in part to the reads from the window, and all of them when the read fails.
 u32 SymFile::ReadRecordsPastWindow(void* dst, u32 size, u32 n) {
-    const u32 came = source.ReadPastWindow(dst, n * size);
+    const u32 came = source.ReadPastWindow(dst, n * size).got;
     source.StepBack(came % size);
     Consume(came / size * size);
     return came / size;

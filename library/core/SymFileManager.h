@@ -1,8 +1,8 @@
 // The process-wide registry of open files.
 #pragma once
 
-#include <memory>
-#include <vector>
+#include <algorithm>
+#include <array>
 
 #include "format/Types.h"
 #include "library/core/SymFile.h"
@@ -10,42 +10,63 @@
 
 namespace torva {
 
-// Held by every export but tv_GetAPIVersion for its whole run. Ready when the library is loaded.
+// Held by every export except tv_GetAPIVersion for its whole run.
 extern TVCriticalSection libraryLock;
 
 // A handle is a number from 1 up; it names a file from the end of a successful open to its close. All
 // operations are called with libraryLock held.
+//
+// Like the lock, the registry is constant data until it is used: no constructor or destructor runs, so
+// exports work inside those of a host. Each change is one write, so a child forked beside a running call
+// finds it whole.
 class SymFileManager {
 public:
-    // The one manager. It comes into being at the first call and closes what is left open when the library is
-    // unloaded.
-    static SymFileManager& Instance() {
-        static SymFileManager manager;
-        return manager;
-    }
+    static SymFileManager& Instance() { return instance; }
 
+    constexpr SymFileManager() = default;
     SymFileManager(const SymFileManager&) = delete;
     SymFileManager& operator=(const SymFileManager&) = delete;
-    virtual ~SymFileManager();
 
-    void RaiseHandleLimit(u16 limit) { handleLimit = std::max(handleLimit, limit); }
+    void RaiseHandleLimit(u16 limit) { raisedLimit = std::max(raisedLimit, limit); }
 
-    // The handle, or a result code. A failed open leaves nothing behind.
+    // The handle, or a result code. A failed open leaves nothing behind. Throws std::bad_alloc.
     i32 Open(const char* path, u32 memoryBudget, const u16* fieldIds, u32 fieldIdCount, bool wholeFile);
 
     // The file of a handle; null when it is not open.
-    SymFile* Find(u16 handle) { return handle < openFiles.size() ? openFiles[handle].get() : nullptr; }
+    SymFile* Find(u16 handle) const { return openFiles[handle]; }
 
     void Close(u16 handle);
     void CloseAll();
 
+    // In a forked child: handles that another thread was using in the parent are unknown here, since their
+    // files may be in any state. Their memory is lost.
+    void ForgetFilesInUse();
+
+    // Marks a file as in use by a call while it lives.
+    class Use {
+    public:
+        Use(SymFileManager& manager, u16 handle) : flag(manager.inUse[handle]), before(flag) { flag = true; }
+        ~Use() { flag = before; }
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
+
+    private:
+        bool& flag;
+        const bool before;
+    };
+
 private:
-    SymFileManager() = default;
+    static constexpr u16 kLeastLimit = 10;
 
-    i32 ChooseHandle();
+    static SymFileManager instance;
 
-    std::vector<std::unique_ptr<SymFile>> openFiles;  // by handle; null where the handle is free
-    u16 handleLimit = 10;                             // highest handle that ChooseHandle gives
+    u32 HandleLimit() const { return std::max(raisedLimit, kLeastLimit); }
+    i32 ChooseHandle() const;
+
+    // By handle; the registry owns the files. Nearly all of it is memory that is never touched.
+    std::array<SymFile*, 65536> openFiles{};
+    std::array<bool, 65536> inUse{};
+    u16 raisedLimit = 0;
 };
 
 }  // namespace torva

@@ -1,46 +1,76 @@
-// The library's re-entrant locks and their scoped guard.
+// The library's lock and its scoped guard.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
+
+#include "format/Types.h"
 #include "library/platform/Platform.h"
 
 namespace torva {
 
-// The outermost lock: wraps a lock of the operating system, which is left alone as long as the process has
-// one thread. That can change while the lock is held (by an allocator of the host), so each entry remembers
-// what it did.
+// A re-entrant lock that needs no constructor and no destructor to run, so that it works ahead of the first
+// and after the last of them. While the process has one thread its word is written without an atomic
+// instruction; a thread that the process starts meanwhile finds it written. It can be closed for good: from
+// then on every entry is refused.
 class TVCriticalSection {
 public:
-    TVCriticalSection() = default;
+    enum class Entry : u8 { refused, nested, outermost };
+
+    constexpr TVCriticalSection() = default;
     TVCriticalSection(const TVCriticalSection&) = delete;
     TVCriticalSection& operator=(const TVCriticalSection&) = delete;
-    virtual ~TVCriticalSection() = default;
 
-    // Whether the lock of the operating system was taken: what Leave has to be told.
-    [[nodiscard]] bool Enter() {
-        const bool taken = !platform::OnlyThread();
-        if (taken) lock.Enter();
-        return taken;
+    [[nodiscard]] Entry Enter() {
+        if (!platform::OnlyThread() || owner.load(std::memory_order_relaxed) != kNobody) return EnterShared();
+        owner.store(platform::ThisThread(), std::memory_order_relaxed);
+        return Entry::outermost;
     }
 
-    void Leave(bool taken) {
-        if (taken) lock.Leave();
+    // `entry` is what Enter returned.
+    void Leave(Entry entry) {
+        if (entry != Entry::outermost) return;
+        if (platform::OnlyThread()) {
+            owner.store(kNobody, std::memory_order_relaxed);
+        } else {
+            LeaveShared();
+        }
     }
+
+    // Refuses all further entries and waits for the running call, up to `milliseconds`. True when none runs
+    // any more: nobody enters again, the caller included.
+    bool Close(u32 milliseconds);
+
+    // In a forked child, whose other threads are gone. True when one of them was inside the lock, which is
+    // free now.
+    bool AbandonOtherThread();
 
 private:
-    platform::Lock lock;
+    static constexpr std::uintptr_t kNobody = 0;
+    static constexpr std::uintptr_t kClosed = 1;
+
+    Entry EnterShared();
+    void LeaveShared();
+
+    std::atomic<std::uintptr_t> owner{kNobody};  // the thread inside
+    std::atomic<bool> closed{false};
+    std::atomic<u32> sleepers{0};  // threads that wait, or are about to
+    std::atomic<u32> wakeups{0};   // changes whenever a sleeper should look again
 };
 
-// Holds a lock from construction to the end of the scope.
+// Holds the lock from construction to the end of the scope, unless it is refused.
 class ScopedLock {
 public:
-    explicit ScopedLock(TVCriticalSection& section) : held(section), taken(section.Enter()) {}
-    ~ScopedLock() { held.Leave(taken); }
+    explicit ScopedLock(TVCriticalSection& section) : held(section), entry(section.Enter()) {}
+    ~ScopedLock() { held.Leave(entry); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
 
+    bool Refused() const { return entry == TVCriticalSection::Entry::refused; }
+
 private:
     TVCriticalSection& held;
-    const bool taken;
+    const TVCriticalSection::Entry entry;
 };
 
 }  // namespace torva

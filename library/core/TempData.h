@@ -57,9 +57,10 @@ public:
     // Where the next value is to be written before it is placed, and the most characters that a text may have
     // there.
     u8* Next() const { return pos + 1; }
-    i32 MaxText() const {
+    i32 MaxText() const { return TextLimit(Room()); }
+    static constexpr i32 TextLimit(u64 room) {
         constexpr i64 kMost = std::numeric_limits<i32>::max();
-        return static_cast<i32>(std::min(static_cast<i64>(Room()) - 1, kMost));
+        return static_cast<i32>(std::min(static_cast<i64>(room) - 1, kMost));
     }
 
     bool Fits(u32 n) const { return Room() > n; }

@@ -1,4 +1,4 @@
-// The operating system as the library sees it: one file object and one re-entrant lock. Implemented twice, in
+// The operating system as the library sees it: files, threads and processes. Implemented twice, in
 // PosixPlatform.cpp and Win32Platform.cpp; no other file includes a system header.
 #pragma once
 
@@ -6,7 +6,6 @@
 #include <sys/single_threaded.h>
 #endif
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -60,19 +59,21 @@ inline bool OnlyThread() {
 #endif
 }
 
-// A re-entrant mutual exclusion object.
-class Lock {
-public:
-    Lock();
-    ~Lock();
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
+// A number of the calling thread that no other running thread has, above 1. A forked child keeps its own.
+#ifdef _WIN32
+std::uintptr_t ThisThread();
+#else
+extern __thread char threadMark __attribute__((tls_model("initial-exec")));
+inline std::uintptr_t ThisThread() { return reinterpret_cast<std::uintptr_t>(&threadMark); }
+#endif
 
-    void Enter();
-    void Leave();
+// Has the system call `handler` in every child that this process forks, ahead of anything else there.
+void OnForkedChild(void (*handler)());
 
-private:
-    alignas(std::max_align_t) unsigned char storage[64];
-};
+// Whether the system has already ended the other threads of the process, wherever they were.
+bool OtherThreadsAreGone();
+
+// Waits about a millisecond.
+void WaitBriefly();
 
 }  // namespace torva::platform

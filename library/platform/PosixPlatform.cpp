@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +17,19 @@
 namespace torva::platform {
 namespace {
 
+// Reads and the like are places where the cancellation of a thread takes effect, unless it is held off. It
+// would unwind through functions that must not throw and end the process.
+class NoCancellation {
+public:
+    NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before); }
+    ~NoCancellation() { pthread_setcancelstate(before, nullptr); }
+    NoCancellation(const NoCancellation&) = delete;
+    NoCancellation& operator=(const NoCancellation&) = delete;
+
+private:
+    int before = PTHREAD_CANCEL_ENABLE;
+};
+
 class PosixFile final : public File {
 public:
     explicit PosixFile(int openDescriptor) : descriptor(openDescriptor) {}
@@ -26,6 +40,7 @@ public:
     // leave it with them. A forked child's copy of this object must not release what its parent holds.
     ~PosixFile() override {
         if (descriptor < 0) return;
+        const NoCancellation guard;
         if (locker == getpid()) flock(descriptor, LOCK_UN);
         close(descriptor);
     }
@@ -46,6 +61,7 @@ public:
     }
 
     bool ReadAt(u64 offset, void* dst, u32 size, u32& got) override {
+        const NoCancellation guard;
         got = 0;
         u32 sum = 0;
         while (sum < size) {
@@ -80,6 +96,7 @@ FileOpener fileOpener = nullptr;
 // O_NONBLOCK keeps a pipe or a device without a peer from holding up the open; a regular file does not mind
 // it.
 int OpenPath(const char* path) {
+    const NoCancellation guard;
     int descriptor = -1;
     do {
         descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
@@ -91,6 +108,7 @@ int OpenPath(const char* path) {
 std::unique_ptr<PosixFile> TakeOver(int descriptor) {
     std::unique_ptr<PosixFile> file(new (std::nothrow) PosixFile(descriptor));
     if (file == nullptr) {
+        const NoCancellation guard;
         if (descriptor >= 0) close(descriptor);
         throw std::bad_alloc();
     }
@@ -111,21 +129,16 @@ std::unique_ptr<File> OpenFile(Descriptor descriptor) { return TakeOver(static_c
 
 void SetFileOpener(FileOpener opener) { fileOpener = opener; }
 
-static_assert(sizeof(pthread_mutex_t) <= sizeof(Lock));
-static_assert(alignof(pthread_mutex_t) <= alignof(Lock));
+__thread char threadMark __attribute__((tls_model("initial-exec")));
 
-Lock::Lock() : storage{} {
-    pthread_mutexattr_t attributes{};
-    pthread_mutexattr_init(&attributes);
-    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutex_init(new (storage) pthread_mutex_t, &attributes);
-    pthread_mutexattr_destroy(&attributes);
+void OnForkedChild(void (*handler)()) { pthread_atfork(nullptr, nullptr, handler); }
+
+bool OtherThreadsAreGone() { return false; }
+
+void WaitBriefly() {
+    const NoCancellation guard;
+    const timespec time{0, 1000000};
+    nanosleep(&time, nullptr);
 }
-
-Lock::~Lock() { pthread_mutex_destroy(std::launder(reinterpret_cast<pthread_mutex_t*>(storage))); }
-
-void Lock::Enter() { pthread_mutex_lock(std::launder(reinterpret_cast<pthread_mutex_t*>(storage))); }
-
-void Lock::Leave() { pthread_mutex_unlock(std::launder(reinterpret_cast<pthread_mutex_t*>(storage))); }
 
 }  // namespace torva::platform

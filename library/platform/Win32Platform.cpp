@@ -96,15 +96,21 @@ std::unique_ptr<File> OpenFile(Descriptor descriptor) {
 
 void SetFileOpener(FileOpener opener) { fileOpener = opener; }
 
-static_assert(sizeof(CRITICAL_SECTION) <= sizeof(Lock));
-static_assert(alignof(CRITICAL_SECTION) <= alignof(Lock));
+std::uintptr_t ThisThread() { return std::uintptr_t{GetCurrentThreadId()} + 1; }
 
-Lock::Lock() : storage{} { InitializeCriticalSection(new (storage) CRITICAL_SECTION); }
+void OnForkedChild(void (*)()) {}
 
-Lock::~Lock() { DeleteCriticalSection(std::launder(reinterpret_cast<CRITICAL_SECTION*>(storage))); }
+// True once ExitProcess has begun: a thread that was ended inside a call never leaves it, and may hold locks
+// of the heap.
+bool OtherThreadsAreGone() {
+    using Query = BOOLEAN(NTAPI*)();
+    const HMODULE system = GetModuleHandleA("ntdll.dll");
+    if (system == nullptr) return false;
+    const auto query =
+        reinterpret_cast<Query>(reinterpret_cast<void*>(GetProcAddress(system, "RtlDllShutdownInProgress")));
+    return query != nullptr && query() != 0;
+}
 
-void Lock::Enter() { EnterCriticalSection(std::launder(reinterpret_cast<CRITICAL_SECTION*>(storage))); }
-
-void Lock::Leave() { LeaveCriticalSection(std::launder(reinterpret_cast<CRITICAL_SECTION*>(storage))); }
+void WaitBriefly() { Sleep(1); }
 
 }  // namespace torva::platform

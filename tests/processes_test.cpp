@@ -1,0 +1,253 @@
+// Hosts that fork, exit and unload the library beside running calls, and that cancel threads inside them.
+#ifndef _WIN32
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+#include "Allocations.h"
+#include "TestSupport.h"
+#include "reference/CallDriver.h"
+#include "symwrite/RandomFile.h"
+
+namespace torva::test {
+namespace {
+
+// Runs `body` in a child process, which it ends with the exit status returned; one that hangs is ended.
+template <class Body>
+pid_t InChild(Body body) {
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        _exit(body());
+    }
+    return child;
+}
+
+int ExitStatus(pid_t child) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+const Bytes& BigFile() {
+    static const Bytes bytes = [] {
+        symwrite::RandomFileOptions options;
+        options.symbols = options.elements = 400;
+        return Write(symwrite::RandomFile(options));
+    }();
+    return bytes;
+}
+
+std::vector<driver::Outcome> Walk(u16 handle) {
+    std::vector<driver::Outcome> outcomes;
+    driver::WalkAll(
+        [&](const driver::Call& call) { return outcomes.emplace_back(driver::CallLibrary(handle, call)); },
+        {3, 200, 2, 100000});
+    return outcomes;
+}
+
+TEST(Processes, OneAtATime) {
+    const TempFile file(Bytes{});
+    const auto opens = [&] { return Open(file.Path()) > 0 ? 1 : 0; };
+    ASSERT_EQ(Open(file.Path()), 1);
+    EXPECT_EQ(ExitStatus(InChild(opens)), 0) << "open here";
+    tv_CloseSymFile(1);
+    EXPECT_EQ(ExitStatus(InChild(opens)), 1);
+
+    int ready[2], done[2];
+    ASSERT_EQ(pipe(ready) + pipe(done), 0);
+    const pid_t child = InChild([&] {
+        const i32 result = Open(file.Path());
+        char byte = 0;
+        close(done[1]);
+        return write(ready[1], "", 1) == 1 && read(done[0], &byte, 1) == 0 ? result : 0;
+    });
+    char byte = 0;
+    EXPECT_EQ(read(ready[0], &byte, 1), 1);
+    EXPECT_EQ(Open(file.Path()), SYM_ERR_OPEN) << "open in the other process";
+    for (const int end : {ready[0], ready[1], done[0], done[1]}) close(end);
+    EXPECT_EQ(ExitStatus(child), 1);
+    EXPECT_EQ(Open(file.Path()), 1) << "the other process ended without a close";
+    tv_CloseSymFile(1);
+}
+
+// A child that lives on has copies of the descriptors that were open when it was forked.
+TEST(Processes, AClosedFileIsFreeForOthers) {
+    const TempFile file(Bytes{});
+    ASSERT_EQ(Open(file.Path()), 1);
+    int done[2];
+    ASSERT_EQ(pipe(done), 0);
+    const pid_t child = InChild([&] {
+        char byte = 0;
+        close(done[1]);
+        tv_CloseSymFile(2);
+        return read(done[0], &byte, 1) == 0 ? 1 : 0;
+    });
+    EXPECT_EQ(Open(file.Path()), SYM_ERR_OPEN);
+    tv_CloseSymFile(1);
+    EXPECT_EQ(Open(file.Path()), 1);
+    EXPECT_EQ(ExitStatus(InChild([&] { return tv_CloseSymFile(1), 1; })), 1);
+    EXPECT_EQ(ExitStatus(InChild([&] { return Open(file.Path()) < 0 ? 1 : 0; })), 1)
+        << "a child's close releases nothing of its parent's";
+    tv_CloseSymFile(1);
+    for (const int end : done) close(end);
+    EXPECT_EQ(ExitStatus(child), 1);
+}
+
+TEST(Processes, AForkedChildHasAPlaceOfItsOwn) {
+    const OpenFile file(BigFile());
+    const u16 handle = file.Handle();
+    Walk(handle);
+    const auto expected = Walk(handle);
+    std::vector<driver::Outcome> outcomes;
+    driver::WalkAll(
+        [&](const driver::Call& call) {
+            if (outcomes.size() % 500 == 100) {
+                const auto walkAgain = [&] { return Walk(handle), Walk(handle) == expected ? 1 : 0; };
+                EXPECT_EQ(ExitStatus(InChild(walkAgain)), 1);
+            }
+            return outcomes.emplace_back(driver::CallLibrary(handle, call));
+        },
+        {3, 200, 2, 100000});
+    EXPECT_TRUE(outcomes == expected);
+}
+
+TEST(Processes, AChildForkedBesideACallReadsItsFiles) {
+    const TempFile walked(BigFile()), opened(BigFile()), own(BigFile());
+    ASSERT_EQ(Open(walked.Path()), 1);
+    std::atomic<bool> stop{false};
+    const auto expected = Walk(1);
+    std::thread busy([&] {
+        while (!stop) {
+            Walk(1);
+            tv_CloseSymFile(static_cast<u16>(Open(opened.Path(), {1})));
+        }
+    });
+    for (int i = 0; i < 60 && !HasFailure(); ++i) {
+        EXPECT_EQ(ExitStatus(InChild([&] {
+                      const i32 handle = Open(own.Path());
+                      return handle > 0 && Walk(static_cast<u16>(handle)) == expected ? 1 : 0;
+                  })),
+                  1);
+    }
+    stop = true;
+    busy.join();
+    tv_CloseSymFile(1);
+}
+
+// --- the end of a process
+
+bool checksAtTheEnd = false;
+u16 handleAtTheEnd = 0;
+
+// Runs after the destructors of all static objects, the library's included.
+__attribute__((destructor)) void CallsAfterTheEnd() {
+    if (!checksAtTheEnd) return;
+    const i32 list = tv_GetExtendSectionList(handleAtTheEnd, nullptr, 0);
+    const i32 open = tv_OpenSymFile("/dev/null", kBudget, nullptr, 0, 0);
+    tv_CloseSymFile(handleAtTheEnd);
+    tv_ReleaseSymAPI();
+    if (list != SYM_ERR_BAD_HANDLE || open != SYM_ERR_BAD_HANDLE) _exit(99);
+}
+
+// Runs ahead of the constructors of all static objects.
+i32 resultAtTheStart = 0;
+__attribute__((constructor(101))) void CallsBeforeTheStart() {
+    tv_InitSymAPI(0);
+    resultAtTheStart = tv_GetExtendSectionList(1, nullptr, 0);
+    tv_ReleaseSymAPI();
+}
+
+std::atomic<bool> stuck{false};
+
+bool GetStuck() {
+    allocations::failsNow = nullptr;
+    stuck = true;
+    for (;;) pause();
+}
+
+TEST(Processes, CallsBeforeTheStartAndAfterTheEnd) {
+    EXPECT_EQ(resultAtTheStart, SYM_ERR_BAD_HANDLE);
+    const TempFile file(BigFile());
+    const OpenFile left(BigFile());
+    handleAtTheEnd = left.Handle();
+    for (int i = 0; i < 40 && !HasFailure(); ++i) {
+        const bool oneIsStuck = i == 0;
+        EXPECT_EQ(ExitStatus(InChild([&]() -> int {
+                      checksAtTheEnd = !oneIsStuck;
+                      for (const u32 wholeFile : {0U, 1U, 0U}) {
+                          std::thread([&file, wholeFile] {
+                              for (;;) {
+                                  const i32 handle = Open(file.Path(), {wholeFile});
+                                  if (handle <= 0) continue;
+                                  tv_InitialExchangeSection(static_cast<u16>(handle));
+                                  tv_CloseSymFile(static_cast<u16>(handle));
+                              }
+                          }).detach();
+                      }
+                      if (oneIsStuck) {
+                          allocations::failsNow = GetStuck;
+                          while (!stuck) usleep(100);
+                      }
+                      usleep(static_cast<unsigned>(500 * i));
+                      exit(7);
+                  })),
+                  7);
+    }
+}
+
+TEST(Processes, UnloadingClosesFiles) {
+    const TempFile file(Bytes{});
+    void* const library = dlopen(TORVA_SHARED_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) GTEST_SKIP() << dlerror();
+    const auto open = reinterpret_cast<decltype(&tv_OpenSymFile)>(dlsym(library, "tv_OpenSymFile"));
+    ASSERT_EQ(open(file.Path(), kBudget, nullptr, 0, 0), 1);
+    EXPECT_EQ(Open(file.Path()), SYM_ERR_OPEN);
+    dlclose(library);
+    EXPECT_EQ(Open(file.Path()), 1);
+    tv_CloseSymFile(1);
+    EXPECT_EQ(ExitStatus(InChild([] { return 1; })), 1) << "nothing of the library is left to run at a fork";
+}
+
+// --- cancellation
+
+std::atomic<i32> handleOfTheCancelled{0};
+
+TEST(Processes, ACancelledThreadEndsOutsideACall) {
+    const TempFile file(BigFile());
+    for (int i = 0; i < 100 && !HasFailure(); ++i) {
+        const auto run = [](void* path) -> void* {
+            for (;;) {
+                handleOfTheCancelled = Open(static_cast<const char*>(path));
+                const auto handle = static_cast<u16>(handleOfTheCancelled.load());
+                for (int turn = 0; turn < 20; ++turn) tv_InitialExchangeSection(handle);
+                tv_CloseSymFile(handle);
+                pthread_testcancel();
+            }
+        };
+        pthread_t thread{};
+        std::string path = file.Path();
+        ASSERT_EQ(pthread_create(&thread, nullptr, run, path.data()), 0);
+        usleep(static_cast<unsigned>(37 * i));
+        void* result = nullptr;
+        pthread_cancel(thread);
+        pthread_join(thread, &result);
+        EXPECT_EQ(result, PTHREAD_CANCELED);
+        EXPECT_EQ(handleOfTheCancelled, 1);
+        ASSERT_EQ(Open(file.Path()), 1) << "the file is closed and no lock is held";
+        tv_CloseSymFile(1);
+    }
+}
+
+}  // namespace
+}  // namespace torva::test
+
+#endif
