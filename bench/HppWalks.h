@@ -10,7 +10,12 @@ namespace bench {
 
 class HppFile {
 public:
-    explicit HppFile(const std::string& path) : file(path) {}
+    explicit HppFile(const std::string& path, bool wholeFile = true) {
+        tvapi::OpenOptions how;
+        how.wholeFile = wholeFile;
+        file = tvapi::File(path, how);
+    }
+    tvapi::File& File() { return file; }
 
     template <class Sink>
     void Walk(std::uint16_t section, Sink& sink) {
@@ -142,7 +147,7 @@ private:
     }
     template <class Sink>
     void WalkObjects(Sink& sink) {
-        for (const auto& type : file.objectTypes()) {
+        for (const auto& type : file.objectTypes(tvapi::UpperTexts::borrowed)) {
             sink.Number(type.id);
             for (const auto& source : type.sources()) {
                 sink.Text(source.text.c_str());
@@ -160,11 +165,13 @@ private:
     }
     template <class Sink>
     void WalkForeignTrade(Sink& sink) {
-        for (const auto& head : file.foreignTrade()) {
+        for (const auto& head : file.foreignTrade(tvapi::UpperTexts::borrowed)) {
             sink.Number(head.id);
             sink.Text(head.name.c_str());
+            bool goesOn = false;
             for (const auto& item : head.items()) {
-                sink.Number(item.tag);
+                if (!goesOn) sink.Number(item.tag);
+                goesOn = item.more;
                 for (const char* const name : item.names) sink.Text(name);
                 sink.Elements(item.names.size());
             }

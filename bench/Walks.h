@@ -232,8 +232,10 @@ void WalkForeignTrade(Reader& file, Sink& sink) {
         sink.Bytes(&head, 2);
         sink.Text(head.name);
         std::int32_t result = file.GetForeignTrade(&tag, names, &count, kRecords);
+        bool goesOn = false;
         while (result == SYM_OK || result == SYM_MORE_DATA) {
-            sink.Number(tag);
+            if (!goesOn) sink.Number(tag);
+            goesOn = result == SYM_MORE_DATA;
             for (std::uint32_t i = 0; i < count; ++i) sink.Text(names[i]);
             sink.Elements(count);
             result = result == SYM_MORE_DATA ? file.GetNextForeignTrade(names, &count, kRecords)

@@ -23,7 +23,10 @@ install(TARGETS TorvaAPIStatic TorvaValues EXPORT TorvaAPITargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${development} ${excluded})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT ${development} ${excluded}
-  FILES_MATCHING PATTERN "Torva*.h" PATTERN "Torva*.hpp" PATTERN "TorvaTables.*" EXCLUDE)
+  FILES_MATCHING PATTERN "Torva*.h" PATTERN "Torva*.hpp" PATTERN "TorvaTables.*" EXCLUDE
+  PATTERN torva EXCLUDE)
+install(FILES ${PROJECT_BINARY_DIR}/include/TorvaAPI.hpp
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT ${development} ${excluded})
 
 if(WIN32)
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.def ${TORVA_MSVC_LIBRARY}

@@ -39,10 +39,15 @@ add_library(TorvaValues STATIC ${PROJECT_SOURCE_DIR}/library/values/TorvaValues.
 torva_options(TorvaValues)
 add_library(TorvaAPI::TorvaValues ALIAS TorvaValues)
 
+# TorvaAPI.hpp is made while the build is configured, and again when one of its parts has changed.
+include(${CMAKE_CURRENT_LIST_DIR}/SingleHeader.cmake)
+torva_single_header(${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include/TorvaAPI.hpp)
+
 function(torva_library target)
   torva_options(${target})
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+    $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_link_libraries(${target} INTERFACE TorvaValues)
   set_target_properties(${target} PROPERTIES OUTPUT_NAME TorvaAPI LINKER_LANGUAGE CXX)

@@ -58,6 +58,14 @@ void Drain(Range&& range, Tally& tally) {
     if (range.result() != SYM_OK) tally.codes.insert(range.result());
 }
 
+template <class Range>
+std::int32_t ResultOf(Range&& range) {
+    Tally tally;
+    Drain(range, tally);
+    EXPECT_EQ(tally.elements, 0U);
+    return range.result();
+}
+
 Tally WalkAll(const char* path, std::uint32_t wantedCount) {
     Tally tally;
     tvapi::File file;
@@ -119,22 +127,6 @@ TEST(Hpp, EveryAllocationOfItsOwnMayFail) {
     }
 }
 
-// A file with no section but the symbols is opened again for a second walk.
-TEST(Hpp, ASecondWalkThatCannotOpenTheFileAgain) {
-    const TempFile bytes(FileOf({MakeSection(2, symwrite::Symbols{{{"S", {}, {}}}})}));
-    tvapi::File file;
-    ASSERT_EQ(file.open(bytes.Path()), SYM_OK);
-    tvapi::File& same = file;
-    file = std::move(same);
-    Tally first, second;
-    Drain(file.symbols(), first);
-    platform::SetFileOpener([](const char*) -> std::unique_ptr<platform::File> { return nullptr; });
-    Drain(file.symbols(), second);
-    platform::SetFileOpener(nullptr);
-    EXPECT_EQ(first, (Tally{1, {}}));
-    EXPECT_EQ(second, (Tally{0, {SYM_ERR_OPEN}}));
-}
-
 // Going on at a level passes over what is below, and meets the damage there.
 TEST(Hpp, LevelsLeftEarlyMeetTheDamageBelow) {
     const symwrite::Objects objects{
@@ -166,32 +158,41 @@ TEST(Hpp, LevelsLeftEarlyMeetTheDamageBelow) {
 
 TEST(Hpp, RangesOfAFileThatIsNotOpen) {
     tvapi::File file;
-    tvapi::OpenOptions negative, noIds;
-    negative.textMax = -1;
-    noIds.fieldIdCount = 1;
+    EXPECT_EQ(file.error(), SYM_ERR_BAD_HANDLE);
     EXPECT_EQ(file.open(nullptr), SYM_ERR_PARAM);
-    EXPECT_EQ(file.open("", negative), SYM_ERR_PARAM);
-    EXPECT_EQ(file.open("", noIds), SYM_ERR_PARAM);
     EXPECT_EQ(file.open("no such file"), SYM_ERR_OPEN);
-    auto symbols = file.symbols();
-    for ([[maybe_unused]] const auto& symbol : symbols) FAIL();
-    EXPECT_EQ(symbols.result(), SYM_ERR_BAD_HANDLE);
-    auto exchanges = file.exchanges();
-    for ([[maybe_unused]] const auto& exchange : exchanges) FAIL();
-    EXPECT_EQ(exchanges.result(), SYM_ERR_BAD_HANDLE);
+    EXPECT_EQ(file.message(), "no such file: cannot be opened: no such file");
+    const std::int32_t results[] = {ResultOf(file.symbols()), ResultOf(file.exchanges()),
+                                    ResultOf(file.sectionsL2()), ResultOf(file.exchangeSupport())};
+    for (const std::int32_t result : results) EXPECT_EQ(result, SYM_ERR_BAD_HANDLE);
 }
 
-TEST(Hpp, PayloadsWithoutAValueOfTheKindAskedFor) {
-    EXPECT_EQ(tvapi::Payload(12, "x").size(), 0U);
-    EXPECT_EQ(tvapi::Payload(1, "x").text(), "");
-    EXPECT_EQ(tvapi::Payload(7, nullptr).text(), "");
-    EXPECT_EQ(tvapi::Payload(4, "\1\2").as<u8>(), 1U);
+// A range-for over a temporary range loses the range; the file keeps its error.
+TEST(Hpp, TheFirstErrorStaysWithTheFile) {
+    const TempFile bytes(FileOf({MakeSection(2, symwrite::Symbols{{{"S", {}, {}}}}), RawSection(16, {})}));
+    tvapi::File file;
+    ASSERT_EQ(file.open(bytes.Path()), SYM_OK);
+    EXPECT_EQ(file.error(), SYM_OK);
+    for ([[maybe_unused]] const auto& exchange : file.exchanges()) FAIL();
+    for ([[maybe_unused]] const auto& country : file.eidrCountries()) FAIL();
+    EXPECT_EQ(file.error(), SYM_ERR_READ);
+    EXPECT_EQ(file.errorSection(), 16U);
+    EXPECT_EQ(file.message(), bytes.Path() + std::string(": section 16: ") + tvapi::describe(SYM_ERR_READ));
+    for (const auto& symbol : file.symbols()) {
+        for ([[maybe_unused]] const auto& exchange : file.exchanges()) FAIL();
+        EXPECT_EQ(symbol.text(), "S");
+    }
+    file.clearError();
+    EXPECT_EQ(file.error(), SYM_OK);
 }
 
 TEST(Hpp, EveryCodeIsDescribedInItsOwnWords) {
     std::set<std::string> words;
-    for (i32 code = -100; code <= 100; ++code) words.insert(tvapi::describe(code));
-    EXPECT_EQ(words.size(), 13U) << "12 codes, and any other";
+    for (i32 code = -110; code <= 100; ++code) words.insert(tvapi::describe(code));
+    EXPECT_EQ(words.size(), 15U) << "14 codes, and any other";
+    words.clear();
+    for (int reason = 0; reason <= 14; ++reason) words.insert(tvapi::describe(tvapi::Reason(reason)));
+    EXPECT_EQ(words.size(), 15U) << "14 reasons, and any other";
 }
 
 }  // namespace torva::test

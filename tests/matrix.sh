@@ -182,6 +182,8 @@ hosts_mingw32() {
     echo "find_package, shared and static, linked"
 }
 
+hosts_hpp() { ./dev build release && tests/hpp/check.sh "$PWD" "$PWD/build/release" full; }
+
 hosts() {
     ./dev build release && ctest --preset release -R library.hosts -V || return 1
     echo "find_package, pkg-config, subdirectory, fetch"
@@ -211,6 +213,7 @@ mkdir -p "$logs"
 row "Linux x86_64" "gcc, whole suite" suite_gcc
 row "Linux x86_64" "clang, whole suite" suite_clang
 row "Linux x86_64" "hosts, shared and static, gcc and clang" hosts
+row "Linux x86_64" "C++ header, gcc and clang, C++17 to 23" hosts_hpp
 row "Linux i386" "gcc -m32, whole suite" suite_m32
 row "Linux i386" "gcc -m32, full damage and fault sweep" sweep_m32
 row "Windows x86_64" "MinGW, wine64: the library's suite" suite_mingw64

@@ -131,7 +131,7 @@ void Reader::LoadDefaults() {
         if (result != SYM_OK && result != SYM_MORE_DATA) {
             return;
         }
-        for (const auto field : tvapi::FieldList(items.data(), static_cast<size_t>(count))) {
+        for (auto field : tvapi::FieldList(items.data(), static_cast<size_t>(count))) {
             defaults.push_back(ViewOf(field));
             defaults.back().isDefault = true;
             defaultValues.push_back(field.take());
@@ -191,8 +191,22 @@ void Reader::ReadRaw(u64 offset, u64 size, const std::function<void(std::string_
     Open();
 }
 
-Walk Reader::WalkSymbols(const SymbolSink& sink) { return Walker(*this).Symbols(sink); }
+Walk Reader::WalkSymbols(const SymbolSink& sink) {
+    OpenForRepeat(2);
+    return Walker(*this).Symbols(sink);
+}
 
-Walk Reader::WalkSection(u16 id, const RowSink& sink) { return Walker(*this).Section(id, sink); }
+Walk Reader::WalkSection(u16 id, const RowSink& sink) {
+    OpenForRepeat(id);
+    return Walker(*this).Section(id, sink);
+}
+
+// Sections 2, 3 and 8 can begin again only by way of another section, which the file may not have.
+void Reader::OpenForRepeat(u16 id) {
+    if ((id == 2 || id == 3 || id == 8) && !walked.insert(id).second) {
+        file.close();
+        Open();
+    }
+}
 
 }  // namespace tvsym

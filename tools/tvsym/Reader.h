@@ -41,6 +41,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -144,6 +145,7 @@ private:
 
     const std::string& Path() const { return input->Path(); }
     void Open();
+    void OpenForRepeat(u16 id);
     [[noreturn]] void RefuseOpen(i32 code) const;
     void LoadDefaults();
 
@@ -152,6 +154,7 @@ private:
     RawFile raw;
     tvapi::Library library;
     tvapi::File file;
+    std::set<u16> walked;  // sections that were
     std::vector<FieldView> defaults;
     std::vector<tvapi::Value> defaultValues;  // what they point to
 };
