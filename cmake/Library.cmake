@@ -2,6 +2,7 @@
 # the static one, so that a plugin that links it neither exports them again nor binds to those of another plugin.
 file(GLOB TORVA_SOURCES CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/library/core/*.cpp
+  ${PROJECT_SOURCE_DIR}/library/file/*.cpp
   ${PROJECT_SOURCE_DIR}/library/platform/*.cpp
   ${PROJECT_SOURCE_DIR}/library/stream/*.cpp
   ${PROJECT_SOURCE_DIR}/library/sections/*.cpp)

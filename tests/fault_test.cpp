@@ -294,6 +294,7 @@ TEST_F(FaultSweep, ValuesWithoutMemory) {
     std::vector<std::string> lossless;
     failAllBehind = false;
     torva::test::allocations::failsNow = FailsNow;
+    failAllBehind = false;
     for (int64_t n = 1000; n >= 0; n = n == 1000 ? kFields - 1 : n - 1) {
         const memoryfile::Scope scope(file);
         ASSERT_EQ(Open(""), 1);

@@ -7,7 +7,7 @@
 
 #include "Allocations.h"
 #include "TestSupport.h"
-#include "library/core/SymFile.h"
+#include "library/file/SymFile.h"
 #include "library/platform/Platform.h"
 
 #ifndef _WIN32
@@ -570,7 +570,7 @@ TEST(Lifecycle, OpensWithoutTheExports) {
                   SYM_OK);
         EXPECT_EQ(image.OpenImage(bytes.data(), bytes.size(), kBudget), SYM_OK);
         for (const SymFile* other : {&byPath, &byDescriptor, &image}) {
-            EXPECT_EQ(other->GetExtendSectionList(nullptr, 0), 19);
+            EXPECT_EQ(other->file.GetExtendSectionList(nullptr, 0), 19);
         }
     }
     tv_CloseSymFile(1);

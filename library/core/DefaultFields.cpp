@@ -4,7 +4,9 @@
 //   2   u32         fieldBytes: bytes of the fields that follow
 //   6   fieldBytes  typed fields, one after the other
 
-#include "library/core/SymFile.h"
+#include "library/core/DefaultFields.h"
+
+#include "library/core/TypedFields.h"
 
 namespace torva {
 namespace {
@@ -16,15 +18,21 @@ constexpr u32 kLeastArena = 102400;
 // everywhere.
 constexpr u32 kTableEntryCost = 11;
 
-}  // namespace
+constexpr u8 kDefaultFields = 1;
 
-// Walks section 1, measuring or storing; both passes give the same `need` for the same file. False when the
-// data ends before the fields do, or when storing finds fields where measuring found none.
-bool SymFile::LoadDefaultFields(bool store, u64& need) {
-    need = 0;
-    defaultCount = 0;
+// What a pass over section 1 found.
+struct Pass {
+    u32 count = 0;  // fields
+    u64 need = 0;   // bytes of the budget; the same for both passes over the same file
+};
+
+// Walks section 1, measuring or storing. False when the data ends before the fields do, or when storing finds
+// fields where measuring found none.
+bool LoadDefaultFields(FileReader& file, UtilityData& defaults, bool store, Pass& pass) {
+    ByteSource& source = file.source;
     u32 fieldBytes = 0;
-    if (!SeekSection(1) || source.ReadBytes(&fieldBytes, sizeof fieldBytes).got == 0) return true;
+    if (!file.SeekSection(kDefaultFields) || source.ReadBytes(&fieldBytes, sizeof fieldBytes).got == 0)
+        return true;
     if (fieldBytes > 0 && store && defaults.capacity == 0) return false;
     u64 sum = 0;
     for (u64 walked = 0; walked < fieldBytes;) {
@@ -33,37 +41,38 @@ bool SymFile::LoadDefaultFields(bool store, u64& need) {
             TempData& values = defaults.arena;
             SymFieldItem item;
             u32 size = 0;
-            const i64 result = ReadField(&item, &size, values.Next(), values.MaxText());
+            const i64 result = ReadField(source, &item, &size, values.Next(), values.MaxText());
             if (result < 0) return false;
             taken = static_cast<u64>(result);
             if (defaults.used < defaults.capacity) {
                 defaults.Append(item.id, item.tag, values.Fits(size) ? values.Place(size) : nullptr);
             }
         } else {
-            taken = SkipField();
+            taken = SkipField(source);
         }
         if (taken == 0) return false;
-        ++defaultCount;
+        ++pass.count;
         sum += taken + 2;
         walked += taken;
     }
-    need = sum + (u64{defaultCount} * 3 + 1) * 4;
+    pass.need = sum + (u64{pass.count} * 3 + 1) * 4;
     return true;
 }
 
+}  // namespace
+
 // The budget goes to the table, the default arena and the per-call arena, which gets all that is left.
-i32 SymFile::PrepareMemory(u32 memoryBudget) {
-    u64 need = 0;
-    if (!LoadDefaultFields(false, need)) return SYM_ERR_OPEN;
-    if (need + kLeastArena >= memoryBudget) return SYM_ERR_PARAM;
-    const u32 budgeted = static_cast<u32>(need);
-    const u32 count = defaultCount;
+i32 PrepareMemory(FileReader& file, UtilityData& defaults, u32 memoryBudget) {
+    Pass measured;
+    if (!LoadDefaultFields(file, defaults, false, measured)) return SYM_ERR_OPEN;
+    if (measured.need + kLeastArena >= memoryBudget) return SYM_ERR_PARAM;
+    const u32 need = static_cast<u32>(measured.need);
+    const u32 count = measured.count;
     if (count > 0 && !defaults.InitTable(count)) return SYM_ERR_NO_MEMORY;
-    if (count > 0 && !defaults.arena.Init(budgeted - kTableEntryCost * count)) return SYM_ERR_NO_MEMORY;
-    if (!arena.Init(memoryBudget - budgeted)) return SYM_ERR_NO_MEMORY;
-    u64 stored = 0;
-    if (!LoadDefaultFields(true, stored) || stored != need) return SYM_ERR_OPEN;
-    defaults.ListWanted([this](u16 id) { return Wants(id); });
+    if (count > 0 && !defaults.arena.Init(need - kTableEntryCost * count)) return SYM_ERR_NO_MEMORY;
+    if (!file.arena.Init(memoryBudget - need)) return SYM_ERR_NO_MEMORY;
+    Pass stored;
+    if (!LoadDefaultFields(file, defaults, true, stored) || stored.need != need) return SYM_ERR_OPEN;
     return SYM_OK;
 }
 

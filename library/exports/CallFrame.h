@@ -3,7 +3,7 @@
 
 #include <new>
 
-#include "library/core/SymFileManager.h"
+#include "library/exports/SymFileManager.h"
 
 namespace torva {
 
@@ -20,20 +20,26 @@ i32 CallLibrary(Operation operation) noexcept {
     }
 }
 
-// Finds the file of a handle and runs an operation of it under the library's lock. The operation is a
-// template argument so that the call is a direct one, with the arguments still in registers.
-template <auto operation, class... Arguments>
-i32 CallFile(u16 handle, Arguments... arguments) noexcept {
+// Runs `operation` on the file of a handle under the library's lock.
+template <class Operation>
+i32 CallFile(u16 handle, Operation operation) noexcept {
     const ScopedLock lock(libraryLock);
     SymFileManager& manager = SymFileManager::Instance();
-    SymFile* const file = lock.Refused() ? nullptr : manager.Find(handle);
-    if (file == nullptr) return SYM_ERR_BAD_HANDLE;
+    SymFile* const open = lock.Refused() ? nullptr : manager.Find(handle);
+    if (open == nullptr) return SYM_ERR_BAD_HANDLE;
     const SymFileManager::Use use(manager, handle);
     try {
-        return (file->*operation)(arguments...);
+        return operation(*open);
     } catch (...) {
         return SYM_ERR_NO_MEMORY;
     }
+}
+
+// The same for an operation of one of the file's readers.
+template <auto reader, auto operation, class... Arguments>
+i32 CallReader(u16 handle, Arguments... arguments) noexcept {
+    return CallFile(handle,
+                    [=](SymFile& open) { return (open.*reader.*operation)(open.file, arguments...); });
 }
 
 }  // namespace torva

@@ -7,9 +7,10 @@
 //
 // The record reads are not tested: bytes that do not come are zeros of the caller's array, and count.
 
-#include <cstring>
+#include "library/sections/BrokerInfo.h"
 
-#include "library/core/SymFile.h"
+#include <algorithm>
+#include <cstring>
 
 namespace torva {
 namespace {
@@ -18,31 +19,32 @@ constexpr u8 kBrokerInfoSection = 4;
 
 }  // namespace
 
-i32 SymFile::InitialSectionBorkerInfo() {
-    u16 recordCount = 0;
-    const i32 result = EnterCountedSection(kBrokerInfoSection, recordCount);
+i32 BrokerInfoReader::InitialSectionBorkerInfo(FileReader& file) {
+    u16 newCount = 0;
+    const i32 result = file.EnterCountedSection(kBrokerInfoSection, newCount);
     if (result != SYM_OK) return result;
-    brokerRecordCount = recordCount;
-    brokerRecordIndex = 0;
-    return Exhausted() ? SYM_END_OF_DATA : recordCount;
+    recordCount = newCount;
+    recordIndex = 0;
+    return file.Exhausted() ? SYM_END_OF_DATA : recordCount;
 }
 
 // `*count` runs on over calls and is held to `capacity`; records are stored from the first element on.
-i32 SymFile::GetNextBrokerInfoGroup(i32* count, BrokerInfoRecord* records, i32 capacity) {
+i32 BrokerInfoReader::GetNextBrokerInfoGroup(FileReader& file, i32* count, BrokerInfoRecord* records,
+                                             i32 capacity) {
     if (AnyNull(count) || NullArray(records, capacity) || *count < 0) return SYM_ERR_PARAM;
     const u32 size = static_cast<u32>(std::max(capacity, 0));
     const u32 room = size - std::min(size, static_cast<u32>(*count));
     u32 done = 0;
     i32 result = SYM_MORE_DATA;
-    if (Exhausted() || brokerRecordCount <= brokerRecordIndex) {
+    if (file.Exhausted() || recordCount <= recordIndex) {
         result = SYM_END_OF_DATA;
     } else if (room > 0) {
         bool ended = false;
-        done = ReadRecords(records, std::min<u32>(brokerRecordCount - brokerRecordIndex, room), ended);
-        brokerRecordIndex = static_cast<u16>(brokerRecordIndex + done - (ended ? 1U : 0U));
-        if (brokerRecordIndex == brokerRecordCount) {
-            brokerRecordIndex = 0;
-            brokerRecordCount = 0;
+        done = file.ReadRecords(records, std::min<u32>(recordCount - recordIndex, room), ended);
+        recordIndex = static_cast<u16>(recordIndex + done - (ended ? 1U : 0U));
+        if (recordIndex == recordCount) {
+            recordIndex = 0;
+            recordCount = 0;
             result = SYM_OK;
         }
     }

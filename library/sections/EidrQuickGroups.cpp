@@ -9,7 +9,9 @@
 //
 // One call delivers one field, into a buffer of the caller.
 
-#include "library/core/SymFile.h"
+#include "library/sections/EidrQuickGroups.h"
+
+#include "library/core/TypedFields.h"
 
 namespace torva {
 namespace {
@@ -18,49 +20,49 @@ constexpr u8 kEidrQuickGroups = 6;
 
 }  // namespace
 
-i32 SymFile::InitialSection6() {
-    const i32 result = EnterSection(kEidrQuickGroups);
+i32 EidrQuickGroupReader::InitialSection6(FileReader& file) {
+    const i32 result = file.EnterSection(kEidrQuickGroups);
     if (result != SYM_OK) return result;
-    quickBytesTotal = recordSize;
-    quickBytesRead = 0;
-    quickGroupBytes = 0;
-    quickGroupBytesRead = 0;
-    return Exhausted() ? SYM_END_OF_DATA : SYM_OK;
+    bytesTotal = file.headValue;
+    bytesRead = 0;
+    groupBytes = 0;
+    groupBytesRead = 0;
+    return file.Exhausted() ? SYM_END_OF_DATA : SYM_OK;
 }
 
-i32 SymFile::GetNextEidrQuickGroup(const char** name, i32* count, SymFieldBuffer* target, i32 capacity) {
+i32 EidrQuickGroupReader::GetNextEidrQuickGroup(FileReader& file, const char** name, i32* count,
+                                                SymFieldBuffer* target, i32 capacity) {
     if (AnyNull(name, count, target)) return SYM_ERR_PARAM;
-    if (Exhausted()) return SYM_END_OF_DATA;
+    if (file.Exhausted()) return SYM_END_OF_DATA;
     if (*count >= capacity) return SYM_MORE_DATA;
-    if (quickGroupBytesRead > quickGroupBytes) return SYM_ERR_FORMAT;
-    if (quickGroupBytesRead == quickGroupBytes) quickGroupBytesRead = 0;
-    if (quickGroupBytesRead == 0) {
-        ReadLoose(&quickGroupBytes, sizeof quickGroupBytes, quickBytesRead);
-        arena.Reset();
-        const i32 result =
-            ReadTextTo(quickGroupName.data(), sizeof quickGroupName, quickBytesRead, quickGroupBytesRead);
+    if (groupBytesRead > groupBytes) return SYM_ERR_FORMAT;
+    if (groupBytesRead == groupBytes) groupBytesRead = 0;
+    if (groupBytesRead == 0) {
+        file.ReadLoose(&groupBytes, sizeof groupBytes, bytesRead);
+        file.arena.Reset();
+        const i32 result = file.ReadTextTo(groupName.data(), sizeof groupName, bytesRead, groupBytesRead);
         if (result != SYM_OK) return result;
     }
-    *name = quickGroupName.data();
-    ReadLoose(&target->id, sizeof target->id, quickBytesRead, quickGroupBytesRead);
-    ReadLoose(&target->tag, sizeof target->tag, quickBytesRead, quickGroupBytesRead);
+    *name = groupName.data();
+    file.ReadLoose(&target->id, sizeof target->id, bytesRead, groupBytesRead);
+    file.ReadLoose(&target->tag, sizeof target->tag, bytesRead, groupBytesRead);
     target->size = 0;
     u32 taken = 0;
-    const i32 result = ReadFieldValue(target, &taken);
+    const i32 result = ReadFieldValue(file, target, &taken);
     if (result == SYM_ERR_READ) return result;
-    Consume(taken, quickBytesRead, quickGroupBytesRead);
+    file.Consume(taken, bytesRead, groupBytesRead);
     if (result == SYM_OK) {
         target->capacity = target->size;
         ++*count;
     }
-    const u32 read = quickBytesRead;
-    if (read == quickBytesTotal) {
-        quickBytesRead = 0;
-        quickGroupBytesRead = 0;
+    const u32 read = bytesRead;
+    if (read == bytesTotal) {
+        bytesRead = 0;
+        groupBytesRead = 0;
     }
     if (result != SYM_OK) return result;
-    if (read == quickBytesTotal) return SYM_OK;
-    return read < quickBytesTotal ? SYM_MORE_DATA : SYM_ERR_FORMAT;
+    if (read == bytesTotal) return SYM_OK;
+    return read < bytesTotal ? SYM_MORE_DATA : SYM_ERR_FORMAT;
 }
 
 }  // namespace torva

@@ -6,7 +6,7 @@
 //
 // An element:  u16 id | first text | second text
 
-#include "library/core/SymFile.h"
+#include "library/sections/EidrSections.h"
 
 namespace torva {
 namespace {
@@ -15,31 +15,32 @@ constexpr u8 kEidrSections = 7;
 
 }  // namespace
 
-i32 SymFile::InitialSection7() {
-    const i32 result = EnterSection(kEidrSections);
+i32 EidrSectionReader::InitialSection7(FileReader& file) {
+    const i32 result = file.EnterSection(kEidrSections);
     if (result != SYM_OK) return result;
-    eidrSectionBytesTotal = recordSize;
-    eidrSectionBytesRead = 0;
-    return Exhausted() ? SYM_END_OF_DATA : SYM_OK;
+    bytesTotal = file.headValue;
+    bytesRead = 0;
+    return file.Exhausted() ? SYM_END_OF_DATA : SYM_OK;
 }
 
 // One call delivers one element, its texts into buffers of the caller.
-i32 SymFile::GetNextEidrSectionGroup(i32* count, EidrSectionItem* target, i32 capacity) {
+i32 EidrSectionReader::GetNextEidrSectionGroup(FileReader& file, i32* count, EidrSectionItem* target,
+                                               i32 capacity) {
     if (AnyNull(count, target)) return SYM_ERR_PARAM;
-    if (Exhausted()) return SYM_END_OF_DATA;
+    if (file.Exhausted()) return SYM_END_OF_DATA;
     if (*count >= capacity) return SYM_MORE_DATA;
-    ReadLoose(&target->id, sizeof target->id, eidrSectionBytesRead);
-    arena.Reset();
-    i32 result = ReadTextTo(target->text1, target->text1Size, eidrSectionBytesRead);
+    file.ReadLoose(&target->id, sizeof target->id, bytesRead);
+    file.arena.Reset();
+    i32 result = file.ReadTextTo(target->text1, target->text1Size, bytesRead);
     if (result != SYM_OK) return result;
-    result = ReadTextTo(target->text2, target->text2Size, eidrSectionBytesRead);
+    result = file.ReadTextTo(target->text2, target->text2Size, bytesRead);
     if (result != SYM_OK) return result;
     ++*count;
-    if (eidrSectionBytesRead == eidrSectionBytesTotal) {
-        eidrSectionBytesRead = 0;
+    if (bytesRead == bytesTotal) {
+        bytesRead = 0;
         return SYM_OK;
     }
-    return eidrSectionBytesRead < eidrSectionBytesTotal ? SYM_MORE_DATA : SYM_ERR_FORMAT;
+    return bytesRead < bytesTotal ? SYM_MORE_DATA : SYM_ERR_FORMAT;
 }
 
 }  // namespace torva

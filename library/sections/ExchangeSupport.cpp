@@ -1,7 +1,7 @@
 // Section 21, the exchange support entries: groups with one list, and a 32-bit group count. The layout and
 // the parse stand in Definitions.h.
 
-#include "library/sections/Definitions.h"
+#include "library/sections/ExchangeSupport.h"
 
 namespace torva {
 namespace {
@@ -10,13 +10,13 @@ constexpr u8 kExchangeSupport = 21;
 
 }  // namespace
 
-i32 SymFile::InitialExchangeSupportSection() {
-    return LoadDefinitions<u32>(kExchangeSupport, 1, exchangeSupportSections);
+i32 ExchangeSupportReader::InitialExchangeSupportSection(FileReader& file) {
+    return Load<u32>(file, kExchangeSupport, 1);
 }
 
-i32 SymFile::GetNextExchangeSupportSection(u16* id, u16* count, u16* items, u32 capacity) {
+i32 ExchangeSupportReader::GetNextExchangeSupportSection(FileReader& /*file*/, u16* id, u16* count,
+                                                         u16* items, u32 capacity) {
     if (AnyNull(id, count) || NullArray(items, capacity)) return SYM_ERR_PARAM;
-    DefinitionMap& map = exchangeSupportSections;
     if (map.Count() == 0) return SYM_END_OF_DATA;
     const u16 smallest = map.Smallest();
     const DefinitionMap::Lists lists = map.ListsOf(smallest);

@@ -9,7 +9,7 @@
 //
 // The texts go straight to buffers of the caller; the arena is not touched.
 
-#include "library/core/SymFile.h"
+#include "library/sections/Exchanges.h"
 
 namespace torva {
 namespace {
@@ -18,34 +18,36 @@ constexpr u8 kExchanges = 16;
 
 }  // namespace
 
-i32 SymFile::InitialExchangeSection() {
-    u16 elementCount = 0;
-    const i32 result = EnterCountedSection(kExchanges, elementCount, &exchangeCursor.bytesTotal);
+i32 ExchangeReader::InitialExchangeSection(FileReader& file) {
+    u16 newCount = 0;
+    const i32 result = file.EnterCountedSection(kExchanges, newCount, &bytesTotal);
     if (result != SYM_OK) return result;
-    exchangeCursor.elementCount = elementCount;
-    exchangeCursor.bytesRead = 0;
-    exchangeCursor.elementIndex = 0;
-    return Exhausted() ? SYM_END_OF_DATA : elementCount;
+    elementCount = newCount;
+    bytesRead = 0;
+    elementIndex = 0;
+    return file.Exhausted() ? SYM_END_OF_DATA : elementCount;
 }
 
-i32 SymFile::GetNextExchange(u32* id, char* text1, i32 text1Limit, char* text2, i32 text2Limit) {
+i32 ExchangeReader::GetNextExchange(FileReader& file, u32* id, char* text1, i32 text1Limit, char* text2,
+                                    i32 text2Limit) {
     if (AnyNull(id) || (text1 == nullptr && text1Limit >= 0) || (text2 == nullptr && text2Limit >= 0)) {
         return SYM_ERR_PARAM;
     }
-    DirectoryCursor& cursor = exchangeCursor;
-    if (cursor.bytesRead >= cursor.bytesTotal) return SYM_END_OF_DATA;
-    if (cursor.elementIndex >= cursor.elementCount) return SYM_END_OF_DATA;
-    if (source.AtEnd()) return SYM_END_OF_DATA;
+    if (bytesRead >= bytesTotal) return SYM_END_OF_DATA;
+    if (elementIndex >= elementCount) return SYM_END_OF_DATA;
+    if (file.source.AtEnd()) return SYM_END_OF_DATA;
     u16 elementId = 0;
-    if (!Read(&elementId, sizeof elementId, cursor.bytesRead)) return SYM_ERR_READ;
+    if (!file.Read(&elementId, sizeof elementId, bytesRead)) return SYM_ERR_READ;
     *id = elementId;
     u32 length = 0;
-    if (source.ReadText(reinterpret_cast<u8*>(text1), text1Limit, &length) != SYM_OK) return SYM_ERR_READ;
-    Consume(length, cursor.bytesRead);
-    if (source.ReadText(reinterpret_cast<u8*>(text2), text2Limit, &length) != SYM_OK) return SYM_ERR_READ;
-    Consume(length, cursor.bytesRead);
-    ++cursor.elementIndex;
-    return cursor.elementIndex == cursor.elementCount ? SYM_OK : SYM_MORE_DATA;
+    if (file.source.ReadText(reinterpret_cast<u8*>(text1), text1Limit, &length) != SYM_OK)
+        return SYM_ERR_READ;
+    file.Consume(length, bytesRead);
+    if (file.source.ReadText(reinterpret_cast<u8*>(text2), text2Limit, &length) != SYM_OK)
+        return SYM_ERR_READ;
+    file.Consume(length, bytesRead);
+    ++elementIndex;
+    return elementIndex == elementCount ? SYM_OK : SYM_MORE_DATA;
 }
 
 }  // namespace torva

@@ -11,7 +11,7 @@
 //
 // Names stay in the per-call arena until its next reset.
 
-#include "library/core/SymFile.h"
+#include "library/sections/ForeignTrade.h"
 
 namespace torva {
 namespace {
@@ -20,42 +20,41 @@ constexpr u8 kForeignTrade = 14;
 
 }  // namespace
 
-i32 SymFile::InitialForeignTradeSection() { return InitialBodySection(kForeignTrade, foreignTradeCursor); }
+i32 ForeignTradeReader::InitialForeignTradeSection(FileReader& file) { return Initial(file, kForeignTrade); }
 
-i32 SymFile::GetNextForeignTradeHead(ForeignTradeHead* head) {
+i32 ForeignTradeReader::GetNextForeignTradeHead(FileReader& file, ForeignTradeHead* head) {
     if (AnyNull(head)) return SYM_ERR_PARAM;
-    const i32 skipped = SkipRest(foreignTradeCursor);
+    const i32 skipped = SkipRest(file);
     if (skipped != SYM_OK) return skipped;
-    arena.Reset();
-    if (!Read(&head->id, sizeof head->id)) return SYM_ERR_READ;
+    file.arena.Reset();
+    if (!file.Read(&head->id, sizeof head->id)) return SYM_ERR_READ;
     const char* name = nullptr;
-    if (!PlaceText(&name)) return SYM_ERR_READ;
+    if (!file.PlaceText(&name)) return SYM_ERR_READ;
     head->name = name;
-    if (!Read(&foreignTradeCursor.bodySize, sizeof foreignTradeCursor.bodySize)) return SYM_ERR_READ;
-    foreignTradeCursor.bodyRead = 0;
+    if (!file.Read(&bodySize, sizeof bodySize)) return SYM_ERR_READ;
+    bodyRead = 0;
     return SYM_OK;
 }
 
-i32 SymFile::GetForeignTrade(u8* itemTag, const char** names, u32* count, u32 capacity) {
+i32 ForeignTradeReader::GetForeignTrade(FileReader& file, u8* itemTag, const char** names, u32* count,
+                                        u32 capacity) {
     if (AnyNull(itemTag, count) || NullArray(names, capacity)) return SYM_ERR_PARAM;
-    ForeignTradeCursor& cursor = foreignTradeCursor;
-    if (cursor.Used()) return SYM_END_OF_DATA;
-    if (!Read(itemTag, sizeof *itemTag, cursor.bodyRead)) return SYM_ERR_READ;
-    if (!Read(&cursor.nameCount, sizeof cursor.nameCount, cursor.bodyRead)) return SYM_ERR_READ;
-    cursor.nameIndex = 0;
-    return GetNextForeignTrade(names, count, capacity);
+    if (BodyUsed()) return SYM_END_OF_DATA;
+    if (!file.Read(itemTag, sizeof *itemTag, bodyRead)) return SYM_ERR_READ;
+    if (!file.Read(&nameCount, sizeof nameCount, bodyRead)) return SYM_ERR_READ;
+    nameIndex = 0;
+    return GetNextForeignTrade(file, names, count, capacity);
 }
 
-i32 SymFile::GetNextForeignTrade(const char** names, u32* count, u32 capacity) {
+i32 ForeignTradeReader::GetNextForeignTrade(FileReader& file, const char** names, u32* count, u32 capacity) {
     if (AnyNull(count) || NullArray(names, capacity)) return SYM_ERR_PARAM;
-    ForeignTradeCursor& cursor = foreignTradeCursor;
-    arena.Reset();
+    file.arena.Reset();
     *count = 0;
-    while (cursor.nameIndex < cursor.nameCount) {
+    while (nameIndex < nameCount) {
         if (*count == capacity) return SYM_MORE_DATA;
-        if (!PlaceText(&names[*count], cursor.bodyRead)) return SYM_ERR_READ;
+        if (!file.PlaceText(&names[*count], bodyRead)) return SYM_ERR_READ;
         ++*count;
-        ++cursor.nameIndex;
+        ++nameIndex;
     }
     return SYM_OK;
 }

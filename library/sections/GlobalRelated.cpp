@@ -12,7 +12,7 @@
 //
 // Names stay in the per-call arena until its next reset.
 
-#include "library/core/SymFile.h"
+#include "library/sections/GlobalRelated.h"
 
 namespace torva {
 namespace {
@@ -21,43 +21,45 @@ constexpr u8 kGlobalRelated = 15;
 
 }  // namespace
 
-i32 SymFile::InitialGlobalRelatedSection() { return InitialBodySection(kGlobalRelated, globalRelatedCursor); }
+i32 GlobalRelatedReader::InitialGlobalRelatedSection(FileReader& file) {
+    return Initial(file, kGlobalRelated);
+}
 
-i32 SymFile::GetNextGlobalReleatedHead(u16* headId) {
+i32 GlobalRelatedReader::GetNextGlobalReleatedHead(FileReader& file, u16* headId) {
     if (AnyNull(headId)) return SYM_ERR_PARAM;
-    const i32 skipped = SkipRest(globalRelatedCursor);
+    const i32 skipped = SkipRest(file);
     if (skipped != SYM_OK) return skipped;
-    arena.Reset();
-    if (!Read(headId, sizeof *headId)) return SYM_ERR_READ;
-    if (!Read(&globalRelatedCursor.bodySize, sizeof globalRelatedCursor.bodySize)) return SYM_ERR_READ;
-    globalRelatedCursor.bodyRead = 0;
+    file.arena.Reset();
+    if (!file.Read(headId, sizeof *headId)) return SYM_ERR_READ;
+    if (!file.Read(&bodySize, sizeof bodySize)) return SYM_ERR_READ;
+    bodyRead = 0;
     return SYM_OK;
 }
 
-i32 SymFile::GetGlobalReleated(u8* listSize, GlobalRelatedItem* items, u32* count, u32 capacity) {
+i32 GlobalRelatedReader::GetGlobalReleated(FileReader& file, u8* listSize, GlobalRelatedItem* items,
+                                           u32* count, u32 capacity) {
     if (AnyNull(listSize, count) || NullArray(items, capacity)) return SYM_ERR_PARAM;
-    GlobalRelatedCursor& cursor = globalRelatedCursor;
-    if (cursor.Used()) return SYM_END_OF_DATA;
-    if (!Read(listSize, sizeof *listSize, cursor.bodyRead)) return SYM_ERR_READ;
-    cursor.itemCount = *listSize;
-    cursor.itemIndex = 0;
-    return GetNextGlobalReleated(items, count, capacity);
+    if (BodyUsed()) return SYM_END_OF_DATA;
+    if (!file.Read(listSize, sizeof *listSize, bodyRead)) return SYM_ERR_READ;
+    itemCount = *listSize;
+    itemIndex = 0;
+    return GetNextGlobalReleated(file, items, count, capacity);
 }
 
-i32 SymFile::GetNextGlobalReleated(GlobalRelatedItem* items, u32* count, u32 capacity) {
+i32 GlobalRelatedReader::GetNextGlobalReleated(FileReader& file, GlobalRelatedItem* items, u32* count,
+                                               u32 capacity) {
     if (AnyNull(count) || NullArray(items, capacity)) return SYM_ERR_PARAM;
-    GlobalRelatedCursor& cursor = globalRelatedCursor;
-    arena.Reset();
+    file.arena.Reset();
     *count = 0;
-    while (cursor.itemIndex < cursor.itemCount) {
+    while (itemIndex < itemCount) {
         if (*count == capacity) return SYM_MORE_DATA;
         GlobalRelatedItem& item = items[*count];
-        if (!Read(&item.tag, sizeof item.tag, cursor.bodyRead)) return SYM_ERR_READ;
+        if (!file.Read(&item.tag, sizeof item.tag, bodyRead)) return SYM_ERR_READ;
         const char* name = nullptr;
-        if (!PlaceText(&name, cursor.bodyRead)) return SYM_ERR_READ;
+        if (!file.PlaceText(&name, bodyRead)) return SYM_ERR_READ;
         item.name = name;
         ++*count;
-        ++cursor.itemIndex;
+        ++itemIndex;
     }
     return SYM_OK;
 }

@@ -1,7 +1,7 @@
 // Section 18, the level-2 EOD basic item definitions: groups with three lists, which stand in the file in the
 // order second, third, first. The layout and the parse stand in Definitions.h.
 
-#include "library/sections/Definitions.h"
+#include "library/sections/Level2EodItems.h"
 
 namespace torva {
 namespace {
@@ -11,18 +11,19 @@ constexpr u32 kLists = 3;
 
 }  // namespace
 
-i32 SymFile::InitialLevel2EODBasicItemDefineSection() {
-    return LoadDefinitions<u16>(kLevel2EodItems, kLists, level2EODBasicItemDefines);
+i32 Level2EodItemReader::InitialLevel2EODBasicItemDefineSection(FileReader& file) {
+    return Load<u16>(file, kLevel2EodItems, kLists);
 }
 
-i32 SymFile::GetNextLevel2EODBasicItemDefine(u16* id, u16* firstCount, u16* firstItems, u32 firstCapacity,
-                                             u16* secondCount, u16* secondItems, u32 secondCapacity,
-                                             u16* thirdCount, u16* thirdItems, u32 thirdCapacity) {
+i32 Level2EodItemReader::GetNextLevel2EODBasicItemDefine(FileReader& /*file*/, u16* id, u16* firstCount,
+                                                         u16* firstItems, u32 firstCapacity, u16* secondCount,
+                                                         u16* secondItems, u32 secondCapacity,
+                                                         u16* thirdCount, u16* thirdItems,
+                                                         u32 thirdCapacity) {
     if (AnyNull(id, firstCount, secondCount, thirdCount) || NullArray(firstItems, firstCapacity) ||
         NullArray(secondItems, secondCapacity) || NullArray(thirdItems, thirdCapacity)) {
         return SYM_ERR_PARAM;
     }
-    DefinitionMap& map = level2EODBasicItemDefines;
     if (map.Count() == 0) return SYM_END_OF_DATA;
     const u16 smallest = map.Smallest();
     const DefinitionMap::Lists lists = map.ListsOf(smallest);

@@ -16,7 +16,7 @@
 // A level ends with its count, and all levels end with the block's bytes. A block may be left unfinished;
 // below it every record is read in file order.
 
-#include "library/core/SymFile.h"
+#include "library/sections/Objects.h"
 
 namespace torva {
 namespace {
@@ -25,57 +25,57 @@ constexpr u8 kObjects = 13;
 
 }  // namespace
 
-i32 SymFile::InitialObjectSection() { return InitialBodySection(kObjects, objectBlock); }
+i32 ObjectReader::InitialObjectSection(FileReader& file) { return Initial(file, kObjects); }
 
-i32 SymFile::GetNextObjectTypeID(u16* typeId, u16* sourceSymCount) {
+i32 ObjectReader::GetNextObjectTypeID(FileReader& file, u16* typeId, u16* sourceSymCount) {
     if (AnyNull(typeId, sourceSymCount)) return SYM_ERR_PARAM;
-    const i32 skipped = SkipRest(objectBlock);
+    const i32 skipped = SkipRest(file);
     if (skipped != SYM_OK) return skipped;
-    if (!Read(typeId, sizeof *typeId)) return SYM_ERR_READ;
-    if (!Read(&objectBlock.bodySize, sizeof objectBlock.bodySize)) return SYM_ERR_READ;
-    objectBlock.bodyRead = 0;
-    if (!Read(sourceSymCount, sizeof *sourceSymCount, objectBlock.bodyRead)) return SYM_ERR_READ;
-    objectSourceSymCount = *sourceSymCount;
-    objectSourceSymIndex = 0;
+    if (!file.Read(typeId, sizeof *typeId)) return SYM_ERR_READ;
+    if (!file.Read(&bodySize, sizeof bodySize)) return SYM_ERR_READ;
+    bodyRead = 0;
+    if (!file.Read(sourceSymCount, sizeof *sourceSymCount, bodyRead)) return SYM_ERR_READ;
+    sourceCount = *sourceSymCount;
+    sourceIndex = 0;
     return SYM_MORE_DATA;
 }
 
-i32 SymFile::GetNextObjectSourceSym(const char** sourceSym, u16* symCount) {
+i32 ObjectReader::GetNextObjectSourceSym(FileReader& file, const char** sourceSym, u16* symCount) {
     if (AnyNull(sourceSym, symCount)) return SYM_ERR_PARAM;
-    if (objectBlock.Used() || objectSourceSymIndex >= objectSourceSymCount) return SYM_END_OF_DATA;
-    if (!TakeObjectText(sourceSym)) return SYM_ERR_READ;
-    ++objectSourceSymIndex;
-    if (!Read(symCount, sizeof *symCount, objectBlock.bodyRead)) return SYM_ERR_READ;
-    objectSymCount = *symCount;
-    objectSymIndex = 0;
+    if (BodyUsed() || sourceIndex >= sourceCount) return SYM_END_OF_DATA;
+    if (!ReadRecordText(file, sourceSym)) return SYM_ERR_READ;
+    ++sourceIndex;
+    if (!file.Read(symCount, sizeof *symCount, bodyRead)) return SYM_ERR_READ;
+    symbolCount = *symCount;
+    symbolIndex = 0;
     return SYM_MORE_DATA;
 }
 
-i32 SymFile::GetNextObjectSym(u8* symByte, const char** sym, u8* dataCount) {
+i32 ObjectReader::GetNextObjectSym(FileReader& file, u8* symByte, const char** sym, u8* dataCount) {
     if (AnyNull(symByte, sym, dataCount)) return SYM_ERR_PARAM;
-    if (objectBlock.Used() || objectSymIndex >= objectSymCount) return SYM_END_OF_DATA;
-    if (!Read(symByte, sizeof *symByte, objectBlock.bodyRead)) return SYM_ERR_READ;
-    if (!TakeObjectText(sym)) return SYM_ERR_READ;
-    ++objectSymIndex;
-    if (!Read(dataCount, sizeof *dataCount, objectBlock.bodyRead)) return SYM_ERR_READ;
-    objectDataCount = *dataCount;
-    objectDataIndex = 0;
+    if (BodyUsed() || symbolIndex >= symbolCount) return SYM_END_OF_DATA;
+    if (!file.Read(symByte, sizeof *symByte, bodyRead)) return SYM_ERR_READ;
+    if (!ReadRecordText(file, sym)) return SYM_ERR_READ;
+    ++symbolIndex;
+    if (!file.Read(dataCount, sizeof *dataCount, bodyRead)) return SYM_ERR_READ;
+    recordCount = *dataCount;
+    recordIndex = 0;
     return SYM_MORE_DATA;
 }
 
-i32 SymFile::GetNextObjectData(u8* dataByte, const char** data) {
+i32 ObjectReader::GetNextObjectData(FileReader& file, u8* dataByte, const char** data) {
     if (AnyNull(dataByte, data)) return SYM_ERR_PARAM;
-    if (objectBlock.Used() || objectDataIndex >= objectDataCount) return SYM_END_OF_DATA;
-    if (!Read(dataByte, sizeof *dataByte, objectBlock.bodyRead)) return SYM_ERR_READ;
-    if (!TakeObjectText(data)) return SYM_ERR_READ;
-    ++objectDataIndex;
+    if (BodyUsed() || recordIndex >= recordCount) return SYM_END_OF_DATA;
+    if (!file.Read(dataByte, sizeof *dataByte, bodyRead)) return SYM_ERR_READ;
+    if (!ReadRecordText(file, data)) return SYM_ERR_READ;
+    ++recordIndex;
     return SYM_MORE_DATA;
 }
 
 // The text of a record; it lives until the arena's next reset.
-bool SymFile::TakeObjectText(const char** text) {
-    arena.Reset();
-    return PlaceText(text, objectBlock.bodyRead);
+bool ObjectReader::ReadRecordText(FileReader& file, const char** text) {
+    file.arena.Reset();
+    return file.PlaceText(text, bodyRead);
 }
 
 }  // namespace torva

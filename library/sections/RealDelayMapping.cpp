@@ -5,7 +5,7 @@
 //   6   u16     pair count; only 0 has a meaning
 //   8   pairs   u8 first | u8 second, one after the other
 
-#include "library/core/SymFile.h"
+#include "library/sections/RealDelayMapping.h"
 
 namespace torva {
 namespace {
@@ -14,24 +14,22 @@ constexpr u8 kRealDelayMapping = 17;
 
 }  // namespace
 
-i32 SymFile::InitialRealDelayMappingSection() {
-    u16 pairCount = 0;
-    const i32 result = EnterCountedSection(kRealDelayMapping, pairCount, &realDelayCursor.bytesTotal);
+i32 RealDelayMappingReader::InitialRealDelayMappingSection(FileReader& file) {
+    u16 newCount = 0;
+    const i32 result = file.EnterCountedSection(kRealDelayMapping, newCount, &bytesTotal);
     if (result != SYM_OK) return result;
-    realDelayCursor.elementCount = pairCount;
-    realDelayCursor.bytesRead = 0;
-    realDelayCursor.elementIndex = 0;
-    return Exhausted() ? SYM_END_OF_DATA : pairCount;
+    pairCount = newCount;
+    bytesRead = 0;
+    return file.Exhausted() ? SYM_END_OF_DATA : pairCount;
 }
 
-i32 SymFile::GetNextRealDelayMapping(u8* first, u8* second) {
+i32 RealDelayMappingReader::GetNextRealDelayMapping(FileReader& file, u8* first, u8* second) {
     if (AnyNull(first, second)) return SYM_ERR_PARAM;
-    DirectoryCursor& cursor = realDelayCursor;
-    if (cursor.bytesRead >= cursor.bytesTotal) return SYM_END_OF_DATA;
-    if (cursor.elementIndex >= cursor.elementCount) return SYM_END_OF_DATA;
-    if (source.AtEnd()) return SYM_END_OF_DATA;
-    if (!Read(first, 1, cursor.bytesRead)) return SYM_ERR_READ;
-    if (!Read(second, 1, cursor.bytesRead)) return SYM_ERR_READ;
+    if (bytesRead >= bytesTotal) return SYM_END_OF_DATA;
+    if (pairCount == 0) return SYM_END_OF_DATA;
+    if (file.source.AtEnd()) return SYM_END_OF_DATA;
+    if (!file.Read(first, 1, bytesRead)) return SYM_ERR_READ;
+    if (!file.Read(second, 1, bytesRead)) return SYM_ERR_READ;
     return SYM_OK;
 }
 

@@ -7,7 +7,9 @@
 //
 // A group:  u8 group id | u8 member count | 1 byte per member
 
-#include "library/core/SymFile.h"
+#include "library/sections/SectionGroups.h"
+
+#include <algorithm>
 
 namespace torva {
 namespace {
@@ -16,48 +18,46 @@ constexpr u8 kSectionGroups = 11;
 
 }  // namespace
 
-i32 SymFile::InitializeSection11() {
-    SectionGroupCursor& cursor = sectionGroupCursor;
-    u8 groupCount = 0;
-    const i32 result = EnterCountedSection(kSectionGroups, groupCount, &cursor.bytesTotal);
+i32 SectionGroupReader::InitializeSection11(FileReader& file) {
+    u8 newCount = 0;
+    const i32 result = file.EnterCountedSection(kSectionGroups, newCount, &bytesTotal);
     if (result != SYM_OK) return result;
-    cursor.groupCount = groupCount;
-    cursor.bytesRead = 0;
-    cursor.groupIndex = 0;
-    cursor.memberCount = 0;
-    cursor.memberIndex = 0;
-    return Exhausted() ? SYM_END_OF_DATA : groupCount;
+    groupCount = newCount;
+    bytesRead = 0;
+    groupIndex = 0;
+    memberCount = 0;
+    memberIndex = 0;
+    return file.Exhausted() ? SYM_END_OF_DATA : groupCount;
 }
 
 // Delivers one group, or as much of it as the array takes. `*count` is the fill level of the array and runs
 // on.
-i32 SymFile::GetNextSectionGroup(u8* groupId, i32* count, u8** members, i32 capacity) {
+i32 SectionGroupReader::GetNextSectionGroup(FileReader& file, u8* groupId, i32* count, u8** members,
+                                            i32 capacity) {
     if (AnyNull(groupId, count, members) || NullArray(*members, capacity) || *count < 0) return SYM_ERR_PARAM;
-    SectionGroupCursor& cursor = sectionGroupCursor;
-    if (cursor.bytesRead >= cursor.bytesTotal) return SYM_END_OF_DATA;
-    if (cursor.groupIndex >= cursor.groupCount) return SYM_END_OF_DATA;
-    if (source.AtEnd()) return SYM_END_OF_DATA;
-    if (cursor.memberIndex == 0) {
-        if (!Read(&cursor.currentGroupId, 1, cursor.bytesRead)) return SYM_ERR_READ;
-        if (!Read(&cursor.memberCount, 1, cursor.bytesRead)) return SYM_ERR_READ;
+    if (bytesRead >= bytesTotal) return SYM_END_OF_DATA;
+    if (groupIndex >= groupCount) return SYM_END_OF_DATA;
+    if (file.source.AtEnd()) return SYM_END_OF_DATA;
+    if (memberIndex == 0) {
+        if (!file.Read(&currentGroupId, 1, bytesRead)) return SYM_ERR_READ;
+        if (!file.Read(&memberCount, 1, bytesRead)) return SYM_ERR_READ;
     }
-    *groupId = cursor.currentGroupId;
+    *groupId = currentGroupId;
     if (*count < capacity) {
-        const u32 wanted =
-            std::min<u32>(cursor.memberCount - cursor.memberIndex, static_cast<u32>(capacity - *count));
-        const u32 came = ReadRun(*members + *count, 1, wanted, cursor.bytesRead);
+        const u32 wanted = std::min<u32>(memberCount - memberIndex, static_cast<u32>(capacity - *count));
+        const u32 came = file.ReadRun(*members + *count, 1, wanted, bytesRead);
         *count += static_cast<i32>(came);
-        cursor.memberIndex = static_cast<u8>(cursor.memberIndex + came);
+        memberIndex = static_cast<u8>(memberIndex + came);
         if (came < wanted) return SYM_ERR_READ;
     }
-    if (cursor.memberIndex == cursor.memberCount) {
-        ++cursor.groupIndex;
-        cursor.memberIndex = 0;
+    if (memberIndex == memberCount) {
+        ++groupIndex;
+        memberIndex = 0;
     }
-    if (cursor.groupIndex != cursor.groupCount) return SYM_MORE_DATA;
-    cursor.bytesRead = 0;
-    cursor.groupCount = 0;
-    cursor.groupIndex = 0;
+    if (groupIndex != groupCount) return SYM_MORE_DATA;
+    bytesRead = 0;
+    groupCount = 0;
+    groupIndex = 0;
     return SYM_OK;
 }
 

@@ -12,17 +12,24 @@
 // then the wanted default fields whose id it does not carry. While a call reads, values stand in the per-call
 // arena; before it returns each is copied to a heap block that the caller owns.
 
+#include "library/stream/SymbolStream.h"
+
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 #include <new>
 
 #include "format/Fields.h"
-#include "library/core/SymFile.h"
+#include "library/core/TypedFields.h"
 
 namespace torva {
 namespace {
 
 constexpr u8 kSymbolSection = 2;
+
+// Of the current record. It shares its place with the head values of other sections: a record that is
+// continued after one of them was entered takes that section's head value for its size.
+u32& RecordSize(FileReader& file) { return file.headValue; }
 
 // Copies a value of `size` bytes to a block of its own; null for a tag without a value, and when there is no
 // memory. What a block of fixed size has beyond its value is 0.
@@ -45,45 +52,91 @@ u32 ValueSize(const SymFieldItem& item) {
     return item.tag == kTextTag ? TextSize(item.value) : PayloadWidth(item.tag);
 }
 
+// Shows after the values of tags 8 and 9 what would follow them if the values of the call lay side by side: a
+// gap of one zero byte, the next value, a gap, and so on.
+void FillTails(const TempData& arena, i32 count, SymFieldItem* items) {
+    for (i32 i = 0; i < count; ++i) {
+        if (!HasTail(items[i].tag) || items[i].value == nullptr || arena.Holds(items[i].value)) continue;
+        u8* to = static_cast<u8*>(items[i].value) + PayloadWidth(items[i].tag);
+        const u8* const end = static_cast<u8*>(items[i].value) + BlockSize(items[i].tag);
+        for (i32 j = i + 1; j < count && to < end; ++j) {
+            *to++ = 0;
+            std::size_t size = std::min<std::size_t>(ValueSize(items[j]), static_cast<std::size_t>(end - to));
+            if (arena.Holds(items[j].value)) size = std::min(size, arena.HeldFrom(items[j].value));
+            if (size > 0) std::memcpy(to, items[j].value, size);
+            to += size;
+        }
+    }
+}
+
+// A value for which there was no memory is delivered as null. Until here it is in the arena, where the tails
+// of earlier values and TakeBackValues find it.
+void DropValuesInArena(const TempData& arena, i32 count, SymFieldItem* items) {
+    for (i32 i = 0; i < count; ++i) {
+        if (arena.Holds(items[i].value)) items[i].value = nullptr;
+    }
+}
+
+// Moves the values that are not to be handed over to the place in the arena that was counted for them, where
+// they stay until its next reset. Only the last value can be shorter than its tag says, cut off by the end of
+// the data; each item after it used one byte.
+void TakeBackValues(TempData& arena, i32 count, SymFieldItem* items) {
+    const u8* const used = arena.Mark();
+    arena.Rewind();
+    for (i32 i = 0; i < count; ++i) {
+        auto* const value = static_cast<u8*>(items[i].value);
+        const auto left = static_cast<std::size_t>(used - arena.Mark()) - static_cast<std::size_t>(count - i);
+        const auto size = static_cast<u32>(std::min<std::size_t>(ValueSize(items[i]), left));
+        const bool inArena = value == arena.Next();
+        if (size > 0 && !inArena) std::memcpy(arena.Next(), value, size);
+        items[i].value = arena.Place(size);
+        if (!inArena) delete[] value;
+    }
+    assert(arena.Mark() == used);
+}
+
 }  // namespace
 
+SymbolStream::SymbolStream(const u16* fieldIds, u16 fieldIdCount) {
+    if (fieldIdCount == 0) return;
+    wantedIds = std::make_unique<IdSet>();
+    for (u32 i = 0; fieldIds != nullptr && i < fieldIdCount; ++i) wantedIds->Add(fieldIds[i]);
+}
+
 // Begins the next record; enters the section by itself.
-i32 SymFile::GetNextSymData(char* text, i32 textMax, i32* count, SymFieldItem* items, i32 maxItems) {
+i32 SymbolStream::GetNextSymData(FileReader& file, char* text, i32 textMax, i32* count, SymFieldItem* items,
+                                 i32 maxItems) {
     if (AnyNull(count) || (text == nullptr && textMax >= 0) || NullArray(items, maxItems) || maxItems < 0) {
         return SYM_ERR_PARAM;
     }
+    u32& recordSize = RecordSize(file);
     bool found = true;
-    if (sectionId != kSymbolSection) {
+    if (file.sectionId != kSymbolSection) {
         recordSize = 0;
         recordConsumed = 0;
-        found = SeekSection(kSymbolSection);
+        found = file.SeekSection(kSymbolSection);
     }
-    if (Exhausted()) return SYM_END_OF_DATA;
+    if (file.Exhausted()) return SYM_END_OF_DATA;
     if (!found) return SYM_OK;
-    ReadLoose(&recordSize, sizeof recordSize);
+    file.ReadLoose(&recordSize, sizeof recordSize);
     u32 length = 0;
-    if (source.ReadText(reinterpret_cast<u8*>(text), textMax, &length) != SYM_OK)
+    if (file.source.ReadText(reinterpret_cast<u8*>(text), textMax, &length) != SYM_OK)
         return SYM_ERR_BUFFER_TOO_SMALL;
-    Consume(length, recordConsumed);
-    return ReadSymFields(count, items, maxItems);
+    file.Consume(length, recordConsumed);
+    return ReadSymFields(file, count, items, maxItems);
 }
 
 // Goes on with the current record.
-i32 SymFile::GetAgainSymData(i32* count, SymFieldItem* items, i32 maxItems) {
+i32 SymbolStream::GetAgainSymData(FileReader& file, i32* count, SymFieldItem* items, i32 maxItems) {
     if (AnyNull(count) || NullArray(items, maxItems) || maxItems < 0) return SYM_ERR_PARAM;
-    return ReadSymFields(count, items, maxItems);
-}
-
-i32 SymFile::GetSymDataProgress(double* progress) const {
-    if (sectionSize != 0) *progress = static_cast<double>(sectionConsumed) / static_cast<double>(sectionSize);
-    return SYM_OK;
+    return ReadSymFields(file, count, items, maxItems);
 }
 
 // Delivers up to `maxItems` fields of the current record; the elements behind them are cleared.
-i32 SymFile::ReadSymFields(i32* count, SymFieldItem* items, i32 maxItems) {
+i32 SymbolStream::ReadSymFields(FileReader& file, i32* count, SymFieldItem* items, i32 maxItems) {
     *count = 0;
     i32 result = SYM_OK;
-    if (!defaultsPhase) result = ReadOwnFields(count, items, maxItems);
+    if (!defaultsPhase) result = ReadOwnFields(file, count, items, maxItems);
     if (defaultsPhase) result = AddDefaultFields(count, items, maxItems);
     if (*count < maxItems) {
         std::memset(static_cast<void*>(items + *count), 0,
@@ -95,20 +148,21 @@ i32 SymFile::ReadSymFields(i32* count, SymFieldItem* items, i32 maxItems) {
 // The record's own fields. A record whose fields are all read is complete, whatever else was found on the
 // way, and its default fields come next. Where the data or the record turns out broken no value is handed
 // over.
-i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
-    arena.Reset();
+i32 SymbolStream::ReadOwnFields(FileReader& file, i32* count, SymFieldItem* items, i32 maxItems) {
+    u32& recordSize = RecordSize(file);
+    file.arena.Reset();
     valuesInArena = false;
     i32 result = SYM_OK;
-    if (Exhausted()) {
+    if (file.Exhausted()) {
         result = SYM_END_OF_DATA;
-    } else if (recordSize > sectionSize || recordConsumed > sectionSize) {
+    } else if (recordSize > file.sectionSize || recordConsumed > file.sectionSize) {
         result = SYM_ERR_FORMAT;
     } else {
         while (result == SYM_OK && *count < maxItems && recordConsumed < recordSize &&
-               sectionConsumed < sectionSize) {
-            ReadOwnFieldsInWindow(count, items, maxItems);
-            if (*count < maxItems && recordConsumed < recordSize && sectionConsumed < sectionSize) {
-                result = ReadOwnField(count, items);
+               file.sectionConsumed < file.sectionSize) {
+            ReadOwnFieldsInWindow(file, count, items, maxItems);
+            if (*count < maxItems && recordConsumed < recordSize && file.sectionConsumed < file.sectionSize) {
+                result = ReadOwnField(file, count, items);
             }
         }
     }
@@ -125,24 +179,25 @@ i32 SymFile::ReadOwnFields(i32* count, SymFieldItem* items, i32 maxItems) {
         }
     }
     if (result == SYM_END_OF_DATA || result == SYM_ERR_FORMAT) {
-        TakeBackValues(*count, items);
+        TakeBackValues(file.arena, *count, items);
     } else {
-        FillTails(*count, items);
-        if (valuesInArena) DropValuesInArena(*count, items);
+        FillTails(file.arena, *count, items);
+        if (valuesInArena) DropValuesInArena(file.arena, *count, items);
     }
     return result;
 }
 
 // Reads fields for as long as each lies whole in the window and surely finds room in the arena. The values
 // need not go through the arena for that: only the room that they take there is counted.
-void SymFile::ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItems) {
-    if (source.Lent() < kMostFixedField) return;
-    const u8* const start = source.LentBytes();
-    const u8* const end = start + source.Lent();
-    const std::size_t left = std::min(recordSize - recordConsumed, sectionSize - sectionConsumed);
-    const u8* const lastStart = start + std::min(left - 1, source.Lent() - kMostFixedField);
+void SymbolStream::ReadOwnFieldsInWindow(FileReader& file, i32* count, SymFieldItem* items, i32 maxItems) {
+    if (file.source.Lent() < kMostFixedField) return;
+    const u8* const start = file.source.LentBytes();
+    const u8* const end = start + file.source.Lent();
+    const std::size_t left =
+        std::min(RecordSize(file) - recordConsumed, file.sectionSize - file.sectionConsumed);
+    const u8* const lastStart = start + std::min(left - 1, file.source.Lent() - kMostFixedField);
     // A longer text than this is too long even for a larger arena.
-    const std::size_t roomBefore = std::min(arena.Room(), std::size_t{1} << 31U);
+    const std::size_t roomBefore = std::min(file.arena.Room(), std::size_t{1} << 31U);
     std::size_t room = roomBefore;
     const IdSet* const wanted = wantedIds.get();
     const u8* next = start;
@@ -163,41 +218,41 @@ void SymFile::ReadOwnFieldsInWindow(i32* count, SymFieldItem* items, i32 maxItem
         defaults.MarkSeen(header.id);
         void* copy = CopyFieldValue(header.tag, value, size);
         if (copy == nullptr && size > 0) {
-            copy = std::memcpy(arena.Next() + (roomBefore - room), value, size);
+            copy = std::memcpy(file.arena.Next() + (roomBefore - room), value, size);
             valuesInArena = true;
         }
         room -= std::size_t{size} + 1;
         items[done++] = {header.id, header.tag, copy};
     }
     const std::size_t taken = static_cast<std::size_t>(next - start);
-    source.Take(taken);
-    arena.Use(roomBefore - room);
-    Consume(static_cast<u32>(taken), recordConsumed);
+    file.source.Take(taken);
+    file.arena.Use(roomBefore - room);
+    file.Consume(static_cast<u32>(taken), recordConsumed);
     *count = done;
 }
 
 // One field, wherever it lies. SYM_OK: it was read, and delivered if it is wanted. SYM_MORE_DATA: it finds no
 // room in what is left of the arena and was put back. SYM_ERR_BUFFER_TOO_SMALL: it finds none in the whole
 // arena either. SYM_END_OF_DATA: the data ends here.
-i32 SymFile::ReadOwnField(i32* count, SymFieldItem* items) {
-    const u64 start = source.Position();
+i32 SymbolStream::ReadOwnField(FileReader& file, i32* count, SymFieldItem* items) {
+    const u64 start = file.source.Position();
     SymFieldItem item;
     u32 size = 0;
-    const i64 taken = ReadField(&item, &size, arena.Next(), arena.MaxText());
+    const i64 taken = ReadField(file.source, &item, &size, file.arena.Next(), file.arena.MaxText());
     const bool wanted = Wants(item.id);
     const bool readable = taken >= 0;
-    if (!readable || (wanted && !arena.Fits(size))) {
-        if (arena.Empty()) return SYM_ERR_BUFFER_TOO_SMALL;
+    if (!readable || (wanted && !file.arena.Fits(size))) {
+        if (file.arena.Empty()) return SYM_ERR_BUFFER_TOO_SMALL;
         // A text cut off by the end of the data took less than it counts; there is nothing to come back to.
-        const u64 really = source.Position() - start;
-        if (readable || really == size) source.StepBack(really);
+        const u64 really = file.source.Position() - start;
+        if (readable || really == size) file.source.StepBack(really);
         return SYM_MORE_DATA;
     }
-    Consume(static_cast<u32>(taken), recordConsumed);
+    file.Consume(static_cast<u32>(taken), recordConsumed);
     if (taken < static_cast<i64>(sizeof(FieldHeader)) && !wanted) return SYM_END_OF_DATA;
     if (wanted) {
         defaults.MarkSeen(item.id);
-        u8* const value = arena.Place(size);
+        u8* const value = file.arena.Place(size);
         item.value = CopyFieldValue(item.tag, value, size);
         if (item.value == nullptr && size > 0) {
             item.value = value;
@@ -208,52 +263,9 @@ i32 SymFile::ReadOwnField(i32* count, SymFieldItem* items) {
     return SYM_OK;
 }
 
-// Shows after the values of tags 8 and 9 what would follow them if the values of the call lay side by side: a
-// gap of one zero byte, the next value, a gap, and so on.
-void SymFile::FillTails(i32 count, SymFieldItem* items) const {
-    for (i32 i = 0; i < count; ++i) {
-        if (!HasTail(items[i].tag) || items[i].value == nullptr || arena.Holds(items[i].value)) continue;
-        u8* to = static_cast<u8*>(items[i].value) + PayloadWidth(items[i].tag);
-        const u8* const end = static_cast<u8*>(items[i].value) + BlockSize(items[i].tag);
-        for (i32 j = i + 1; j < count && to < end; ++j) {
-            *to++ = 0;
-            std::size_t size = std::min<std::size_t>(ValueSize(items[j]), static_cast<std::size_t>(end - to));
-            if (arena.Holds(items[j].value)) size = std::min(size, arena.HeldFrom(items[j].value));
-            if (size > 0) std::memcpy(to, items[j].value, size);
-            to += size;
-        }
-    }
-}
-
-// A value for which there was no memory is delivered as null. Until here it is in the arena, where the tails
-// of earlier values and TakeBackValues find it.
-void SymFile::DropValuesInArena(i32 count, SymFieldItem* items) const {
-    for (i32 i = 0; i < count; ++i) {
-        if (arena.Holds(items[i].value)) items[i].value = nullptr;
-    }
-}
-
-// Moves the values that are not to be handed over to the place in the arena that was counted for them, where
-// they stay until its next reset. Only the last value can be shorter than its tag says, cut off by the end of
-// the data; each item after it used one byte.
-void SymFile::TakeBackValues(i32 count, SymFieldItem* items) {
-    const u8* const used = arena.Mark();
-    arena.Rewind();
-    for (i32 i = 0; i < count; ++i) {
-        auto* const value = static_cast<u8*>(items[i].value);
-        const auto left = static_cast<std::size_t>(used - arena.Mark()) - static_cast<std::size_t>(count - i);
-        const auto size = static_cast<u32>(std::min<std::size_t>(ValueSize(items[i]), left));
-        const bool inArena = value == arena.Next();
-        if (size > 0 && !inArena) std::memcpy(arena.Next(), value, size);
-        items[i].value = arena.Place(size);
-        if (!inArena) delete[] value;
-    }
-    assert(arena.Mark() == used);
-}
-
 // The wanted default fields that the record does not carry, from the cursor on. The phase ends only with the
 // table.
-i32 SymFile::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems) {
+i32 SymbolStream::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems) {
     if (*count == maxItems) return SYM_MORE_DATA;
     const u8* const limit = defaults.arena.Mark();  // values stand ahead of it, side by side
     while (defaults.cursor < defaults.wanted.size()) {

@@ -11,7 +11,7 @@
 #include "TorvaAPI.h"
 #include "TorvaTables.h"
 #include "TorvaValues.h"
-#include "library/core/SymFile.h"
+#include "library/file/SymFile.h"
 #include "reference/MemoryFile.h"
 #include "symwrite/RandomFile.h"
 #include "symwrite/SymFileWriter.h"
@@ -41,7 +41,7 @@ std::optional<Walk> WalkExports(const std::vector<std::uint16_t>& ids) {
     std::vector<SymFieldItem> items(kItems);
     for (;;) {
         std::int32_t count = -1;
-        walk.end = file.GetNextSymData(text.data(), 1 << 19, &count, items.data(), kItems);
+        walk.end = file.symbols.GetNextSymData(file.file, text.data(), 1 << 19, &count, items.data(), kItems);
         if (count < 0 && walk.end == SYM_OK) walk.end = SYM_ERR_NO_SECTION;
         if (count < 0) return walk;
         Row row{text.data(), {}};
@@ -57,7 +57,7 @@ std::optional<Walk> WalkExports(const std::vector<std::uint16_t>& ids) {
                 SymFreeValue(item.value);
             }
             if (walk.end != SYM_MORE_DATA) break;
-            walk.end = file.GetAgainSymData(&count, items.data(), kItems);
+            walk.end = file.symbols.GetAgainSymData(file.file, &count, items.data(), kItems);
         }
         if (walk.end != SYM_OK) return walk;
         walk.rows.push_back(row);

@@ -5,8 +5,8 @@
 #include <array>
 
 #include "format/Types.h"
-#include "library/core/SymFile.h"
 #include "library/core/TVCriticalSection.h"
+#include "library/file/SymFile.h"
 
 namespace torva {
 

@@ -46,12 +46,14 @@ public:
         }
         const u16* const lists = Keep(lengths, values);
         u32 added = 0;
+        u16 least = smallest;
         for (const u16 id : ids) {
             added += present->Has(id) ? 0U : 1U;
             present->Add(id);
             listsOf[id] = lists;
-            smallest = std::min(smallest, id);
+            least = std::min(least, id);
         }
+        smallest = least;
         count += added;
     }
 

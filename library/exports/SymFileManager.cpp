@@ -1,4 +1,4 @@
-#include "library/core/SymFileManager.h"
+#include "library/exports/SymFileManager.h"
 
 #include <memory>
 #include <utility>
