@@ -178,6 +178,19 @@ TEST_P(Definitions, RoomAndRestarts) {
     });
 }
 
+// With one array for all lists the last copy is seen.
+TEST(Level2EodItems, CopiesItsListsInTheOrderOfTheArguments) {
+    InBothModes(FileOf({kKinds[0].Section({{{5}, {1, 1, 1}, {2, 2}, {3}}})}), [](u16 h) {
+        EXPECT_EQ(kKinds[0].initial(h), 1);
+        u16 id = 0, first = 0, second = 0, third = 0;
+        Guarded<u16> items(3);
+        EXPECT_EQ(tv_GetNextLevel2EODBasicItemDefine(h, &id, &first, items.Data(), 3, &second, items.Data(),
+                                                     3, &third, items.Data(), 3),
+                  SYM_OK);
+        EXPECT_EQ(Show(items, 3, 3), " [3 2 1]");
+    });
+}
+
 // Half a megabyte that names 65,535 ids with 65,535 values three times: a copy per id would take 25 GB.
 TEST_P(Definitions, MemoryGrowsWithTheFile) {
     List many(65535);

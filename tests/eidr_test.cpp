@@ -105,6 +105,10 @@ TEST(EidrQuickGroups, WhereTheSectionEnds) {
         {"head value 0", With(two, [](auto& s) { s.headValue = 0; }), "OK; FORMAT g.1:05"},
         {"head value inside the last field", With(two, [](auto& s) { s.headValue = 9; }),
          "OK; MORE g.1:05; FORMAT g.2:06"},
+        {"head value inside a group",  // the next call begins with a group head, wherever it stands
+         With(Quick({{"g", {Byte(1, 5), TextField(2, "xy"), Byte(3, 7)}, {}}}),
+              [](auto& s) { s.headValue = 8; }),
+         "OK; OK g.1:05; FORMAT \axy.3:07"},
         {"wrong id", With(two, [](auto& s) { s.idInFile = 7; }), "NO_SECTION; END"},
         {"no section", FileOf({}), "NO_SECTION; END"},
         {"cut in the head value", CutAt(FileOf({two}), kHead - 1), "READ; END"},

@@ -1,5 +1,5 @@
-// Section 21, the exchange support entries: groups with one list, and a 32-bit group count. The layout and
-// the parse stand in Definitions.h.
+// Section 21, the exchange support entries: groups with one list, and a 32-bit group count.
+// DefinitionSection.cpp has the layout and the parse.
 
 #include "library/sections/ExchangeSupport.h"
 

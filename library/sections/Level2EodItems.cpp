@@ -1,5 +1,5 @@
-// Section 18, the level-2 EOD basic item definitions: groups with three lists, which stand in the file in the
-// order second, third, first. The layout and the parse stand in Definitions.h.
+// Section 18, the level-2 EOD basic item definitions: groups with three lists, in the file in the order
+// second, third, first. DefinitionSection.cpp has the layout and the parse.
 
 #include "library/sections/Level2EodItems.h"
 
@@ -37,9 +37,9 @@ i32 Level2EodItemReader::GetNextLevel2EODBasicItemDefine(FileReader& /*file*/, u
     *firstCount = first;
     *secondCount = second;
     *thirdCount = third;
+    CopyValues(firstItems, values + second + third, first);
     CopyValues(secondItems, values, second);
     CopyValues(thirdItems, values + second, third);
-    CopyValues(firstItems, values + second + third, first);
     map.RemoveSmallest();
     return SYM_OK;
 }

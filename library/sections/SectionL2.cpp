@@ -25,6 +25,7 @@ constexpr u8 kSectionL2 = 8;
 i32 SectionL2Reader::GetNextSectionL2Group(FileReader& file, u8* groupId, i32* count, SectionL2Item* records,
                                            i32 capacity) {
     if (AnyNull(groupId, count) || NullArray(records, capacity)) return SYM_ERR_PARAM;
+    file.arena.Reset();
     bool found = true;
     if (file.sectionId != kSectionL2) {
         found = file.SeekSection(kSectionL2);
