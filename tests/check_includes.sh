@@ -12,6 +12,7 @@ library/core        include format library/platform
 library/stream      include format library/platform library/core
 library/sections    include format library/platform library/core
 library/file        include format library/platform library/core library/stream library/sections
+library/values      include
 library/exports     include format library/platform library/core library/file
 symwrite            include format
 reference           include format library/platform symwrite

@@ -5,7 +5,7 @@
 //   6   u16       record count
 //   8   30 bytes  per record
 //
-// The record reads are not tested: bytes that do not come are zeros of the caller's array, and count.
+// The reads of records are loose: bytes that do not come are zeros in the caller's array, and count.
 
 #include "library/sections/BrokerInfo.h"
 
@@ -28,7 +28,8 @@ i32 BrokerInfoReader::InitialSectionBorkerInfo(FileReader& file) {
     return file.Exhausted() ? SYM_END_OF_DATA : recordCount;
 }
 
-// `*count` runs on over calls and is held to `capacity`; records are stored from the first element on.
+// `*count` adds up over the calls and is limited to `capacity`; each call stores its records from the first
+// element on.
 i32 BrokerInfoReader::GetNextBrokerInfoGroup(FileReader& file, i32* count, BrokerInfoRecord* records,
                                              i32 capacity) {
     if (AnyNull(count) || NullArray(records, capacity) || *count < 0) return SYM_ERR_PARAM;

@@ -18,8 +18,8 @@ class DefinitionMap {
 public:
     static constexpr u32 kMostLists = 3;
 
-    // One group's lists as they are kept: their lengths, and right behind, so that one look into memory
-    // brings both, their values back to back, in the order of the file.
+    // One group's lists as they are kept: their lengths, and right after them, so that both are in one cache
+    // line, their values back to back, in the order of the file.
     class Lists {
     public:
         explicit Lists(const u16* keptLists) : kept(keptLists) {}
@@ -61,7 +61,7 @@ public:
     u16 Smallest() const { return smallest; }
     Lists ListsOf(u16 id) const { return Lists(listsOf[id]); }
 
-    // The next one's lists lie anywhere: they are on their way before they are asked for.
+    // Prefetches the lists of the next one, which may be anywhere.
     void RemoveSmallest() {
         if (--count == 0) return Clear();
         smallest = static_cast<u16>(present->NextFrom(smallest + 1U));

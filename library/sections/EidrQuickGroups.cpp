@@ -4,8 +4,7 @@
 //   2   u32      head value: bytes of all groups that follow
 //   6   groups   one after the other
 //
-// A group:  u16 group size, the bytes behind it | name, at most 49 characters | typed fields, up to the group
-// size
+// A group:  u16 group size, the bytes after it | name, at most 49 characters | typed fields, up to that size
 //
 // One call delivers one field, into a buffer of the caller.
 

@@ -7,7 +7,7 @@
 //
 // An element:  u16 id | first text | second text
 //
-// The texts go straight to buffers of the caller; the arena is not touched.
+// The texts are read straight into buffers of the caller; the arena is not used.
 
 #include "library/sections/Exchanges.h"
 

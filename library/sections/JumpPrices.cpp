@@ -7,7 +7,7 @@
 //
 // A group:  u8 group id | u16 record count | 24 bytes per record
 //
-// No read is tested here: bytes that do not come are zeros of the caller's array, and count.
+// All reads are loose: bytes that do not come are zeros in the caller's array, and count.
 
 #include "library/sections/JumpPrices.h"
 

@@ -5,7 +5,7 @@
 //   6   u16           type count, for the caller only
 //   8   type blocks   one after the other, up to the section's end
 //
-// A type block:   u16 type id | u32 block size, the bytes behind it | u16 source symbol count | sources
+// A type block:   u16 type id | u32 block size, the bytes after it | u16 source symbol count | sources
 //
 // A source:       text | u16 symbol count | symbols
 //

@@ -30,8 +30,8 @@ i32 SectionGroupReader::InitializeSection11(FileReader& file) {
     return file.Exhausted() ? SYM_END_OF_DATA : groupCount;
 }
 
-// Delivers one group, or as much of it as the array takes. `*count` is the fill level of the array and runs
-// on.
+// Delivers one group, or as much of it as fits the array. `*count` is the number of elements in use and adds
+// up over the calls.
 i32 SectionGroupReader::GetNextSectionGroup(FileReader& file, u8* groupId, i32* count, u8** members,
                                             i32 capacity) {
     if (AnyNull(groupId, count, members) || NullArray(*members, capacity) || *count < 0) return SYM_ERR_PARAM;

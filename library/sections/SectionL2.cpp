@@ -7,8 +7,8 @@
 // A group:  u8 group id | u8 item count | items
 // An item:  u8 lead byte | first text | second text
 //
-// The directory's size is compared with the bytes of the groups alone: the six bytes ahead of them are not
-// counted. The texts stay in the per-call arena until its next reset.
+// The section's size in the section directory counts the groups alone, without the six bytes before them. The
+// texts stay in the per-call arena until its next reset.
 
 #include "library/sections/SectionL2.h"
 
@@ -21,7 +21,7 @@ constexpr u8 kSectionL2 = 8;
 
 }  // namespace
 
-// Enters the section by itself; reads a group's head when the last group is through, then delivers items.
+// Enters the section by itself, reads the head of the next group unless one is open, then delivers items.
 i32 SectionL2Reader::GetNextSectionL2Group(FileReader& file, u8* groupId, i32* count, SectionL2Item* records,
                                            i32 capacity) {
     if (AnyNull(groupId, count) || NullArray(records, capacity)) return SYM_ERR_PARAM;
