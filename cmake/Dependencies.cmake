@@ -49,21 +49,30 @@ function(torva_json_dependency target)
   target_link_libraries(${target} PUBLIC nlohmann_json::nlohmann_json)
 endfunction()
 
-# torva_tool_dependencies(TARGET): links CLI11, nlohmann-json and fmt, and SQLite where there is one.
-function(torva_tool_dependencies target)
-  torva_json_dependency(${target})
+# torva_fmt_dependency(TARGET): links fmt.
+function(torva_fmt_dependency target)
   if(TORVA_FOREIGN)
-    torva_headers(CLI11::CLI11 CLI libcli11-dev)
     torva_headers(fmt::fmt fmt libfmt-dev)
     target_compile_definitions(${target} PUBLIC FMT_HEADER_ONLY)
   else()
-    torva_package(CLI11::CLI11 CLI11 libcli11-dev)
     torva_package(fmt::fmt fmt libfmt-dev)
+  endif()
+  target_link_libraries(${target} PUBLIC fmt::fmt)
+endfunction()
+
+# torva_tool_dependencies(TARGET): links CLI11, nlohmann-json and fmt, and SQLite where there is one.
+function(torva_tool_dependencies target)
+  torva_json_dependency(${target})
+  torva_fmt_dependency(${target})
+  if(TORVA_FOREIGN)
+    torva_headers(CLI11::CLI11 CLI libcli11-dev)
+  else()
+    torva_package(CLI11::CLI11 CLI11 libcli11-dev)
     torva_package(SQLite::SQLite3 SQLite3 libsqlite3-dev)
     target_link_libraries(${target} PUBLIC SQLite::SQLite3)
     target_compile_definitions(${target} PUBLIC TORVA_WITH_SQLITE)
   endif()
-  target_link_libraries(${target} PUBLIC CLI11::CLI11 fmt::fmt)
+  target_link_libraries(${target} PUBLIC CLI11::CLI11)
 endfunction()
 
 # torva_gtest(): makes GTest::gtest_main available.

@@ -46,6 +46,8 @@ int Tvsym(const std::vector<std::string>& words) {
         }
     } catch (const tvsym::ToolError& error) {
         return error.status;
+    } catch (const tvsym::Error&) {
+        return tvsym::kExitUnreadable;
     }
     return tvsym::kExitUsage;
 }

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <istream>
 
+#include "format/Date.h"
+
 namespace symwrite {
 
 namespace {
@@ -103,14 +105,7 @@ std::optional<std::uint64_t> ParseDate(const Json& value) {
     } else {
         return std::nullopt;
     }
-    static constexpr unsigned kDays[12] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    const std::uint64_t year = date / 10000;
-    const std::uint64_t month = date / 100 % 100;
-    const std::uint64_t day = date % 100;
-    const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-    const bool known =
-        year >= 1 && year <= 9999 && month >= 1 && month <= 12 && day >= 1 && day <= kDays[month - 1];
-    return known && (leap || month != 2 || day != 29) ? std::optional(date) : std::nullopt;
+    return torva::DateOf(date) ? std::optional(date) : std::nullopt;
 }
 
 std::optional<double> ParseFloat(const Json& value) {

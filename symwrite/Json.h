@@ -30,6 +30,8 @@ public:
     const FieldDefinition* Find(std::uint16_t id) const;
     const FieldDefinition* Find(std::string_view name) const;
 
+    const std::map<std::uint16_t, FieldDefinition>& All() const { return definitions; }
+
 private:
     void LoadOne(std::string_view key, const JsonNode& node);
 

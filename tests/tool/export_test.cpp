@@ -154,5 +154,31 @@ TEST_F(Export, WritesCsvFilesAndTheScriptsThatLoadThem) {
     ExpectGolden("export_csv.txt", text);
 }
 
+// A number that is not a day of the calendar is a number everywhere, and a column with one is not of dates.
+TEST_F(Export, DaysOfTheCalendar) {
+    struct Case {
+        std::uint32_t number;
+        const char* shown;
+    };
+    for (const Case& one :
+         {Case{20240229, "2024-02-29"}, Case{20230229, "20230229"}, Case{20230231, "20230231"},
+          Case{20231301, "20231301"}, Case{20231100, "20231100"}, Case{9991231, "9991231"}}) {
+        Section symbols = MakeSection(2);
+        symbols.content = Symbols{{{"A", {NumberField(3, 3, one.number)}, {}}}};
+        Save("day.sym", {{symbols}, {}, {}});
+        SaveBytes("day.sym.fields.json", R"({"3": {"name": "day", "type": "date", "tag": 3}})");
+        ASSERT_EQ(Run("export day.sym days/").status, 0);
+        const bool date = std::string(one.shown).find('-') != std::string::npos;
+        EXPECT_EQ(Load("days/symbols-wide.csv"),
+                  "symbol_no,symbol,day\r\n1,A," + std::string(one.shown) + "\r\n");
+        EXPECT_EQ(Load("days/load-postgresql.sql").find("\"day\" date") != std::string::npos, date)
+            << one.number;
+        EXPECT_NE(Run("get day.sym A").out.find(one.shown), std::string::npos);
+        SaveBytes("day.json",
+                  R"({"symbols": [{"symbol": "A", "fields": {"day": )" + std::to_string(one.number) + "}}]}");
+        EXPECT_EQ(Run("build --dictionary day.sym.fields.json day.json built.sym").status, date ? 0 : 1);
+    }
+}
+
 }  // namespace
 }  // namespace tooltest

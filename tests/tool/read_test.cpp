@@ -1,5 +1,6 @@
 // info, symbols, dump, get and stats: whole outputs on a small file with everything in it, content against
-// the data that files were written from, and files that are damaged, in use or no symbol files at all.
+// the data that files were written from, and files that are damaged, held by a host or no symbol files at
+// all.
 #include <algorithm>
 #include <map>
 #include <set>
@@ -144,12 +145,8 @@ TEST_F(ToolTest, FilesThatAreNotSymbolFiles) {
               "This is a text, and not a short one, to have a directory that announces many sections.\n");
     SaveBytes("numbers", std::string(1000, '\x01'));
     std::filesystem::create_directory("directory");
-    Save("locked.sym", symwrite::SmallFile());
-    const int handle = tv_OpenSymFile("locked.sym", 200000, nullptr, 0, 0);
-    ASSERT_GT(handle, 0);
     std::string transcripts;
-    for (const char* const file :
-         {"empty", "byte", "text", "numbers", "directory", "missing", "locked.sym"}) {
+    for (const char* const file : {"empty", "byte", "text", "numbers", "directory", "missing"}) {
         for (const char* const command : {"info", "symbols", "dump", "get --prefix", "stats"}) {
             const ToolResult result =
                 Run(std::string(command) + " " + file + (command[0] == 'g' ? " A" : ""));
@@ -160,9 +157,47 @@ TEST_F(ToolTest, FilesThatAreNotSymbolFiles) {
             }
         }
     }
-    tv_CloseSymFile(static_cast<uint16_t>(handle));
-    EXPECT_EQ(Run("info locked.sym").status, 0);
     ExpectGolden("refused.txt", transcripts);
+}
+
+// A host holds the file for itself alone; looking at it neither heeds that nor gets in its way.
+TEST_F(ToolTest, ReadsAFileThatAHostHasOpen) {
+    Save("held.sym", symwrite::SmallFile());
+    const int handle = tv_OpenSymFile("held.sym", 200000, nullptr, 0, 0);
+    ASSERT_GT(handle, 0);
+    for (const char* const command : {"info", "check", "dump", "stats", "symbols", "diff held.sym"}) {
+        const ToolResult result = Run(std::string(command) + " held.sym");
+        EXPECT_EQ(result.status, 0) << command << result.err;
+    }
+    tv_CloseSymFile(static_cast<uint16_t>(handle));
+}
+
+// No name, and nothing that a file holds, reaches the terminal as a control character.
+TEST_F(ToolTest, ControlCharactersAreShownAsDigits) {
+    const std::string name = "a\x1b[31m\nb";
+    Save(name, OddFile());
+    SaveBytes("bad" + name, "not a symbol file");
+    for (const char* const command : {"info", "check", "symbols", "dump --format table", "stats"}) {
+        for (const char* const prefix : {"", "bad", "missing"}) {
+            const ToolResult result = Run(std::string(command) + " '" + prefix + name + "'");
+            EXPECT_EQ((result.out + result.err).find('\x1b'), std::string::npos) << command << prefix;
+            if (*prefix) {
+                EXPECT_NE(result.err.find(R"(a\x1b[31m\x0ab: )"), std::string::npos) << result.err;
+                EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+            }
+        }
+    }
+}
+
+// The default fields are delivered wherever their section is.
+TEST_F(ToolTest, DefaultFieldsAtTheEndOfTheFile) {
+    symwrite::File file = ChineseFile();
+    std::swap(file.sections[0], file.sections[1]);
+    Save("last.sym", file);
+    EXPECT_NE(Run("dump last.sym").out.find(R"("default-fields", "fields": [
+{"id":7)"),
+              std::string::npos);
+    EXPECT_EQ(Run("check --encoding BIG5 last.sym").out.find("default"), std::string::npos);
 }
 
 TEST_F(ToolTest, EveryCutIsToldAndTheRestPrinted) {

@@ -5,8 +5,10 @@
 #include <exception>
 #include <iostream>
 
+#include "tables/dictionary/Text.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/Terminal.h"
 #include "tools/tvsym/system/System.h"
 
@@ -99,6 +101,9 @@ int main(int argc, char** argv) {
     } catch (const ToolError& error) {
         PrintError(fmt::format("tvsym: {}", error.what()));
         return error.status;
+    } catch (const UnknownEncoding& error) {
+        PrintError(fmt::format("tvsym: --encoding {}", error.what()));
+        return kExitUsage;
     } catch (const std::bad_alloc&) {
         PrintError("tvsym: not enough memory");
         return kExitUnreadable;

@@ -9,6 +9,7 @@
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
 #include "tools/tvsym/input/CsvSource.h"
+#include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/Replacement.h"
 #include "tools/tvsym/output/Terminal.h"
 

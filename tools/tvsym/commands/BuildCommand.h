@@ -1,6 +1,7 @@
 // tvsym build: makes a symbol file.
 #pragma once
 
+#include "tools/tvsym/Tool.h"
 #include "tools/tvsym/input/JsonSource.h"
 
 namespace tvsym {

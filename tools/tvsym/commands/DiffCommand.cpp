@@ -14,9 +14,13 @@
 #include <map>
 #include <set>
 
+#include "tables/check/Wording.h"
 #include "tools/tvsym/SortedRecords.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/SymbolFile.h"
+#include "tools/tvsym/output/Json.h"
+#include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/SymbolPrinter.h"
 #include "tools/tvsym/output/Terminal.h"
 
@@ -122,14 +126,14 @@ struct Side {
     bool damaged = false;
 };
 
-void PutField(std::string& to, const FieldView& field) {
+void PutField(std::string& to, const SymbolField& field) {
     PutNumber(to, field.id, 2);
     PutNumber(to, field.tag, 1);
     PutBytes(to, field.value);
 }
 
-FieldView TakeField(std::string_view& from) {
-    FieldView field;
+SymbolField TakeField(std::string_view& from) {
+    SymbolField field;
     field.id = static_cast<u16>(TakeNumber(from, 2));
     field.tag = static_cast<u8>(TakeNumber(from, 1));
     field.value = TakeBytes(from);
@@ -159,7 +163,7 @@ private:
             key.resize(2);
             key += symbol.text;
             value.clear();
-            for (const FieldView& field : symbol.fields) {
+            for (const SymbolField& field : symbol.fields) {
                 if (!field.isDefault && Wanted(field.id)) {
                     PutField(value, field);
                 }
@@ -194,9 +198,9 @@ private:
 
     // What no reader delivers counts as one element.
     void LoadRaw(u16 id) {
-        const DirectoryEntry& entry = *reader.Raw().Find(id);
+        const DirectoryEntry& entry = *reader.Directory().Find(id);
         u64 hash = 0xcbf29ce484222325U;
-        reader.ReadRaw(entry.offset, entry.size, [&](std::string_view bytes) {
+        reader.Bytes().Read(entry.offset, entry.size, [&](std::string_view bytes) {
             for (const char c : bytes) {
                 hash = (hash ^ static_cast<u8>(c)) * 0x100000001b3U;
             }
@@ -396,7 +400,7 @@ class Diff {
 public:
     explicit Diff(const DiffOptions& diffOptions)
         : options(diffOptions),
-          dictionary(Dictionary::Load(options.dictionary, options.files[1])),
+          dictionary(LoadDictionary(options.dictionary, options.files[1])),
           codec(options.encoding),
           writer(out, options.json) {}
 
@@ -423,13 +427,13 @@ private:
     void LoadSide(size_t number, const std::set<u16>& fields) {
         Side& side = sides[number];
         ProgressBar progress(options.files[number], 0, options.quiet);
-        Reader reader(options.files[number], {ReadMode::Auto, {}, &progress});
-        progress.SetTotal(reader.Raw().fileSize);
+        Reader reader(OpenSource(options.files[number]), {ReadMode::Auto, {}, progress.Callback()});
+        progress.SetTotal(reader.Directory().fileSize);
         side.name = reader.Name();
         const std::vector<u16> wanted = SectionIds(options.sections);
         std::vector<Problem> problems;
         Loader loader(side, reader, fields);
-        for (const DirectoryEntry& entry : std::vector(reader.Raw().directory)) {
+        for (const DirectoryEntry& entry : std::vector(reader.Directory().entries)) {
             const bool chosen =
                 wanted.empty() || std::find(wanted.begin(), wanted.end(), entry.id) != wanted.end();
             if (chosen && entry.Readable()) {
@@ -438,7 +442,7 @@ private:
                 problems.insert(problems.end(), found.begin(), found.end());
             }
         }
-        for (const FieldView& field : reader.Defaults()) {
+        for (const SymbolField& field : reader.Defaults()) {
             std::string value;
             PutField(value, field);
             side.defaults.emplace(field.id, value);
@@ -451,7 +455,7 @@ private:
 
     static std::vector<u16> AllIds(const Reader& reader) {
         std::vector<u16> ids;
-        for (const DirectoryEntry& entry : reader.Raw().directory) {
+        for (const DirectoryEntry& entry : reader.Directory().entries) {
             ids.push_back(entry.id);
         }
         return ids;
@@ -520,7 +524,7 @@ private:
         return options.json ? JsonText(bytes, codec) : fmt::format("\"{}\"", codec.Display(bytes));
     }
 
-    std::string FieldValue(const FieldView& field) {
+    std::string FieldValue(const SymbolField& field) {
         const ValueType type = dictionary.TypeOf(field.id, field.tag, field.value.size());
         if (type == ValueType::Text) {
             return TextValue(field.value);
@@ -533,14 +537,14 @@ private:
 
     // Both records' fields by id, the first of an id with the first, the second with the second.
     void FieldChanges(Difference& difference, std::string_view old, std::string_view now) {
-        std::vector<FieldView> fields[2];
+        std::vector<SymbolField> fields[2];
         std::string_view from[2] = {old, now};
         for (size_t side = 0; side < 2; ++side) {
             while (!from[side].empty()) {
                 fields[side].push_back(TakeField(from[side]));
             }
             std::stable_sort(fields[side].begin(), fields[side].end(),
-                             [](const FieldView& a, const FieldView& b) { return a.id < b.id; });
+                             [](const SymbolField& a, const SymbolField& b) { return a.id < b.id; });
         }
         auto left = fields[0].begin();
         auto right = fields[1].begin();
@@ -549,7 +553,7 @@ private:
                 left != fields[0].end() && (right == fields[1].end() || left->id <= right->id);
             const bool hasRight =
                 right != fields[1].end() && (left == fields[0].end() || right->id <= left->id);
-            const FieldView* pair[2] = {hasLeft ? &*left : nullptr, hasRight ? &*right : nullptr};
+            const SymbolField* pair[2] = {hasLeft ? &*left : nullptr, hasRight ? &*right : nullptr};
             if (!hasLeft || !hasRight || left->tag != right->tag || left->value != right->value) {
                 difference.values.push_back(FieldChange(difference.change, pair));
             }
@@ -558,7 +562,7 @@ private:
         }
     }
 
-    ValueChange FieldChange(Change change, const FieldView* (&pair)[2]) {
+    ValueChange FieldChange(Change change, const SymbolField* (&pair)[2]) {
         const u16 id = (pair[0] ? pair[0] : pair[1])->id;
         ValueChange value;
         value.label = dictionary.NameOf(id);
@@ -641,7 +645,7 @@ private:
         u8 tags[2] = {};
         for (size_t side = 0; side < 2; ++side) {
             if (!from[side].empty()) {
-                FieldView field;
+                SymbolField field;
                 field.id = id;
                 tags[side] = field.tag = static_cast<u8>(TakeNumber(from[side], 4));
                 field.value = TakeBytes(from[side]);

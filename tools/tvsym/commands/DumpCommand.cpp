@@ -3,9 +3,13 @@
 
 #include <algorithm>
 
+#include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/CsvFolder.h"
+#include "tools/tvsym/output/Json.h"
+#include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/SymbolPrinter.h"
 #include "tools/tvsym/output/Terminal.h"
 
@@ -23,15 +27,15 @@ class Dump {
 public:
     explicit Dump(const DumpOptions& dumpOptions)
         : options(dumpOptions),
-          dictionary(Dictionary::Load(options.dictionary, options.file)),
+          dictionary(LoadDictionary(options.dictionary, options.file)),
           codec(options.encoding),
           progress(options.file, 0, options.quiet || (options.output.empty() && IsOutputTerminal())),
-          reader(options.file, {options.Mode(), {}, &progress}),
+          reader(OpenSource(options.file), {options.Mode(), {}, progress.Callback()}),
           wanted(SectionIds(options.sections)),
           context{dictionary, codec} {}
 
     int Run() {
-        const std::vector<DirectoryEntry>& directory = reader.Raw().directory;
+        const std::vector<DirectoryEntry>& directory = reader.Directory().entries;
         std::vector<u16> ids;
         u64 total = 0;
         for (const DirectoryEntry& entry : directory) {
@@ -86,7 +90,7 @@ private:
     // over.
     void Json(Output& out) {
         out.Write("{\"sections\": [");
-        const StoredFile stored = StoredSections(reader.Raw(), wanted);
+        const StoredFile stored = StoredSections(reader.Directory(), wanted);
         const char* separator = "\n";
         for (const StoredSection& section : stored.sections) {
             const DirectoryEntry& entry = section.entry;
@@ -105,8 +109,8 @@ private:
             out.Write("}");
         }
         out.Write("\n]");
-        RawMember(out, "behind", reader.Raw().fileSize - stored.behind, stored.behind);
-        if (!problems.empty() || !reader.DirectoryProblems().empty()) {
+        RawMember(out, "behind", reader.Directory().fileSize - stored.behind, stored.behind);
+        if (!problems.empty() || !DirectoryProblems(reader.Directory()).empty()) {
             out.Write(",\n\"_damaged\": true");
         }
         out.Write("}\n");
@@ -132,14 +136,14 @@ private:
 
     void WriteHex(Output& out, u64 offset, u64 size) {
         out.Write("\"");
-        reader.ReadRaw(offset, size, [&](std::string_view bytes) { out.Write(Hex(bytes)); });
+        reader.Bytes().Read(offset, size, [&](std::string_view bytes) { out.Write(Hex(bytes)); });
         out.Write("\"");
     }
 
     void LinesOrTables(Output& out) {
         const bool lines = options.format == "ndjson";
         bool first = true;
-        for (const StoredSection& stored : StoredSections(reader.Raw(), wanted).sections) {
+        for (const StoredSection& stored : StoredSections(reader.Directory(), wanted).sections) {
             const u16 id = stored.entry.id;
             if (lines && stored.section) {
                 Take(WalkStored(reader, id, *MakeJsonRows(out, StoredForm(id), context, true)));

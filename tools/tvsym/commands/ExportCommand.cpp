@@ -3,14 +3,15 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cmath>
 #include <filesystem>
 #include <map>
 #include <set>
 
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/Export.h"
+#include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/SymbolPrinter.h"
 #include "tools/tvsym/output/Terminal.h"
 
@@ -41,13 +42,14 @@ std::string Lower(std::string text) {
 void FindWideColumns(ExportSource& source) {
     std::map<u16, WideColumn> columns;
     source.reader.WalkSymbols([&](const SymbolView& symbol) {
-        for (const FieldView& field : symbol.fields) {
+        for (const SymbolField& field : symbol.fields) {
             const auto [found, isNew] = columns.try_emplace(field.id);
             WideColumn& column = found->second;
             if (!isNew && !column.allNumbers && !column.allDates && !column.allFloats) {
                 continue;  // texts, and nothing can change that
             }
-            const SqlValue value = FieldValue(source, field.id, field.tag, field.value);
+            const SqlValue value =
+                FieldValue(source.dictionary, source.codec, field.id, field.tag, field.value);
             const ValueType type = source.dictionary.TypeOf(field.id, field.tag, field.value.size());
             const bool date = type == ValueType::Date;
             const bool text = std::holds_alternative<std::string>(value);
@@ -74,69 +76,26 @@ void FindWideColumns(ExportSource& source) {
 }
 
 int RunExport(const ExportOptions& options) {
-    const Dictionary dictionary = Dictionary::Load(options.dictionary, options.file);
+    const Dictionary dictionary = LoadDictionary(options.dictionary, options.file);
     TextCodec codec(options.encoding);
     ProgressBar progress(options.file, 0, options.quiet);
-    Reader reader(options.file, {options.Mode(), {}, &progress});
+    Reader reader(OpenSource(options.file), {options.Mode(), {}, progress.Callback()});
     const bool csv = IsCsv(options);
-    const DirectoryEntry* symbols = reader.Raw().Find(2);
-    progress.SetTotal(reader.Raw().fileSize + (csv ? u64{2} : u64{1}) * (symbols ? symbols->size : 0));
+    const DirectoryEntry* symbols = reader.Directory().Find(2);
+    progress.SetTotal(reader.Directory().fileSize + (csv ? u64{2} : u64{1}) * (symbols ? symbols->size : 0));
     ExportSource source{reader, dictionary, codec, {}};
     FindWideColumns(source);
     const std::vector<Problem> problems =
         csv ? ExportCsv(source, options.target) : ExportSqlite(source, options.target);
     progress.Hide();
-    std::vector<u16> ids;
-    for (const DirectoryEntry& entry : reader.Raw().directory) {
-        ids.push_back(entry.id);
-    }
-    return ReportProblems(reader, ids, problems);
-}
-
-SqlValue Number(u64 number) {
-    return number <= INT64_MAX ? SqlValue(static_cast<i64>(number)) : SqlValue(fmt::format("{}", number));
-}
-
-SqlValue Float(std::string_view payload, TextCodec& codec) {
-    const double number = PayloadFloat(payload);
-    return std::isfinite(number) ? SqlValue(number) : SqlValue(ValueText(ValueType::Float, payload, codec));
+    return ReportProblems(reader, problems);
 }
 
 }  // namespace
 
-SqlValue TextValue(const ExportSource& source, std::string_view bytes) {
-    const std::optional<std::string_view> text = source.codec.Decode(bytes);
-    return text ? SqlValue(std::string(*text)) : SqlValue(Blob{std::string(bytes)});
-}
-
-SqlValue FieldValue(const ExportSource& source, u16 id, u8 tag, std::string_view payload) {
-    const ValueType type = source.dictionary.TypeOf(id, tag, payload.size());
-    if (type == ValueType::Text) {
-        return TextValue(source, payload);
-    }
-    if (payload.empty()) {
-        return {};
-    }
-    const FieldDefinition* definition = source.dictionary.Find(id);
-    if (type == ValueType::Float) {
-        return Float(payload, source.codec);
-    }
-    if (type == ValueType::Signed) {
-        return PayloadSigned(payload);
-    }
-    if (type == ValueType::Date) {
-        const std::string date = ValueText(type, payload, source.codec);
-        return date.find('-') == std::string::npos ? Number(PayloadNumber(payload)) : SqlValue(date);
-    }
-    if (type == ValueType::Hex && definition && definition->type == ValueType::Hex) {
-        return Blob{std::string(payload)};
-    }
-    return Number(PayloadNumber(payload));
-}
-
 std::vector<const SectionInfo*> ReadableSections(const Reader& reader) {
     std::vector<const SectionInfo*> sections;
-    for (const DirectoryEntry& entry : reader.Raw().directory) {
+    for (const DirectoryEntry& entry : reader.Directory().entries) {
         const SectionInfo* section = FindSection(entry.id);
         if (section && entry.Readable()) {
             sections.push_back(section);

@@ -6,6 +6,8 @@
 
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/SymbolFile.h"
+#include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/SymbolPrinter.h"
 #include "tools/tvsym/output/Terminal.h"
 
@@ -95,7 +97,7 @@ private:
 
     // Any of the fields of that id, own or default, with a value that is written so.
     bool Holds(const SymbolView& symbol, const Condition& condition) {
-        return std::any_of(symbol.fields.begin(), symbol.fields.end(), [&](const FieldView& field) {
+        return std::any_of(symbol.fields.begin(), symbol.fields.end(), [&](const SymbolField& field) {
             const ValueType type = dictionary.TypeOf(field.id, field.tag, field.value.size());
             return field.id == condition.id && ValueText(type, field.value, codec) == condition.value;
         });
@@ -114,12 +116,12 @@ int RunGet(const GetOptions& options) {
     if (options.symbols.empty() && options.where.empty()) {
         throw ToolError(kExitUsage, "get needs a SYMBOL or --where");
     }
-    const Dictionary dictionary = Dictionary::Load(options.dictionary, options.file);
+    const Dictionary dictionary = LoadDictionary(options.dictionary, options.file);
     TextCodec codec(options.encoding);
     Selection selection(options, dictionary, codec);
     ProgressBar progress(options.file, 0, options.quiet || IsOutputTerminal());
-    Reader reader(options.file, {options.Mode(), {}, &progress});
-    const DirectoryEntry* entry = reader.Raw().Find(2);
+    Reader reader(OpenSource(options.file), {options.Mode(), {}, progress.Callback()});
+    const DirectoryEntry* entry = reader.Directory().Find(2);
     progress.SetTotal(entry ? entry->size : 0);
     Output out;
     SymbolPrinter printer(out, dictionary, codec, options.json);

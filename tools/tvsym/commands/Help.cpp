@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "tools/tvsym/Sections.h"
+#include "tools/tvsym/Tool.h"
 
 namespace tvsym {
 

@@ -4,8 +4,12 @@
 #include <algorithm>
 #include <map>
 
+#include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/SymbolFile.h"
+#include "tools/tvsym/output/Json.h"
+#include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
@@ -38,14 +42,14 @@ using Walks = std::map<u16, Walk>;
 
 void PrintTable(Output& out, const Reader& reader, const Walks& walks,
                 const std::vector<Stretch>& stretches) {
-    const RawFile& raw = reader.Raw();
-    out.Write(fmt::format("{}: {}, {}\n\n", reader.Name(), Counted(raw.fileSize, "bytes"),
-                          Counted(raw.entryCount, "sections")));
+    const FileDirectory& raw = reader.Directory();
+    out.Write(fmt::format("{}: {}, {}\n\n", TextCodec().Display(reader.Name()),
+                          Counted(raw.fileSize, "bytes"), Counted(raw.entryCount, "sections")));
     using enum Table::Align;
     Table table(
         out,
         {{"id", Right}, {"name"}, {"offset", Right}, {"size", Right}, {"elements", Right}, {"id at start"}});
-    for (const DirectoryEntry& entry : raw.directory) {
+    for (const DirectoryEntry& entry : raw.entries) {
         const Walk& walk = walks.at(entry.id);
         const bool good = entry.Readable() && entry.End() <= raw.fileSize && walk.problems.empty();
         table.Row({fmt::format("{}", entry.id), SectionTitle(entry.id), fmt::format("0x{:x}", entry.offset),
@@ -81,11 +85,11 @@ std::string ProblemJson(const Problem& problem) {
 
 void PrintJson(Output& out, const Reader& reader, const Walks& walks, const std::vector<Stretch>& stretches,
                const std::vector<Problem>& problems) {
-    const RawFile& raw = reader.Raw();
+    const FileDirectory& raw = reader.Directory();
     TextCodec plain;
     out.Write(fmt::format("{{\"file\":{},\"size\":{},\"sectionCount\":{},\"sections\":[",
                           JsonText(reader.Name(), plain), raw.fileSize, raw.entryCount));
-    WriteJsonList(out, raw.directory,
+    WriteJsonList(out, raw.entries,
                   [&](const DirectoryEntry& entry) { return EntryJson(entry, walks.at(entry.id)); });
     out.Write("],\n\"stretches\":[");
     WriteJsonList(out, stretches, [](const Stretch& stretch) {
@@ -99,11 +103,11 @@ void PrintJson(Output& out, const Reader& reader, const Walks& walks, const std:
 
 int RunInfo(const InfoOptions& options) {
     ProgressBar progress(options.file, 0, options.quiet);
-    Reader reader(options.file, {options.Mode(), {}, &progress});
-    progress.SetTotal(reader.Raw().fileSize);
-    std::vector<Problem> problems = reader.DirectoryProblems();
+    Reader reader(OpenSource(options.file), {options.Mode(), {}, progress.Callback()});
+    progress.SetTotal(reader.Directory().fileSize);
+    std::vector<Problem> problems = DirectoryProblems(reader.Directory());
     Walks walks;
-    for (const DirectoryEntry& entry : reader.Raw().directory) {
+    for (const DirectoryEntry& entry : reader.Directory().entries) {
         if (!walks.contains(entry.id)) {
             const Walk walk = reader.WalkSection(entry.id, [](size_t, std::span<const Cell>) {});
             problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
@@ -111,7 +115,7 @@ int RunInfo(const InfoOptions& options) {
         }
     }
     progress.Hide();
-    const std::vector<Stretch> stretches = GapsAndOverlaps(reader.Raw());
+    const std::vector<Stretch> stretches = GapsAndOverlaps(reader.Directory());
     Output out;
     if (options.json) {
         PrintJson(out, reader, walks, stretches, problems);

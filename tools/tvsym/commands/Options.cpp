@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <numeric>
 
 namespace tvsym {
@@ -22,6 +23,19 @@ size_t EditDistance(const std::string& a, const std::string& b) {
         }
     }
     return row.back();
+}
+
+// By id, name (with - or _) or title.
+const SectionInfo* SectionCalled(std::string_view text) {
+    u16 id = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
+    if (error == std::errc() && end == text.data() + text.size()) {
+        return FindSection(id);
+    }
+    std::string name(text);
+    std::replace(name.begin(), name.end(), '_', '-');
+    const SectionInfo* section = FindSectionNamed(name);
+    return section ? section : FindSectionNamed(text);
 }
 
 // "; did you mean WORD?", or what to say where no word is near.
@@ -103,7 +117,7 @@ std::vector<u16> FieldIds(const std::vector<std::string>& namesOrIds, const Dict
 std::vector<u16> SectionIds(const std::vector<std::string>& namesOrIds) {
     std::vector<u16> ids;
     for (const std::string& text : namesOrIds) {
-        const SectionInfo* section = FindSection(std::string_view(text));
+        const SectionInfo* section = SectionCalled(text);
         if (!section) {
             std::vector<std::string> names;
             for (const SectionInfo& known : torva::kSections) {

@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/tvsym/Dictionary.h"
-#include "tools/tvsym/Reader.h"
+#include "tables/dictionary/Values.h"
+#include "tables/rows/Reader.h"
+#include "tools/tvsym/Tool.h"
 
 namespace tvsym {
 

@@ -8,8 +8,12 @@
 #include <set>
 #include <unordered_set>
 
+#include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/SymbolFile.h"
+#include "tools/tvsym/output/Json.h"
+#include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/SymbolPrinter.h"
 #include "tools/tvsym/output/Terminal.h"
 
@@ -134,16 +138,16 @@ class Stats {
 public:
     explicit Stats(const StatsOptions& statsOptions)
         : options(statsOptions),
-          dictionary(Dictionary::Load(options.dictionary, options.file)),
+          dictionary(LoadDictionary(options.dictionary, options.file)),
           codec(options.encoding),
           progress(options.file, 0, options.quiet),
-          reader(options.file, {options.Mode(), {}, &progress}) {}
+          reader(OpenSource(options.file), {options.Mode(), {}, progress.Callback()}) {}
 
     int Run() {
-        progress.SetTotal(reader.Raw().fileSize);
+        progress.SetTotal(reader.Directory().fileSize);
         std::vector<Problem> problems;
         std::vector<u16> ids;
-        for (const DirectoryEntry& entry : reader.Raw().directory) {
+        for (const DirectoryEntry& entry : reader.Directory().entries) {
             ids.push_back(entry.id);
             if (!entry.firstOfId || !FindSection(entry.id)) {
                 continue;
@@ -182,7 +186,7 @@ private:
         SectionStats stats;
         stats.walk = reader.WalkSymbols([&](const SymbolView& symbol) {
             stats.longestText = std::max<u64>(stats.longestText, symbol.text.size());
-            for (const FieldView& field : symbol.fields) {
+            for (const SymbolField& field : symbol.fields) {
                 Count(field);
                 if (field.tag == kTextTag && !field.isDefault) {
                     stats.longestText = std::max<u64>(stats.longestText, field.value.size());
@@ -193,7 +197,7 @@ private:
         return stats;
     }
 
-    void Count(const FieldView& field) {
+    void Count(const SymbolField& field) {
         FieldStats& stats = fields[field.id];
         ++(field.isDefault ? stats.defaults : stats.own);
         stats.tags.insert(field.tag);
@@ -225,7 +229,7 @@ private:
         Table table(out,
                     {{"id", Right}, {"section"}, {"bytes", Right}, {"longest text", Right}, {"elements"}});
         for (const auto& [id, stats] : sections) {
-            table.Row({fmt::format("{}", id), SectionTitle(id), Grouped(reader.Raw().Find(id)->size),
+            table.Row({fmt::format("{}", id), SectionTitle(id), Grouped(reader.Directory().Find(id)->size),
                        stats.longestText ? Grouped(stats.longestText) : "", RowsText(id, stats.walk.rows)},
                       stats.walk.present && stats.walk.problems.empty() ? Style::Plain : Style::Bad);
         }
@@ -256,7 +260,7 @@ private:
         WriteJsonList(out, sections, [this](const auto& section) {
             const auto& [id, stats] = section;
             return fmt::format(R"({{"id":{},"name":"{}","bytes":{},"longestText":{},"elements":{}}})", id,
-                               FindSection(id)->name, reader.Raw().Find(id)->size, stats.longestText,
+                               FindSection(id)->name, reader.Directory().Find(id)->size, stats.longestText,
                                RowsJson(id, stats.walk.rows));
         });
         out.Write("],\n\"fields\":[");

@@ -3,6 +3,8 @@
 
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/SymbolFile.h"
+#include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/SymbolPrinter.h"
 #include "tools/tvsym/output/Terminal.h"
 
@@ -17,11 +19,12 @@ struct SymbolsOptions : FileOptions {
 };
 
 int RunSymbols(const SymbolsOptions& options) {
-    const Dictionary dictionary = Dictionary::Load(options.dictionary, options.file);
+    const Dictionary dictionary = LoadDictionary(options.dictionary, options.file);
     TextCodec codec(options.encoding);
     ProgressBar progress(options.file, 0, options.quiet || IsOutputTerminal());
-    Reader reader(options.file, {options.Mode(), FieldIds(options.fields, dictionary), &progress});
-    const DirectoryEntry* entry = reader.Raw().Find(2);
+    Reader reader(OpenSource(options.file),
+                  {options.Mode(), FieldIds(options.fields, dictionary), progress.Callback()});
+    const DirectoryEntry* entry = reader.Directory().Find(2);
     progress.SetTotal(entry ? entry->size : 0);
     Output out;
     SymbolPrinter printer(out, dictionary, codec, options.json);

@@ -2,6 +2,7 @@
 // section, named like it. Other files in the folder are passed over.
 #pragma once
 
+#include "tools/tvsym/Tool.h"
 #include "tools/tvsym/input/JsonSource.h"
 
 namespace tvsym {

@@ -20,16 +20,14 @@ public:
 protected:
     int_type underflow() override {
         const int_type next = std::filebuf::underflow();
-        done += static_cast<u64>(egptr() - gptr());
         if (progress) {
-            progress->SectionAt(done);
+            progress->Add(static_cast<u64>(egptr() - gptr()));
         }
         return next;
     }
 
 private:
     ProgressBar* progress;
-    u64 done = 0;
 };
 
 }  // namespace
@@ -59,9 +57,6 @@ void WithSource(const std::string& path, const std::function<void(std::istream&)
         read(path == "-" ? std::cin : stream);
     } catch (const std::ios_base::failure&) {
         throw ToolError(kExitUnreadable, fmt::format("{}: cannot be read to its end", name));
-    }
-    if (progress) {
-        progress->SectionDone(SourceSize(path));
     }
 }
 

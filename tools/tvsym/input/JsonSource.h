@@ -6,7 +6,8 @@
 #include <string>
 
 #include "symwrite/Json.h"
-#include "tools/tvsym/Text.h"
+#include "tables/dictionary/Text.h"
+#include "tools/tvsym/Tool.h"
 #include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {

@@ -35,9 +35,9 @@ Output CsvFolder::Begin(const std::string& name) {
 
 std::vector<Problem> CsvFolder::AddSections(Reader& reader, const RowContext& context,
                                             const std::vector<u16>& wanted) {
-    const StoredFile stored = StoredSections(reader.Raw(), wanted);
+    const StoredFile stored = StoredSections(reader.Directory(), wanted);
     const auto writeHex = [&](Output& out, u64 offset, u64 size) {
-        reader.ReadRaw(offset, size, [&](std::string_view bytes) { out.Write(Hex(bytes)); });
+        reader.Bytes().Read(offset, size, [&](std::string_view bytes) { out.Write(Hex(bytes)); });
     };
     std::vector<std::string> names;
     std::map<u16, size_t> ofOneId;
@@ -71,7 +71,7 @@ std::vector<Problem> CsvFolder::AddSections(Reader& reader, const RowContext& co
         }
         if (stored.behind > 0) {
             out.Write(",,");
-            writeHex(out, reader.Raw().fileSize - stored.behind, stored.behind);
+            writeHex(out, reader.Directory().fileSize - stored.behind, stored.behind);
             out.Write("\r\n");
         }
     });

@@ -9,6 +9,7 @@
 // A section that no reader delivers has one column, "bytes", and one row: what stands behind its id, as hex.
 #pragma once
 
+#include "tools/tvsym/Tool.h"
 #include "tools/tvsym/output/Replacement.h"
 #include "tools/tvsym/output/StoredSections.h"
 

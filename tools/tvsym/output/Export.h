@@ -3,11 +3,11 @@
 #pragma once
 
 #include <string>
-#include <variant>
 #include <vector>
 
-#include "tools/tvsym/Dictionary.h"
-#include "tools/tvsym/Reader.h"
+#include "tables/rows/Reader.h"
+#include "tools/tvsym/Tool.h"
+#include "tools/tvsym/output/SqlValues.h"
 
 namespace tvsym {
 
@@ -27,18 +27,6 @@ struct ExportSource {
     TextCodec& codec;
     std::vector<WideColumn> wide;  // ascending by id
 };
-
-// Bytes that are no text, or that the dictionary shows as hex.
-struct Blob {
-    std::string bytes;
-};
-
-// Nothing for a field without payload. Where the dictionary has no type, and for numbers without one, a
-// payload is an unsigned number. Numbers from 2^63 on, and floats that are no number, stand as text.
-using SqlValue = std::variant<std::monostate, i64, double, std::string, Blob>;
-
-SqlValue FieldValue(const ExportSource& source, u16 id, u8 tag, std::string_view payload);
-SqlValue TextValue(const ExportSource& source, std::string_view bytes);
 
 // The sections that are there to be read, in the order of the directory.
 std::vector<const SectionInfo*> ReadableSections(const Reader& reader);

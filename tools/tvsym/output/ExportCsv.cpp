@@ -209,13 +209,14 @@ size_t WriteWide(const ExportSource& source, Output& out) {
             cell.clear();
         }
         cells[0] = fmt::format("{}", ++number);
-        SetCell(cells[1], TextValue(source, symbol.text));
+        SetCell(cells[1], TextValue(source.codec, symbol.text));
         longest = std::max(longest, cells[1].size());
-        for (const FieldView& field : symbol.fields) {
+        for (const SymbolField& field : symbol.fields) {
             const size_t column = columnOf[field.id];
             if (column >= kAhead && filledIn[column] != number) {  // the first of an id counts
                 filledIn[column] = number;
-                SetCell(cells[column], FieldValue(source, field.id, field.tag, field.value));
+                SetCell(cells[column],
+                        FieldValue(source.dictionary, source.codec, field.id, field.tag, field.value));
             }
         }
         line.clear();

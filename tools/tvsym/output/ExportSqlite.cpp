@@ -144,11 +144,12 @@ public:
         }
         database.Run("CREATE TABLE problems (section INTEGER, \"offset\" INTEGER, what TEXT NOT NULL)");
         Insert insert(database, "problems", 3);
-        std::vector<Problem> all = source.reader.DirectoryProblems();
+        std::vector<Problem> all = DirectoryProblems(source.reader.Directory());
         all.insert(all.end(), problems.begin(), problems.end());
         for (const Problem& problem : all) {
             insert.Row({problem.section ? Int(problem.section) : SqlValue(),
-                        problem.offset ? Int(*problem.offset) : SqlValue(), TextValue(source, problem.what)});
+                        problem.offset ? Int(*problem.offset) : SqlValue(),
+                        TextValue(source.codec, problem.what)});
         }
         database.Run(indexes);
         database.Run("COMMIT");
@@ -162,7 +163,7 @@ private:
             "\"offset\" INTEGER NOT NULL, size INTEGER NOT NULL)");
         Insert insert(database, "sections", 5);
         i64 number = 0;
-        for (const DirectoryEntry& entry : source.reader.Raw().directory) {
+        for (const DirectoryEntry& entry : source.reader.Directory().entries) {
             const SectionInfo* section = FindSection(entry.id);
             insert.Row({++number, Int(entry.id), section ? SqlValue(TableName(section->name)) : SqlValue(),
                         Int(entry.offset), Int(entry.size)});
@@ -210,9 +211,10 @@ private:
             ++number;
             i64 fieldNumber = 0;
             wide.Bind(0, number);
-            wide.Bind(1, TextValue(source, symbol.text));
-            for (const FieldView& field : symbol.fields) {
-                const SqlValue value = FieldValue(source, field.id, field.tag, field.value);
+            wide.Bind(1, TextValue(source.codec, symbol.text));
+            for (const SymbolField& field : symbol.fields) {
+                const SqlValue value =
+                    FieldValue(source.dictionary, source.codec, field.id, field.tag, field.value);
                 const u32 column = columnOf[field.id];
                 if (column != UINT32_MAX && filled[column] != number) {  // the first of an id counts
                     filled[column] = number;
@@ -237,7 +239,7 @@ private:
         for (size_t level = 0; level < section.levels.size(); ++level) {
             const Level& described = section.levels[level];
             const std::string table = level == 0 ? base : base + "_" + described.name;
-            const std::string number = Singular(described.name) + "_no";
+            const std::string number = std::string(described.singular) + "_no";
             std::string columns = number + " INTEGER PRIMARY KEY";
             size_t count = 1;
             if (level > 0) {
@@ -300,10 +302,10 @@ private:
             case ColumnKind::Number:
                 return Int(cell.number);
             case ColumnKind::Text:
-                return TextValue(source, cell.bytes);
+                return TextValue(source.codec, cell.bytes);
             case ColumnKind::Field:
-                return FieldValue(source, static_cast<u16>(cells[0].number), static_cast<u8>(cell.number),
-                                  cell.bytes);
+                return FieldValue(source.dictionary, source.codec, static_cast<u16>(cells[0].number),
+                                  static_cast<u8>(cell.number), cell.bytes);
             default:
                 return Blob{std::string(cell.bytes)};
         }

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "tools/tvsym/output/Json.h"
+
 namespace tvsym {
 
 namespace {
@@ -187,7 +189,7 @@ std::vector<FlatColumn> FlatColumns(const SectionInfo& section, bool withDiction
     std::vector<FlatColumn> columns;
     for (size_t level = 0; level < section.levels.size(); ++level) {
         const Level& described = section.levels[level];
-        const std::string singular = Singular(described.name);
+        const std::string singular = described.singular;
         const bool leaf = level + 1 == section.levels.size();
         if (section.levels.size() > 1) {
             columns.push_back({singular + "_no", true});

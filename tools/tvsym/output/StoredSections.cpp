@@ -127,11 +127,11 @@ SectionInfo AsStored(u16 id) {
 
 }  // namespace
 
-StoredFile StoredSections(const RawFile& raw, const std::vector<u16>& wanted) {
-    const bool between = wanted.empty() && std::ranges::is_sorted(raw.directory, {}, &DirectoryEntry::offset);
+StoredFile StoredSections(const FileDirectory& raw, const std::vector<u16>& wanted) {
+    const bool between = wanted.empty() && std::ranges::is_sorted(raw.entries, {}, &DirectoryEntry::offset);
     StoredFile file;
     u64 end = 2 + u64{10} * raw.entryCount;
-    for (const DirectoryEntry& entry : raw.directory) {
+    for (const DirectoryEntry& entry : raw.entries) {
         const bool isWanted = wanted.empty() || std::ranges::find(wanted, entry.id) != wanted.end();
         if (isWanted && entry.idAtStart == entry.id) {
             file.sections.push_back({entry, entry.Readable() ? FindSection(entry.id) : nullptr,
@@ -157,8 +157,8 @@ Walk WalkStored(Reader& reader, u16 id, RowWriter& rows) {
         return walk;
     }
     std::string bytes;
-    if (const DirectoryEntry* entry = reader.Raw().Find(id)) {
-        reader.ReadRaw(entry->offset, entry->size, [&](std::string_view part) { bytes += part; });
+    if (const DirectoryEntry* entry = reader.Directory().Find(id)) {
+        reader.Bytes().Read(entry->offset, entry->size, [&](std::string_view part) { bytes += part; });
     }
     GroupRows groups(ParseGroups(id, bytes));
     Walk walk = reader.WalkSection(id, [&](size_t, std::span<const Cell> cells) { groups.Add(cells); });

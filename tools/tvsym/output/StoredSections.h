@@ -2,6 +2,7 @@
 // them, and sections 18 and 21 as the groups that stand in the file.
 #pragma once
 
+#include "tools/tvsym/Tool.h"
 #include "tools/tvsym/output/Rows.h"
 
 namespace tvsym {
@@ -22,7 +23,7 @@ struct StoredFile {
 };
 
 // All sections of `raw` that are there, or those of the ids in `wanted`; then without the bytes between.
-StoredFile StoredSections(const RawFile& raw, const std::vector<u16>& wanted);
+StoredFile StoredSections(const FileDirectory& raw, const std::vector<u16>& wanted);
 
 // The section of that id in the form that is built again. The library hands out the ids of sections 18 and
 // 21 one by one, each with its lists; here a row of level 0 holds lists, and the rows below it are the ids.

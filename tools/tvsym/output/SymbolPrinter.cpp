@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "tools/tvsym/output/Json.h"
+
 namespace tvsym {
 
 void SymbolPrinter::Print(const SymbolView& symbol) {
@@ -18,7 +20,7 @@ void SymbolPrinter::Print(const SymbolView& symbol) {
 void SymbolPrinter::PrintJson(const SymbolView& symbol) {
     std::string line = fmt::format("{{\"symbol\":{},\"fields\":[", JsonText(symbol.text, codec));
     const char* separator = "";
-    for (const FieldView& field : symbol.fields) {
+    for (const SymbolField& field : symbol.fields) {
         line += fmt::format("{}{{\"id\":{},", separator, field.id);
         separator = ",";
         if (const FieldDefinition* definition = dictionary.Find(field.id)) {
@@ -36,12 +38,12 @@ void SymbolPrinter::PrintJson(const SymbolView& symbol) {
 //   currency  (USD)
 void SymbolPrinter::PrintText(const SymbolView& symbol) {
     size_t width = 0;
-    for (const FieldView& field : symbol.fields) {
+    for (const SymbolField& field : symbol.fields) {
         width = std::max(width, DisplayWidth(dictionary.NameOf(field.id)));
     }
     out.Write(Styled(Style::Bold, symbol.text.empty() ? "\"\"" : codec.Display(symbol.text)) +
               (symbol.complete ? "\n" : Styled(Style::Bad, "  [broken record]") + "\n"));
-    for (const FieldView& field : symbol.fields) {
+    for (const SymbolField& field : symbol.fields) {
         const std::string name = codec.Display(dictionary.NameOf(field.id));
         const ValueType type = dictionary.TypeOf(field.id, field.tag, field.value.size());
         const std::string value = ValueText(type, field.value, codec);
@@ -50,22 +52,6 @@ void SymbolPrinter::PrintText(const SymbolView& symbol) {
                               field.isDefault ? Styled(Style::Dim, fmt::format("({})", value)) : value,
                               field.cut ? Styled(Style::Bad, "  [cut off]") : ""));
     }
-}
-
-int ReportProblems(const Reader& reader, std::span<const u16> sections,
-                   const std::vector<Problem>& problems) {
-    bool found = !problems.empty();
-    for (const Problem& problem : reader.DirectoryProblems()) {
-        if (problem.section == 0 ||
-            std::find(sections.begin(), sections.end(), problem.section) != sections.end()) {
-            PrintProblem(reader.Name(), problem);
-            found = true;
-        }
-    }
-    for (const Problem& problem : problems) {
-        PrintProblem(reader.Name(), problem);
-    }
-    return found ? kExitFindings : kExitOk;
 }
 
 }  // namespace tvsym

@@ -1,8 +1,9 @@
 // Symbols as `symbols` and `get` print them.
 #pragma once
 
-#include "tools/tvsym/Dictionary.h"
-#include "tools/tvsym/Reader.h"
+#include "tables/dictionary/Values.h"
+#include "tables/rows/Reader.h"
+#include "tools/tvsym/Tool.h"
 #include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
@@ -24,13 +25,5 @@ private:
     TextCodec& codec;
     bool json;
 };
-
-// Tells what is wrong with the directory, as far as it is about the directory itself or one of `sections`,
-// and `problems`. Gives the exit status: kExitOk or kExitFindings.
-int ReportProblems(const Reader& reader, std::span<const u16> sections, const std::vector<Problem>& problems);
-inline int ReportProblems(const Reader& reader, std::initializer_list<u16> sections,
-                          const std::vector<Problem>& problems) {
-    return ReportProblems(reader, std::span(sections.begin(), sections.size()), problems);
-}
 
 }  // namespace tvsym

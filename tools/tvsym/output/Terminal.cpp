@@ -3,12 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
-#include "tools/tvsym/Sections.h"
-#include "tools/tvsym/Text.h"
+#include "tables/dictionary/Text.h"
 #include "tools/tvsym/system/System.h"
 
 namespace tvsym {
@@ -27,72 +24,20 @@ bool ColourWanted() {
 
 }  // namespace
 
-// ---- messages
-
-std::string ProblemLine(const std::string& file, const Problem& problem) {
-    TextCodec plain;
-    std::string line = fmt::format("tvsym: {}: ", plain.Display(file));
-    if (problem.section != 0) {
-        line += fmt::format("section {} ({})", problem.section, SectionTitle(problem.section));
-    } else {
-        line += "directory";
-    }
-    if (problem.offset) {
-        line += fmt::format(", offset 0x{:x}", *problem.offset);
-    }
-    return line + ": " + plain.Display(problem.what);
-}
-
-void PrintError(const std::string& line) {
-    if (visibleBar) {
-        visibleBar->Hide();
-    }
-    std::fflush(stdout);
-    fmt::print(stderr, "{}\n", line);
-}
-
-void PrintProblem(const std::string& file, const Problem& problem) { PrintError(ProblemLine(file, problem)); }
-
-// ---- output
-
-Output::Output(const std::string& path, const std::string& nameInMessages)
-    : file(std::fopen(path.c_str(), "wb")), name(nameInMessages) {
-    if (!file) {
-        throw ToolError(kExitUnreadable,
-                        fmt::format("{}: cannot be written: {}", name, std::strerror(errno)));
-    }
-}
-
-Output::~Output() {
-    if (file && file != stdout) {
-        std::fclose(file);
-    }
-}
-
-void Output::Check(bool good) {
-    if (good) {
-        return;
-    }
-    if (file == stdout && errno == EPIPE) {
-        throw PipeClosed();
-    }
-    throw ToolError(kExitUnreadable, fmt::format("{}: cannot be written: {}", name, std::strerror(errno)));
-}
-
-void Output::Write(std::string_view text) {
-    Check(std::fwrite(text.data(), 1, text.size(), file) == text.size());
-}
-
-void Output::Close() {
-    Check(std::fflush(file) == 0);
-    if (file != stdout) {
-        std::FILE* closing = file;
-        file = nullptr;
-        Check(std::fclose(closing) == 0);
-    }
-}
-
 // ---- tables
+
+size_t DisplayWidth(std::string_view utf8) {
+    size_t width = 0;
+    while (!utf8.empty()) {
+        width += static_cast<u8>(utf8[0]) < 0x80 ? 1 : 0;
+        if (static_cast<u8>(utf8[0]) < 0x80) {
+            utf8.remove_prefix(1);
+        } else {
+            width += static_cast<size_t>(CharacterWidth(NextCharacter(utf8)));
+        }
+    }
+    return width;
+}
 
 bool IsOutputTerminal() { return IsTerminal(stdout); }
 
@@ -158,14 +103,6 @@ void Table::Print(const Line& line) {
     output.Write(Styled(line.style, text) + "\n");
 }
 
-std::string Grouped(u64 number) {
-    std::string digits = fmt::format("{}", number);
-    for (size_t at = digits.size(); at > 3; at -= 3) {
-        digits.insert(at - 3, ",");
-    }
-    return digits;
-}
-
 std::string ByteSize(u64 bytes) {
     constexpr const char* kUnits[] = {"bytes", "KiB", "MiB", "GiB"};
     double size = static_cast<double>(bytes);
@@ -193,20 +130,29 @@ ProgressBar::~ProgressBar() {
     }
 }
 
-void ProgressBar::SectionAt(u64 bytes) {
+void ProgressBar::Add(u64 bytes) {
     if (!active) {
         return;
     }
+    done = std::min(done + bytes, total);
     const Clock::time_point now = Clock::now();
     if (now - start >= std::chrono::milliseconds(300) && now - last >= std::chrono::milliseconds(100)) {
         last = now;
-        Draw(std::min(before + bytes, total), now);
+        Draw(now);
     }
 }
 
-void ProgressBar::SectionDone(u64 bytes) {
-    before += bytes;
-    SectionAt(0);
+Progress ProgressBar::Callback() {
+    return [this](u64 bytes) {
+        Add(bytes);
+        return true;
+    };
+}
+
+void ProgressBar::HideVisible() {
+    if (visibleBar) {
+        visibleBar->Hide();
+    }
 }
 
 void ProgressBar::Hide() {
@@ -218,11 +164,11 @@ void ProgressBar::Hide() {
 }
 
 // "file.sym  [#######-------]  48%  120.4 MiB/s  0:03 left"
-void ProgressBar::Draw(u64 bytes, Clock::time_point now) {
-    const double share = total ? static_cast<double>(bytes) / static_cast<double>(total) : 0;
+void ProgressBar::Draw(Clock::time_point now) {
+    const double share = total ? static_cast<double>(done) / static_cast<double>(total) : 0;
     const double seconds = std::chrono::duration<double>(now - start).count();
-    const double rate = static_cast<double>(bytes) / seconds;
-    const auto left = static_cast<u64>(rate > 0 ? static_cast<double>(total - bytes) / rate : 0);
+    const double rate = static_cast<double>(done) / seconds;
+    const auto left = static_cast<u64>(rate > 0 ? static_cast<double>(total - done) / rate : 0);
     constexpr size_t kBar = 24;
     const auto full = static_cast<size_t>(share * kBar);
     std::string line = fmt::format("  [{}{}] {:3.0f}%  {}/s  {}:{:02} left", std::string(full, '#'),

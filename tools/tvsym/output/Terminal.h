@@ -9,42 +9,14 @@
 #include <vector>
 
 #include "tools/tvsym/Tool.h"
+#include "tools/tvsym/output/Output.h"
 
 namespace tvsym {
 
-// Standard output, or a file. Throws PipeClosed when the reader has gone, ToolError for every other failure.
-class Output {
-public:
-    Output() = default;                                               // standard output
-    explicit Output(const std::string& path) : Output(path, path) {}  // a new file
-    Output(const std::string& path, const std::string& nameInMessages);
-    ~Output();
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
-
-    void Write(std::string_view text);
-    void Close();  // everything is written when this returns
-
-private:
-    void Check(bool good);
-
-    std::FILE* file = stdout;
-    std::string name = "standard output";
-};
-
-struct PipeClosed {};
-
-// The elements of a JSON list, each on a line of its own.
-template <typename Elements, typename ToJson>
-void WriteJsonList(Output& out, const Elements& elements, const ToJson& toJson) {
-    const char* separator = "\n";
-    for (const auto& element : elements) {
-        out.Write(separator + toJson(element));
-        separator = ",\n";
-    }
-}
-
 bool IsOutputTerminal();
+
+// Columns on a terminal.
+size_t DisplayWidth(std::string_view utf8);
 
 enum class Style : u8 { Plain, Bold, Dim, Bad };
 
@@ -81,9 +53,6 @@ private:
     bool holding = true;
 };
 
-// "1,234,567"
-std::string Grouped(u64 number);
-
 // "1.4 MiB"
 std::string ByteSize(u64 bytes);
 
@@ -96,17 +65,20 @@ public:
     ProgressBar& operator=(const ProgressBar&) = delete;
 
     void SetTotal(u64 bytes) { total = bytes; }
-    void SectionAt(u64 bytes);    // in the section that is walked now
-    void SectionDone(u64 bytes);  // the section is behind us
+    void Add(u64 bytes);  // that are done
     void Hide();
+    static void HideVisible();
+
+    // Adds what it is called with; for as long as the bar lives.
+    Progress Callback();
 
 private:
     using Clock = std::chrono::steady_clock;
-    void Draw(u64 bytes, Clock::time_point now);
+    void Draw(Clock::time_point now);
 
     std::string title;
     u64 total;
-    u64 before = 0;
+    u64 done = 0;
     bool shown = false;
     bool active;
     Clock::time_point start = Clock::now();

@@ -3,19 +3,13 @@
 #pragma once
 
 #include <cstdio>
-#include <memory>
-#include <optional>
 #include <string>
-#include <string_view>
 
 namespace tvsym {
 
 // Once, first thing in main: a closed pipe and a file that may not grow give an error instead of a signal,
 // streams carry bytes as they are.
 void PrepareProcess();
-
-// Whether another opener holds the file for itself.
-bool LockedByAnother(const std::string& path);
 
 // Creates an empty file of its own in `directory` and gives its path; throws ToolError. An empty directory
 // stands for the one for temporary files. It is removed when the process is killed.
@@ -37,16 +31,5 @@ size_t TerminalColumns(std::FILE* stream);
 
 // Columns that a character takes on a terminal: 0, 1 or 2.
 int CharacterWidth(char32_t character);
-
-// Converts between character sets. Each call converts one whole text.
-class Converter {
-public:
-    // Null when the system knows no such conversion.
-    static std::unique_ptr<Converter> Make(const std::string& from, const std::string& to);
-    virtual ~Converter() = default;
-
-    // None when the text cannot be converted whole.
-    virtual std::optional<std::string> Convert(std::string_view text) = 0;
-};
 
 }  // namespace tvsym

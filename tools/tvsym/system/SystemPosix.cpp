@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <iconv.h>
-#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -24,47 +22,6 @@
 namespace tvsym {
 
 namespace {
-
-class IconvConverter : public Converter {
-public:
-    explicit IconvConverter(iconv_t opened) : descriptor(opened) {}
-    ~IconvConverter() override { ::iconv_close(descriptor); }
-    IconvConverter(const IconvConverter&) = delete;
-    IconvConverter& operator=(const IconvConverter&) = delete;
-
-    std::optional<std::string> Convert(std::string_view text) override {
-        ::iconv(descriptor, nullptr, nullptr, nullptr, nullptr);
-        std::string result(text.size() * 2 + 16, '\0');
-        char* in = const_cast<char*>(text.data());  // iconv does not write there
-        size_t inLeft = text.size();
-        size_t done = 0;
-        bool flushing = false;
-        for (;;) {
-            char* out = result.data() + done;
-            size_t outLeft = result.size() - done;
-            const size_t got = ::iconv(descriptor, flushing ? nullptr : &in, &inLeft, &out, &outLeft);
-            done = static_cast<size_t>(out - result.data());
-            if (got != static_cast<size_t>(-1)) {
-                if (got != 0) {  // characters that the other set has only something similar for
-                    return std::nullopt;
-                }
-                if (flushing) {
-                    break;
-                }
-                flushing = true;
-            } else if (errno == E2BIG) {
-                result.resize(result.size() * 2);
-            } else {
-                return std::nullopt;
-            }
-        }
-        result.resize(done);
-        return result;
-    }
-
-private:
-    iconv_t descriptor;
-};
 
 // A signal handler may do little more than unlink, so the names of what it removes stand in plain memory.
 // One that is gone, or has another name by then, does no harm.
@@ -100,16 +57,6 @@ void RemoveWhenKilled(const std::string& path) {
         path.copy(namesToRemove[at], path.size());
         countToRemove = at + 1;
     }
-}
-
-bool LockedByAnother(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (descriptor < 0) {
-        return false;
-    }
-    const bool locked = ::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-    ::close(descriptor);
-    return locked;
 }
 
 std::string MakeTemporaryFile(const std::string& directory) {
@@ -154,15 +101,6 @@ size_t TerminalColumns(std::FILE* stream) {
 }
 
 int CharacterWidth(char32_t character) { return std::max(::wcwidth(static_cast<wchar_t>(character)), 0); }
-
-std::unique_ptr<Converter> Converter::Make(const std::string& from, const std::string& to) {
-    iconv_t opened = ::iconv_open(to.c_str(), from.c_str());
-    if (opened ==
-        reinterpret_cast<iconv_t>(-1)) {  // NOLINT(performance-no-int-to-ptr): the interface says so
-        return nullptr;
-    }
-    return std::make_unique<IconvConverter>(opened);
-}
 
 }  // namespace tvsym
 

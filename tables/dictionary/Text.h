@@ -1,6 +1,5 @@
-// Texts of a symbol file are bytes. A TextCodec reads them in the character set that --encoding names and
-// gives UTF-8; what does not decode, or would not come back as the same bytes, is told as such and never
-// repaired.
+// Texts of a symbol file are bytes. A TextCodec reads them in a character set and returns UTF-8; bytes that
+// do not decode, or would not encode to the same bytes, are reported as such and never repaired.
 #pragma once
 
 #include <memory>
@@ -8,44 +7,47 @@
 #include <string>
 #include <string_view>
 
-#include "tools/tvsym/Tool.h"
-#include "tools/tvsym/system/System.h"
+#include "tables/Error.h"
+#include "tables/dictionary/Encoding.h"
 
-namespace tvsym {
+namespace torva::tables {
 
 bool IsUtf8(std::string_view bytes);
 
 // Splits the next character off; 0xfffd and one byte where the bytes are not UTF-8.
 char32_t NextCharacter(std::string_view& utf8);
 
-// Columns on a terminal.
-size_t DisplayWidth(std::string_view utf8);
-
 // "0aff": two digits for each byte.
 std::string Hex(std::string_view bytes);
 
+// The system has no conversion for a character set.
+class UnknownEncoding : public Error {
+public:
+    using Error::Error;
+};
+
 class TextCodec {
 public:
-    // Throws ToolError with kExitUsage for a name that the system does not know.
+    // Throws UnknownEncoding.
     explicit TextCodec(const std::string& encoding = "UTF-8");
 
     bool IsIdentity() const { return !decoder; }
 
     // UTF-8; none for bytes that do not decode. The result may point into `bytes` or into the codec, and
-    // lives until the next call.
+    // is valid until the next call.
     std::optional<std::string_view> Decode(std::string_view bytes);
 
-    // Bytes of the file; none when the character set has no such characters.
+    // Bytes of the file; none when the character set lacks one of the characters.
     std::optional<std::string> Encode(std::string_view utf8);
 
-    // For people: undecodable bytes and control characters as \xHH, so that a file cannot play with the
+    // For people: bytes that do not decode and control characters as \xHH, so that a file cannot control the
     // terminal.
     std::string Display(std::string_view bytes);
 
 private:
-    std::unique_ptr<Converter> decoder;
+    std::unique_ptr<Converter> decoder;  // null for UTF-8
     std::unique_ptr<Converter> encoder;
     std::string decoded;
 };
 
-}  // namespace tvsym
+}  // namespace torva::tables

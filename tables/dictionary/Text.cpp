@@ -1,11 +1,11 @@
-#include "tools/tvsym/Text.h"
+#include "tables/dictionary/Text.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cctype>
 
-namespace tvsym {
+namespace torva::tables {
 
 namespace {
 
@@ -13,22 +13,22 @@ constexpr char32_t kNoCharacter = 0xfffd;
 
 // Length of the well-formed UTF-8 character at the start of `bytes`, which is not empty; 0 when there is
 // none.
-size_t CharacterLength(std::string_view bytes, char32_t& character) {
-    const auto byte = [&](size_t at) { return static_cast<u8>(bytes[at]); };
+std::size_t CharacterLength(std::string_view bytes, char32_t& character) {
+    const auto byte = [&](std::size_t at) { return static_cast<u8>(bytes[at]); };
     const u8 first = byte(0);
     if (first < 0x80) {
         character = first;
         return 1;
     }
-    const size_t length = first >= 0xc2 && first <= 0xdf   ? 2
-                          : first >= 0xe0 && first <= 0xef ? 3
-                          : first >= 0xf0 && first <= 0xf4 ? 4
-                                                           : 0;
+    const std::size_t length = first >= 0xc2 && first <= 0xdf   ? 2
+                               : first >= 0xe0 && first <= 0xef ? 3
+                               : first >= 0xf0 && first <= 0xf4 ? 4
+                                                                : 0;
     if (length == 0 || bytes.size() < length) {
         return 0;
     }
     character = static_cast<char32_t>(first & (0xff >> (length + 1)));
-    for (size_t at = 1; at < length; ++at) {
+    for (std::size_t at = 1; at < length; ++at) {
         if ((byte(at) & 0xc0) != 0x80) {
             return 0;
         }
@@ -50,7 +50,7 @@ bool IsUtf8Name(std::string encoding) {
 bool IsUtf8(std::string_view bytes) {
     while (!bytes.empty()) {
         char32_t character = 0;
-        const size_t length = CharacterLength(bytes, character);
+        const std::size_t length = CharacterLength(bytes, character);
         if (length == 0) {
             return false;
         }
@@ -61,22 +61,9 @@ bool IsUtf8(std::string_view bytes) {
 
 char32_t NextCharacter(std::string_view& utf8) {
     char32_t character = kNoCharacter;
-    const size_t length = CharacterLength(utf8, character);
-    utf8.remove_prefix(std::max<size_t>(length, 1));
+    const std::size_t length = CharacterLength(utf8, character);
+    utf8.remove_prefix(std::max<std::size_t>(length, 1));
     return length == 0 ? kNoCharacter : character;
-}
-
-size_t DisplayWidth(std::string_view utf8) {
-    size_t width = 0;
-    while (!utf8.empty()) {
-        width += static_cast<u8>(utf8[0]) < 0x80 ? 1 : 0;
-        if (static_cast<u8>(utf8[0]) < 0x80) {
-            utf8.remove_prefix(1);
-        } else {
-            width += static_cast<size_t>(CharacterWidth(NextCharacter(utf8)));
-        }
-    }
-    return width;
 }
 
 std::string Hex(std::string_view bytes) {
@@ -97,10 +84,8 @@ TextCodec::TextCodec(const std::string& encoding) {
     decoder = Converter::Make(encoding, "UTF-8");
     encoder = Converter::Make("UTF-8", encoding);
     if (!decoder || !encoder) {
-        throw ToolError(
-            kExitUsage,
-            fmt::format("--encoding {}: this system knows no such character set (iconv -l lists them)",
-                        encoding));
+        throw UnknownEncoding(
+            fmt::format("{}: this system knows no such character set (iconv -l lists them)", encoding));
     }
 }
 
@@ -130,20 +115,20 @@ std::string TextCodec::Display(std::string_view bytes) {
     shown.reserve(rest.size());
     while (!rest.empty()) {
         char32_t character = 0;
-        const size_t length =
+        const std::size_t length =
             text || !decoder ? CharacterLength(rest, character) : static_cast<u8>(rest[0]) < 0x80;
         const bool control = length == 1 && (static_cast<u8>(rest[0]) < 0x20 || rest[0] == 0x7f);
         const bool c1 = length == 2 && character < 0xa0;
         if (length == 0 || control || c1) {
-            for (size_t at = 0; at < std::max<size_t>(length, 1); ++at) {
+            for (std::size_t at = 0; at < std::max<std::size_t>(length, 1); ++at) {
                 shown += fmt::format("\\x{:02x}", static_cast<u8>(rest[at]));
             }
         } else {
             shown += rest.substr(0, length);
         }
-        rest.remove_prefix(std::max<size_t>(length, 1));
+        rest.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return shown;
 }
 
-}  // namespace tvsym
+}  // namespace torva::tables

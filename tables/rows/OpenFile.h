@@ -1,0 +1,21 @@
+// An open symbol file as the library's section readers see it.
+#pragma once
+
+#include <memory>
+
+#include "library/file/SymFile.h"
+#include "tables/rows/Reader.h"
+
+namespace torva::tables {
+
+struct Reader::OpenFile {
+    explicit OpenFile(std::span<const u16> fieldIds)
+        : symFile(fieldIds.data(), static_cast<u16>(fieldIds.size())) {}
+
+    SymFile symFile;
+    u32 textMax = 0;  // characters: no text of the file is longer
+    std::vector<std::unique_ptr<char[]>>
+        values;  // of Reader::Defaults, as far as the file does not hold them
+};
+
+}  // namespace torva::tables

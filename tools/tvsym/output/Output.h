@@ -1,0 +1,34 @@
+// Where a command writes its result.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+#include "tools/tvsym/Tool.h"
+
+namespace tvsym {
+
+// Standard output, or a file. Throws PipeClosed when the reader has gone, ToolError for every other failure.
+class Output {
+public:
+    Output() = default;                                               // standard output
+    explicit Output(const std::string& path) : Output(path, path) {}  // a new file
+    Output(const std::string& path, const std::string& nameInMessages);
+    ~Output();
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+
+    void Write(std::string_view text);
+    void Close();  // everything is written when this returns
+
+private:
+    void Check(bool good);
+
+    std::FILE* file = stdout;
+    std::string name = "standard output";
+};
+
+struct PipeClosed {};
+
+}  // namespace tvsym

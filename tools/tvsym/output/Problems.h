@@ -1,0 +1,36 @@
+// Messages on stderr: errors, and what is wrong in a file.
+#pragma once
+
+#include <initializer_list>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tables/rows/Reader.h"
+#include "tools/tvsym/Tool.h"
+
+namespace tvsym {
+
+// "foreign trade", or "unknown".
+const char* SectionTitle(u16 id);
+
+// "tvsym: FILE: section 14 (foreign trade), offset 0x1a2b: WHAT"
+std::string ProblemLine(const std::string& file, const Problem& problem);
+
+// Writes one line. Control characters, and bytes that are not UTF-8, appear as \xHH, whoever they come from;
+// a visible progress bar is wiped first.
+void PrintError(const std::string& line);
+void PrintProblem(const std::string& file, const Problem& problem);
+
+// Prints what is wrong with the directory itself and its entries of `sections`, then `problems`. Returns
+// kExitOk or kExitFindings.
+int ReportProblems(const Reader& reader, std::span<const u16> sections, const std::vector<Problem>& problems);
+inline int ReportProblems(const Reader& reader, std::initializer_list<u16> sections,
+                          const std::vector<Problem>& problems) {
+    return ReportProblems(reader, std::span(sections.begin(), sections.size()), problems);
+}
+
+// The same with all sections of the directory.
+int ReportProblems(const Reader& reader, const std::vector<Problem>& problems);
+
+}  // namespace tvsym
