@@ -39,6 +39,13 @@ public:
     bool part = false;
 
     static std::optional<std::uint32_t> announcedCount() noexcept { return std::nullopt; }
+    TORVA_STEP void start() {
+        if (parent == tree->steps[Level::kParent] && !Level::open(*tree)) {
+            outcome = kEnd;
+        } else {
+            advance(*this);
+        }
+    }
     TORVA_STEP std::int32_t next() noexcept {
         return parent == tree->steps[Level::kParent] ? Level::next(*tree, part) : std::int32_t{kErrLostPlace};
     }
@@ -51,20 +58,19 @@ private:
     std::uint64_t parent;
 };
 
-// A copy of an arena text that outlives the arena; or the text itself.
+// Memory for an arena text that is to outlive the arena.
 class UpperText {
 public:
-    bool keep(const char* text, bool copy, Text& kept) noexcept {
-        kept = Text(text);
-        if (!copy || text == nullptr) {
+    bool keep(Text& text) noexcept {
+        if (!text.present()) {
             return true;
         }
-        const std::size_t size = std::strlen(text) + 1;
+        const std::size_t size = std::strlen(text.c_str()) + 1;
         if (!buffer.reserve(size)) {
             return false;
         }
-        std::memcpy(buffer.data(), text, size);
-        kept = Text(buffer.data());
+        std::memcpy(buffer.data(), text.c_str(), size);
+        text = Text(buffer.data());
         return true;
     }
 
@@ -210,11 +216,9 @@ public:
             return kEnd;
         }
         stepped(1);
-        const char* text = nullptr;
         const std::int32_t reached =
-            settled(tv_GetNextObjectSourceSym(handle, &text, &source.symbolCount), 1);
-        return reached == kElement && !sourceText.keep(text, copies, source.text) ? SYM_ERR_NO_MEMORY
-                                                                                  : reached;
+            settled(tv_GetNextObjectSourceSym(handle, TextSlot::of(source.text), &source.symbolCount), 1);
+        return reached == kElement && copies && !sourceText.keep(source.text) ? SYM_ERR_NO_MEMORY : reached;
     }
     TORVA_STEP std::int32_t nextSymbol() noexcept {
         if (depth == 3) {
@@ -223,25 +227,17 @@ public:
                 return skipped;
             }
         }
-        if (depth < 2) {
-            return kEnd;
-        }
         stepped(2);
-        const char* text = nullptr;
-        const std::int32_t reached =
-            settled(tv_GetNextObjectSym(handle, &symbol.byte, &text, &symbol.dataCount), 2);
-        return reached == kElement && !symbolText.keep(text, copies, symbol.text) ? SYM_ERR_NO_MEMORY
-                                                                                  : reached;
+        const std::int32_t reached = settled(
+            tv_GetNextObjectSym(handle, &symbol.byte, TextSlot::of(symbol.text), &symbol.dataCount), 2);
+        return reached == kElement && copies && !symbolText.keep(symbol.text) ? SYM_ERR_NO_MEMORY : reached;
     }
     TORVA_STEP std::int32_t nextData() noexcept {
-        if (depth < 3) {
-            return kEnd;
-        }
-        const char* text = nullptr;
-        const std::int32_t result = tv_GetNextObjectData(handle, &data.byte, &text);
-        data.text = Text(text);
+        const std::int32_t result = tv_GetNextObjectData(handle, &data.byte, TextSlot::of(data.text));
         return result == SYM_MORE_DATA ? std::int32_t{kElement} : settled(result, 3);
     }
+    // Whether records of this level, 1 to 3, may be read; only asked when a range begins.
+    bool open(int level) const noexcept { return depth >= level; }
     ObjectType& item() noexcept { return type; }
 
     ObjectSource source;
@@ -286,6 +282,7 @@ struct ObjectSources {
     using Element = ObjectSource;
     static constexpr unsigned kSection = 13;
     static constexpr unsigned kParent = 0;
+    static bool open(const ObjectTree& tree) noexcept { return tree.open(1); }
     TORVA_STEP static std::int32_t next(ObjectTree& tree, bool& /*part*/) noexcept {
         return tree.nextSource();
     }
@@ -296,6 +293,7 @@ struct ObjectSymbols {
     using Element = ObjectSymbol;
     static constexpr unsigned kSection = 13;
     static constexpr unsigned kParent = 1;
+    static bool open(const ObjectTree& tree) noexcept { return tree.open(2); }
     TORVA_STEP static std::int32_t next(ObjectTree& tree, bool& /*part*/) noexcept {
         return tree.nextSymbol();
     }
@@ -306,6 +304,7 @@ struct ObjectRecords {
     using Element = ObjectData;
     static constexpr unsigned kSection = 13;
     static constexpr unsigned kParent = 2;
+    static bool open(const ObjectTree& tree) noexcept { return tree.open(3); }
     TORVA_STEP static std::int32_t next(ObjectTree& tree, bool& /*part*/) noexcept { return tree.nextData(); }
     static ObjectData& item(ObjectTree& tree) noexcept { return tree.data; }
 };
@@ -329,8 +328,8 @@ public:
         ForeignTradeHead record = {0, nullptr};
         const std::int32_t reached = oneOf(tv_GetNextForeignTradeHead(handle, &record));
         head.id = record.id;
-        return reached == kElement && !name.keep(record.name, copies, head.name) ? SYM_ERR_NO_MEMORY
-                                                                                 : reached;
+        head.name = Text(record.name);
+        return reached == kElement && copies && !name.keep(head.name) ? SYM_ERR_NO_MEMORY : reached;
     }
     TORVA_STEP std::int32_t nextItem(bool& came) noexcept {
         constexpr std::uint32_t kNothing = UINT32_MAX;
@@ -361,6 +360,7 @@ struct ForeignTradeItems {
     using Element = ForeignTradeItem;
     static constexpr unsigned kSection = 14;
     static constexpr unsigned kParent = 0;
+    static bool open(const ForeignTradeTree& /*tree*/) noexcept { return true; }
     TORVA_STEP static std::int32_t next(ForeignTradeTree& tree, bool& part) noexcept {
         return tree.nextItem(part);
     }
@@ -404,6 +404,7 @@ struct GlobalRelatedLists {
     using Element = GlobalRelatedList;
     static constexpr unsigned kSection = 15;
     static constexpr unsigned kParent = 0;
+    static bool open(const GlobalRelatedTree& /*tree*/) noexcept { return true; }
     TORVA_STEP static std::int32_t next(GlobalRelatedTree& tree, bool& part) noexcept {
         return tree.nextList(part);
     }

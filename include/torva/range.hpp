@@ -193,7 +193,7 @@ public:
             return iterator();
         }
         if constexpr (Walk::kNested) {
-            detail::advance(*walk);
+            walk->start();
         } else {
             detail::startSection(*walk);
         }

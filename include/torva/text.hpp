@@ -12,6 +12,10 @@
 namespace tvapi {
 inline namespace TORVA_EDITION {
 
+namespace detail {
+struct TextSlot;
+}
+
 // A text of the file: bytes of no particular character set, with a zero byte behind them. Refers to memory of
 // its range, like a std::string_view; converts to one, and to a std::string to keep it. Where the library had
 // no room for it, it is absent and reads as an empty one.
@@ -36,10 +40,16 @@ public:
     friend std::string_view format_as(Text text) noexcept { return text.view(); }
 
 private:
+    friend struct detail::TextSlot;
     const char* first = nullptr;
 };
 
 namespace detail {
+// Where a call writes the text that it delivers.
+struct TextSlot {
+    static const char** of(Text& text) noexcept { return &text.first; }
+};
+
 // A Text beside another one or beside anything that reads as a std::string_view.
 template <class Left, class Right>
 using IfTexts =
