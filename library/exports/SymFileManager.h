@@ -33,6 +33,7 @@ public:
     i32 Open(const char* path, u32 memoryBudget, const u16* fieldIds, u32 fieldIdCount, bool wholeFile);
 
     // The file of a handle; null when it is not open.
+    // cppcheck-suppress CastIntegerToAddressAtReturn
     SymFile* Find(u16 handle) const { return openFiles[handle]; }
 
     void Close(u16 handle);
