@@ -4,10 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
-#include <type_traits>
 
 #include "format/Fields.h"
-#include "reference/LibraryReader.h"
 
 namespace driver {
 
@@ -22,7 +20,6 @@ constexpr size_t kPoolSize = size_t{16} << 20;
 #define TORVA_NAME(name) #name,
 constexpr const char* kNames[] = {TORVA_OPERATIONS(TORVA_NAME)};
 #undef TORVA_NAME
-static_assert(std::extent_v<decltype(kNames)> == static_cast<size_t>(Op::kOps));
 
 struct CallInsideLibrary {
     template <class Call>
@@ -142,7 +139,7 @@ int32_t NextSym(Api& api, const Call& call, Outputs& out) {
     auto* text = out.Array<char>(int64_t{call.room[1]} + 1);
     auto* count = out.Count();
     auto* items = out.Array<SymFieldItem>(call.room[0]);
-    const int32_t result = call.op == Op::kNextSym
+    const int32_t result = call.op == Op::kGetNextSymData
                                ? api.GetNextSymData(text, call.room[1], count, items, call.room[0])
                                : api.GetAgainSymData(count, items, call.room[0]);
     for (int32_t i = 0; items != nullptr && i < call.room[0]; ++i) out.Value(items + i, result);
@@ -182,7 +179,7 @@ int32_t NextL2(Api& api, const Call& call, Outputs& out) {
     auto* groupId = out.One<uint8_t>();
     auto* count = out.Count();
     auto* records = out.Array<SectionL2Item>(call.room[0]);
-    const int32_t result = call.op == Op::kNextL2
+    const int32_t result = call.op == Op::kGetNextSectionL2Group
                                ? api.GetNextSectionL2Group(groupId, count, records, call.room[0])
                                : api.GetAgainSectionL2Data(count, records, call.room[0]);
     for (int32_t i = 0; records != nullptr && i < call.room[0]; ++i) {
@@ -202,19 +199,19 @@ int32_t NextOfDirectory(Api& api, const Call& call, Outputs& out) {
     const uint32_t size = Unsigned(call.room[1]);
     int32_t result = 0;
     switch (call.op) {
-        case Op::kNextFund:
+        case Op::kGetNextFundCompanyGroup:
             result = api.GetNextFundCompanyGroup(count, ids, names, size);
             break;
-        case Op::kNextCountry:
+        case Op::kGetNextEidrCountryGroup:
             result = api.GetNextEidrCountryGroup(count, ids, names, size);
             break;
-        case Op::kNextIssue:
+        case Op::kGetNextIssueCompanyGroup:
             result = api.GetNextIssueCompanyGroup(count, ids, names, size);
             break;
-        case Op::kNextMainName:
+        case Op::kGetNextFundMainName:
             result = api.GetNextFundMainName(count, ids, names, size);
             break;
-        case Op::kNextFutures:
+        case Op::kGetNextFuturesSectionV2:
             result = api.GetNextFuturesSectionV2(count, ids, names, size);
             break;
         default:
@@ -244,9 +241,9 @@ int32_t ObjectLevel(Api& api, const Call& call, Outputs& out) {
     auto* number = out.One<uint16_t>();
     auto* dataCount = reinterpret_cast<uint8_t*>(number);
     int32_t result = 0;
-    if (call.op == Op::kNextObjectSource) {
+    if (call.op == Op::kGetNextObjectSourceSym) {
         result = api.GetNextObjectSourceSym(text, number);
-    } else if (call.op == Op::kNextObjectSym) {
+    } else if (call.op == Op::kGetNextObjectSym) {
         result = api.GetNextObjectSym(byte, text, dataCount);
     } else {
         result = api.GetNextObjectData(byte, text);
@@ -257,7 +254,7 @@ int32_t ObjectLevel(Api& api, const Call& call, Outputs& out) {
 
 template <typename Api>
 int32_t Trade(Api& api, const Call& call, Outputs& out) {
-    if (call.op == Op::kNextTradeHead) {
+    if (call.op == Op::kGetNextForeignTradeHead) {
         auto* head = out.One<ForeignTradeHead>();
         const int32_t result = api.GetNextForeignTradeHead(head);
         if (head != nullptr) out.Text(reinterpret_cast<uint8_t*>(head) + offsetof(ForeignTradeHead, name));
@@ -267,21 +264,22 @@ int32_t Trade(Api& api, const Call& call, Outputs& out) {
     auto* tag = out.One<uint8_t>();
     auto* names = out.Array<const char*>(capacity);
     auto* count = out.One<uint32_t>();
-    const int32_t result = call.op == Op::kGetTrade ? api.GetForeignTrade(tag, names, count, capacity)
-                                                    : api.GetNextForeignTrade(names, count, capacity);
+    const int32_t result = call.op == Op::kGetForeignTrade ? api.GetForeignTrade(tag, names, count, capacity)
+                                                           : api.GetNextForeignTrade(names, count, capacity);
     for (uint32_t i = 0; names != nullptr && i < capacity; ++i) out.Text(names + i);
     return result;
 }
 
 template <typename Api>
 int32_t Related(Api& api, const Call& call, Outputs& out) {
-    if (call.op == Op::kNextRelatedHead) return api.GetNextGlobalReleatedHead(out.One<uint16_t>());
+    if (call.op == Op::kGetNextGlobalReleatedHead) return api.GetNextGlobalReleatedHead(out.One<uint16_t>());
     const uint32_t capacity = Unsigned(call.room[0]);
     auto* size = out.One<uint8_t>();
     auto* items = out.Array<GlobalRelatedItem>(capacity);
     auto* count = out.One<uint32_t>();
-    const int32_t result = call.op == Op::kGetRelated ? api.GetGlobalReleated(size, items, count, capacity)
-                                                      : api.GetNextGlobalReleated(items, count, capacity);
+    const int32_t result = call.op == Op::kGetGlobalReleated
+                               ? api.GetGlobalReleated(size, items, count, capacity)
+                               : api.GetNextGlobalReleated(items, count, capacity);
     for (uint32_t i = 0; items != nullptr && i < capacity; ++i)
         out.Text(reinterpret_cast<uint8_t*>(items + i) + offsetof(GlobalRelatedItem, name));
     return result;
@@ -305,99 +303,99 @@ template <typename Api>
 int32_t Dispatch(Api& api, const Call& call, Outputs& out) {
     const int32_t room = call.room[0];
     switch (call.op) {
-        case Op::kExtendList:
+        case Op::kGetExtendSectionList:
             return api.GetExtendSectionList(out.Array<uint32_t>(room), room);
-        case Op::kNextSym:
-        case Op::kAgainSym:
+        case Op::kGetNextSymData:
+        case Op::kGetAgainSymData:
             return NextSym(api, call, out);
-        case Op::kNextJump: {
+        case Op::kGetNextJumpPriceGroup: {
             auto* groupId = out.One<uint8_t>();
             auto* count = out.Count();
             return api.GetNextJumpPriceGroup(groupId, count, out.Array<JumpPriceRecord>(room), room);
         }
-        case Op::kAgainJump: {
+        case Op::kGetAgainJumpPriceData: {
             auto* count = out.Count();
             return api.GetAgainJumpPriceData(count, out.Array<JumpPriceRecord>(room), room);
         }
-        case Op::kInitBroker:
+        case Op::kInitialSectionBorkerInfo:
             return api.InitialSectionBorkerInfo();
-        case Op::kNextBroker: {
+        case Op::kGetNextBrokerInfoGroup: {
             auto* count = out.Count();
             return api.GetNextBrokerInfoGroup(count, out.Array<BrokerInfoRecord>(room), room);
         }
-        case Op::kInitQuick:
+        case Op::kInitialSection6:
             return api.InitialSection6();
-        case Op::kNextQuick:
+        case Op::kGetNextEidrQuickGroup:
             return NextQuick(api, call, out);
-        case Op::kInitEidr:
+        case Op::kInitialSection7:
             return api.InitialSection7();
-        case Op::kNextEidr:
+        case Op::kGetNextEidrSectionGroup:
             return NextEidr(api, call, out);
-        case Op::kNextL2:
-        case Op::kAgainL2:
+        case Op::kGetNextSectionL2Group:
+        case Op::kGetAgainSectionL2Data:
             return NextL2(api, call, out);
-        case Op::kInitFund:
+        case Op::kInitializeSection9:
             return api.InitializeSection9();
-        case Op::kInitCountry:
+        case Op::kInitializeSection10:
             return api.InitializeSection10();
-        case Op::kInitGroups:
+        case Op::kInitializeSection11:
             return api.InitializeSection11();
-        case Op::kNextGroup:
+        case Op::kGetNextSectionGroup:
             return NextGroup(api, call, out);
-        case Op::kInitIssue:
+        case Op::kInitializeSection12:
             return api.InitializeSection12();
-        case Op::kInitObject:
+        case Op::kInitialObjectSection:
             return api.InitialObjectSection();
-        case Op::kNextObjectType: {
+        case Op::kGetNextObjectTypeID: {
             auto* typeId = out.One<uint16_t>();
             return api.GetNextObjectTypeID(typeId, out.One<uint16_t>());
         }
-        case Op::kNextObjectSource:
-        case Op::kNextObjectSym:
-        case Op::kNextObjectData:
+        case Op::kGetNextObjectSourceSym:
+        case Op::kGetNextObjectSym:
+        case Op::kGetNextObjectData:
             return ObjectLevel(api, call, out);
-        case Op::kInitTrade:
+        case Op::kInitialForeignTradeSection:
             return api.InitialForeignTradeSection();
-        case Op::kNextTradeHead:
-        case Op::kGetTrade:
-        case Op::kNextTrade:
+        case Op::kGetNextForeignTradeHead:
+        case Op::kGetForeignTrade:
+        case Op::kGetNextForeignTrade:
             return Trade(api, call, out);
-        case Op::kInitRelated:
+        case Op::kInitialGlobalRelatedSection:
             return api.InitialGlobalRelatedSection();
-        case Op::kNextRelatedHead:
-        case Op::kGetRelated:
-        case Op::kNextRelated:
+        case Op::kGetNextGlobalReleatedHead:
+        case Op::kGetGlobalReleated:
+        case Op::kGetNextGlobalReleated:
             return Related(api, call, out);
-        case Op::kInitExchange:
+        case Op::kInitialExchangeSection:
             return api.InitialExchangeSection();
-        case Op::kNextExchange: {
+        case Op::kGetNextExchange: {
             auto* id = out.One<uint32_t>();
             auto* text1 = out.Array<char>(int64_t{room} + 1);
             auto* text2 = out.Array<char>(int64_t{call.room[1]} + 1);
             return api.GetNextExchange(id, text1, room, text2, call.room[1]);
         }
-        case Op::kInitDelay:
+        case Op::kInitialRealDelayMappingSection:
             return api.InitialRealDelayMappingSection();
-        case Op::kNextDelay: {
+        case Op::kGetNextRealDelayMapping: {
             auto* first = out.One<uint8_t>();
             return api.GetNextRealDelayMapping(first, out.One<uint8_t>());
         }
-        case Op::kInitItemDefine:
+        case Op::kInitialLevel2EODBasicItemDefineSection:
             return api.InitialLevel2EODBasicItemDefineSection();
-        case Op::kNextItemDefine:
+        case Op::kGetNextLevel2EODBasicItemDefine:
             return NextItemDefine(api, call, out);
-        case Op::kInitMainName:
+        case Op::kInitialFundMainNameSection:
             return api.InitialFundMainNameSection();
-        case Op::kInitFutures:
+        case Op::kInitialFuturesSectionV2:
             return api.InitialFuturesSectionV2();
-        case Op::kInitSupport:
+        case Op::kInitialExchangeSupportSection:
             return api.InitialExchangeSupportSection();
-        case Op::kNextSupport: {
+        case Op::kGetNextExchangeSupportSection: {
             auto* id = out.One<uint16_t>();
             auto* count = out.One<uint16_t>();
             return api.GetNextExchangeSupportSection(id, count, out.Array<uint16_t>(room), Unsigned(room));
         }
-        case Op::kInitClassType:
+        case Op::kInitialFuturesClassType:
             return api.InitialFuturesClassType();
         default:
             return NextOfDirectory(api, call, out);
@@ -528,8 +526,8 @@ public:
     }
     int32_t Try(Op op) {
         Call call{op, {options.capacity, options.textRoom, options.textRoom}, 0, 0};
-        if (op == Op::kNextExchange) call.room[0] = options.textRoom;
-        if (op == Op::kNextItemDefine) call.room[1] = call.room[2] = options.capacity;
+        if (op == Op::kGetNextExchange) call.room[0] = options.textRoom;
+        if (op == Op::kGetNextLevel2EODBasicItemDefine) call.room[1] = call.room[2] = options.capacity;
         Outcome outcome = step(call);
         same = outcome == last ? same + 1 : 0;
         last = std::move(outcome);
@@ -553,28 +551,31 @@ private:
 
 void WalkAll(const Stepper& step, const WalkOptions& options) {
     const auto walker = [&] { return Walker(step, options); };
-    walker().Try(Op::kExtendList);
-    walker().Flat({}, Op::kNextSym, Op::kAgainSym);
-    walker().Flat({}, Op::kNextJump, Op::kAgainJump);
-    walker().Flat(Op::kInitBroker, Op::kNextBroker);
-    walker().Flat(Op::kInitQuick, Op::kNextQuick);
-    walker().Flat(Op::kInitEidr, Op::kNextEidr);
-    walker().Flat({}, Op::kNextL2, Op::kAgainL2);
-    walker().Flat(Op::kInitFund, Op::kNextFund);
-    walker().Flat(Op::kInitCountry, Op::kNextCountry);
-    walker().Flat(Op::kInitGroups, Op::kNextGroup);
-    walker().Flat(Op::kInitIssue, Op::kNextIssue);
-    walker().Try(Op::kInitObject);
-    walker().Tree({Op::kNextObjectType, Op::kNextObjectSource, Op::kNextObjectSym, Op::kNextObjectData});
-    walker().Lists(Op::kInitTrade, Op::kNextTradeHead, Op::kGetTrade, Op::kNextTrade);
-    walker().Lists(Op::kInitRelated, Op::kNextRelatedHead, Op::kGetRelated, Op::kNextRelated);
-    walker().Flat(Op::kInitExchange, Op::kNextExchange);
-    walker().Flat(Op::kInitDelay, Op::kNextDelay);
-    walker().Flat(Op::kInitItemDefine, Op::kNextItemDefine);
-    walker().Flat(Op::kInitMainName, Op::kNextMainName);
-    walker().Flat(Op::kInitFutures, Op::kNextFutures);
-    walker().Flat(Op::kInitSupport, Op::kNextSupport);
-    walker().Flat(Op::kInitClassType, Op::kNextClassType);
+    walker().Try(Op::kGetExtendSectionList);
+    walker().Flat({}, Op::kGetNextSymData, Op::kGetAgainSymData);
+    walker().Flat({}, Op::kGetNextJumpPriceGroup, Op::kGetAgainJumpPriceData);
+    walker().Flat(Op::kInitialSectionBorkerInfo, Op::kGetNextBrokerInfoGroup);
+    walker().Flat(Op::kInitialSection6, Op::kGetNextEidrQuickGroup);
+    walker().Flat(Op::kInitialSection7, Op::kGetNextEidrSectionGroup);
+    walker().Flat({}, Op::kGetNextSectionL2Group, Op::kGetAgainSectionL2Data);
+    walker().Flat(Op::kInitializeSection9, Op::kGetNextFundCompanyGroup);
+    walker().Flat(Op::kInitializeSection10, Op::kGetNextEidrCountryGroup);
+    walker().Flat(Op::kInitializeSection11, Op::kGetNextSectionGroup);
+    walker().Flat(Op::kInitializeSection12, Op::kGetNextIssueCompanyGroup);
+    walker().Try(Op::kInitialObjectSection);
+    walker().Tree({Op::kGetNextObjectTypeID, Op::kGetNextObjectSourceSym, Op::kGetNextObjectSym,
+                   Op::kGetNextObjectData});
+    walker().Lists(Op::kInitialForeignTradeSection, Op::kGetNextForeignTradeHead, Op::kGetForeignTrade,
+                   Op::kGetNextForeignTrade);
+    walker().Lists(Op::kInitialGlobalRelatedSection, Op::kGetNextGlobalReleatedHead, Op::kGetGlobalReleated,
+                   Op::kGetNextGlobalReleated);
+    walker().Flat(Op::kInitialExchangeSection, Op::kGetNextExchange);
+    walker().Flat(Op::kInitialRealDelayMappingSection, Op::kGetNextRealDelayMapping);
+    walker().Flat(Op::kInitialLevel2EODBasicItemDefineSection, Op::kGetNextLevel2EODBasicItemDefine);
+    walker().Flat(Op::kInitialFundMainNameSection, Op::kGetNextFundMainName);
+    walker().Flat(Op::kInitialFuturesSectionV2, Op::kGetNextFuturesSectionV2);
+    walker().Flat(Op::kInitialExchangeSupportSection, Op::kGetNextExchangeSupportSection);
+    walker().Flat(Op::kInitialFuturesClassType, Op::kGetNextFuturesClassType);
 }
 
 }  // namespace driver

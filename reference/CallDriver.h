@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "reference/LibraryReader.h"
 #include "reference/MemoryFile.h"
 #include "reference/PlainReader.h"
 
@@ -15,64 +16,17 @@ namespace driver {
 
 using Bytes = std::vector<uint8_t>;
 
-// Every export that takes a handle, but those that open and close; the progress follows each call anyway.
-enum class Op : uint8_t {
-    kExtendList,
-    kNextSym,
-    kAgainSym,
-    kNextJump,
-    kAgainJump,
-    kInitBroker,
-    kNextBroker,
-    kInitQuick,
-    kNextQuick,
-    kInitEidr,
-    kNextEidr,
-    kNextL2,
-    kAgainL2,
-    kInitFund,
-    kNextFund,
-    kInitCountry,
-    kNextCountry,
-    kInitGroups,
-    kNextGroup,
-    kInitIssue,
-    kNextIssue,
-    kInitObject,
-    kNextObjectType,
-    kNextObjectSource,
-    kNextObjectSym,
-    kNextObjectData,
-    kInitTrade,
-    kNextTradeHead,
-    kGetTrade,
-    kNextTrade,
-    kInitRelated,
-    kNextRelatedHead,
-    kGetRelated,
-    kNextRelated,
-    kInitExchange,
-    kNextExchange,
-    kInitDelay,
-    kNextDelay,
-    kInitItemDefine,
-    kNextItemDefine,
-    kInitMainName,
-    kNextMainName,
-    kInitFutures,
-    kNextFutures,
-    kInitSupport,
-    kNextSupport,
-    kInitClassType,
-    kNextClassType,
-    kOps,
-};
+// Every export that takes a handle, except those that open and close, by its name without "tv_"; the progress
+// follows each call anyway.
+#define TORVA_OP(name) k##name,
+enum class Op : uint8_t { TORVA_OPERATIONS(TORVA_OP) kOps };
+#undef TORVA_OP
 
 // One call. `room` holds its capacities, text limits or buffer sizes in the order of its arguments; what
 // takes an unsigned size gets a negative one as 0. A set bit of `nulls` makes that pointer argument null; the
 // pointers inside a record count behind the arguments.
 struct Call {
-    Op op = Op::kExtendList;
+    Op op = Op::kGetExtendSectionList;
     int32_t room[3] = {};
     int32_t count = 0;  // what a count argument holds on entry
     uint32_t nulls = 0;

@@ -266,7 +266,8 @@ TEST_F(FaultSweep, ArenaEdge) {
                 for (const std::vector<uint16_t>& ids : filters) {
                     for (const bool wholeFile : {false, true}) {
                         driver::Pair pair(file, {wholeFile, kLeastBudget, 0, 0, ids});
-                        for (const driver::Op op : {driver::Op::kNextSym, driver::Op::kAgainSym}) {
+                        for (const driver::Op op :
+                             {driver::Op::kGetNextSymData, driver::Op::kGetAgainSymData}) {
                             pair.Step({op, {8, 9, 0}, 0, 0});
                         }
                         ASSERT_EQ(pair.Difference(), "") << "tag " << int{tag} << ", room " << room

@@ -38,12 +38,24 @@ TEST(Threads, ManyThreadsManyHandles) {
     // Values that are copied to the caller; texts in the library's memory belong to one caller at a time.
     for (const unsigned seed : {1U, 2U}) {
         background.emplace_back([&shared, &stop, seed] {
-            constexpr Op kOps[] = {Op::kNextSym,      Op::kAgainSym,       Op::kNextJump,
-                                   Op::kInitBroker,   Op::kNextBroker,     Op::kInitCountry,
-                                   Op::kNextCountry,  Op::kInitGroups,     Op::kNextGroup,
-                                   Op::kInitExchange, Op::kNextExchange,   Op::kInitDelay,
-                                   Op::kNextDelay,    Op::kInitItemDefine, Op::kNextItemDefine,
-                                   Op::kInitSupport,  Op::kNextSupport,    Op::kNextRelatedHead};
+            constexpr Op kOps[] = {Op::kGetNextSymData,
+                                   Op::kGetAgainSymData,
+                                   Op::kGetNextJumpPriceGroup,
+                                   Op::kInitialSectionBorkerInfo,
+                                   Op::kGetNextBrokerInfoGroup,
+                                   Op::kInitializeSection10,
+                                   Op::kGetNextEidrCountryGroup,
+                                   Op::kInitializeSection11,
+                                   Op::kGetNextSectionGroup,
+                                   Op::kInitialExchangeSection,
+                                   Op::kGetNextExchange,
+                                   Op::kInitialRealDelayMappingSection,
+                                   Op::kGetNextRealDelayMapping,
+                                   Op::kInitialLevel2EODBasicItemDefineSection,
+                                   Op::kGetNextLevel2EODBasicItemDefine,
+                                   Op::kInitialExchangeSupportSection,
+                                   Op::kGetNextExchangeSupportSection,
+                                   Op::kGetNextGlobalReleatedHead};
             symwrite::Random random(seed);
             while (!stop) {
                 const Op op = kOps[random.Below(std::size(kOps))];
