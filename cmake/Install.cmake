@@ -90,4 +90,6 @@ if(PROJECT_IS_TOP_LEVEL AND NOT WIN32)
   endforeach()
 endif()
 
-include(${CMAKE_CURRENT_LIST_DIR}/InstallTables.cmake)
+if(TORVA_BUILD_TABLES)
+  include(${CMAKE_CURRENT_LIST_DIR}/InstallTables.cmake)
+endif()

@@ -2,6 +2,11 @@
 file(GLOB TORVA_TABLES_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tables/columns/*.cpp)
 
 torva_object_library(torva_tables_objects ${TORVA_TABLES_SOURCES})
+# symwrite reads the dictionary of fields, with nlohmann-json, which is headers alone.
+torva_json_dependency(torva_tables_objects)
+set(TORVA_TABLES_OBJECTS
+  $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_tables_objects>
+  $<TARGET_OBJECTS:symwrite> $<TARGET_OBJECTS:symwrite_json>)
 
 find_package(Threads REQUIRED)
 
@@ -15,7 +20,7 @@ function(torva_tables_library target)
   add_library(TorvaAPI::${target} ALIAS ${target})
 endfunction()
 
-add_library(TorvaTablesStatic STATIC $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_tables_objects>)
+add_library(TorvaTablesStatic STATIC ${TORVA_TABLES_OBJECTS})
 torva_tables_library(TorvaTablesStatic)
 target_compile_definitions(TorvaTablesStatic INTERFACE TORVA_TABLES_STATIC)
 
@@ -28,12 +33,12 @@ if(WIN32)
   endforeach()
   file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/TorvaTables.def CONTENT "${definition}")
   add_library(TorvaTables SHARED
-    $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_tables_objects> ${PROJECT_BINARY_DIR}/TorvaTables.def)
+    ${TORVA_TABLES_OBJECTS} ${PROJECT_BINARY_DIR}/TorvaTables.def)
   torva_tables_library(TorvaTables)
   set_target_properties(TorvaTables PROPERTIES PREFIX "")
   target_compile_definitions(TorvaTables INTERFACE TORVA_TABLES_SHARED)
 else()
-  add_library(TorvaTables SHARED $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_tables_objects>)
+  add_library(TorvaTables SHARED ${TORVA_TABLES_OBJECTS})
   torva_tables_library(TorvaTables)
   set(tablesScript ${PROJECT_SOURCE_DIR}/cmake/TorvaTables.map)
   set_target_properties(TorvaTables PROPERTIES

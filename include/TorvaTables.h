@@ -122,8 +122,8 @@ typedef struct TvtError {
 
 /* --- Loading */
 
-/* An immutable table. Counted: each successful tvt_Load..., tvt_Retain and tvt_WatchTable is matched by one
- * tvt_Release; arrays and streams exported from a table keep it alive on their own. */
+/* An immutable table. Counted: each successful tvt_Load... and tvt_Retain is matched by one tvt_Release;
+ * arrays and streams exported from a table keep its memory alive by themselves. */
 typedef struct TvtTable TvtTable;
 
 enum {
@@ -141,7 +141,8 @@ typedef struct TvtOptions {
     uint32_t threads;         /* threads that load at once, 1 to 64; 0 means 1. The result does not depend on it */
     const char* dictionary;   /* path of a JSON file with names and types of fields; null: FILE.fields.json beside the
                                  symbol file, where there is one */
-    const char* encoding;     /* character set of the texts; null: UTF-8, where the bytes are valid */
+    const char* encoding;     /* character set of the texts: null or "UTF-8", others are refused. A column that is not
+                                 valid UTF-8 is binary */
     uint64_t memoryLimit;     /* bytes of all columns; 0: 64 times the size of the file and 64 MiB */
     uint32_t batchRows;       /* rows of a batch of a stream; 0: 65,536 */
     uint32_t reserved;        /* 0 */
@@ -242,10 +243,10 @@ TVT_API int32_t tvt_ColumnOfField(const TvtTable* table, uint16_t fieldId);
  * Returns null, *length 0, for a null cell, a row or column that does not exist and other types. */
 TVT_API const char* tvt_Text(const TvtTable* table, int32_t column, int64_t row, size_t* length);
 
-/* --- Lookup: by symbol, byte for byte. The hash index is built by the first tvt_Find and tvt_FindAll (about
- * 50 ns and 8 to 16 bytes a row), the sorted index by the first tvt_Prefix and tvt_Sorted (about 250 ns and 12
- * bytes a row), once for a table whatever the threads; tvt_BuildIndexes does it ahead. Later calls take no
- * lock. */
+/* --- Lookup: by symbol, byte for byte. The hash index (11 to 21 bytes a row, 4 more where symbols repeat) is
+ * built by the first tvt_Find or tvt_FindAll, the sorted index (12 bytes a row) by the first tvt_Prefix or
+ * tvt_Sorted, once for a table whatever the threads; tvt_BuildIndexes builds both ahead. Once an index is
+ * built no call takes a lock. */
 
 /* The first row with this symbol, -1 where there is none, TVT_ERR_NO_MEMORY where the index cannot be built. */
 TVT_API int64_t tvt_Find(const TvtTable* table, const char* symbol, size_t length);

@@ -4,7 +4,7 @@
 #include <array>
 #include <string>
 
-namespace torva::tables {
+namespace torva::tables::columns {
 namespace {
 
 // A schema or an array below another one: released with it, unless the consumer moved it out.
@@ -209,4 +209,4 @@ bool SameSchema(const Batch& a, const Batch& b) {
     return std::equal(a.columns.begin(), a.columns.end(), b.columns.begin(), b.columns.end(), same);
 }
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

@@ -7,7 +7,7 @@
 #include "TorvaTables.h"
 #include "tables/columns/Column.h"
 
-namespace torva::tables {
+namespace torva::tables::columns {
 
 // Columns of the same number of rows. Exported arrays share it and keep it alive.
 struct Batch {
@@ -25,4 +25,4 @@ void ExportArray(const std::shared_ptr<const Batch>& batch, u64 first, u64 rows,
 // Whether both batches have the same schema.
 bool SameSchema(const Batch& a, const Batch& b);
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

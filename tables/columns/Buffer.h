@@ -10,7 +10,7 @@
 
 #include "format/Types.h"
 
-namespace torva::tables {
+namespace torva::tables::columns {
 
 // Thrown where columns would take more memory than the load may use, or a column more than Arrow's 32-bit
 // offsets address.
@@ -128,4 +128,4 @@ inline void AppendBits(u8* to, u64 at, const u8* from, u64 count) {
     }
 }
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

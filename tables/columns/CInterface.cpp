@@ -17,14 +17,14 @@ using torva::u16;
 using torva::u32;
 using torva::u64;
 using torva::u8;
-using torva::tables::Batch;
-using torva::tables::Column;
-using torva::tables::HashIndex;
+using torva::tables::columns::Batch;
+using torva::tables::columns::Column;
+using torva::tables::columns::HashIndex;
 
 static_assert(TVT_OK == SYM_OK && TVT_ERR_OPEN == SYM_ERR_OPEN && TVT_ERR_PARAM == SYM_ERR_PARAM &&
               TVT_ERR_NO_MEMORY == SYM_ERR_NO_MEMORY && TVT_ERR_FORMAT == SYM_ERR_FORMAT);
 
-TvtTable::TvtTable(torva::tables::Loaded loaded)
+TvtTable::TvtTable(torva::tables::columns::Loaded loaded)
     : batch(std::make_shared<const Batch>(Batch{std::move(loaded.columns), loaded.rows})),
       damage(std::move(loaded.damage)) {}
 
@@ -44,7 +44,7 @@ i32 Guarded(TvtError* error, const char* where, Operation operation) noexcept {
     try {
         operation();
         return Report(error, TVT_OK, "");
-    } catch (const torva::tables::LoadError& failure) {
+    } catch (const torva::tables::columns::LoadError& failure) {
         try {
             const std::string message =
                 *where == 0 ? failure.message : std::string(where) + ": " + failure.message;
@@ -52,17 +52,18 @@ i32 Guarded(TvtError* error, const char* where, Operation operation) noexcept {
         } catch (...) {
             return Report(error, failure.code, "the file cannot be loaded");
         }
-    } catch (const torva::tables::LimitError&) {
+    } catch (const torva::tables::columns::LimitError&) {
         return Report(error, TVT_ERR_LIMIT, "the columns would take more memory than the limit of the load");
     } catch (...) {
         return Report(error, TVT_ERR_NO_MEMORY, "out of memory");
     }
 }
 
-i32 LoadFrom(const torva::tables::Source& source, const char* path, const TvtOptions* options,
+i32 LoadFrom(const torva::tables::columns::Source& source, const char* path, const TvtOptions* options,
              TvtTable** table, TvtError* error) {
     return Guarded(error, path, [&] {
-        *table = new TvtTable(torva::tables::Load(source, torva::tables::ReadOptions(options, path)));
+        *table = new TvtTable(
+            torva::tables::columns::Load(source, torva::tables::columns::ReadOptions(options, path)));
     });
 }
 
@@ -78,7 +79,7 @@ struct TableStream {
 
 int StreamSchema(ArrowArrayStream* stream, ArrowSchema* schema) {
     try {
-        torva::tables::ExportSchema(*static_cast<TableStream*>(stream->private_data)->batch, schema);
+        torva::tables::columns::ExportSchema(*static_cast<TableStream*>(stream->private_data)->batch, schema);
         return 0;
     } catch (...) {
         return ENOMEM;
@@ -92,7 +93,7 @@ int StreamNext(ArrowArrayStream* stream, ArrowArray* array) {
     if (left == 0) return 0;
     const u64 rows = left < state.batchRows ? left : state.batchRows;
     try {
-        torva::tables::ExportArray(state.batch, state.next, rows, array);
+        torva::tables::columns::ExportArray(state.batch, state.next, rows, array);
         state.next += rows;
         return 0;
     } catch (...) {
@@ -123,9 +124,10 @@ i32 tvt_Load(const char* path, const TvtOptions* options, TvtTable** table, TvtE
     if (path == nullptr) return Report(error, TVT_ERR_PARAM, "no path");
     return Guarded(error, path, [&] {
         auto file = torva::platform::OpenFile(path, torva::platform::Sharing::shared);
-        if (file == nullptr) throw torva::tables::LoadError{TVT_ERR_OPEN, "cannot be opened"};
-        const torva::tables::Source source(std::move(file));
-        *table = new TvtTable(torva::tables::Load(source, torva::tables::ReadOptions(options, path)));
+        if (file == nullptr) throw torva::tables::columns::LoadError{TVT_ERR_OPEN, "cannot be opened"};
+        const torva::tables::columns::Source source(std::move(file));
+        *table = new TvtTable(
+            torva::tables::columns::Load(source, torva::tables::columns::ReadOptions(options, path)));
     });
 }
 
@@ -134,8 +136,8 @@ i32 tvt_LoadBytes(const void* bytes, size_t size, const TvtOptions* options, Tvt
     if (table == nullptr) return Report(error, TVT_ERR_PARAM, "no place for the table");
     *table = nullptr;
     if (bytes == nullptr && size > 0) return Report(error, TVT_ERR_PARAM, "no bytes");
-    return LoadFrom(torva::tables::Source(static_cast<const u8*>(size > 0 ? bytes : ""), size), "", options,
-                    table, error);
+    return LoadFrom(torva::tables::columns::Source(static_cast<const u8*>(size > 0 ? bytes : ""), size), "",
+                    options, table, error);
 }
 
 i32 tvt_LoadDescriptor(intptr_t descriptor, const TvtOptions* options, TvtTable** table, TvtError* error) {
@@ -144,9 +146,10 @@ i32 tvt_LoadDescriptor(intptr_t descriptor, const TvtOptions* options, TvtTable*
     return Guarded(error, "", [&] {
         auto file = torva::platform::OpenFile(descriptor);
         if (file == nullptr)
-            throw torva::tables::LoadError{TVT_ERR_OPEN, "the descriptor is not of a regular file"};
-        const torva::tables::Source source(std::move(file));
-        *table = new TvtTable(torva::tables::Load(source, torva::tables::ReadOptions(options, "")));
+            throw torva::tables::columns::LoadError{TVT_ERR_OPEN, "the descriptor is not of a regular file"};
+        const torva::tables::columns::Source source(std::move(file));
+        *table = new TvtTable(
+            torva::tables::columns::Load(source, torva::tables::columns::ReadOptions(options, "")));
     });
 }
 
@@ -299,7 +302,7 @@ i32 tvt_BuildIndexes(const TvtTable* table) {
 i32 tvt_ExportSchema(const TvtTable* table, ArrowSchema* schema, TvtError* error) {
     if (table == nullptr || schema == nullptr) return Report(error, TVT_ERR_PARAM, "no table or no schema");
     schema->release = nullptr;
-    return Guarded(error, "", [&] { torva::tables::ExportSchema(*table->batch, schema); });
+    return Guarded(error, "", [&] { torva::tables::columns::ExportSchema(*table->batch, schema); });
 }
 
 i32 tvt_ExportArray(const TvtTable* table, ArrowArray* array, ArrowSchema* schema, TvtError* error) {
@@ -309,8 +312,8 @@ i32 tvt_ExportArray(const TvtTable* table, ArrowArray* array, ArrowSchema* schem
         const i32 result = tvt_ExportSchema(table, schema, error);
         if (result != TVT_OK) return result;
     }
-    const i32 result =
-        Guarded(error, "", [&] { torva::tables::ExportArray(table->batch, 0, table->batch->rows, array); });
+    const i32 result = Guarded(
+        error, "", [&] { torva::tables::columns::ExportArray(table->batch, 0, table->batch->rows, array); });
     if (result != TVT_OK && schema != nullptr) schema->release(schema);
     return result;
 }
@@ -333,9 +336,9 @@ i32 tvt_OpenStream(const char* path, const TvtOptions* options, ArrowArrayStream
     *stream = {};
     return Guarded(error, path, [&] {
         auto file = torva::platform::OpenFile(path, torva::platform::Sharing::shared);
-        if (file == nullptr) throw torva::tables::LoadError{TVT_ERR_OPEN, "cannot be opened"};
-        torva::tables::OpenFileStream(std::move(file), path, torva::tables::ReadOptions(options, path),
-                                      stream);
+        if (file == nullptr) throw torva::tables::columns::LoadError{TVT_ERR_OPEN, "cannot be opened"};
+        torva::tables::columns::OpenFileStream(std::move(file), path,
+                                               torva::tables::columns::ReadOptions(options, path), stream);
     });
 }
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-namespace torva::tables {
+namespace torva::tables::columns {
 namespace {
 
 constexpr u32 kFirstRows = 1024;
@@ -337,8 +337,27 @@ void ColumnBuilder::FillDefault(u32 to) {
         filled = to;
         return;
     }
-    u8* at = values.As() + std::size_t{filled} * storeWidth;
-    for (u32 row = filled; row < to; ++row, at += storeWidth) std::memcpy(at, &defaultCell.bits, storeWidth);
+    const auto fill = [&]<class T>(T value) {
+        std::fill(values.As<T>() + filled, values.As<T>() + to, value);
+    };
+    switch (storeWidth) {
+        case 1:
+            fill(static_cast<u8>(defaultCell.bits));
+            break;
+        case 2:
+            fill(static_cast<u16>(defaultCell.bits));
+            break;
+        case 4:
+            fill(static_cast<u32>(defaultCell.bits));
+            break;
+        case 8:
+            fill(defaultCell.bits);
+            break;
+        default:
+            for (u32 row = filled; row < to; ++row) {
+                std::memcpy(values.As() + std::size_t{row} * storeWidth, &defaultCell.bits, storeWidth);
+            }
+    }
     filled = to;
 }
 
@@ -613,4 +632,4 @@ Column ColumnBuilder::Finish(u32 rows) {
     return column;
 }
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

@@ -14,7 +14,7 @@
 #include "tables/columns/Buffer.h"
 #include "tables/columns/Interner.h"
 
-namespace torva::tables {
+namespace torva::tables::columns {
 
 // What a field's values are taken for.
 enum class Kind : u8 { kAuto, kText, kUnsigned, kSigned, kFloat, kDate, kBool, kHex };
@@ -223,4 +223,4 @@ bool DaysOfDate(u64 number, i32& days);
 // Whether every one of the `count` texts at `offsets` is UTF-8.
 bool AllUtf8(const u8* bytes, const i32* offsets, u64 count);
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

@@ -4,7 +4,7 @@
 
 #include "tables/columns/ArrowExport.h"
 
-namespace torva::tables {
+namespace torva::tables::columns {
 namespace {
 
 // The file is read twice: once for the types that its columns get, and once for their values. Both passes
@@ -137,4 +137,4 @@ void OpenFileStream(std::unique_ptr<platform::File> file, std::string name, Load
     };
 }
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-namespace torva::tables {
+namespace torva::tables::columns {
 namespace {
 
 u64 HashOf(std::string_view text) {
-    return tables::HashOf(reinterpret_cast<const u8*>(text.data()), text.size());
+    return columns::HashOf(reinterpret_cast<const u8*>(text.data()), text.size());
 }
 
 // The first 8 bytes as a number in their order; a symbol has no zero bytes, so shorter ones sort ahead.
@@ -90,4 +90,4 @@ void SortedIndex::Range(TextsView texts, std::string_view prefix, u32& begin, u3
     end = static_cast<u32>(to - order.begin());
 }
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

@@ -15,7 +15,7 @@
 
 #include "tables/columns/Column.h"
 
-namespace torva::tables {
+namespace torva::tables::columns {
 
 // The texts of a column that has neither nulls nor a dictionary.
 class TextsView {
@@ -94,4 +94,4 @@ private:
     mutable std::atomic<const T*> made{nullptr};
 };
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

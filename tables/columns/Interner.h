@@ -6,7 +6,7 @@
 
 #include "tables/columns/Buffer.h"
 
-namespace torva::tables {
+namespace torva::tables::columns {
 
 inline u64 HashOf(const u8* text, std::size_t n) {
     constexpr u64 kMultiplier = 0x9e3779b97f4a7c15U;
@@ -98,4 +98,4 @@ private:
     std::vector<u32> ends;
 };
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

@@ -9,7 +9,7 @@
 #include "TorvaAPI.h"
 #include "library/stream/FieldLoop.h"
 
-namespace torva::tables {
+namespace torva::tables::columns {
 namespace {
 
 constexpr u16 kDefaultFieldSection = 1;
@@ -210,7 +210,7 @@ std::size_t ColumnLoader::Feed(const u8* data, std::size_t size, bool last, u32 
     const u8* const end = data + size;
     const u8* next = data;
     readable = end;
-    while (!done && rows < rowLimit) {
+    while (!done && rows < rowLimit && consumed < stopAt) {
         const u8* at = next;
         const Outcome outcome = Record(data, end, at, last);
         if (outcome == Outcome::kMore) break;
@@ -331,9 +331,8 @@ i32 ColumnLoader::TakeRest(const u8*& next, const u8* end, u64& recordConsumed, 
 }
 
 ColumnLoader::Outcome ColumnLoader::End(i32 code, const char* message) {
-    damage = {code, stream.offset + consumed,
-              std::string("section 2, record ") + std::to_string(rows) + ", offset " +
-                  std::to_string(stream.offset + consumed) + ": " + message};
+    const u64 offset = stream.offset + consumed;
+    damage = {code, offset, "section 2, offset " + std::to_string(offset) + ": " + message};
     return Outcome::kEnd;
 }
 
@@ -432,20 +431,127 @@ u64 MemoryLimit(const Source& source, const LoadOptions& options) {
     return options.memoryLimit != 0 ? options.memoryLimit : 64 * source.Size() + kLeast;
 }
 
+namespace {
+
+// Cuts the records of a section from `from` on into `parts` of about the same number of bytes, and returns
+// the offsets in the file of all parts but the first. Only record
+// sizes are looked at. Where they leave the data or the section, which damage does, there are fewer cuts.
+std::vector<u64> CutRecords(const u8* bytes, u64 size, const Stream& stream, u64 from, u32 parts) {
+    const u64 end = std::min(size, stream.offset + stream.size);
+    std::vector<u64> cuts;
+    u64 at = from;
+    for (u32 part = 1; part < parts; ++part) {
+        const u64 wanted = from + (end - from) / parts * part;
+        while (at < wanted && end - at >= sizeof(u32)) {
+            u32 recordSize = 0;
+            std::memcpy(&recordSize, bytes + at, sizeof recordSize);
+            if (recordSize >= end - at - sizeof recordSize) return cuts;
+            at += sizeof recordSize + recordSize;
+        }
+        cuts.push_back(at);
+    }
+    return cuts;
+}
+
+// Runs `work(i)` for 0 to `count` - 1, each on a thread of its own, and throws what one of them threw.
+template <class Work>
+void InParallel(u32 count, Work work) {
+    std::vector<std::exception_ptr> failures(count);
+    const auto guarded = [&](u32 i) noexcept {
+        try {
+            work(i);
+        } catch (...) {
+            failures[i] = std::current_exception();
+        }
+    };
+#if defined(__EMSCRIPTEN__) && !defined(__EMSCRIPTEN_PTHREADS__)
+    for (u32 i = 0; i < count; ++i) guarded(i);
+#else
+    std::vector<std::thread> threads;
+    for (u32 i = 1; i < count; ++i) {
+        try {
+            threads.emplace_back(guarded, i);
+        } catch (...) {  // the system has no more threads
+            guarded(i);
+        }
+    }
+    guarded(0);
+    for (std::thread& thread : threads) thread.join();
+#endif
+    for (const std::exception_ptr& failure : failures) {
+        if (failure != nullptr) std::rethrow_exception(failure);
+    }
+}
+
+std::vector<u8> ReadAll(const Source& source) {
+    std::vector<u8> image(static_cast<std::size_t>(source.Size()));
+    for (std::size_t done = 0; done < image.size();) {
+        const auto part = static_cast<u32>(std::min<std::size_t>(image.size() - done, 0x40000000U));
+        u32 got = 0;
+        if (!source.Read(done, image.data() + done, part, got)) {
+            throw LoadError{SYM_ERR_OPEN, "offset " + std::to_string(done) + ": the bytes cannot be read"};
+        }
+        if (got == 0) image.resize(done);
+        done += got;
+    }
+    return image;
+}
+
+// The rows of all loaders in the first one. False where they must be loaded by one.
+bool Join(std::vector<std::unique_ptr<ColumnLoader>>& loaders) {
+    for (std::size_t i = 1; i < loaders.size(); ++i) {
+        if (loaders[0]->Done()) return true;  // the data is damaged there; later records do not count
+        if (!loaders[0]->Append(*loaders[i])) return false;
+        loaders[i].reset();
+    }
+    return true;
+}
+
+}  // namespace
+
 Loaded Load(const Source& source, const LoadOptions& options) {
+    if (options.threads > 1 && source.Memory() == nullptr) {
+        const std::vector<u8> image = ReadAll(source);
+        return Load(Source(image.data(), image.size()), options);
+    }
     const Stream stream = Stream::Open(source);
     Budget budget(MemoryLimit(source, options));
-    ColumnLoader loader(stream, options, &budget, {}, 2);
+    std::vector<std::unique_ptr<ColumnLoader>> loaders;
+    loaders.push_back(std::make_unique<ColumnLoader>(stream, options, &budget, std::vector<ColumnSpec>(), 2));
     Feeder feeder(source, stream.offset + 2);
-    feeder.Run(loader, ColumnBuilder::kSampleRows);
-    if (loader.Rows() == ColumnBuilder::kSampleRows) loader.DecideFromSample();
-    feeder.Run(loader, ~u32{0});
+    // What the columns are is decided by the first rows, whatever the number of threads.
+    feeder.Run(*loaders[0], ColumnBuilder::kSampleRows);
+    if (loaders[0]->Rows() == ColumnBuilder::kSampleRows) loaders[0]->DecideFromSample();
+    std::vector<u64> cuts;
+    if (options.threads > 1 && !loaders[0]->Done()) {
+        cuts = CutRecords(source.Memory(), source.Size(), stream, feeder.Offset(), options.threads);
+    }
+    if (cuts.empty()) {
+        feeder.Run(*loaders[0], ~u32{0});
+    } else {
+        for (const u64 cut : cuts) {
+            loaders.push_back(std::make_unique<ColumnLoader>(stream, options, &budget, loaders[0]->Known(),
+                                                             cut - stream.offset));
+            loaders.back()->SkipSample();
+        }
+        InParallel(static_cast<u32>(loaders.size()), [&](u32 i) {
+            Feeder part(source, i == 0 ? feeder.Offset() : cuts[i - 1]);
+            if (i < cuts.size()) loaders[i]->StopAt(cuts[i] - stream.offset);
+            part.Run(*loaders[i], ~u32{0});
+        });
+        if (!Join(loaders)) {
+            loaders.clear();
+            LoadOptions alone = options;
+            alone.threads = 1;
+            return Load(source, alone);
+        }
+    }
     Loaded loaded;
-    loaded.rows = loader.Rows();
-    loaded.columns = loader.Finish();
-    loaded.damage = loader.Broken();
+    loaded.rows = loaders[0]->Rows();
+    loaded.columns = loaders[0]->Finish();
+    loaded.damage = loaders[0]->Broken();
     for (Column& column : loaded.columns) column.Detach();
     return loaded;
 }
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

@@ -8,7 +8,7 @@
 #include "tables/columns/Column.h"
 #include "tables/columns/Source.h"
 
-namespace torva::tables {
+namespace torva::tables::columns {
 
 // What a load is asked for, from TvtOptions.
 struct LoadOptions {
@@ -74,6 +74,12 @@ public:
     // Goes on with row 0 of new columns.
     void Restart(const std::vector<ColumnSpec>& known);
 
+    // Stops ahead of the record that begins at this offset from the section's start.
+    void StopAt(u64 offset) { stopAt = offset; }
+
+    // What the columns are was decided by another loader.
+    void SkipSample() { sampled = true; }
+
     // Decides what needs a sample of rows. Finish does it for fewer rows.
     void DecideFromSample();
     std::vector<ColumnSpec> Known() const;
@@ -113,6 +119,7 @@ private:
     const LoadOptions& options;
     Budget* const budget;
     std::vector<ColumnSpec> knownSpecs;
+    u64 stopAt = ~u64{0};
     u64 consumed;  // bytes of the section ahead of the next record, its id included
 
     std::vector<u32> slots;  // by field id: index in `columns`, kNew or kUnwanted
@@ -133,6 +140,9 @@ public:
 
     // Until the loader is done or has `rowLimit` rows. Throws LoadError where the system cannot read.
     void Run(ColumnLoader& loader, u32 rowLimit);
+
+    // Of the next record, for bytes in memory.
+    u64 Offset() const { return offset; }
 
 private:
     void Fill();
@@ -158,4 +168,4 @@ u64 MemoryLimit(const Source& source, const LoadOptions& options);
 // Throws LoadError, LimitError and std::bad_alloc.
 Loaded Load(const Source& source, const LoadOptions& options);
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

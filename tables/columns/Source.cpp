@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace torva::tables {
+namespace torva::tables::columns {
 
 bool Source::Read(u64 offset, u8* dst, u32 n, u32& got) const {
     got = 0;
@@ -14,4 +14,4 @@ bool Source::Read(u64 offset, u8* dst, u32 n, u32& got) const {
     return true;
 }
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

@@ -6,7 +6,7 @@
 #include "format/Types.h"
 #include "library/platform/Platform.h"
 
-namespace torva::tables {
+namespace torva::tables::columns {
 
 class Source {
 public:
@@ -30,4 +30,4 @@ private:
     u64 size = 0;
 };
 
-}  // namespace torva::tables
+}  // namespace torva::tables::columns

@@ -9,18 +9,18 @@
 #include "tables/columns/Loader.h"
 
 struct TvtTable {
-    explicit TvtTable(torva::tables::Loaded loaded);
+    explicit TvtTable(torva::tables::columns::Loaded loaded);
 
-    std::shared_ptr<const torva::tables::Batch> batch;
-    torva::tables::Damage damage;
+    std::shared_ptr<const torva::tables::columns::Batch> batch;
+    torva::tables::columns::Damage damage;
     std::atomic<torva::i64> references{1};
-    torva::tables::Once<torva::tables::HashIndex> hashIndex;
-    torva::tables::Once<torva::tables::SortedIndex> sortedIndex;
+    torva::tables::columns::Once<torva::tables::columns::HashIndex> hashIndex;
+    torva::tables::columns::Once<torva::tables::columns::SortedIndex> sortedIndex;
 
-    const torva::tables::Column* Find(torva::i32 index) const {
+    const torva::tables::columns::Column* Find(torva::i32 index) const {
         return index >= 0 && static_cast<std::size_t>(index) < batch->columns.size()
                    ? &batch->columns[static_cast<std::size_t>(index)]
                    : nullptr;
     }
-    torva::tables::TextsView Symbols() const { return torva::tables::TextsView(batch->columns.front()); }
+    torva::tables::columns::TextsView Symbols() const { return torva::tables::columns::TextsView(batch->columns.front()); }
 };
