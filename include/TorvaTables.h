@@ -282,8 +282,8 @@ TVT_API int32_t tvt_ExportStream(const TvtTable* table, uint32_t batchRows, stru
                                  TvtError* error);
 
 /* Reads a file in batches, with memory for one batch at a time whatever the size of the file. The file stays
- * open, shared, until the stream is released. The types of fields that the dictionary does not name are
- * found by reading the file twice. Texts are never Arrow dictionaries. A damaged file ends as a load of it;
+ * open, shared, until the stream is released. The file is read twice: the first
+ * time for the types of its columns. Texts are never Arrow dictionaries. A damaged file ends as a load of it;
  * get_next then fails with EIO after the last whole row, and get_last_error describes the damage. */
 TVT_API int32_t tvt_OpenStream(const char* path, const TvtOptions* options, struct ArrowArrayStream* stream,
                                TvtError* error);

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "format/Date.h"
+
 namespace torva::tables::columns {
 namespace {
 
@@ -59,12 +61,9 @@ u8 TypeOf(Kind kind, u32 storeWidth) {
 }  // namespace
 
 bool DaysOfDate(u64 number, i32& days) {
-    if (number < 10000101 || number > 99991231) return false;
-    const std::chrono::year_month_day date{std::chrono::year(static_cast<int>(number / 10000)),
-                                           std::chrono::month(static_cast<unsigned>(number / 100 % 100)),
-                                           std::chrono::day(static_cast<unsigned>(number % 100))};
-    if (!date.ok()) return false;
-    days = static_cast<i32>(std::chrono::sys_days(date).time_since_epoch().count());
+    const auto date = DateOf(number);
+    if (!date) return false;
+    days = static_cast<i32>(std::chrono::sys_days(*date).time_since_epoch().count());
     return true;
 }
 
