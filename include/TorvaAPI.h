@@ -51,9 +51,10 @@
  *                  that takes, also those that use other files. A host that cannot wait opens in file mode.
  *   fork           A child process may open, read and close files of its own, even when another thread of
  *                  the parent was inside an export at the time of the fork. It may read on with a handle
- *                  that it inherited: the walks of parent and child do not disturb each other. The parent's
- *                  files stay locked until the parent closes them; what the child closes has no effect on
- *                  that.
+ *                  that it inherited: the walks of parent and child do not disturb each other. (A handle
+ *                  that another thread was using at the time of the fork is unknown in the child.) The
+ *                  parent's files stay locked until the parent closes them; what the child closes has no
+ *                  effect on that.
  *   Cancellation   No export is a cancellation point: a cancelled thread runs the export to its end and is
  *                  cancelled at its own next cancellation point.
  *   Signals        No export may be called from a signal handler, except tv_GetAPIVersion.

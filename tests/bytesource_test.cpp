@@ -140,7 +140,7 @@ TEST(ByteSource, AgreesWithAPlainModel) {
                 default: {
                     if (upTo(5) != 0) break;
                     const u32 where[] = {upTo(static_cast<u32>(bytes.size()) + 9), kWindow - 20 + upTo(40),
-                                         static_cast<u32>(bytes.size()) - upTo(20)};
+                                         static_cast<u32>(bytes.size()) - 10 + upTo(20)};
                     const u32 offset = where[upTo(2)];
                     source.SeekTo(offset), model.SeekTo(offset);
                 }
@@ -175,6 +175,11 @@ TEST(ByteSource, TextLimits) {
 }
 
 TEST(ByteSource, NoBytes) {
+    ByteSource neverOpened;
+    EXPECT_TRUE(neverOpened.AtEnd());
+    EXPECT_EQ(Read(neverOpened, 4), "0 ");
+    EXPECT_EQ(ReadText(neverOpened, 5), "TOO_SMALL 6");
+    EXPECT_EQ(Skip(neverOpened, 1), "false");
     const TempFile file(Bytes{});
     for (const bool wholeFile : {false, true}) {
         ByteSource source;

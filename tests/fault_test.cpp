@@ -356,9 +356,20 @@ TEST_F(FaultSweep, AFileThatChanges) {
     };
     const Bytes measured = withDefaults(U16(2) + U8(1) + U8(1) + U16(3) + U8(1) + U8(2));
     const Bytes stored = withDefaults(U16(2) + U8(7) + Text(std::string(18, 'y')));
-    uint64_t opened = 0;
+    // And to one with more fields, which is refused.
+    Bytes many;
+    for (int i = 0; i < 8; ++i) many = many + U16(9) + U8(0);
+    const Bytes longer = withDefaults(many);
+    uint64_t opened = 0, refused = 0;
     for (uint64_t n = 0; n < 12; ++n) {
         Plan plan;
+        plan.changedFrom = n;
+        plan.changed = &longer;
+        {
+            const memoryfile::Scope scope(measured, plan);
+            if (Open("", {0, 300000}) == SYM_ERR_OPEN) ++refused;
+            tv_CloseSymFile(1);
+        }
         plan.changed = &stored;
         plan.changedFrom = n;
         const memoryfile::Scope scope(measured, plan);
@@ -372,6 +383,7 @@ TEST_F(FaultSweep, AFileThatChanges) {
         tv_CloseSymFile(1);
     }
     EXPECT_GT(opened, 0U);
+    EXPECT_GT(refused, 0U);
 }
 
 }  // namespace

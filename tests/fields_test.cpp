@@ -1,6 +1,7 @@
 // Typed fields as a caller meets them: the block of each tag, and values that do or do not find room in the
 // arena.
 #include "TestSupport.h"
+#include "library/core/IdSet.h"
 #include "library/core/TempData.h"
 
 namespace torva::test {
@@ -154,6 +155,15 @@ TEST(Fields, MostCharactersOfAText) {
                                       {0xFFFFFFFB, 0x7FFFFFFF}}) {
         EXPECT_EQ(TempData::TextLimit(room), limit);
     }
+}
+
+TEST(Fields, TheNextIdOfASet) {
+    IdSet set;
+    set.Add(0), set.Add(200), set.Add(65535);
+    for (const auto& [from, next] : {std::pair<u32, u32>{0, 0}, {1, 200}, {200, 200}, {201, 65535}}) {
+        EXPECT_EQ(set.NextFrom(from), next);
+    }
+    EXPECT_GE(IdSet().NextFrom(3), IdSet::kIds);
 }
 
 }  // namespace

@@ -37,6 +37,12 @@ int ExitStatus(pid_t child) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kAddressSanitizer = true;
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+
 const Bytes& BigFile() {
     static const Bytes bytes = [] {
         symwrite::RandomFileOptions options;
@@ -121,6 +127,8 @@ TEST(Processes, AForkedChildHasAPlaceOfItsOwn) {
 }
 
 TEST(Processes, AChildForkedBesideACallReadsItsFiles) {
+    if (kAddressSanitizer)
+        GTEST_SKIP() << "a child forked beside a thread may find the sanitizer's locks held";
     const TempFile walked(BigFile()), opened(BigFile()), own(BigFile());
     ASSERT_EQ(Open(walked.Path()), 1);
     std::atomic<bool> stop{false};
@@ -222,6 +230,8 @@ TEST(Processes, UnloadingClosesFiles) {
 std::atomic<i32> handleOfTheCancelled{0};
 
 TEST(Processes, ACancelledThreadEndsOutsideACall) {
+    if (kAddressSanitizer)
+        GTEST_SKIP() << "the sanitizer does not follow the unwinding of a cancelled thread";
     const TempFile file(BigFile());
     for (int i = 0; i < 100 && !HasFailure(); ++i) {
         const auto run = [](void* path) -> void* {

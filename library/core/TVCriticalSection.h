@@ -21,15 +21,17 @@ public:
     TVCriticalSection(const TVCriticalSection&) = delete;
     TVCriticalSection& operator=(const TVCriticalSection&) = delete;
 
-    [[nodiscard]] Entry Enter() {
-        if (!platform::OnlyThread() || owner.load(std::memory_order_relaxed) != kNobody) return EnterShared();
+    [[nodiscard]] Entry Enter() { return EnterAlone() ? Entry::outermost : EnterShared(); }
+
+    // Enters where the process has one thread and that is not inside; else does nothing and returns false.
+    [[nodiscard]] bool EnterAlone() {
+        if (!platform::OnlyThread() || owner.load(std::memory_order_relaxed) != kNobody) return false;
         owner.store(platform::ThisThread(), std::memory_order_relaxed);
-        return Entry::outermost;
+        return true;
     }
 
-    // `entry` is what Enter returned.
-    void Leave(Entry entry) {
-        if (entry != Entry::outermost) return;
+    // After an outermost entry; a nested one just ends.
+    void Leave() {
         if (platform::OnlyThread()) {
             owner.store(kNobody, std::memory_order_relaxed);
         } else {
@@ -62,10 +64,13 @@ private:
 class ScopedLock {
 public:
     explicit ScopedLock(TVCriticalSection& section) : held(section), entry(section.Enter()) {}
-    ~ScopedLock() { held.Leave(entry); }
+    ~ScopedLock() {
+        if (Outermost()) held.Leave();
+    }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
 
+    bool Outermost() const { return entry == TVCriticalSection::Entry::outermost; }
     bool Refused() const { return entry == TVCriticalSection::Entry::refused; }
 
 private:

@@ -13,26 +13,46 @@ template <class Operation>
 i32 CallLibrary(Operation operation) noexcept {
     const ScopedLock lock(libraryLock);
     if (lock.Refused()) return SYM_ERR_BAD_HANDLE;
+    SymFileManager& manager = SymFileManager::Instance();
+    if (lock.Outermost()) manager.UseAlone(0);
     try {
-        return operation(SymFileManager::Instance());
+        return operation(manager);
     } catch (...) {
         return SYM_ERR_NO_MEMORY;
     }
 }
 
-// Runs `operation` on the file of a handle under the library's lock.
+// Runs `operation` on an open file; libraryLock is held.
 template <class Operation>
-i32 CallFile(u16 handle, Operation operation) noexcept {
-    const ScopedLock lock(libraryLock);
-    SymFileManager& manager = SymFileManager::Instance();
-    SymFile* const open = lock.Refused() ? nullptr : manager.Find(handle);
+i32 CallOpenFile(SymFile* open, Operation operation) noexcept {
     if (open == nullptr) return SYM_ERR_BAD_HANDLE;
-    const SymFileManager::Use use(manager, handle);
     try {
         return operation(*open);
     } catch (...) {
         return SYM_ERR_NO_MEMORY;
     }
+}
+
+// The way of a call beside other threads, or inside another call.
+template <class Operation>
+[[gnu::noinline]] i32 CallFileShared(u16 handle, Operation operation) noexcept {
+    const ScopedLock lock(libraryLock);
+    if (lock.Refused()) return SYM_ERR_BAD_HANDLE;
+    SymFileManager& manager = SymFileManager::Instance();
+    if (lock.Outermost()) manager.UseAlone(0);
+    const SymFileManager::Use use(manager, handle);
+    return CallOpenFile(manager.Find(handle), operation);
+}
+
+// Runs `operation` on the file of a handle under the library's lock.
+template <class Operation>
+i32 CallFile(u16 handle, Operation operation) noexcept {
+    if (!libraryLock.EnterAlone()) return CallFileShared(handle, operation);
+    SymFileManager& manager = SymFileManager::Instance();
+    manager.UseAlone(handle);
+    const i32 result = CallOpenFile(manager.Find(handle), operation);
+    libraryLock.Leave();
+    return result;
 }
 
 // The same for an operation of one of the file's readers.

@@ -69,6 +69,7 @@ void SymFileManager::CloseAll() {
 }
 
 void SymFileManager::ForgetFilesInUse() {
+    inUse[usedAlone] = true;
     for (u32 handle = 1; handle <= HandleLimit(); ++handle) {
         if (!std::exchange(inUse[handle], false)) continue;
         openFiles[handle] = nullptr;

@@ -43,7 +43,10 @@ public:
     // files may be in any state. Their memory is lost.
     void ForgetFilesInUse();
 
-    // Marks a file as in use by a call while it lives.
+    // Marks a file as in use by a call that EnterAlone began, until the next outermost call; 0: none.
+    void UseAlone(u16 handle) { usedAlone = handle; }
+
+    // Marks a file as in use by any other call while it lives.
     class Use {
     public:
         Use(SymFileManager& manager, u16 handle) : flag(manager.inUse[handle]), before(flag) { flag = true; }
@@ -67,6 +70,7 @@ private:
     // By handle; the registry owns the files. Nearly all of it is memory that is never touched.
     std::array<SymFile*, 65536> openFiles{};
     std::array<bool, 65536> inUse{};
+    u16 usedAlone = 0;
     u16 raisedLimit = 0;
 };
 
