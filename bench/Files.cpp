@@ -18,15 +18,8 @@ std::filesystem::path Directory() {
     return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bench-files";
 }
 
-template <class T>
-symwrite::Section MakeSection(std::uint16_t id, T content) {
-    symwrite::Section section = symwrite::MakeSection(id);
-    section.content = std::move(content);
-    return section;
-}
-
 // Ending a walk that begins by itself needs another section to begin.
-symwrite::Section OtherSection() { return MakeSection(17, symwrite::RealDelayMapping{{{1, 2}}}); }
+symwrite::Section OtherSection() { return {.id = 17, .rows = {{{1, 2}}}}; }
 
 }  // namespace
 
@@ -44,9 +37,8 @@ symwrite::Field SymbolMaker::MakeField(symwrite::Random& random, std::uint16_t i
     return symwrite::TextField(id, std::move(text));
 }
 
-symwrite::Symbol SymbolMaker::Next() {
-    symwrite::Symbol symbol;
-    symbol.text = std::to_string(made++).append(".X");
+symwrite::Row SymbolMaker::Next() {
+    symwrite::Row symbol({std::to_string(made++).append(".X")});
     const std::uint32_t ids = options.fields + options.fields / 2;
     std::uint32_t wanted = options.fields;
     for (std::uint32_t i = 0; i < ids && wanted > 0; ++i) {
@@ -81,10 +73,10 @@ void WriteSymbolFile(const SymbolOptions& options, const std::string& path) {
     SymbolMaker maker(options);
     symwrite::File shell;
     if (options.defaults > 0) {
-        shell.sections.push_back(MakeSection(1, symwrite::DefaultFields{maker.Defaults()}));
+        shell.sections.push_back({.id = 1, .fields = maker.Defaults()});
     }
     shell.sections.push_back(OtherSection());
-    shell.sections.push_back(symwrite::MakeSection(2));
+    shell.sections.push_back({.id = 2});
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     symwrite::SymbolStreamWriter writer(shell, out);
     for (std::uint32_t i = 0; i < options.symbols; ++i) writer.Add(maker.Next());

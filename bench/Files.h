@@ -23,7 +23,7 @@ struct SymbolOptions {
 class SymbolMaker {
 public:
     explicit SymbolMaker(const SymbolOptions& symbolOptions) : options(symbolOptions), random(1) {}
-    symwrite::Symbol Next();  // the same sequence for the same options
+    symwrite::Row Next();  // the same sequence for the same options
     std::vector<symwrite::Field> Defaults() const;
 
 private:

@@ -33,9 +33,9 @@ void WriteFlatFile(const SymbolOptions& options, const std::string& path) {
     const auto defaults = addFields(maker.Defaults());
     std::vector<flatbuffers::Offset<flat::Symbol>> symbols;
     for (std::uint32_t i = 0; i < options.symbols; ++i) {
-        const symwrite::Symbol symbol = maker.Next();
+        const symwrite::Row symbol = maker.Next();
         const auto fields = addFields(symbol.fields);
-        symbols.push_back(flat::CreateSymbol(builder, builder.CreateString(symbol.text), fields));
+        symbols.push_back(flat::CreateSymbol(builder, builder.CreateString(symbol.cells[0].bytes), fields));
     }
     builder.Finish(flat::CreateSymbols(builder, defaults, builder.CreateVector(symbols)));
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -113,9 +113,9 @@ void WriteSqliteFile(const SymbolOptions& options, const std::string& path) {
     SymbolMaker maker(options);
     InsertFields(insertField, kDefaults, maker.Defaults());
     for (std::int64_t i = 0; i < options.symbols; ++i) {
-        const symwrite::Symbol symbol = maker.Next();
+        const symwrite::Row symbol = maker.Next();
         sqlite3_bind_int64(insertSymbol, 1, i);
-        sqlite3_bind_text(insertSymbol, 2, symbol.text.c_str(), -1, SQLITE_STATIC);
+        sqlite3_bind_text(insertSymbol, 2, symbol.cells[0].bytes.c_str(), -1, SQLITE_STATIC);
         if (sqlite3_step(insertSymbol) != SQLITE_DONE) Fail("SQLite: a row was not stored");
         sqlite3_reset(insertSymbol);
         InsertFields(insertField, i, symbol.fields);

@@ -96,14 +96,18 @@ struct Level {
     const char* sizeName = "";  // of the size in messages
 
     constexpr const char* Label() const { return *label ? label : name; }
+    constexpr bool HoldsFields() const {
+        return !columns.empty() && columns.back().kind == ColumnKind::Field;
+    }
     // Columns from the first on that are keys.
     constexpr std::size_t KeyColumns() const {
         std::size_t keys = 0;
         while (keys < columns.size() && columns[keys].key) ++keys;
         return keys;
     }
-    // The column that is the `at`th in the file.
-    constexpr const Column& Stored(std::size_t at) const { return columns[order.empty() ? at : order[at]]; }
+    // The column that is the `at`th in the file, and its index.
+    constexpr const Column& Stored(std::size_t at) const { return columns[StoredIndex(at)]; }
+    constexpr std::size_t StoredIndex(std::size_t at) const { return order.empty() ? at : order[at]; }
 };
 
 using Levels = FewOf<Level, 4>;

@@ -4,14 +4,22 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <istream>
 
 #include "format/Date.h"
+#include "format/LittleEndian.h"
+#include "format/Sections.h"
 
 namespace symwrite {
 
 namespace {
+
+using torva::Column;
+using torva::ColumnKind;
+using torva::FindSection;
+using torva::Level;
+using torva::Levels;
+using torva::SectionInfo;
 
 constexpr std::pair<std::string_view, FieldType> kFieldTypes[] = {
     {"text", FieldType::Text},   {"unsigned", FieldType::Unsigned}, {"signed", FieldType::Signed},
@@ -53,38 +61,15 @@ std::optional<std::uint16_t> ParseId(std::string_view text) {
     return error == std::errc() && end == text.data() + text.size() ? std::optional(id) : std::nullopt;
 }
 
-std::uint64_t MaxOfWidth(std::size_t width) {
-    return width == 8 ? std::numeric_limits<std::uint64_t>::max() : (std::uint64_t{1} << (8 * width)) - 1;
+// The key under which a section has its elements; for an id without a reader one that it cannot have.
+const char* ElementsKey(std::uint16_t id) {
+    const SectionInfo* info = FindSection(id);
+    return info == nullptr ? "elements" : info->stored[0].name;
 }
 
-// The key under which a section has its elements, by id.
-const char* ElementsKey(std::uint16_t id) {
-    switch (id) {
-        case 1:
-            return "fields";
-        case 2:
-            return "symbols";
-        case 4:
-            return "records";
-        case 3:
-        case 6:
-        case 8:
-        case 11:
-            return "groups";
-        case 13:
-            return "types";
-        case 14:
-        case 15:
-            return "heads";
-        case 17:
-            return "pairs";
-        case 18:
-            return "definitions";
-        case 21:
-            return "entries";
-        default:
-            return "elements";
-    }
+// Elements that are a single value stand for themselves instead of an object.
+bool IsPlain(const Levels& levels, std::size_t level) {
+    return level + 1 == levels.size() && levels[level].columns.size() == 1;
 }
 
 // yyyymmdd from "yyyy-mm-dd" or from the number itself; nothing for a day that the calendar does not have.
@@ -147,9 +132,9 @@ public:
         return file;
     }
 
-    // Adds the elements of a list to the content of a section.
+    // Adds the elements of a list to a section that has a reader.
     void AddElements(Section& section, const JsonNode& list) {
-        std::visit([&](auto& kind) { Read(list, kind, section.id); }, section.content);
+        ReadElements(list, FindSection(section.id)->stored, 0, section.rows, section.fields);
     }
 
     // Takes symbols, and the dictionary, out of a document under parsing.
@@ -168,7 +153,7 @@ public:
         const std::size_t section = here ? kShortForm : steps[1].index;
         const std::string list = here ? "/symbols/" : "/sections/" + std::to_string(section) + "/symbols/";
         const std::string pointer = list + std::to_string(steps.back().index);
-        const Symbol symbol = OneSymbol(JsonNode(object, errors, pointer));
+        const Row symbol = OneRow(JsonNode(object, errors, pointer), FindSection(2)->stored, 0);
         if (errors.Empty()) {
             AppendSymbol(takenSymbols[section], symbol);
         }
@@ -188,29 +173,27 @@ private:
         std::uint16_t id = 0;
         node.IsObjectOf({"id", "name", "head", "before", "bytes", ElementsKey(IdOf(node))});
         node.Require("id", [&](const JsonNode& member) { id = member.Number<std::uint16_t>(); });
-        const SectionKind* kind = FindSectionKind(id);
+        const SectionInfo* info = FindSection(id);
+        section.id = id;
         node.Optional("name", [&](const JsonNode& member) {
-            if (kind != nullptr && member.Value() != kind->name) {
-                member.FailExpected('"' + std::string(kind->name) + "\", the name of section " +
+            if (info != nullptr && member.Value() != info->name) {
+                member.FailExpected('"' + std::string(info->name) + "\", the name of section " +
                                     std::to_string(id));
             }
         });
-        section = MakeSection(id);
-        const auto takeBytes = [&](const JsonNode& member) { section.content = Raw{HexBytes(member)}; };
-        const auto takeElements = [&](const JsonNode& member) {
-            section.content = ElementsOf(section, index, member);
-        };
-        if (node.Optional("bytes", takeBytes)) {
-            if (kind != nullptr && node.Value().contains(ElementsKey(id))) {
+        if (node.Optional("bytes", [&](const JsonNode& member) { section.raw = HexBytes(member); })) {
+            if (info != nullptr && node.Value().contains(ElementsKey(id))) {
                 node.Fail(std::string("\"bytes\" and \"") + ElementsKey(id) + "\" exclude each other");
             }
-        } else if (kind == nullptr) {
+        } else if (info == nullptr) {
+            section.raw = Bytes();
             node.Fail("a section of id " + std::to_string(id) + " is told by its \"bytes\"");
         } else {
-            node.Require(ElementsKey(id), takeElements);
+            node.Require(ElementsKey(id),
+                         [&](const JsonNode& member) { TakeElements(section, index, member); });
         }
         node.Optional("head", [&](const JsonNode& member) {
-            if (std::holds_alternative<Raw>(section.content) || id == 2) {
+            if (section.raw || info->head == torva::Head::None) {
                 member.Fail("this section has no head value of its own");
             } else {
                 section.headValue = member.Number<std::uint32_t>();
@@ -235,30 +218,26 @@ private:
             if (key == "dictionary" || key == "sections" || key == "behind") {
                 return;
             }
-            const SectionKind* kind = FindSectionKind(key);
-            if (kind == nullptr) {
+            const SectionInfo* info = torva::FindSectionNamed(key);
+            if (info == nullptr || key != info->name) {
                 member.Fail("such a member is not known here");
                 return;
             }
-            Section section = MakeSection(kind->id);
-            section.content = ElementsOf(section, kShortForm, member);
-            sections.emplace(kind->id, std::move(section));
+            Section section = {.id = info->id};
+            TakeElements(section, kShortForm, member);
+            sections.emplace(info->id, std::move(section));
         });
         for (auto& [id, section] : sections) {
             file.sections.push_back(std::move(section));
         }
     }
 
-    Content ElementsOf(const Section& section, std::size_t index, const JsonNode& list) {
-        Section filled = MakeSection(section.id);
-        AddElements(filled, list);
-        if (section.id == 2) {
-            const auto taken = takenSymbols.find(index);
-            if (taken != takenSymbols.end()) {
-                filled.content = Raw{std::move(taken->second)};
-            }
+    void TakeElements(Section& section, std::size_t index, const JsonNode& list) {
+        AddElements(section, list);
+        const auto taken = section.id == 2 ? takenSymbols.find(index) : takenSymbols.end();
+        if (taken != takenSymbols.end()) {
+            section.raw = std::move(taken->second);
         }
-        return std::move(filled.content);
     }
 
     // Fields.
@@ -276,7 +255,7 @@ private:
         } else if (value.IsHexObject()) {
             value.Require("hex", [&](const JsonNode& hex) { field.value = hex.Hex(width); });
         } else {
-            field = NumberField(id, tag, value.Number(MaxOfWidth(width)));
+            field = NumberField(id, tag, value.Number(torva::LargestNumber(width)));
         }
         return field;
     }
@@ -338,14 +317,14 @@ private:
             case FieldType::Hex:
                 return {definition.id, definition.tag, value.Hex(width)};
             default:
-                bits = value.Number(MaxOfWidth(width));
+                bits = value.Number(torva::LargestNumber(width));
         }
         return NumberField(definition.id, definition.tag, bits);
     }
 
     static std::uint64_t SignedBits(const JsonNode& node, std::size_t width) {
         const Json& value = node.Value();
-        const auto highest = static_cast<std::int64_t>(MaxOfWidth(width) >> 1);
+        const auto highest = static_cast<std::int64_t>(torva::LargestNumber(width) >> 1);
         const bool fits = value.is_number_unsigned()
                               ? value.get<std::uint64_t>() <= static_cast<std::uint64_t>(highest)
                               : value.is_number_integer() && value.get<std::int64_t>() <= highest &&
@@ -429,236 +408,95 @@ private:
         return id;
     }
 
-    // Elements of the sections, each from the list that holds them.
+    // Elements.
 
-    std::string TextMember(const JsonNode& node, std::string_view name) {
-        std::string text;
-        node.Require(name, [&](const JsonNode& member) { text = member.Text(codec); });
-        return text;
-    }
-
-    template <typename T>
-    static void NumberMember(const JsonNode& node, std::string_view name, T& number) {
-        node.Require(name, [&](const JsonNode& member) { number = member.Number<T>(); });
-    }
-
-    template <typename T>
-    static std::vector<T> Numbers(const JsonNode& list) {
-        std::vector<T> numbers;
-        list.ForEachElement([&](const JsonNode& element) { numbers.push_back(element.Number<T>()); });
-        return numbers;
-    }
-
-    template <std::size_t N>
-    static std::array<std::uint8_t, N> Record(const JsonNode& node) {
-        std::array<std::uint8_t, N> record{};
-        const std::string bytes = node.Hex(N);
-        std::copy(bytes.begin(), bytes.end(), record.begin());
-        return record;
-    }
-
-    // Calls `take(element, fresh)` for each object of a list that has no other members than `names`, with a
-    // fresh element at the end of `elements` to be filled.
-    template <typename T, typename Take>
-    static void ReadList(const JsonNode& list, std::vector<T>& elements,
-                         std::initializer_list<std::string_view> names, const Take& take) {
-        list.ForEachElement([&](const JsonNode& node) {
-            elements.emplace_back();
-            if (node.IsObjectOf(names)) {
-                take(node, elements.back());
+    void ReadElements(const JsonNode& list, const Levels& levels, std::size_t level, std::vector<Row>& rows,
+                      std::vector<Field>& fields) {
+        if (levels[level].HoldsFields()) {
+            std::vector<Field> found = Fields(list);
+            if (fields.empty()) {
+                fields = std::move(found);
+            } else {
+                fields.insert(fields.end(), found.begin(), found.end());
             }
-        });
-    }
-
-    Symbol OneSymbol(const JsonNode& node) {
-        Symbol symbol;
-        if (node.IsObjectOf({"symbol", "fields"})) {
-            symbol.text = TextMember(node, "symbol");
-            node.Optional("fields", [&](const JsonNode& list) { symbol.fields = Fields(list); });
+            return;
         }
-        return symbol;
+        list.ForEachElement([&](const JsonNode& node) { rows.push_back(OneRow(node, levels, level)); });
     }
 
-    void Read(const JsonNode&, Raw&, std::uint16_t) {}
-
-    void Read(const JsonNode& list, DefaultFields& content, std::uint16_t) {
-        const std::vector<Field> fields = Fields(list);
-        content.fields.insert(content.fields.end(), fields.begin(), fields.end());
+    // An element with all below it.
+    Row OneRow(const JsonNode& node, const Levels& levels, std::size_t level) {
+        Row row;
+        const auto& columns = levels[level].columns;
+        if (IsPlain(levels, level)) {
+            row.cells.push_back(OneCell(node, columns[0]));
+            return row;
+        }
+        const Level* below = level + 1 < levels.size() ? &levels[level + 1] : nullptr;
+        torva::FewOf<std::string_view, 6> names;
+        for (const Column& column : columns) {
+            names.push_back(column.name);
+        }
+        if (below != nullptr) {
+            names.push_back(below->name);
+            if (below->ahead) {
+                names.push_back(below->singular);
+            }
+        }
+        if (!node.IsObjectOf(std::span(names.begin(), names.size()))) {
+            return row;
+        }
+        const auto takeBelow = [&](const JsonNode& list) {
+            ReadElements(list, levels, level + 1, row.rows, row.fields);
+        };
+        if (below != nullptr && below->ahead) {
+            OneOrMany(node, *below, row.rows, takeBelow);
+        }
+        row.cells.reserve(columns.size());
+        for (const Column& column : columns) {
+            Cell& cell = row.cells.emplace_back();
+            const auto take = [&](const JsonNode& member) { cell = OneCell(member, column); };
+            if (column.kind == ColumnKind::List) {
+                node.Optional(column.name, take);
+            } else {
+                node.Require(column.name, take);
+            }
+        }
+        if (below != nullptr && !below->ahead) {
+            node.Optional(below->name, takeBelow);
+        }
+        return row;
     }
 
-    void Read(const JsonNode& list, Symbols& content, std::uint16_t) {
-        list.ForEachElement([&](const JsonNode& node) { content.symbols.push_back(OneSymbol(node)); });
-    }
-
-    void Read(const JsonNode& list, JumpPrices& content, std::uint16_t) {
-        ReadList(list, content.groups, {"id", "records"}, [&](const JsonNode& node, JumpPriceGroup& group) {
-            NumberMember(node, "id", group.id);
-            node.Optional("records", [&](const JsonNode& records) {
-                records.ForEachElement(
-                    [&](const JsonNode& record) { group.records.push_back(Record<24>(record)); });
-            });
-        });
-    }
-
-    void Read(const JsonNode& list, Brokers& content, std::uint16_t) {
-        list.ForEachElement([&](const JsonNode& record) { content.records.push_back(Record<30>(record)); });
-    }
-
-    void Read(const JsonNode& list, QuickGroups& content, std::uint16_t) {
-        ReadList(list, content.groups, {"name", "fields"}, [&](const JsonNode& node, QuickGroup& group) {
-            group.name = TextMember(node, "name");
-            node.Optional("fields", [&](const JsonNode& fields) { group.fields = Fields(fields); });
-        });
-    }
-
-    void ReadTwoTexts(const JsonNode& list, std::vector<TwoTexts>& elements) {
-        ReadList(list, elements, {"id", "text1", "text2"}, [&](const JsonNode& node, TwoTexts& element) {
-            NumberMember(node, "id", element.id);
-            element.text1 = TextMember(node, "text1");
-            element.text2 = TextMember(node, "text2");
-        });
-    }
-    void Read(const JsonNode& list, EidrSections& content, std::uint16_t) {
-        ReadTwoTexts(list, content.elements);
-    }
-    void Read(const JsonNode& list, Exchanges& content, std::uint16_t) {
-        ReadTwoTexts(list, content.elements);
-    }
-
-    void Read(const JsonNode& list, Level2Sections& content, std::uint16_t) {
-        ReadList(list, content.groups, {"id", "items"}, [&](const JsonNode& node, Level2Group& group) {
-            NumberMember(node, "id", group.id);
-            node.Optional("items", [&](const JsonNode& items) {
-                ReadList(items, group.items, {"lead", "text1", "text2"},
-                         [&](const JsonNode& one, Level2Item& item) {
-                             NumberMember(one, "lead", item.lead);
-                             item.text1 = TextMember(one, "text1");
-                             item.text2 = TextMember(one, "text2");
-                         });
-            });
-        });
-    }
-
-    void Read(const JsonNode& list, Directory& content, std::uint16_t id) {
-        const std::uint64_t highest = MaxOfWidth(FindSectionKind(id)->idWidth);
-        ReadList(list, content.elements, {"id", "name"},
-                 [&](const JsonNode& node, DirectoryElement& element) {
-                     node.Require("id", [&](const JsonNode& member) {
-                         element.id = static_cast<std::uint32_t>(member.Number(highest));
-                     });
-                     element.name = TextMember(node, "name");
-                 });
-    }
-
-    void Read(const JsonNode& list, SectionGroups& content, std::uint16_t) {
-        ReadList(list, content.groups, {"id", "members"}, [&](const JsonNode& node, SectionGroup& group) {
-            NumberMember(node, "id", group.id);
-            node.Optional("members",
-                          [&](const JsonNode& all) { group.members = Numbers<std::uint8_t>(all); });
-        });
-    }
-
-    void Read(const JsonNode& list, Objects& content, std::uint16_t) {
-        ReadList(list, content.types, {"type", "sources"}, [&](const JsonNode& node, ObjectType& type) {
-            NumberMember(node, "type", type.id);
-            node.Optional("sources", [&](const JsonNode& sources) { ReadSources(sources, type.sources); });
-        });
-    }
-
-    void ReadSources(const JsonNode& list, std::vector<ObjectSource>& sources) {
-        ReadList(list, sources, {"source", "symbols"}, [&](const JsonNode& node, ObjectSource& source) {
-            source.source = TextMember(node, "source");
-            node.Optional("symbols", [&](const JsonNode& all) { ReadObjectSymbols(all, source.symbols); });
-        });
-    }
-
-    void ReadObjectSymbols(const JsonNode& list, std::vector<ObjectSymbol>& symbols) {
-        ReadList(list, symbols, {"byte", "symbol", "data"}, [&](const JsonNode& node, ObjectSymbol& symbol) {
-            NumberMember(node, "byte", symbol.byte);
-            symbol.symbol = TextMember(node, "symbol");
-            node.Optional("data", [&](const JsonNode& all) {
-                ReadList(all, symbol.data, {"byte", "data"}, [&](const JsonNode& one, ObjectData& data) {
-                    NumberMember(one, "byte", data.byte);
-                    data.data = TextMember(one, "data");
-                });
-            });
-        });
-    }
-
-    void Read(const JsonNode& list, ForeignTrade& content, std::uint16_t) {
-        ReadList(list, content.heads, {"id", "name", "items"},
-                 [&](const JsonNode& node, ForeignTradeHead& head) {
-                     NumberMember(node, "id", head.id);
-                     head.name = TextMember(node, "name");
-                     node.Optional("items", [&](const JsonNode& items) {
-                         ReadList(items, head.items, {"tag", "names"},
-                                  [&](const JsonNode& one, ForeignTradeItem& item) {
-                                      NumberMember(one, "tag", item.tag);
-                                      one.Optional("names", [&](const JsonNode& names) {
-                                          names.ForEachElement([&](const JsonNode& name) {
-                                              item.names.push_back(name.Text(codec));
-                                          });
-                                      });
-                                  });
-                     });
-                 });
-    }
-
-    void Read(const JsonNode& list, GlobalRelated& content, std::uint16_t) {
-        ReadList(list, content.heads, {"id", "lists"}, [&](const JsonNode& node, GlobalRelatedHead& head) {
-            NumberMember(node, "id", head.id);
-            node.Optional("lists", [&](const JsonNode& lists) { ReadRelatedLists(lists, head.lists); });
-        });
-    }
-
-    void ReadRelatedLists(const JsonNode& node, std::vector<GlobalRelatedList>& lists) {
-        ReadList(node, lists, {"items"}, [&](const JsonNode& one, GlobalRelatedList& list) {
-            one.Optional("items", [&](const JsonNode& items) {
-                ReadList(items, list.items, {"tag", "name"},
-                         [&](const JsonNode& each, GlobalRelatedItem& item) {
-                             NumberMember(each, "tag", item.tag);
-                             item.name = TextMember(each, "name");
-                         });
-            });
-        });
-    }
-
-    void Read(const JsonNode& list, RealDelayMapping& content, std::uint16_t) {
-        ReadList(list, content.pairs, {"first", "second"}, [&](const JsonNode& node, RealDelayPair& pair) {
-            NumberMember(node, "first", pair.first);
-            NumberMember(node, "second", pair.second);
-        });
-    }
-
-    static void ReadIds(const JsonNode& node, std::vector<std::uint16_t>& ids) {
-        const bool one = node.Optional("id", [&](const JsonNode& id) { ids = {id.Number<std::uint16_t>()}; });
-        const bool many =
-            node.Optional("ids", [&](const JsonNode& all) { ids = Numbers<std::uint16_t>(all); });
+    // Elements with lists of their own beside them: a list, or a single one under its own name.
+    template <typename TakeList>
+    void OneOrMany(const JsonNode& node, const Level& below, std::vector<Row>& rows,
+                   const TakeList& takeList) {
+        const bool one = node.Optional(
+            below.singular, [&](const JsonNode& value) { rows = {Row({OneCell(value, below.columns[0])})}; });
+        const bool many = node.Optional(below.name, takeList);
         if (one == many) {
-            node.Fail("expected either \"id\" or \"ids\"");
+            node.Fail("expected either \"" + std::string(below.singular) + "\" or \"" + below.name + '"');
         }
     }
 
-    static void ReadValues(const JsonNode& node, std::string_view name, std::vector<std::uint16_t>& values) {
-        node.Optional(name, [&](const JsonNode& list) { values = Numbers<std::uint16_t>(list); });
-    }
-
-    void Read(const JsonNode& list, EodItems& content, std::uint16_t) {
-        ReadList(list, content.groups, {"id", "ids", "first", "second", "third"},
-                 [&](const JsonNode& node, EodItemGroup& group) {
-                     ReadIds(node, group.ids);
-                     ReadValues(node, "first", group.first);
-                     ReadValues(node, "second", group.second);
-                     ReadValues(node, "third", group.third);
-                 });
-    }
-
-    void Read(const JsonNode& list, ExchangeSupport& content, std::uint16_t) {
-        ReadList(list, content.groups, {"id", "ids", "items"},
-                 [&](const JsonNode& node, ExchangeSupportGroup& group) {
-                     ReadIds(node, group.ids);
-                     ReadValues(node, "items", group.items);
-                 });
+    Cell OneCell(const JsonNode& node, const Column& column) {
+        const std::uint64_t largest = torva::LargestNumber(column.width);
+        switch (column.kind) {
+            case ColumnKind::Number:
+                return node.Number(largest);
+            case ColumnKind::Bytes:
+                return node.Hex(column.width);
+            case ColumnKind::List: {
+                std::vector<std::uint16_t> list;
+                node.ForEachElement([&](const JsonNode& element) {
+                    list.push_back(static_cast<std::uint16_t>(element.Number(largest)));
+                });
+                return list;
+            }
+            default:
+                return node.Text(codec);
+        }
     }
 
     FieldDictionary dictionary;
@@ -696,6 +534,50 @@ public:
         return list;
     }
 
+    Json Elements(const Levels& levels, std::size_t level, const std::vector<Row>& rows,
+                  const std::vector<Field>& fields) const {
+        if (levels[level].HoldsFields()) {
+            return Fields(fields);
+        }
+        return List(rows, [&](const Row& row) { return Element(levels, level, row); });
+    }
+
+private:
+    Json Element(const Levels& levels, std::size_t level, const Row& row) const {
+        const auto& columns = levels[level].columns;
+        static const Cell kMissing;
+        const auto cell = [&](std::size_t at) {
+            return Value(columns[at], at < row.cells.size() ? row.cells[at] : kMissing);
+        };
+        if (IsPlain(levels, level)) {
+            return cell(0);
+        }
+        Json object = Json::object();
+        for (std::size_t at = 0; at < columns.size(); ++at) {
+            object[columns[at].name] = cell(at);
+        }
+        if (level + 1 < levels.size()) {
+            object[levels[level + 1].name] = Elements(levels, level + 1, row.rows, row.fields);
+        }
+        return object;
+    }
+
+    Json Value(const Column& column, const Cell& cell) const {
+        switch (column.kind) {
+            case ColumnKind::Number:
+                return cell.number;
+            case ColumnKind::Bytes: {
+                std::string record = cell.bytes;
+                record.resize(column.width);
+                return ToHex(record);
+            }
+            case ColumnKind::List:
+                return cell.list;
+            default:
+                return Text(cell.bytes);
+        }
+    }
+
     Json Fields(const std::vector<Field>& fields) const {
         return List(fields, [&](const Field& field) {
             return Json{{"id", field.id}, {"tag", field.tag}, {"value", Value(field)}};
@@ -709,115 +591,9 @@ public:
         if (PayloadWidth(field.tag) == 0) {
             return nullptr;
         }
-        std::uint64_t number = 0;
-        for (std::size_t i = field.value.size(); i > 0; --i) {
-            number = number << 8 | static_cast<unsigned char>(field.value[i - 1]);
-        }
-        return number;
+        return torva::ReadNumber(field.value.data(), field.value.size());
     }
 
-    Json TwoTextList(const std::vector<TwoTexts>& elements) const {
-        return List(elements, [&](const TwoTexts& element) {
-            return Json{{"id", element.id}, {"text1", Text(element.text1)}, {"text2", Text(element.text2)}};
-        });
-    }
-
-    Json operator()(const Raw& c) const { return Hex(c.bytes.data(), c.bytes.size()); }
-    Json operator()(const DefaultFields& c) const { return Fields(c.fields); }
-    Json operator()(const Symbols& c) const {
-        return List(c.symbols, [&](const Symbol& symbol) {
-            return Json{{"symbol", Text(symbol.text)}, {"fields", Fields(symbol.fields)}};
-        });
-    }
-    Json operator()(const JumpPrices& c) const {
-        return List(c.groups, [&](const JumpPriceGroup& group) {
-            return Json{
-                {"id", group.id},
-                {"records", List(group.records, [&](const auto& r) { return Hex(r.data(), r.size()); })}};
-        });
-    }
-    Json operator()(const Brokers& c) const {
-        return List(c.records, [&](const auto& record) { return Hex(record.data(), record.size()); });
-    }
-    Json operator()(const QuickGroups& c) const {
-        return List(c.groups, [&](const QuickGroup& group) {
-            return Json{{"name", Text(group.name)}, {"fields", Fields(group.fields)}};
-        });
-    }
-    Json operator()(const EidrSections& c) const { return TwoTextList(c.elements); }
-    Json operator()(const Exchanges& c) const { return TwoTextList(c.elements); }
-    Json operator()(const Level2Sections& c) const {
-        const auto item = [&](const Level2Item& one) {
-            return Json{{"lead", one.lead}, {"text1", Text(one.text1)}, {"text2", Text(one.text2)}};
-        };
-        return List(c.groups, [&](const Level2Group& group) {
-            return Json{{"id", group.id}, {"items", List(group.items, item)}};
-        });
-    }
-    Json operator()(const Directory& c) const {
-        return List(c.elements, [&](const DirectoryElement& element) {
-            return Json{{"id", element.id}, {"name", Text(element.name)}};
-        });
-    }
-    Json operator()(const SectionGroups& c) const {
-        return List(c.groups, [&](const SectionGroup& group) {
-            return Json{{"id", group.id}, {"members", group.members}};
-        });
-    }
-    Json operator()(const Objects& c) const {
-        const auto data = [&](const ObjectData& one) {
-            return Json{{"byte", one.byte}, {"data", Text(one.data)}};
-        };
-        const auto symbol = [&](const ObjectSymbol& one) {
-            return Json{{"byte", one.byte}, {"symbol", Text(one.symbol)}, {"data", List(one.data, data)}};
-        };
-        const auto source = [&](const ObjectSource& one) {
-            return Json{{"source", Text(one.source)}, {"symbols", List(one.symbols, symbol)}};
-        };
-        return List(c.types, [&](const ObjectType& type) {
-            return Json{{"type", type.id}, {"sources", List(type.sources, source)}};
-        });
-    }
-    Json operator()(const ForeignTrade& c) const {
-        const auto item = [&](const ForeignTradeItem& one) {
-            return Json{{"tag", one.tag},
-                        {"names", List(one.names, [&](const auto& name) { return Text(name); })}};
-        };
-        return List(c.heads, [&](const ForeignTradeHead& head) {
-            return Json{{"id", head.id}, {"name", Text(head.name)}, {"items", List(head.items, item)}};
-        });
-    }
-    Json operator()(const GlobalRelated& c) const {
-        const auto item = [&](const GlobalRelatedItem& one) {
-            return Json{{"tag", one.tag}, {"name", Text(one.name)}};
-        };
-        const auto list = [&](const GlobalRelatedList& one) {
-            Json object = Json::object();
-            object["items"] = List(one.items, item);
-            return object;
-        };
-        return List(c.heads, [&](const GlobalRelatedHead& head) {
-            return Json{{"id", head.id}, {"lists", List(head.lists, list)}};
-        });
-    }
-    Json operator()(const RealDelayMapping& c) const {
-        return List(c.pairs, [](const RealDelayPair& pair) {
-            return Json{{"first", pair.first}, {"second", pair.second}};
-        });
-    }
-    Json operator()(const EodItems& c) const {
-        return List(c.groups, [](const EodItemGroup& group) {
-            return Json{
-                {"ids", group.ids}, {"first", group.first}, {"second", group.second}, {"third", group.third}};
-        });
-    }
-    Json operator()(const ExchangeSupport& c) const {
-        return List(c.groups, [](const ExchangeSupportGroup& group) {
-            return Json{{"ids", group.ids}, {"items", group.items}};
-        });
-    }
-
-private:
     const TextCodec* codec;
 };
 
@@ -885,8 +661,7 @@ File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& erro
 }
 
 struct ElementReader::State {
-    State(std::uint16_t id, const FromJsonOptions& options)
-        : reader(options, unused), section(MakeSection(id)) {}
+    State(std::uint16_t id, const FromJsonOptions& options) : reader(options, unused), section{.id = id} {}
 
     JsonErrors unused;
     Reader reader;
@@ -907,17 +682,17 @@ void ElementReader::Add(Json element, JsonErrors& errors) {
     for (const JsonError& error : found.First()) {
         errors.Add(error.where.substr(std::string_view("/0").size()), error.what);
     }
-    if (auto* content = std::get_if<Symbols>(&state->section.content)) {
+    if (state->section.id == 2) {
         if (found.Empty()) {
-            AppendSymbol(state->symbols, content->symbols.back());
+            AppendSymbol(state->symbols, state->section.rows.back());
         }
-        content->symbols.clear();
+        state->section.rows.clear();
     }
 }
 
 Section ElementReader::Take() {
-    if (std::holds_alternative<Symbols>(state->section.content)) {
-        state->section.content = Raw{std::move(state->symbols)};
+    if (state->section.id == 2) {
+        state->section.raw = std::move(state->symbols);
     }
     return std::move(state->section);
 }
@@ -925,8 +700,9 @@ Section ElementReader::Take() {
 Json ToJson(const Section& section, const TextCodec* codec) {
     Json json;
     json["id"] = section.id;
-    if (const SectionKind* kind = FindSectionKind(section.id)) {
-        json["name"] = kind->name;
+    const SectionInfo* info = FindSection(section.id);
+    if (info != nullptr) {
+        json["name"] = info->name;
     }
     if (!section.before.empty()) {
         json["before"] = Printer::Hex(section.before.data(), section.before.size());
@@ -934,8 +710,13 @@ Json ToJson(const Section& section, const TextCodec* codec) {
     if (section.headValue) {
         json["head"] = *section.headValue;
     }
-    const bool raw = std::holds_alternative<Raw>(section.content);
-    json[raw ? "bytes" : ElementsKey(section.id)] = std::visit(Printer(codec), section.content);
+    if (section.raw || info == nullptr) {
+        const Bytes bytes = section.raw.value_or(Bytes());
+        json["bytes"] = Printer::Hex(bytes.data(), bytes.size());
+    } else {
+        json[ElementsKey(section.id)] =
+            Printer(codec).Elements(info->stored, 0, section.rows, section.fields);
+    }
     return json;
 }
 

@@ -143,7 +143,7 @@ void JsonNode::FailExpected(std::string_view expected) const {
     Fail("expected " + std::string(expected) + ", found " + Shown(*value));
 }
 
-bool JsonNode::IsObjectOf(std::initializer_list<std::string_view> names) const {
+bool JsonNode::IsObjectOf(std::span<const std::string_view> names) const {
     if (!value->is_object()) {
         FailExpected("an object");
         return false;

@@ -9,6 +9,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -112,7 +113,10 @@ public:
     }
 
     // False, with an error, for anything but an object; an error for each member that is not in the list.
-    bool IsObjectOf(std::initializer_list<std::string_view> names) const;
+    bool IsObjectOf(std::span<const std::string_view> names) const;
+    bool IsObjectOf(std::initializer_list<std::string_view> names) const {
+        return IsObjectOf(std::span(names.begin(), names.size()));
+    }
 
     // What follows gives an empty value, with an error, for anything else.
 

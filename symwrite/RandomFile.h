@@ -46,7 +46,7 @@ File RandomFile(const RandomFileOptions& options);
 
 // One symbol of such a file, for files that are written while they are made. Its text tells `index`, so that
 // no two are equal. Of the ids of its fields none stands twice while there are enough.
-Symbol RandomSymbol(Random& random, const RandomFileOptions& options, std::uint64_t index);
+Row RandomSymbol(Random& random, const RandomFileOptions& options, std::uint64_t index);
 
 // Every section with at least two elements or groups, every tag, empty and longer texts, in less than 1.5 KB:
 // the seed of sweeps and fuzzers.

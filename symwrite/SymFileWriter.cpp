@@ -2,59 +2,30 @@
 //
 //   u16 section count | section count x { u16 id, u32 offset, u32 size } | sections
 //
-// A section, with what is missing in sections 1 and 2 told by `kKinds`:
-//
-//   u16 id | u32 head value: the bytes of the elements | count, 0 to 4 bytes wide | elements
-//
-// Sizes that stand ahead of what they measure are found by running the same code with an emitter that only
-// counts.
+// A section and its elements are laid out as format/Sections.h describes them. Sizes that are ahead of what
+// they measure are found by running the same code with an emitter that only counts.
 #include "symwrite/SymFileWriter.h"
 
 #include <algorithm>
 #include <limits>
 #include <memory>
 #include <ostream>
-#include <type_traits>
+
+#include "format/LittleEndian.h"
+#include "format/Sections.h"
 
 namespace symwrite {
 
 namespace {
 
-template <typename T>
-constexpr std::size_t IndexOf() {
-    return Content(std::in_place_type<T>).index();
-}
-
-const std::vector<SectionKind>& Kinds() {
-    static const std::vector<SectionKind> kKinds = {
-        {1, "default-fields", "default fields", 0, 0, IndexOf<DefaultFields>()},
-        {2, "symbols", "symbols", 0, 0, IndexOf<Symbols>()},
-        {3, "jump-prices", "jump prices", 1, 0, IndexOf<JumpPrices>()},
-        {4, "broker-info", "broker info", 2, 0, IndexOf<Brokers>()},
-        {6, "eidr-quick-groups", "Eidr quick groups", 0, 0, IndexOf<QuickGroups>()},
-        {7, "eidr-sections", "Eidr sections", 0, 0, IndexOf<EidrSections>()},
-        {8, "level2-sections", "level-2 sections", 0, 0, IndexOf<Level2Sections>()},
-        {9, "fund-companies", "fund companies", 2, 2, IndexOf<Directory>()},
-        {10, "eidr-countries", "Eidr countries", 2, 2, IndexOf<Directory>()},
-        {11, "section-groups", "section groups", 1, 0, IndexOf<SectionGroups>()},
-        {12, "issue-companies", "issue companies", 2, 2, IndexOf<Directory>()},
-        {13, "objects", "objects", 2, 0, IndexOf<Objects>()},
-        {14, "foreign-trade", "foreign trade", 2, 0, IndexOf<ForeignTrade>()},
-        {15, "global-related", "global related", 2, 0, IndexOf<GlobalRelated>()},
-        {16, "exchanges", "exchanges", 2, 0, IndexOf<Exchanges>()},
-        {17, "real-delay", "real-delay mapping", 2, 0, IndexOf<RealDelayMapping>()},
-        {18, "level2-eod-items", "level-2 EOD item definitions", 2, 0, IndexOf<EodItems>()},
-        {19, "fund-main-names", "fund main names", 4, 4, IndexOf<Directory>()},
-        {20, "futures-sections", "futures sections V2", 4, 2, IndexOf<Directory>()},
-        {21, "exchange-support", "exchange support", 4, 0, IndexOf<ExchangeSupport>()},
-        {22, "futures-class-types", "futures class types", 4, 2, IndexOf<Directory>()},
-    };
-    return kKinds;
-}
+using torva::Column;
+using torva::ColumnKind;
+using torva::FindSection;
+using torva::Level;
+using torva::Levels;
+using torva::SectionInfo;
 
 constexpr std::uint64_t kU32Max = std::numeric_limits<std::uint32_t>::max();
-
-std::uint64_t MaxOfWidth(std::size_t width) { return (std::uint64_t{1} << (8 * width)) - 1; }
 
 // Takes bytes and passes them on to a stream in pieces, keeps them, or only counts them. It also carries the
 // path to the data under way, for messages.
@@ -88,20 +59,20 @@ public:
 
     void Number(std::uint64_t value, std::size_t width) {
         std::uint8_t bytes[8];
-        for (std::size_t i = 0; i < width; ++i) {
-            bytes[i] = static_cast<std::uint8_t>(value >> (8 * i));
-        }
+        torva::WriteNumber(bytes, value, width);
         Put(bytes, width);
     }
 
-    // A number that must fit its width, or what stands in its place on purpose.
+    // A number that must fit its width, or the deliberate one in its place. `what` and `name` are for
+    // messages.
     template <typename Override>
     void Counted(std::uint64_t value, std::size_t width, const std::optional<Override>& instead,
-                 const char* what) {
+                 const char* what, const char* name = "") {
         const std::uint64_t written = instead ? *instead : value;
-        if (written > MaxOfWidth(width)) {
-            Fail(std::string(what) + " is " + std::to_string(written) + ", the file can hold at most " +
-                 std::to_string(MaxOfWidth(width)));
+        const std::uint64_t largest = torva::LargestNumber(width);
+        if (written > largest) {
+            Fail(std::string(what) + name + " is " + std::to_string(written) +
+                 ", the file can hold at most " + std::to_string(largest));
         }
         Number(written, width);
     }
@@ -211,245 +182,139 @@ void EmitFields(Emitter& out, const std::vector<Field>& fields) {
     });
 }
 
-void EmitSymbol(Emitter& out, const Symbol& symbol) {
-    const auto body = [&](Emitter& to) {
-        to.Text(symbol.text, "symbol");
-        EmitFields(to, symbol.fields);
-    };
-    out.Counted(out.Measure(body), 4, symbol.recordSize, "the size of the record");
-    body(out);
-}
-
-void EmitTwoTexts(Emitter& out, const std::vector<TwoTexts>& elements) {
-    ForEach(out, "elements", elements, [&](const TwoTexts& element) {
-        out.Number(element.id, 2);
-        out.Text(element.text1, "text1");
-        out.Text(element.text2, "text2");
-    });
-}
-
-void EmitList(Emitter& out, const std::vector<std::uint16_t>& values,
-              const std::optional<std::uint16_t>& count, const char* member) {
-    const At at(out, member);
-    out.Counted(values.size(), 2, count, "the number of values");
-    for (const std::uint16_t value : values) {
-        out.Number(value, 2);
+void EmitList(Emitter& out, const Column& column, const Cell& cell) {
+    const At at(out, column.name);
+    out.Counted(cell.list.size(), column.width, cell.count, "the number of values");
+    for (const std::uint16_t value : cell.list) {
+        out.Counted(value, column.width, std::optional<std::uint16_t>(), "a value");
     }
 }
 
-// The elements of each kind of content: what stands behind the count.
-struct ElementEmitter {
-    Emitter& out;
-    const SectionKind* kind;  // null for raw content alone
-
-    void operator()(const Raw& raw) const { out.Put(raw.bytes.data(), raw.bytes.size()); }
-
-    void operator()(const DefaultFields& content) const { EmitFields(out, content.fields); }
-
-    void operator()(const Symbols& content) const {
-        ForEach(out, "symbols", content.symbols, [&](const Symbol& symbol) { EmitSymbol(out, symbol); });
+void EmitCell(Emitter& out, const Column& column, const Cell& cell) {
+    const bool isList = column.kind == ColumnKind::List;
+    const bool isNumber = column.kind == ColumnKind::Number;
+    if ((!isList && !cell.list.empty()) || (!isNumber && cell.number != 0) ||
+        ((isNumber || isList) && !cell.bytes.empty())) {
+        out.Fail("the value is not of this column's kind", column.name);
     }
-
-    void operator()(const JumpPrices& content) const {
-        ForEach(out, "groups", content.groups, [&](const JumpPriceGroup& group) {
-            out.Number(group.id, 1);
-            out.Counted(group.records.size(), 2, group.recordCount, "the number of records");
-            for (const auto& record : group.records) {
-                out.Put(record.data(), record.size());
+    switch (column.kind) {
+        case ColumnKind::Number:
+            return out.Counted(cell.number, column.width, std::optional<std::uint32_t>(), "the ",
+                               column.name);
+        case ColumnKind::Bytes: {
+            if (cell.bytes.size() > column.width) {
+                out.Fail("a record takes " + std::to_string(column.width) + " bytes, not " +
+                         std::to_string(cell.bytes.size()));
             }
-        });
-    }
-
-    void operator()(const Brokers& content) const {
-        for (const auto& record : content.records) {
-            out.Put(record.data(), record.size());
+            std::string record = cell.bytes;
+            record.resize(column.width);
+            return out.Put(record.data(), record.size());
         }
+        case ColumnKind::List:
+            return EmitList(out, column, cell);
+        default:
+            return out.Text(cell.bytes, column.name);
     }
+}
 
-    void operator()(const QuickGroups& content) const {
-        ForEach(out, "groups", content.groups, [&](const QuickGroup& group) {
-            const auto body = [&](Emitter& to) {
-                to.Text(group.name, "name");
-                EmitFields(to, group.fields);
-            };
-            out.Counted(out.Measure(body), 2, group.groupSize, "the size of the group");
-            body(out);
-        });
+void EmitCells(Emitter& out, const Level& level, const Row& row) {
+    static const Cell kMissing;
+    if (row.cells.size() > level.columns.size()) {
+        out.Fail(std::string("an element of ") + level.name + " has " + std::to_string(level.columns.size()) +
+                 " columns, not " + std::to_string(row.cells.size()));
     }
-
-    void operator()(const EidrSections& content) const { EmitTwoTexts(out, content.elements); }
-    void operator()(const Exchanges& content) const { EmitTwoTexts(out, content.elements); }
-
-    void operator()(const Level2Sections& content) const {
-        ForEach(out, "groups", content.groups, [&](const Level2Group& group) {
-            out.Number(group.id, 1);
-            out.Counted(group.items.size(), 1, group.itemCount, "the number of items");
-            ForEach(out, "items", group.items, [&](const Level2Item& item) {
-                out.Number(item.lead, 1);
-                out.Text(item.text1, "text1");
-                out.Text(item.text2, "text2");
-            });
-        });
+    for (std::size_t at = 0; at < level.columns.size(); ++at) {
+        const std::size_t column = level.StoredIndex(at);
+        EmitCell(out, level.columns[column], column < row.cells.size() ? row.cells[column] : kMissing);
     }
+}
 
-    void operator()(const Directory& content) const {
-        ForEach(out, "elements", content.elements, [&](const DirectoryElement& element) {
-            out.Counted(element.id, kind->idWidth, std::optional<std::uint32_t>(), "the id");
-            out.Text(element.name, "name");
-        });
+void EmitRow(Emitter& out, const Levels& levels, std::size_t level, const Row& row);
+
+void EmitElements(Emitter& out, const Levels& levels, std::size_t level, const std::vector<Row>& rows,
+                  const std::vector<Field>& fields) {
+    if (levels[level].HoldsFields() ? !rows.empty() : !fields.empty()) {
+        out.Fail(std::string("the elements are not ") + levels[level].name);
     }
+    EmitFields(out, fields);
+    ForEach(out, levels[level].name, rows, [&](const Row& row) { EmitRow(out, levels, level, row); });
+}
 
-    void operator()(const SectionGroups& content) const {
-        ForEach(out, "groups", content.groups, [&](const SectionGroup& group) {
-            out.Number(group.id, 1);
-            out.Counted(group.members.size(), 1, group.memberCount, "the number of members");
-            out.Put(group.members.data(), group.members.size());
-        });
+// An element with all below it.
+void EmitRow(Emitter& out, const Levels& levels, std::size_t level, const Row& row) {
+    if (level + 1 == levels.size()) {
+        return EmitCells(out, levels[level], row);
     }
-
-    void operator()(const Objects& content) const {
-        ForEach(out, "types", content.types, [&](const ObjectType& type) {
-            const auto block = [&](Emitter& to) {
-                to.Counted(type.sources.size(), 2, type.sourceCount, "the number of source symbols");
-                ForEach(to, "sources", type.sources,
-                        [&](const ObjectSource& source) { EmitObjectSource(to, source); });
-            };
-            out.Number(type.id, 2);
-            out.Counted(out.Measure(block), 4, type.blockSize, "the size of the block");
-            block(out);
-        });
-    }
-
-    static void EmitObjectSource(Emitter& to, const ObjectSource& source) {
-        to.Text(source.source, "source");
-        to.Counted(source.symbols.size(), 2, source.symbolCount, "the number of symbols");
-        ForEach(to, "symbols", source.symbols, [&](const ObjectSymbol& symbol) {
-            to.Number(symbol.byte, 1);
-            to.Text(symbol.symbol, "symbol");
-            to.Counted(symbol.data.size(), 1, symbol.dataCount, "the number of data records");
-            ForEach(to, "data", symbol.data, [&](const ObjectData& data) {
-                to.Number(data.byte, 1);
-                to.Text(data.data, "data");
-            });
-        });
-    }
-
-    void operator()(const ForeignTrade& content) const {
-        ForEach(out, "heads", content.heads, [&](const ForeignTradeHead& head) {
-            const auto body = [&](Emitter& to) {
-                ForEach(to, "items", head.items, [&](const ForeignTradeItem& item) {
-                    to.Number(item.tag, 1);
-                    to.Counted(item.names.size(), 2, item.nameCount, "the number of names");
-                    ForEach(to, "names", item.names,
-                            [&](const std::string& name) { to.Text(name, nullptr); });
-                });
-            };
-            out.Number(head.id, 2);
-            out.Text(head.name, "name");
-            out.Counted(out.Measure(body), 4, head.bodySize, "the size of the body");
-            body(out);
-        });
-    }
-
-    void operator()(const GlobalRelated& content) const {
-        ForEach(out, "heads", content.heads, [&](const GlobalRelatedHead& head) {
-            const auto body = [&](Emitter& to) {
-                ForEach(to, "lists", head.lists, [&](const GlobalRelatedList& list) {
-                    to.Counted(list.items.size(), 1, list.itemCount, "the number of items");
-                    for (const GlobalRelatedItem& item : list.items) {
-                        to.Number(item.tag, 1);
-                        to.Text(item.name, nullptr);
-                    }
-                });
-            };
-            out.Number(head.id, 2);
-            out.Counted(out.Measure(body), 4, head.bodySize, "the size of the body");
-            body(out);
-        });
-    }
-
-    void operator()(const RealDelayMapping& content) const {
-        for (const RealDelayPair& pair : content.pairs) {
-            out.Number(pair.first, 1);
-            out.Number(pair.second, 1);
+    const Level& below = levels[level + 1];
+    const auto elements = [&](Emitter& to) {
+        if (below.countWidth != 0) {
+            to.Counted(row.rows.size(), below.countWidth, row.count, "the number of ", below.Label());
         }
+        EmitElements(to, levels, level + 1, row.rows, row.fields);
+    };
+    const auto all = [&](Emitter& to) {
+        EmitCells(to, levels[level], row);
+        elements(to);
+    };
+    if (below.ahead) {
+        elements(out);
+        EmitCells(out, levels[level], row);
+    } else if (below.sizeFirst) {
+        out.Counted(out.Measure(all), below.sizeWidth, row.size, "the ", below.sizeName);
+        all(out);
+    } else if (below.sizeWidth != 0) {
+        EmitCells(out, levels[level], row);
+        out.Counted(out.Measure(elements), below.sizeWidth, row.size, "the ", below.sizeName);
+        elements(out);
+    } else {
+        all(out);
     }
+}
 
-    void operator()(const EodItems& content) const {
-        ForEach(out, "groups", content.groups, [&](const EodItemGroup& group) {
-            EmitList(out, group.ids, group.idCount, "ids");
-            EmitList(out, group.second, group.secondCount, "second");
-            EmitList(out, group.third, group.thirdCount, "third");
-            EmitList(out, group.first, group.firstCount, "first");
-        });
-    }
+constexpr std::uint16_t kSymbolSection = 2;
 
-    void operator()(const ExchangeSupport& content) const {
-        ForEach(out, "groups", content.groups, [&](const ExchangeSupportGroup& group) {
-            EmitList(out, group.ids, group.idCount, "ids");
-            EmitList(out, group.items, group.itemCount, "items");
-        });
-    }
-};
+void EmitSymbol(Emitter& out, const Row& symbol) {
+    EmitRow(out, FindSection(kSymbolSection)->stored, 0, symbol);
+}
 
-struct ElementCounter {
-    std::uint64_t operator()(const Raw&) const { return 0; }
-    std::uint64_t operator()(const DefaultFields& c) const { return c.fields.size(); }
-    std::uint64_t operator()(const Symbols& c) const { return c.symbols.size(); }
-    std::uint64_t operator()(const JumpPrices& c) const { return c.groups.size(); }
-    std::uint64_t operator()(const Brokers& c) const { return c.records.size(); }
-    std::uint64_t operator()(const QuickGroups& c) const { return c.groups.size(); }
-    std::uint64_t operator()(const EidrSections& c) const { return c.elements.size(); }
-    std::uint64_t operator()(const Level2Sections& c) const { return c.groups.size(); }
-    std::uint64_t operator()(const Directory& c) const { return c.elements.size(); }
-    std::uint64_t operator()(const SectionGroups& c) const { return c.groups.size(); }
-    std::uint64_t operator()(const Objects& c) const { return c.types.size(); }
-    std::uint64_t operator()(const ForeignTrade& c) const { return c.heads.size(); }
-    std::uint64_t operator()(const GlobalRelated& c) const { return c.heads.size(); }
-    std::uint64_t operator()(const Exchanges& c) const { return c.elements.size(); }
-    std::uint64_t operator()(const RealDelayMapping& c) const { return c.pairs.size(); }
-    std::uint64_t operator()(const EodItems& c) const { return c.groups.size(); }
-    std::uint64_t operator()(const ExchangeSupport& c) const { return c.groups.size(); }
-};
-
-// The kind that lays the content out; null for raw content.
-const SectionKind* LayoutOf(const Emitter& out, const Section& section) {
-    if (std::holds_alternative<Raw>(section.content)) {
+// The description that the section is laid out by; null for a raw one.
+const SectionInfo* LayoutOf(const Emitter& out, const Section& section) {
+    if (section.raw) {
         return nullptr;
     }
-    const SectionKind* kind = FindSectionKind(section.id);
-    if (kind == nullptr || kind->contentIndex != section.content.index()) {
-        out.Fail("the content is not of the kind of section " + std::to_string(section.id));
+    const SectionInfo* info = FindSection(section.id);
+    if (info == nullptr) {
+        out.Fail("section " + std::to_string(section.id) + " can be written as raw bytes alone");
     }
-    return kind;
+    return info;
 }
 
-std::uint64_t BytesAheadOfElements(const SectionKind* kind) {
-    if (kind == nullptr) {
-        return 2;
-    }
-    return std::uint64_t{2} + (kind->id == 2 ? 0U : 4U) + kind->countWidth;
-}
+std::uint64_t BytesAheadOfElements(const SectionInfo* info) { return info == nullptr ? 2 : info->HeadSize(); }
 
 void EmitElements(Emitter& out, const Section& section) {
-    std::visit(ElementEmitter{out, LayoutOf(out, section)}, section.content);
+    if (const SectionInfo* info = LayoutOf(out, section)) {
+        EmitElements(out, info->stored, 0, section.rows, section.fields);
+    } else {
+        out.Put(section.raw->data(), section.raw->size());
+    }
 }
 
 void EmitSection(Emitter& out, const Section& section, std::uint64_t elementBytes) {
-    const SectionKind* kind = LayoutOf(out, section);
-    if (section.headValue && (kind == nullptr || kind->id == 2)) {
+    const SectionInfo* info = LayoutOf(out, section);
+    const bool hasHead = info != nullptr && info->head != torva::Head::None;
+    const std::size_t countWidth = info == nullptr ? 0 : info->stored[0].countWidth;
+    if (section.headValue && !hasHead) {
         out.Fail("the section has no head value to replace");
     }
-    if (section.count && (kind == nullptr || kind->countWidth == 0)) {
+    if (section.count && countWidth == 0) {
         out.Fail("the section has no count to replace");
     }
     out.Number(section.idInFile.value_or(section.id), 2);
-    if (kind != nullptr && kind->id != 2) {
+    if (hasHead) {
         out.Counted(elementBytes, 4, section.headValue, "the size of the elements");
     }
-    if (kind != nullptr && kind->countWidth != 0) {
-        out.Counted(std::visit(ElementCounter{}, section.content), kind->countWidth, section.count,
-                    "the number of elements");
+    if (countWidth != 0) {
+        out.Counted(section.rows.size(), countWidth, section.count, "the number of elements");
     }
     EmitElements(out, section);
 }
@@ -467,9 +332,10 @@ public:
                      std::to_string(bytes) + " bytes; neither may pass " + std::to_string(kU32Max));
         }
         at = offset + bytes;
-        const bool groupsAlone = std::holds_alternative<Level2Sections>(section.content);
+        const SectionInfo* info = LayoutOf(out, section);
+        const bool elementsAlone = info != nullptr && info->sizeWithoutHead;
         return {section.id, static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(bytes),
-                static_cast<std::uint32_t>(groupsAlone ? elementBytes : bytes)};
+                static_cast<std::uint32_t>(elementsAlone ? elementBytes : bytes)};
     }
 
 private:
@@ -516,49 +382,11 @@ Field NumberField(std::uint16_t id, std::uint8_t tag, std::uint64_t number) {
         throw std::invalid_argument("tag " + std::to_string(tag) + " takes no number");
     }
     Field field{id, tag, std::string(width, '\0')};
-    for (std::size_t i = 0; i < width; ++i) {
-        field.value[i] = static_cast<char>(number >> (8 * i));
-    }
+    torva::WriteNumber(field.value.data(), number, width);
     return field;
 }
 
 Field NullField(std::uint16_t id, std::uint8_t tag) { return {id, tag, {}}; }
-
-std::span<const SectionKind> SectionKinds() { return Kinds(); }
-
-const SectionKind* FindSectionKind(std::uint16_t id) {
-    const auto& kinds = Kinds();
-    const auto found = std::find_if(kinds.begin(), kinds.end(), [&](const auto& k) { return k.id == id; });
-    return found == kinds.end() ? nullptr : &*found;
-}
-
-const SectionKind* FindSectionKind(std::string_view name) {
-    const auto& kinds = Kinds();
-    const auto found =
-        std::find_if(kinds.begin(), kinds.end(), [&](const auto& k) { return k.name == name; });
-    return found == kinds.end() ? nullptr : &*found;
-}
-
-namespace {
-
-template <std::size_t... Indexes>
-Content EmptyContent(std::size_t index, std::index_sequence<Indexes...>) {
-    Content content;
-    (void)((Indexes == index && (content.emplace<Indexes>(), true)) || ...);
-    return content;
-}
-
-}  // namespace
-
-Section MakeSection(std::uint16_t id) {
-    Section section;
-    section.id = id;
-    if (const SectionKind* kind = FindSectionKind(id)) {
-        section.content =
-            EmptyContent(kind->contentIndex, std::make_index_sequence<std::variant_size_v<Content>>());
-    }
-    return section;
-}
 
 std::vector<SectionPlace> Layout(const File& file) {
     Emitter counter(Emitter::Mode::Count);
@@ -620,7 +448,7 @@ struct SymbolStreamWriter::State {
 
 SymbolStreamWriter::SymbolStreamWriter(const File& shell, std::ostream& out)
     : state(std::make_unique<State>(shell, out)) {
-    const auto holdsSymbols = [](const Section& s) { return std::holds_alternative<Symbols>(s.content); };
+    const auto holdsSymbols = [](const Section& s) { return s.id == kSymbolSection && !s.raw; };
     const auto& sections = shell.sections;
     if (std::count_if(sections.begin(), sections.end(), holdsSymbols) != 1) {
         throw WriteError("/sections", "a streamed file has one section for its symbols");
@@ -639,14 +467,14 @@ SymbolStreamWriter::SymbolStreamWriter(const File& shell, std::ostream& out)
     const Section& section = sections[state->symbolSection];
     state->out.Put(section.before.data(), section.before.size());
     state->out.Number(section.idInFile.value_or(section.id), 2);
-    for (const Symbol& symbol : std::get<Symbols>(section.content).symbols) {
+    for (const Row& symbol : section.rows) {
         Add(symbol);
     }
 }
 
 SymbolStreamWriter::~SymbolStreamWriter() = default;
 
-void SymbolStreamWriter::Add(const Symbol& symbol) {
+void SymbolStreamWriter::Add(const Row& symbol) {
     const At section(state->out, "sections", state->symbolSection);
     const At at(state->out, "symbols", state->symbolCount);
     const std::uint64_t bytes = state->out.Measure([&](Emitter& to) { EmitSymbol(to, symbol); });
@@ -681,7 +509,7 @@ void SymbolStreamWriter::Finish() {
     }
 }
 
-void AppendSymbol(Bytes& bytes, const Symbol& symbol) {
+void AppendSymbol(Bytes& bytes, const Row& symbol) {
     Emitter check(Emitter::Mode::Count);
     EmitSymbol(check, symbol);  // throws before `bytes` is touched
     Emitter out(std::move(bytes));
@@ -703,14 +531,14 @@ void Patch(Bytes& bytes, std::size_t offset, std::span<const std::uint8_t> repla
 }
 
 void PatchU16(Bytes& bytes, std::size_t offset, std::uint16_t value) {
-    const std::uint8_t raw[] = {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8)};
+    std::uint8_t raw[2];
+    torva::WriteNumber(raw, value, sizeof raw);
     Patch(bytes, offset, raw);
 }
 
 void PatchU32(Bytes& bytes, std::size_t offset, std::uint32_t value) {
-    const std::uint8_t raw[] = {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
-                                static_cast<std::uint8_t>(value >> 16),
-                                static_cast<std::uint8_t>(value >> 24)};
+    std::uint8_t raw[4];
+    torva::WriteNumber(raw, value, sizeof raw);
     Patch(bytes, offset, raw);
 }
 

@@ -18,6 +18,7 @@
 
 #include "TorvaAPI.h"
 #include "format/Fields.h"
+#include "format/Sections.h"
 #include "symwrite/SymFileWriter.h"
 
 namespace torva::test {
@@ -47,13 +48,23 @@ inline Bytes Text(const std::string& text) {
 }
 inline Bytes Fill(std::size_t size, u8 value = 0) { return Bytes(size, value); }
 
-inline symwrite::Section MakeSection(u16 id, symwrite::Content content) {
-    symwrite::Section section = symwrite::MakeSection(id);
-    section.content = std::move(content);
+inline symwrite::Section MakeSection(u16 id, std::vector<symwrite::Row> rows) {
+    symwrite::Section section;
+    section.id = id;
+    section.rows = std::move(rows);
+    return section;
+}
+inline symwrite::Section DefaultsSection(std::vector<symwrite::Field> fields) {
+    symwrite::Section section;
+    section.id = 1;
+    section.fields = std::move(fields);
     return section;
 }
 inline symwrite::Section RawSection(u16 id, Bytes body) {
-    return MakeSection(id, symwrite::Raw{std::move(body)});
+    symwrite::Section section;
+    section.id = id;
+    section.raw = std::move(body);
+    return section;
 }
 inline Bytes FileOf(std::vector<symwrite::Section> sections, Bytes behind = {}) {
     symwrite::File file;

@@ -10,7 +10,7 @@ namespace {
 using namespace symwrite;
 using List = std::vector<u16>;
 
-const symwrite::Section kOther = MakeSection(17, RealDelayMapping{{{1, 2}}});
+const symwrite::Section kOther = MakeSection(17, {{{1, 2}}});
 
 std::string Shown(const List& values) {
     std::string text = " [";
@@ -34,13 +34,13 @@ struct Kind {
     i32 (*initial)(u16);
 
     symwrite::Section Section(const std::vector<Group>& groups) const {
-        EodItems eod;
-        ExchangeSupport support;
+        std::vector<Row> rows;
         for (const Group& g : groups) {
-            eod.groups.push_back({g.ids, g.second, g.third, g.first, {}, {}, {}, {}});
-            support.groups.push_back({g.ids, g.first, {}, {}});
+            Row& row = rows.emplace_back(lists == 3 ? std::vector<Cell>{g.first, g.second, g.third}
+                                                    : std::vector<Cell>{g.first});
+            for (const u16 one : g.ids) row.rows.push_back({{one}});
         }
-        return lists == 3 ? MakeSection(18, eod) : MakeSection(21, support);
+        return MakeSection(id, std::move(rows));
     }
     // One call with arrays of these capacities: "OK 7 [1 2] [] [3]".
     std::string Next(u16 h, const std::array<u32, 3>& room = {4, 4, 4}) const {
@@ -214,9 +214,8 @@ TEST_P(Definitions, MemoryGrowsWithTheFile) {
 }
 
 TEST(ExchangeSupport, MoreThan65535Groups) {
-    ExchangeSupport support;
-    support.groups.assign(70000, {{1}, {}, {}, {}});
-    support.groups.back() = {{2}, {3}, {}, {}};
+    std::vector<Row> support(70000, Row({List{}}, {{{1}}}));
+    support.back() = Row({List{3}}, {{{2}}});
     InBothModes(FileOf({MakeSection(21, support)}),
                 [](u16 h) { EXPECT_EQ(kKinds[1].Walk(h), "2; OK 1 []; OK 2 [3]; END"); });
 }

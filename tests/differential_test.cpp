@@ -198,31 +198,24 @@ symwrite::File ArenaFile(size_t length, size_t second, uint16_t only = 0) {
     const std::string text(length, 'a');
     const std::string other(second, 'b');
     symwrite::File file;
-    const auto add = [&file, only](uint16_t id, symwrite::Content content) {
-        if (only != 0 && id != only && id != 1) return;
-        symwrite::Section section = symwrite::MakeSection(id);
-        section.content = std::move(content);
-        file.sections.push_back(std::move(section));
+    const auto add = [&file, only](uint16_t id, std::vector<symwrite::Row> rows) {
+        if (only == 0 || id == only) file.sections.push_back({.id = id, .rows = std::move(rows)});
     };
     using symwrite::NumberField;
     using symwrite::TextField;
-    add(1, symwrite::DefaultFields{{NumberField(40, 8, 0x11223344), NumberField(41, 9, 0x556677)}});
-    add(2,
-        symwrite::Symbols{{{"S", {TextField(1, text), NumberField(2, 8, 77), TextField(3, other)}, {}},
-                           {"T", {TextField(1, other), TextField(3, text), NumberField(4, 6, 9)}, {}},
-                           {"U", {NumberField(4, 1, 9), TextField(5, text), symwrite::NullField(6)}, {}}}});
-    add(6, symwrite::QuickGroups{
-               {{"group", {TextField(1, std::string(60000, 'q')), NumberField(2, 9, 3)}, {}}}});
-    add(7, symwrite::EidrSections{{{1, text, other}, {2, "x", "y"}}});
-    add(8,
-        symwrite::Level2Sections{{{1, {{1, text, other}, {2, "x", "y"}, {3, other, text}, {4, "", ""}}, {}},
-                                  {2, {{1, "x", text}, {2, other, "z"}, {5, text, text}}, {}}}});
-    for (const uint16_t id : {uint16_t{9}, uint16_t{19}})
-        add(id, symwrite::Directory{{{1, text}, {2, other}}});
-    add(13, symwrite::Objects{{{1, {{text, {{1, other, {{1, text}, {2, other}}, {}}}, {}}}, {}, {}}}});
-    add(14, symwrite::ForeignTrade{{{1, text, {{1, {text, other, "n"}, {}}, {2, {other, text}, {}}}, {}}}});
-    add(15, symwrite::GlobalRelated{
-                {{1, {{{{1, text}, {2, other}, {3, ""}}, {}}, {{{1, other}, {2, text}}, {}}}, {}}}});
+    file.sections.push_back(
+        {.id = 1, .fields = {NumberField(40, 8, 0x11223344), NumberField(41, 9, 0x556677)}});
+    add(2, {{"S", {TextField(1, text), NumberField(2, 8, 77), TextField(3, other)}, {}},
+            {"T", {TextField(1, other), TextField(3, text), NumberField(4, 6, 9)}, {}},
+            {"U", {NumberField(4, 1, 9), TextField(5, text), symwrite::NullField(6)}, {}}});
+    add(6, {{"group", {TextField(1, std::string(60000, 'q')), NumberField(2, 9, 3)}, {}}});
+    add(7, {{{1, text, other}}, {{2, "x", "y"}}});
+    add(8, {{{1}, {{{1, text, other}}, {{2, "x", "y"}}, {{3, other, text}}, {{4, "", ""}}}},
+            {{2}, {{{1, "x", text}}, {{2, other, "z"}}, {{5, text, text}}}}});
+    for (const uint16_t id : {uint16_t{9}, uint16_t{19}}) add(id, {{{1, text}}, {{2, other}}});
+    add(13, {{{1}, {{{text}, {{{1, other}, {{{1, text}}, {{2, other}}}}}}}}});
+    add(14, {{{1, text}, {{{1}, {{{text}}, {{other}}, {{"n"}}}}, {{2}, {{{other}}, {{text}}}}}}});
+    add(15, {{{1}, {{{}, {{{1, text}}, {{2, other}}, {{3, ""}}}}, {{}, {{{1, other}}, {{2, text}}}}}}});
     return file;
 }
 

@@ -7,7 +7,7 @@ namespace {
 
 using namespace symwrite;
 
-const symwrite::Section kOther = MakeSection(3, JumpPrices{{{1, {{}}, {}}}});
+const symwrite::Section kOther = MakeSection(3, {{{1}, {{}}}});
 
 // A section of one kind with something wrong about it, ahead of another section.
 Bytes With(symwrite::Section section, const std::function<void(symwrite::Section&)>& change) {
@@ -35,8 +35,10 @@ protected:
     const Family& family = GetParam();
     const std::size_t head = 2 + 4 + family.countWidth;
 
-    symwrite::Section Section(std::vector<DirectoryElement> elements) const {
-        return MakeSection(family.id, symwrite::Directory{std::move(elements)});
+    symwrite::Section Section(const std::vector<std::pair<u32, std::string>>& elements) const {
+        std::vector<Row> rows;
+        for (const auto& [id, name] : elements) rows.push_back({{id, name}});
+        return MakeSection(family.id, std::move(rows));
     }
 
     // One call with a buffer of `size` bytes: "MORE 1=AA". What was not delivered shows as the untouched
@@ -150,7 +152,7 @@ TEST_P(Directories, WideNumbers) {
         ExpectWalk(
             With(Section({{1, "x"}}), [](auto& s) { s.count = 0x80000000U; }), [&](u16 h) { return Walk(h); },
             "-2147483648; MORE 1=x; END");
-        InBothModes(FileOf({Section(std::vector<DirectoryElement>(70000, {7, "n"}))}), [&](u16 h) {
+        InBothModes(FileOf({Section(std::vector<std::pair<u32, std::string>>(70000, {7, "n"}))}), [&](u16 h) {
             EXPECT_EQ(family.initial(h), 70000);
             for (int i = 1; i < 70000; ++i) ASSERT_EQ(Next(h), "MORE 7=n") << i;
             EXPECT_EQ(Next(h), "OK 7=n");
@@ -163,7 +165,7 @@ TEST(DirectoriesTogether, OneAfterTheOther) {
     std::vector<symwrite::Section> sections;
     for (const Family& family : kFamilies) {
         const std::string name = "s" + std::to_string(family.id);
-        sections.push_back(MakeSection(family.id, symwrite::Directory{{{family.id, name}, {1, "y"}}}));
+        sections.push_back(MakeSection(family.id, {{{family.id, name}}, {{1, "y"}}}));
     }
     InBothModes(FileOf(sections), [](u16 h) {
         for (const Family& family : kFamilies) EXPECT_EQ(family.initial(h), 2);
@@ -208,12 +210,18 @@ std::string WalkSectionGroups(u16 h, i32 capacity = 3) {
     return WalkOn(tv_InitializeSection11(h), [&] { return NextGroup(h, capacity); });
 }
 
-symwrite::Section Groups(std::vector<SectionGroup> groups) {
-    return MakeSection(11, SectionGroups{std::move(groups)});
+struct Group {
+    u8 id;
+    std::vector<u16> members;
+};
+symwrite::Section Groups(const std::vector<Group>& groups) {
+    std::vector<Row> rows;
+    for (const Group& group : groups) rows.push_back({{group.id, group.members}});
+    return MakeSection(11, std::move(rows));
 }
 
 TEST(SectionGroupTable, EveryCapacity) {
-    const Bytes bytes = FileOf({Groups({{7, {1, 2, 3}, {}}, {9, {}, {}}}), kOther});
+    const Bytes bytes = FileOf({Groups({{7, {1, 2, 3}}, {9, {}}}), kOther});
     const char* const kExpected[] = {
         "2; MORE 7: 1; MORE 7: 2; MORE 7: 3; OK 9:; END",
         "2; MORE 7: 1 2; MORE 7: 3; OK 9:; END",
@@ -244,11 +252,11 @@ TEST(SectionGroupTable, EveryCapacity) {
 }
 
 TEST(SectionGroupTable, WhereTheWalkEnds) {
-    const symwrite::Section two = Groups({{7, {1, 2, 3}, {}}, {9, {4, 5, 6}, {}}});
+    const symwrite::Section two = Groups({{7, {1, 2, 3}}, {9, {4, 5, 6}}});
     const auto cut = [&](std::size_t length) { return CutAt(FileOf({two}), 12 + 7 + length); };
     const WalkCase kCases[] = {
         {"at the end of the file", FileOf({two}), "2; MORE 7: 1 2 3; OK 9: 4 5 6; END"},
-        {"one group", FileOf({Groups({{7, {1}, {}}}), kOther}), "1; OK 7: 1; END"},
+        {"one group", FileOf({Groups({{7, {1}}}), kOther}), "1; OK 7: 1; END"},
         {"section of 7 bytes", With(two, [](auto& s) { s.directorySize = 7; }),
          "END; MORE 7: 1 2 3; OK 9: 4 5 6; END"},
         {"only a head", FileOf({Groups({})}), "END; END"},
@@ -279,7 +287,7 @@ TEST(SectionGroupTable, WhereTheWalkEnds) {
         EXPECT_EQ(NextGroup(h, 1), "MORE 7: 1");
         EXPECT_EQ(NextGroup(h, 1), "END");
     });
-    std::vector<SectionGroup> many(255, {1, std::vector<u8>(255, 8), {}});
+    const std::vector<Group> many(255, {1, std::vector<u16>(255, 8)});
     InBothModes(FileOf({Groups(many)}), [](u16 h) {
         EXPECT_EQ(tv_InitializeSection11(h), 255);
         std::string expected = "MORE 1:";
@@ -308,7 +316,7 @@ std::string WalkExchanges(u16 h, i32 limit1 = 4, i32 limit2 = 4) {
 
 TEST(ExchangeTable, WhereTheWalkEnds) {
     const symwrite::Section three =
-        MakeSection(16, Exchanges{{{1, "ab", "c"}, {65535, "", ""}, {2, "four", "d"}}});
+        MakeSection(16, {{{1, "ab", "c"}}, {{65535, "", ""}}, {{2, "four", "d"}}});
     const std::string all = "3; MORE 1/ab/c; MORE 65535//; OK 2/four/d; END";
     const auto cut = [&](std::size_t length) { return CutAt(FileOf({three}), 12 + 8 + length); };
     const WalkCase kCases[] = {
@@ -371,7 +379,7 @@ std::string WalkPairs(u16 h) {
 }
 
 TEST(RealDelayTable, WhereTheWalkEnds) {
-    const symwrite::Section three = MakeSection(17, RealDelayMapping{{{1, 2}, {3, 4}, {5, 6}}});
+    const symwrite::Section three = MakeSection(17, {{{1, 2}}, {{3, 4}}, {{5, 6}}});
     const auto limit = [&](u32 bytes) { return With(three, [=](auto& s) { s.headValue = bytes; }); };
     const std::string all = "3; OK 1>2; OK 3>4; OK 5>6; END";
     const WalkCase kCases[] = {

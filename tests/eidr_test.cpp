@@ -6,7 +6,7 @@ namespace {
 
 using namespace symwrite;
 
-const symwrite::Section kOther = MakeSection(17, RealDelayMapping{{{1, 2}}});
+const symwrite::Section kOther = MakeSection(17, {{{1, 2}}});
 const std::size_t kHead = 12 + 2 + 4;  // of a file with one section: where its groups begin
 
 Field Byte(u16 id, u8 value) { return NumberField(id, 1, value); }
@@ -53,16 +53,14 @@ std::string WalkQuick(u16 h) {
     return WalkOn(tv_InitialSection6(h), [&] { return QuickCall().Next(h); });
 }
 
-symwrite::Section Quick(std::vector<QuickGroup> groups) {
-    return MakeSection(6, QuickGroups{std::move(groups)});
-}
+symwrite::Section Quick(std::vector<Row> groups) { return MakeSection(6, std::move(groups)); }
 
 TEST(EidrQuickGroups, Walk) {
     const std::string fortyNine(49, 'n');
     const u64 n = 0x8877665544332211U;
     const struct {
         const char* name;
-        std::vector<QuickGroup> groups;
+        std::vector<Row> groups;
         std::string expected;
     } kCases[] = {
         {"one field", {{"g", {Byte(1, 5)}, {}}}, "OK; OK g.1:05; END"},
@@ -203,15 +201,13 @@ std::string WalkEidr(u16 h, u32 size1 = 8, u32 size2 = 8) {
 std::string WalkEidrPlainly(u16 h) { return WalkEidr(h); }
 
 TEST(EidrSections, WhereTheSectionEnds) {
-    const auto section = [](std::vector<TwoTexts> elements) {
-        return MakeSection(7, EidrSections{std::move(elements)});
-    };
-    const symwrite::Section two = section({{1, "a", "bc"}, {65535, "", ""}});  // 7 + 4 bytes
+    const auto section = [](std::vector<Row> elements) { return MakeSection(7, std::move(elements)); };
+    const symwrite::Section two = section({{{1, "a", "bc"}}, {{65535, "", ""}}});  // 7 + 4 bytes
     const auto cut = [&](std::size_t length) { return CutAt(FileOf({two}), kHead + length); };
     const WalkCase kCases[] = {
         {"two", FileOf({two, kOther}), "OK; MORE 1/a/bc; OK 65535//; END"},
         {"two at the end of the file", FileOf({two}), "OK; MORE 1/a/bc; OK 65535//; END"},
-        {"one", FileOf({section({{3, "x", ""}}), kOther}), "OK; OK 3/x/; END"},
+        {"one", FileOf({section({{{3, "x", ""}}}), kOther}), "OK; OK 3/x/; END"},
         {"only a head", FileOf({section({}), kOther}), "END; END"},
         {"section of 6 bytes", With(two, [](auto& s) { s.directorySize = 6; }), "END; END"},
         {"section ends inside an element", With(two, [](auto& s) { s.directorySize = 6 + 3; }),
@@ -233,7 +229,7 @@ TEST(EidrSections, WhereTheSectionEnds) {
 }
 
 TEST(EidrSections, RoomAndCounts) {
-    const Bytes bytes = FileOf({MakeSection(7, EidrSections{{{1, "abc", "de"}, {2, "f", "g"}}}), kOther});
+    const Bytes bytes = FileOf({MakeSection(7, {{{1, "abc", "de"}}, {{2, "f", "g"}}}), kOther});
     ExpectWalk(
         bytes, [](u16 h) { return WalkEidr(h, 4, 3); }, "OK; MORE 1/abc/de; OK 2/f/g; END");
     ExpectWalk(

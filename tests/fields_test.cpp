@@ -10,8 +10,8 @@ namespace {
 using namespace symwrite;
 
 Bytes OneSymbol(std::vector<Field> fields, std::vector<Field> defaults = {}) {
-    std::vector<symwrite::Section> sections = {MakeSection(2, Symbols{{{"S", std::move(fields), {}}}})};
-    if (!defaults.empty()) sections.push_back(MakeSection(1, DefaultFields{std::move(defaults)}));
+    std::vector<symwrite::Section> sections = {MakeSection(2, {{"S", std::move(fields), {}}})};
+    if (!defaults.empty()) sections.push_back(DefaultsSection(std::move(defaults)));
     return FileOf(std::move(sections));
 }
 

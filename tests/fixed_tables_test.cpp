@@ -11,12 +11,6 @@ using namespace symwrite;
 
 // Records that can be told apart: all bytes of record n are n. Shown by that number, or in hex when they
 // differ.
-template <std::size_t Size>
-std::array<u8, Size> Filled(u8 value) {
-    std::array<u8, Size> record;
-    record.fill(value);
-    return record;
-}
 template <class Record>
 std::string Show(const Record& record) {
     const auto* const bytes = reinterpret_cast<const u8*>(&record);
@@ -75,15 +69,13 @@ std::string WalkLevel2(u16 h, i32 capacity = 3) {
     return WalkGroups(h, capacity, tv_GetNextSectionL2Group, tv_GetAgainSectionL2Data);
 }
 
-JumpPriceGroup Jumps(u8 id, const std::vector<u8>& values) {
-    JumpPriceGroup group{id, {}, {}};
-    for (const u8 value : values) group.records.push_back(Filled<24>(value));
+Row Jumps(u8 id, const std::vector<u8>& values) {
+    Row group({id});
+    for (const u8 value : values) group.rows.push_back({{std::string(24, static_cast<char>(value))}});
     return group;
 }
-symwrite::Section JumpTable(std::vector<JumpPriceGroup> groups) {
-    return MakeSection(3, JumpPrices{std::move(groups)});
-}
-const symwrite::Section kOther = MakeSection(17, RealDelayMapping{{{1, 2}}});
+symwrite::Section JumpTable(std::vector<Row> groups) { return MakeSection(3, std::move(groups)); }
+const symwrite::Section kOther = MakeSection(17, {{{1, 2}}});
 void EnterAnotherSection(u16 h) { EXPECT_EQ(tv_InitialRealDelayMappingSection(h), 1); }
 
 TEST(JumpPrices, EveryCapacity) {
@@ -128,7 +120,7 @@ TEST(JumpPrices, EveryCapacity) {
 }
 
 TEST(JumpPrices, WhereTheTableEnds) {
-    const std::vector<JumpPriceGroup> two = {Jumps(7, {1, 2}), Jumps(8, {3})};
+    const std::vector<Row> two = {Jumps(7, {1, 2}), Jumps(8, {3})};
     const auto sized = [&](u32 size) {
         symwrite::Section section = JumpTable(two);
         section.directorySize = size;
@@ -183,9 +175,9 @@ TEST(JumpPrices, EveryTruncation) {
 // --------------------------------------------------------------------------------------------------------
 
 symwrite::Section BrokerTable(const std::vector<u8>& values) {
-    Brokers brokers;
-    for (const u8 value : values) brokers.records.push_back(Filled<30>(value));
-    return MakeSection(4, std::move(brokers));
+    std::vector<Row> records;
+    for (const u8 value : values) records.push_back({{std::string(30, static_cast<char>(value))}});
+    return MakeSection(4, std::move(records));
 }
 
 std::string NextBrokers(u16 h, i32 capacity, i32* count) {
@@ -270,14 +262,11 @@ TEST(Brokers, WhereTheTableEnds) {
 // --- section 8
 // --------------------------------------------------------------------------------------------------------
 
-symwrite::Section Level2(std::vector<Level2Group> groups) {
-    return MakeSection(8, Level2Sections{std::move(groups)});
-}
+symwrite::Section Level2(std::vector<Row> groups) { return MakeSection(8, std::move(groups)); }
 
 TEST(Level2, EveryCapacity) {
     const Bytes bytes = FileOf(
-        {Level2(
-             {{7, {{1, "a", "bb"}, {2, "", ""}, {3, "c", ""}}, {}}, {8, {}, {}}, {9, {{4, "d", "e"}}, {}}}),
+        {Level2({{{7}, {{{1, "a", "bb"}}, {{2, "", ""}}, {{3, "c", ""}}}}, {{8}}, {{9}, {{{4, "d", "e"}}}}}),
          kOther});
     const char* const kExpected[] = {
         "7: MORE 1/a/bb; MORE 2//; OK 3/c/; 8: OK; 9: OK 4/d/e; END",
@@ -323,7 +312,7 @@ TEST(Level2, EveryCapacity) {
 
 // The directory tells the size of the groups alone; the six bytes ahead of them do not count.
 TEST(Level2, WhereTheTableEnds) {
-    const std::vector<Level2Group> two = {{7, {{1, "a", "b"}, {2, "c", "d"}}, {}}, {8, {{3, "e", "f"}}, {}}};
+    const std::vector<Row> two = {{{7}, {{{1, "a", "b"}}, {{2, "c", "d"}}}}, {{8}, {{{3, "e", "f"}}}}};
     const auto sized = [&](u32 size) {
         symwrite::Section section = Level2(two);
         section.directorySize = size;
@@ -338,7 +327,7 @@ TEST(Level2, WhereTheTableEnds) {
         {"an item ends the section", sized(7), "7: FORMAT 1/a/b 2/c/d"},
         {"inside an item", sized(11), "7: FORMAT 1/a/b 2/c/d"},
         {"inside the first item", sized(6), "7: FORMAT 1/a/b"},
-        {"empty group at the section's end", FileOf({Level2({{7, {}, {}}}), kOther}), "7: END"},
+        {"empty group at the section's end", FileOf({Level2({{{7}}}), kOther}), "7: END"},
         {"no section", FileOf({kOther}), "END"},
         {"cut behind a lead byte", CutAt(last, groups + 3), "7: FORMAT 1/null/null"},
         {"cut behind a text", CutAt(last, groups + 5), "7: FORMAT 1/a/null"},
@@ -348,8 +337,8 @@ TEST(Level2, WhereTheTableEnds) {
         {"cut ahead of the groups", CutAt(last, groups), "END"},
     };
     ExpectWalks(kCases, [](u16 h) { return WalkLevel2(h); });
-    Level2Group longest{9, {}, {}};
-    for (int i = 0; i < 255; ++i) longest.items.push_back({static_cast<u8>(i), "x", "y"});
+    Row longest({9});
+    for (int i = 0; i < 255; ++i) longest.rows.push_back({{i, "x", "y"}});
     InBothModes(FileOf({Level2({longest}), kOther}), [](u16 h) {
         u8 id = 0;
         i32 count = 0, sum = 0;
@@ -371,25 +360,25 @@ TEST(Level2, FullArena) {
     const std::string half(kRoom / 2, 'h'), whole(kRoom - 2, 'w'), over(kRoom + 5, 'o');
     const struct {
         const char* name;
-        std::vector<Level2Item> items;
+        std::vector<Row> items;
         std::string expected;
     } kCases[] = {
         {"the third waits",
-         {{1, "a", half}, {2, "b", "c"}, {3, "d", half}, {4, "", ""}},
+         {{{1, "a", half}}, {{2, "b", "c"}}, {{3, "d", half}}, {{4, "", ""}}},
          "7: MORE 1/a/" + half + " 2/b/c; OK 3/d/" + half + " 4//; 9: OK 5/z/z; END"},
         {"first text takes all",
-         {{1, whole, "x"}, {2, "b", "c"}},
+         {{{1, whole, "x"}}, {{2, "b", "c"}}},
          "7: MORE 1/" + whole + "/null; OK 2/b/c; 9: OK 5/z/z; END"},
         {"too long alone",
-         {{1, over, "x"}, {2, "b", over}, {3, "", ""}},
+         {{{1, over, "x"}}, {{2, "b", over}}, {{3, "", ""}}},
          "7: MORE 1/null/x; OK 2/b/null 3//; 9: OK 5/z/z; END"},
         {"too long behind others",
-         {{1, "a", "b"}, {2, over, over}, {3, "", ""}},
+         {{{1, "a", "b"}}, {{2, over, over}}, {{3, "", ""}}},
          "7: MORE 1/a/b; OK 2/null/null 3//; 9: OK 5/z/z; END"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.name);
-        InBothModes(FileOf({Level2({{7, c.items, {}}, {9, {{5, "z", "z"}}, {}}}), kOther}),
+        InBothModes(FileOf({Level2({{{7}, c.items}, {{9}, {{{5, "z", "z"}}}}}), kOther}),
                     [&](u16 h) {
                         const std::string walk = WalkLevel2(h, 8);
                         const auto shorter = [](std::string text) {

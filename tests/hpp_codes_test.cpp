@@ -129,9 +129,8 @@ TEST(Hpp, EveryAllocationOfItsOwnMayFail) {
 
 // Going on at a level passes over what is below, and meets the damage there.
 TEST(Hpp, LevelsLeftEarlyMeetTheDamageBelow) {
-    const symwrite::Objects objects{
-        {{1, {{"source", {{1, "symbol", {{1, "data"}, {2, "data"}}, {}}}, {}}}, {}, {}}}};
-    const Bytes whole = FileOf({MakeSection(13, objects)});
+    const Bytes whole =
+        FileOf({MakeSection(13, {{{1}, {{{"source"}, {{{1, "symbol"}, {{{1, "data"}}, {{2, "data"}}}}}}}}})});
     const TempFile bytes(symwrite::CutAt(whole, whole.size() - 3));
     tvapi::File file;
     for (const int levels : {1, 2, 3}) {
@@ -169,7 +168,7 @@ TEST(Hpp, RangesOfAFileThatIsNotOpen) {
 
 // A range-for over a temporary range loses the range; the file keeps its error.
 TEST(Hpp, TheFirstErrorStaysWithTheFile) {
-    const TempFile bytes(FileOf({MakeSection(2, symwrite::Symbols{{{"S", {}, {}}}}), RawSection(16, {})}));
+    const TempFile bytes(FileOf({MakeSection(2, {{"S", {}, {}}}), RawSection(16, {})}));
     tvapi::File file;
     ASSERT_EQ(file.open(bytes.Path()), SYM_OK);
     EXPECT_EQ(file.error(), SYM_OK);

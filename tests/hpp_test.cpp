@@ -21,29 +21,25 @@ symwrite::File LongLists();  // for hpp_codes_test.cpp, too
 // file.
 symwrite::File LongLists() {
     symwrite::File file;
-    symwrite::Symbols symbols;
-    symbols.symbols.resize(5);
-    symwrite::JumpPrices jumps;
-    symwrite::Brokers brokers;
-    symwrite::ForeignTrade trade;
-    trade.heads = {{1, "head", {{2, {}, {}}, {3, {"last"}, {}}}, {}}};
-    symwrite::EodItemGroup define = {{9, 4}, {1}, {}, {}, {}, {}, {}, {}};
-    symwrite::ExchangeSupportGroup support = {{5}, {}, {}, {}};
+    using List = std::vector<u16>;
+    std::vector<symwrite::Row> symbols(5, {"", {}, {}}), jumps, brokers;
+    symwrite::Row names({2});
+    List numbers;
     for (u16 i = 0; i < 1000; ++i) {
-        symbols.symbols[i % 2U].fields.push_back(symwrite::TextField(i, std::to_string(i)));
-        jumps.groups.resize(i / 400U + 1U);
-        jumps.groups.back().records.push_back({static_cast<u8>(i), static_cast<u8>(i / 256U)});
-        brokers.records.push_back({static_cast<u8>(i), static_cast<u8>(i / 256U)});
-        trade.heads[0].items[0].names.push_back(std::to_string(i));
-        define.first.push_back(i);
-        support.items.push_back(i);
+        symbols[i % 2U].fields.push_back(symwrite::TextField(i, std::to_string(i)));
+        const std::string record = {static_cast<char>(i), static_cast<char>(i / 256U)};
+        jumps.resize(i / 400U + 1U, symwrite::Row({0}));
+        jumps.back().rows.push_back({{record}});
+        brokers.push_back({{record}});
+        names.rows.push_back({{std::to_string(i)}});
+        numbers.push_back(i);
     }
-    jumps.groups.push_back({77, {}, {}});
+    jumps.push_back({{77}});
     file.sections = {MakeSection(2, symbols),
                      MakeSection(4, brokers),
-                     MakeSection(14, trade),
-                     MakeSection(18, symwrite::EodItems{{define}}),
-                     MakeSection(21, symwrite::ExchangeSupport{{support}}),
+                     MakeSection(14, {{{1, "head"}, {names, {{3}, {{{"last"}}}}}}}),
+                     MakeSection(18, {{{numbers, List{1}, List{}}, {{{9}}, {{4}}}}}),
+                     MakeSection(21, {{{numbers}, {{{5}}}}}),
                      MakeSection(3, jumps)};
     return file;
 }
@@ -114,19 +110,19 @@ i32 ResultOf(Range&& range) {
 }
 
 symwrite::Section SymbolsOf(std::initializer_list<const char*> texts) {
-    symwrite::Symbols symbols;
-    for (const char* text : texts) symbols.symbols.push_back({text, {symwrite::TextField(7, text)}, {}});
-    return MakeSection(2, symbols);
+    std::vector<symwrite::Row> symbols;
+    for (const char* text : texts) symbols.push_back({text, {symwrite::TextField(7, text)}, {}});
+    return MakeSection(2, std::move(symbols));
 }
 symwrite::Section CountriesOf(std::initializer_list<const char*> names) {
-    symwrite::Directory directory;
-    for (u32 id = 1; const char* name : names) directory.elements.push_back({id++, name});
-    return MakeSection(10, directory);
+    std::vector<symwrite::Row> countries;
+    for (u32 id = 1; const char* name : names) countries.push_back({{id++, name}});
+    return MakeSection(10, std::move(countries));
 }
 symwrite::Section SupportOf(u16 ids) {
-    symwrite::ExchangeSupport support;
-    for (u16 id = 1; id <= ids; ++id) support.groups.push_back({{id}, {id}, {}, {}});
-    return MakeSection(21, support);
+    std::vector<symwrite::Row> support;
+    for (u16 id = 1; id <= ids; ++id) support.push_back({{std::vector<u16>{id}}, {{{id}}}});
+    return MakeSection(21, std::move(support));
 }
 
 // Sections 2, 3 and 8 begin at their first record wherever they were left, by way of another section; without
@@ -254,15 +250,13 @@ TEST(Hpp, NestedLevelsMayBeLeftEarly) {
     std::vector<std::string> expected;
     std::vector<std::string> found;
     for (const auto& section : data.sections) {
-        if (const auto* objects = std::get_if<symwrite::Objects>(&section.content)) {
-            for (const auto& type : objects->types) {
-                for (const auto& source : type.sources) {
-                    expected.push_back(source.source);
-                    for (const auto& symbol : source.symbols) expected.push_back(symbol.symbol);
-                }
+        for (const auto& row : section.rows) {
+            if (section.id == 14) expected.push_back(row.cells[1].bytes);
+            if (section.id != 13) continue;
+            for (const auto& source : row.rows) {
+                expected.push_back(source.cells[0].bytes);
+                for (const auto& symbol : source.rows) expected.push_back(symbol.cells[1].bytes);
             }
-        } else if (const auto* trade = std::get_if<symwrite::ForeignTrade>(&section.content)) {
-            for (const auto& head : trade->heads) expected.push_back(head.name);
         }
     }
     // Symbols with one data record read of each, sources with all but their last symbols read.
@@ -291,9 +285,9 @@ TEST(Hpp, NestedLevelsMayBeLeftEarly) {
 }
 
 TEST(Hpp, ValuesThatAreKept) {
-    symwrite::Symbols symbols;
-    symbols.symbols = {{"ONE", {symwrite::TextField(7, "kept"), symwrite::NumberField(8, 3, 0x01020304)}, {}},
-                       {"TWO", {symwrite::NullField(7)}, {}}};
+    const std::vector<symwrite::Row> symbols = {
+        {"ONE", {symwrite::TextField(7, "kept"), symwrite::NumberField(8, 3, 0x01020304)}, {}},
+        {"TWO", {symwrite::NullField(7)}, {}}};
     const TempFile bytes(FileOf({MakeSection(2, symbols)}));
     tvapi::Value kept;
     std::vector<tvapi::OwnedSymbol> owned;
@@ -363,8 +357,7 @@ TEST(Hpp, NumbersOfEveryTag) {
 
 TEST(Hpp, WhyAFileDoesNotOpen) {
     const TempFile sound(FileOf({SymbolsOf({"A"}), CountriesOf({"X"})}));
-    const TempFile cut(symwrite::CutAt(
-        FileOf({MakeSection(1, symwrite::DefaultFields{{symwrite::TextField(7, "default")}})}), 24));
+    const TempFile cut(symwrite::CutAt(FileOf({DefaultsSection({symwrite::TextField(7, "default")})}), 24));
     const TempFile locked(FileOf({}));
     const TempFile secret(FileOf({}));
     std::filesystem::permissions(secret.Path(), std::filesystem::perms::none);
@@ -416,7 +409,7 @@ TEST(Hpp, WhyAFileDoesNotOpen) {
 // What a File answers without being read, and after the library has closed it.
 TEST(Hpp, AFileThatIsOnlyAsked) {
     const TempFile bytes(FileOf({SymbolsOf({"A"}), CountriesOf({"X"}), RawSection(99, {})}));
-    const TempFile defaults(FileOf({MakeSection(1, symwrite::DefaultFields{})}));
+    const TempFile defaults(FileOf({DefaultsSection({})}));
     tvapi::File file(std::filesystem::path(bytes.Path()));
     const tvapi::File& query = file;
     for (const auto& [section, expected] :
@@ -435,11 +428,8 @@ TEST(Hpp, AFileThatIsOnlyAsked) {
 }
 
 TEST(Hpp, ErrorsAreThrown) {
-    symwrite::Directory directory;
-    directory.elements = {{1, "A"}, {2, std::string(300, 'B')}};
-    symwrite::Symbols symbols;
-    symbols.symbols = {{"S", {symwrite::TextField(1, "x")}, 99U}};
-    const TempFile bytes(FileOf({MakeSection(10, directory), MakeSection(2, symbols)}));
+    const TempFile bytes(FileOf({MakeSection(10, {{{1, "A"}}, {{2, std::string(300, 'B')}}}),
+                                 MakeSection(2, {{"S", {symwrite::TextField(1, "x")}, 99U}})}));
     tvapi::OpenOptions how;
     how.textMax = 100;
     tvapi::File file(bytes.Path(), how);
@@ -480,19 +470,15 @@ Reached Walk(Range& range) {
 }
 
 TEST(Hpp, DamageCostsWhatItHitAndNothingAhead) {
-    symwrite::DefaultFields defaults;
-    defaults.fields = {symwrite::TextField(7, "default")};
-    symwrite::Symbols symbols;
-    symbols.symbols = {{"S1", {}, {}}, {"S2", {}, 702}};  // its fields and text take a byte more
-    for (u16 id = 1; id <= 100; ++id) symbols.symbols[1].fields.push_back(symwrite::NumberField(id, 3, id));
-    symwrite::Directory directory;
-    directory.elements = {{1, "A"}, {2, "B"}};
-    auto announcing = MakeSection(10, directory);
+    std::vector<symwrite::Row> symbols = {{"S1", {}, {}},
+                                          {"S2", {}, 702}};  // its fields and text take a byte more
+    for (u16 id = 1; id <= 100; ++id) symbols[1].fields.push_back(symwrite::NumberField(id, 3, id));
+    auto announcing = MakeSection(10, {{{1, "A"}}, {{2, "B"}}});
     announcing.count = 9;
-    symwrite::ExchangeSupport support;
-    support.groups = {{{5, 6}, {1, 2}, {}, {}}, {{7}, {3, 4}, {}, {}}};
+    using List = std::vector<u16>;
     auto bytes =
-        FileOf({MakeSection(1, defaults), MakeSection(2, symbols), announcing, MakeSection(21, support)});
+        FileOf({DefaultsSection({symwrite::TextField(7, "default")}), MakeSection(2, symbols), announcing,
+                MakeSection(21, {{{List{1, 2}}, {{{5}}, {{6}}}}, {{List{3, 4}}, {{{7}}}}})});
     bytes.pop_back();
     const TempFile path(bytes);
     tvapi::File file(path.Path());
@@ -537,21 +523,17 @@ TEST(Hpp, ElementsThatPassTheEndAreShown) {
         EXPECT_TRUE(look(*range.broken()));
     };
     tvapi::File file;
-    symwrite::JumpPrices jumps;
-    jumps.groups = {{1, {{}}, {}}, {2, {{}, {}}, {}}};
-    const auto jumpPath = open(MakeSection(3, jumps), 1, 0);
+    const auto jumpPath = open(MakeSection(3, {{{1}, {{}}}, {{2}, {{}, {}}}}), 1, 0);
     ASSERT_EQ(file.open(jumpPath->Path()), SYM_OK);
     expect(file.jumpPrices(), SYM_ERR_FORMAT, 1,
            [](const auto& group) { return group.id == 2 && group.records.size() == 2; });
-    symwrite::Level2Sections level2;
-    level2.groups = {{1, {{1, "a", "b"}}, {}}, {2, {{2, "c", "d"}, {3, "e", "f"}}, {}}};
-    const auto level2Path = open(MakeSection(8, level2), 7, 0);
+    const auto level2Path =
+        open(MakeSection(8, {{{1}, {{{1, "a", "b"}}}}, {{2}, {{{2, "c", "d"}}, {{3, "e", "f"}}}}}), 7, 0);
     ASSERT_EQ(file.open(level2Path->Path()), SYM_OK);
     expect(file.sectionsL2(), SYM_ERR_FORMAT, 1,
            [](const auto& group) { return group.id == 2 && group.items.size() == 2; });
-    symwrite::SectionGroups groups;
-    groups.groups = {{1, {1}, {}}, {2, {1, 2, 3}, {}}};
-    const auto groupPath = open(MakeSection(11, groups), 0, 1);
+    const auto groupPath =
+        open(MakeSection(11, {{{1, std::vector<u16>{1}}}, {{2, std::vector<u16>{1, 2, 3}}}}), 0, 1);
     ASSERT_EQ(file.open(groupPath->Path()), SYM_OK);
     expect(file.sectionGroups(), SYM_ERR_READ, 1,
            [](const auto& group) { return group.id == 2 && group.members.size() == 2; });

@@ -60,10 +60,9 @@ TEST(Lifecycle, ReleaseOfTheLastUserClosesAllFiles) {
 }
 
 TEST(Lifecycle, BudgetMustBeAboveNeedAndArena) {
-    const Bytes three = FileOf(
-        {MakeSection(1, DefaultFields{{NumberField(5, 1, 7), NumberField(6, 4, 9), TextField(7, "ab")}})});
-    const Bytes twins =
-        FileOf({MakeSection(1, DefaultFields{{NumberField(5, 6, 7), NumberField(5, 6, 7), NullField(5)}})});
+    const Bytes three =
+        FileOf({DefaultsSection({NumberField(5, 1, 7), NumberField(6, 4, 9), TextField(7, "ab")})});
+    const Bytes twins = FileOf({DefaultsSection({NumberField(5, 6, 7), NumberField(5, 6, 7), NullField(5)})});
     Bytes wrongId = three;
     PatchU16(wrongId, 12, 9);
     Bytes cut = three, tooLong = three;
@@ -79,7 +78,7 @@ TEST(Lifecycle, BudgetMustBeAboveNeedAndArena) {
         {"no section 1", FileOf({RawSection(9, {})}), 102400, SYM_ERR_PARAM, 1},
         {"section 1 of wrong id", wrongId, 102400, SYM_ERR_PARAM, 1},
         {"section 1 without room for its size", FileOf({RawSection(1, {})}), 102400, SYM_ERR_PARAM, 1},
-        {"no fields", FileOf({MakeSection(1, DefaultFields{})}), 102404, SYM_ERR_PARAM, 1},
+        {"no fields", FileOf({DefaultsSection({})}), 102404, SYM_ERR_PARAM, 1},
         {"three fields", three, 102400 + 61, SYM_ERR_PARAM, 1},
         {"one id three times", twins, 102400 + 25 + 42 + 4, SYM_ERR_PARAM, 1},
         {"a byte short", cut, 102461, SYM_ERR_OPEN, SYM_ERR_OPEN},
@@ -157,7 +156,7 @@ TEST(Directory, ListsTheExtendedSections) {
 // Of two sections with one id the first counts; a section whose id is wrong, or whose offset lies behind the
 // end, is as good as absent.
 TEST(Directory, FirstEntryOfAnIdCounts) {
-    const auto pairs = [](u8 first) { return MakeSection(17, RealDelayMapping{{{first, 1}}}); };
+    const auto pairs = [](u8 first) { return MakeSection(17, {{{first, 1}}}); };
     symwrite::Section wrong = pairs(3), beyond = pairs(4);
     wrong.idInFile = 16;
     beyond.directoryOffset = 0xfffffff0U;
@@ -254,29 +253,30 @@ struct Room {
 };
 
 Bytes EverySection() {
-    const symwrite::Directory directory{{{1, "one"}, {2, "two"}}};
-    const std::vector<TwoTexts> twoTexts = {{1, "a", "b"}, {2, "c", "d"}};
+    using List = std::vector<u16>;
+    const std::vector<Row> directory = {{{1, "one"}}, {{2, "two"}}};
+    const std::vector<Row> twoTexts = {{{1, "a", "b"}}, {{2, "c", "d"}}};
     return FileOf({
-        MakeSection(1, DefaultFields{{NumberField(1, 1, 1)}}),
-        MakeSection(2, Symbols{{{"A", {NumberField(2, 1, 1)}, {}}, {"B", {}, {}}}}),
-        MakeSection(3, JumpPrices{{{1, std::vector<std::array<u8, 24>>(3), {}}}}),
-        MakeSection(4, Brokers{std::vector<std::array<u8, 30>>(3)}),
-        MakeSection(6, QuickGroups{{{"g", {NumberField(1, 1, 1), NumberField(2, 1, 2)}, {}}}}),
-        MakeSection(7, EidrSections{twoTexts}),
-        MakeSection(8, Level2Sections{{{1, {{1, "a", "b"}, {2, "a", "b"}, {3, "a", "b"}}, {}}}}),
+        DefaultsSection({NumberField(1, 1, 1)}),
+        MakeSection(2, {{"A", {NumberField(2, 1, 1)}, {}}, {"B", {}, {}}}),
+        MakeSection(3, {{{1}, std::vector<Row>(3)}}),
+        MakeSection(4, std::vector<Row>(3)),
+        MakeSection(6, {{"g", {NumberField(1, 1, 1), NumberField(2, 1, 2)}, {}}}),
+        MakeSection(7, twoTexts),
+        MakeSection(8, {{{1}, {{{1, "a", "b"}}, {{2, "a", "b"}}, {{3, "a", "b"}}}}}),
         MakeSection(9, directory),
         MakeSection(10, directory),
-        MakeSection(11, SectionGroups{{{1, {1, 2, 3}, {}}, {2, {1}, {}}}}),
+        MakeSection(11, {{{1, List{1, 2, 3}}}, {{2, List{1}}}}),
         MakeSection(12, directory),
-        MakeSection(13, Objects{{{1, {{"src", {{1, "sym", {{1, "data"}}, {}}}, {}}}, {}, {}}}}),
-        MakeSection(14, ForeignTrade{{{1, "head", {{1, {"a", "b", "c"}, {}}}, {}}}}),
-        MakeSection(15, GlobalRelated{{{1, {{{{1, "a"}, {2, "b"}, {3, "c"}}, {}}}, {}}}}),
-        MakeSection(16, Exchanges{twoTexts}),
-        MakeSection(17, RealDelayMapping{{{1, 2}}}),
-        MakeSection(18, EodItems{{{{1}, {2}, {3}, {4}, {}, {}, {}, {}}}}),
+        MakeSection(13, {{{1}, {{{"src"}, {{{1, "sym"}, {{{1, "data"}}}}}}}}}),
+        MakeSection(14, {{{1, "head"}, {{{1}, {{{"a"}}, {{"b"}}, {{"c"}}}}}}}),
+        MakeSection(15, {{{1}, {{{}, {{{1, "a"}}, {{2, "b"}}, {{3, "c"}}}}}}}),
+        MakeSection(16, twoTexts),
+        MakeSection(17, {{{1, 2}}}),
+        MakeSection(18, {{{List{4}, List{2}, List{3}}, {{{1}}}}}),
         MakeSection(19, directory),
         MakeSection(20, directory),
-        MakeSection(21, ExchangeSupport{{{{1}, {2}, {}, {}}}}),
+        MakeSection(21, {{{List{2}}, {{{1}}}}}),
         MakeSection(22, directory),
     });
 }
@@ -465,11 +465,11 @@ std::string SymbolNames(u16 h) {
 
 TEST(Threads, TwoFilesAtATime) {
     const auto work = [](const std::string& prefix, u32 wholeFile) {
-        Symbols symbols;
+        std::vector<Row> symbols;
         std::string expected;
         for (int i = 0; i < 200; ++i) {
-            symbols.symbols.push_back({prefix + std::to_string(i), {TextField(1, prefix)}, {}});
-            expected += symbols.symbols.back().text + " OK 1:'" + prefix + "';";
+            symbols.push_back({prefix + std::to_string(i), {TextField(1, prefix)}, {}});
+            expected += prefix + std::to_string(i) + " OK 1:'" + prefix + "';";
         }
         const Bytes bytes = FileOf({MakeSection(2, symbols)});
         for (int round = 0; round < 5; ++round) {

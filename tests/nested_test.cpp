@@ -8,7 +8,7 @@ namespace {
 
 using namespace symwrite;
 
-const symwrite::Section kOther = MakeSection(17, RealDelayMapping{{{1, 2}}});
+const symwrite::Section kOther = MakeSection(17, {{{1, 2}}});
 const u32 kWhole = 1000;  // reads every level to its end
 
 Bytes With(symwrite::Section section, const std::function<void(symwrite::Section&)>& change) {
@@ -65,15 +65,14 @@ std::string WalkObjects(u16 h, u32 most = kWhole) {
 std::string WalkAllObjects(u16 h) { return WalkObjects(h); }
 std::string WalkTypes(u16 h) { return WalkObjects(h, 0); }
 
-ObjectType Type(u16 id, std::vector<ObjectSource> sources, std::optional<u32> blockSize = {}) {
-    return {id, std::move(sources), blockSize, {}};
+Row Type(u16 id, std::vector<Row> sources, std::optional<u32> blockSize = {}) {
+    Row type({id}, std::move(sources));
+    type.size = blockSize;
+    return type;
 }
-const ObjectSource kSource1 = {
-    "s", {{5, "x", {{1, "d"}, {2, ""}}, {}}, {6, "", {}, {}}}, {}};  // 2+2 + 4+3+2 + 3 bytes
-const ObjectSource kSource2 = {"", {}, {}};                          // 3 bytes
-symwrite::Section ObjectTree(std::vector<ObjectType> types) {
-    return MakeSection(13, Objects{std::move(types)});
-}
+const Row kSource1({"s"}, {{{5, "x"}, {{{1, "d"}}, {{2, ""}}}}, {{6, ""}}});  // 2+2 + 4+3+2 + 3 bytes
+const Row kSource2({""});                                                     // 3 bytes
+symwrite::Section ObjectTree(std::vector<Row> types) { return MakeSection(13, std::move(types)); }
 const std::string kTree = "7(2)[s(2)[5x(2)[1d 2 END] 6(0)[END] END] (0)[END] END]";
 
 TEST(ObjectTreeWalk, WhereItEnds) {
@@ -147,8 +146,8 @@ TEST(ObjectTreeWalk, SkipsAndRestarts) {
 }
 
 TEST(ObjectTreeWalk, LifetimesAndLimits) {
-    ObjectSource wide{"w", std::vector<ObjectSymbol>(65535, {1, "", {}, {}}), {}};
-    wide.symbols.front().data.assign(255, {2, "d"});
+    Row wide({"w"}, std::vector<Row>(65535, Row({1, ""})));
+    wide.rows.front().rows.assign(255, Row({2, "d"}));
     InBothModes(FileOf({ObjectTree({Type(7, {wide})}), kOther}), [](u16 h) {
         tv_InitialObjectSection(h);
         EXPECT_EQ(InTurn({NextType(h), NextSource(h)}), "7(1); w(65535)");
@@ -176,7 +175,7 @@ TEST(ObjectTreeWalk, LifetimesAndLimits) {
         const std::string expected = characters == kRoom - 2   ? name + "(0)"
                                      : characters == kRoom - 1 ? "null(0)"
                                                                : "READ";
-        InBothModes(FileOf({ObjectTree({Type(7, {{name, {}, {}}})})}),
+        InBothModes(FileOf({ObjectTree({Type(7, {{{name}}})})}),
                     [&](u16 h) {
                         tv_InitialObjectSection(h);
                         NextType(h);
@@ -251,21 +250,19 @@ protected:
     // Heads of ids 1, 2, 3; each head is a list of items or lists, and each of these a list of names.
     symwrite::Section Section(const std::vector<std::vector<std::vector<std::string>>>& heads,
                               std::optional<u32> firstBody = {}) const {
-        symwrite::ForeignTrade trade;
-        symwrite::GlobalRelated related;
+        std::vector<Row> rows;
         for (const auto& head : heads) {
-            const bool isFirst = trade.heads.empty();
-            const u16 id = static_cast<u16>(trade.heads.size() + 1);
-            trade.heads.push_back({id, "h", {}, isFirst ? firstBody : std::nullopt});
-            related.heads.push_back({id, {}, isFirst ? firstBody : std::nullopt});
+            const std::size_t id = rows.size() + 1;
+            Row& row = rows.emplace_back(kind.trade ? std::vector<Cell>{id, "h"} : std::vector<Cell>{id});
+            if (id == 1) row.size = firstBody;
             for (const auto& names : head) {
-                trade.heads.back().items.push_back({9, names, {}});
-                GlobalRelatedList list;
-                for (const auto& name : names) list.items.push_back({5, name});
-                related.heads.back().lists.push_back(list);
+                Row& item = row.rows.emplace_back(kind.trade ? std::vector<Cell>{9} : std::vector<Cell>{});
+                for (const auto& name : names) {
+                    item.rows.emplace_back(kind.trade ? std::vector<Cell>{name} : std::vector<Cell>{5, name});
+                }
             }
         }
-        return kind.trade ? MakeSection(14, trade) : MakeSection(15, related);
+        return MakeSection(kind.trade ? 14 : 15, std::move(rows));
     }
     // A walk written for section 14, in the words of section 15 where that is meant: head names, tags and
     // list sizes.
@@ -405,9 +402,9 @@ TEST_P(HeadsAndBodies, Arena) {
 }
 
 TEST(GlobalRelated, LongestList) {
-    GlobalRelatedList list;
-    for (int i = 0; i < 255; ++i) list.items.push_back({static_cast<u8>(i), "n"});
-    InBothModes(FileOf({MakeSection(15, GlobalRelated{{{1, {list}, {}}}})}), [](u16 h) {
+    Row list;
+    for (int i = 0; i < 255; ++i) list.rows.push_back({{i, "n"}});
+    InBothModes(FileOf({MakeSection(15, {{{1}, {list}}})}), [](u16 h) {
         std::vector<::GlobalRelatedItem> items(255);
         u16 id = 0;
         u8 size = 0;

@@ -36,9 +36,9 @@ std::string Walk(u16 h) { return WalkSymbols(h); }
 
 Field Byte(u16 id, u8 value) { return NumberField(id, 1, value); }
 
-Bytes FileWith(std::vector<Symbol> symbols, std::vector<Field> defaults = {}) {
-    return FileOf({MakeSection(1, DefaultFields{std::move(defaults)}),
-                   MakeSection(2, Symbols{std::move(symbols)}), MakeSection(17, RealDelayMapping{{{1, 2}}})});
+Bytes FileWith(std::vector<Row> symbols, std::vector<Field> defaults = {}) {
+    return FileOf({DefaultsSection(std::move(defaults)), MakeSection(2, std::move(symbols)),
+                   MakeSection(17, {{{1, 2}}})});
 }
 
 void EnterAnotherSection(u16 h) { EXPECT_EQ(tv_InitialRealDelayMappingSection(h), 1); }
@@ -186,11 +186,11 @@ TEST(Symbols, ElementsBehindTheCountAreCleared) {
 
 TEST(Symbols, RecordsThatDisagree) {
     const auto sized = [](u32 recordSize) {
-        return std::vector<Symbol>{{"A", {Byte(1, 1), Byte(2, 2)}, recordSize}, {"B", {}, {}}};
+        return std::vector<Row>{{"A", {Byte(1, 1), Byte(2, 2)}, recordSize}, {"B", {}, {}}};
     };
     const struct {
         const char* name;
-        std::vector<Symbol> symbols;
+        std::vector<Row> symbols;
         const char* expected;
     } kCases[] = {
         {"true size", sized(10), "A: OK 1:01 2:02 9:09; B: OK 9:09; END"},
@@ -233,8 +233,7 @@ TEST(Symbols, TextLimits) {
 }
 
 TEST(Symbols, WithoutSection2) {
-    const Bytes bytes =
-        FileOf({MakeSection(1, DefaultFields{{Byte(1, 1)}}), MakeSection(17, RealDelayMapping{{{1, 2}}})});
+    const Bytes bytes = FileOf({DefaultsSection({Byte(1, 1)}), MakeSection(17, {{{1, 2}}})});
     InBothModes(bytes, [](u16 h) {
         EXPECT_EQ(Walk(h), "OK untouched") << "the cursor stands in section 1, which is not exhausted";
         EnterAnotherSection(h);
@@ -266,7 +265,7 @@ TEST(Symbols, Progress) {
 // that does not name id 0 the record ends there.
 TEST(Symbols, EveryTruncation) {
     const Bytes whole =
-        FileOf({MakeSection(2, Symbols{{{"AB", {Byte(1, 9), TextField(8, "xy")}, {}}, {"C", {}, {}}}})});
+        FileOf({MakeSection(2, {{"AB", {Byte(1, 9), TextField(8, "xy")}, {}}, {"C", {}, {}}})});
     ASSERT_EQ(whole.size(), 2U + 10 + 2 + (4 + 3 + 4 + 6) + (4 + 2));
     const struct {
         std::size_t from, to;

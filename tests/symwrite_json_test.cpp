@@ -45,15 +45,7 @@ TEST(SymWriteJson, EveryWellFormedFileComesBackByteForByte) {
     small.sections[4].before = {0xFE, 0};
     small.sections[7].headValue = 0xFFFFFFFF;
     small.sections.push_back(small.sections[1]);
-    small.sections.push_back({.id = 9,
-                              .content = Raw{{1}},
-                              .before = {},
-                              .directoryId = {},
-                              .directoryOffset = {},
-                              .directorySize = {},
-                              .idInFile = {},
-                              .headValue = {},
-                              .count = {}});
+    small.sections.push_back({.id = 9, .raw = Bytes{1}});
     ExpectRoundTrip(small);
     // A character set with few characters, in which some texts do not decode.
     const TextCodec upperCase = {[](std::string_view bytes) {
@@ -99,17 +91,20 @@ TEST(SymWriteJson, TheShortFormMeansWhatTheDictionarySays) {
         "sections": [{"id": 99, "bytes": ""}]})");
 
     File expected;
-    expected.sections = {MakeSection(99), MakeSection(1), MakeSection(2), MakeSection(16)};
-    std::get<DefaultFields>(expected.sections[1].content).fields = {TextField(1, "none")};
-    std::get<Symbols>(expected.sections[2].content).symbols = {
-        {"A",
-         {NumberField(2, 5, 20240229), TextField(1, "Ünï"), NumberField(3, 4, 0xFFFE),
-          NumberField(4, 9, 16777215), NumberField(5, 6, 0x3FF8000000000000), NumberField(6, 8, 0xBF800000),
-          NumberField(7, 2, 0xAB), TextField(300, "plain")},
-         {}},
-        {"\xFF", {NumberField(2, 5, 20180102), TextField(1, "\x80"), NumberField(3, 1, 9), NullField(5)}, {}},
-        {"C", {NullField(1), NumberField(4, 4, 5), NumberField(5, 6, 0x4008000000000000)}, {}}};
-    std::get<Exchanges>(expected.sections[3].content).elements = {{1, "HK", ""}};
+    expected.sections = {
+        {.id = 99, .raw = Bytes()},
+        {.id = 1, .fields = {TextField(1, "none")}},
+        {.id = 2,
+         .rows = {{"A",
+                   {NumberField(2, 5, 20240229), TextField(1, "Ünï"), NumberField(3, 4, 0xFFFE),
+                    NumberField(4, 9, 16777215), NumberField(5, 6, 0x3FF8000000000000),
+                    NumberField(6, 8, 0xBF800000), NumberField(7, 2, 0xAB), TextField(300, "plain")},
+                   {}},
+                  {"\xFF",
+                   {NumberField(2, 5, 20180102), TextField(1, "\x80"), NumberField(3, 1, 9), NullField(5)},
+                   {}},
+                  {"C", {NullField(1), NumberField(4, 4, 5), NumberField(5, 6, 0x4008000000000000)}, {}}}},
+        {.id = 16, .rows = {{{1, "HK", ""}}}}};
     EXPECT_EQ(Write(file), Write(expected));
 
     // A dictionary from elsewhere, and one id of a preloaded section in the place of a list.

@@ -4,7 +4,10 @@
 
 #include <functional>
 #include <sstream>
+#include <utility>
 
+#include "format/LittleEndian.h"
+#include "format/Sections.h"
 #include "symwrite/RandomFile.h"
 #include "symwrite/SymFileWriter.h"
 
@@ -13,11 +16,8 @@ namespace {
 using namespace symwrite;
 
 std::uint64_t Number(const Bytes& bytes, std::size_t offset, std::size_t width) {
-    std::uint64_t value = 0;
-    for (std::size_t i = width; i > 0; --i) {
-        value = value << 8 | bytes.at(offset + i - 1);
-    }
-    return value;
+    EXPECT_LE(offset + width, bytes.size());
+    return torva::ReadNumber(&bytes[offset], width);
 }
 
 std::uint64_t Fingerprint(const Bytes& bytes) {
@@ -28,11 +28,10 @@ std::uint64_t Fingerprint(const Bytes& bytes) {
     return hash;
 }
 
-template <typename T>
-T& ContentOf(File& file, std::uint16_t id) {
+Section& Of(File& file, std::uint16_t id) {
     for (Section& section : file.sections) {
         if (section.id == id) {
-            return std::get<T>(section.content);
+            return section;
         }
     }
     throw std::out_of_range("no such section");
@@ -53,12 +52,12 @@ TEST(SymWrite, SmallFileStaysSmallAndHasTwoOfEverything) {
         EXPECT_EQ(Number(bytes, 4 + 10 * i, 4), places[i].offset);
         EXPECT_EQ(Number(bytes, 8 + 10 * i, 4), places[i].bytes - (places[i].id == 8 ? 6U : 0U));
         EXPECT_EQ(Number(bytes, places[i].offset, 2), places[i].id);
-        const SectionKind* kind = FindSectionKind(places[i].id);
-        if (kind != nullptr && kind->id != 2) {
-            EXPECT_EQ(Number(bytes, places[i].offset + 2, 4), places[i].bytes - 6 - kind->countWidth);
+        const torva::SectionInfo* info = torva::FindSection(places[i].id);
+        if (info != nullptr && info->id != 2) {
+            EXPECT_EQ(Number(bytes, places[i].offset + 2, 4), places[i].bytes - info->HeadSize());
         }
-        if (kind != nullptr && kind->countWidth != 0) {
-            EXPECT_GE(Number(bytes, places[i].offset + 6, kind->countWidth), 2U);
+        if (info != nullptr && info->stored[0].countWidth != 0) {
+            EXPECT_GE(Number(bytes, places[i].offset + 6, info->stored[0].countWidth), 2U);
         }
     }
     EXPECT_EQ(end, bytes.size());
@@ -67,12 +66,10 @@ TEST(SymWrite, SmallFileStaysSmallAndHasTwoOfEverything) {
 // Written out by hand, so that writer and readers cannot share a misunderstanding.
 TEST(SymWrite, ALittleFileByteForByte) {
     File file;
-    file.sections = {MakeSection(1), MakeSection(2), MakeSection(8), MakeSection(19)};
-    ContentOf<DefaultFields>(file, 1).fields = {NumberField(0x0102, 9, 0x030405)};
-    ContentOf<Symbols>(file, 2).symbols = {{"S", {TextField(1, "x"), NullField(2, 77)}, {}}};
-    ContentOf<Level2Sections>(file, 8).groups = {{5, {{6, "a", ""}}, {}}};
-    ContentOf<Directory>(file, 19).elements = {{0x01020304, "n"}};
-    file.sections[3].before = {0xEE};
+    file.sections = {{.id = 1, .fields = {NumberField(0x0102, 9, 0x030405)}},
+                     {.id = 2, .rows = {{"S", {TextField(1, "x"), NullField(2, 77)}, {}}}},
+                     {.id = 8, .rows = {{{5}, {{{6, "a", ""}}}}}},
+                     {.id = 19, .rows = {{{0x01020304, "n"}}}, .before = {0xEE}}};
     file.behind = {0xFF};
     // clang-format off
     const Bytes expected = {
@@ -110,23 +107,22 @@ TEST(SymWrite, DeliberateErrorsLandWhereMeantAndChangeNothingElse) {
         {section(10, &Section::count, 9U), 10, 6, 1, 9},
         {section(18, &Section::count, 0xFFFFFFFFU), 18, 6, 4, 0xFFFFFFFF},
         {section(8, &Section::headValue, 0U), 8, 2, 4, 0},
-        {[](File& f) { ContentOf<Symbols>(f, 2).symbols[0].recordSize = 12345; }, 1, 2, 4, 12345},
-        {[](File& f) { ContentOf<JumpPrices>(f, 3).groups[0].recordCount = 500; }, 2, 8, 2, 500},
-        {[](File& f) { ContentOf<QuickGroups>(f, 6).groups[0].groupSize = 1; }, 5, 6, 2, 1},
-        {[](File& f) { ContentOf<Level2Sections>(f, 8).groups[0].itemCount = 255; }, 7, 7, 1, 255},
-        {[](File& f) { ContentOf<SectionGroups>(f, 11).groups[0].memberCount = 200; }, 10, 8, 1, 200},
-        {[](File& f) { ContentOf<Objects>(f, 13).types[0].blockSize = 3; }, 12, 10, 4, 3},
-        {[](File& f) { ContentOf<Objects>(f, 13).types[0].sourceCount = 900; }, 12, 14, 2, 900},
-        {[](File& f) { ContentOf<Objects>(f, 13).types[0].sources[0].symbolCount = 901; }, 12, 19, 2, 901},
-        {[](File& f) { ContentOf<Objects>(f, 13).types[0].sources[0].symbols[0].dataCount = 99; }, 12, 24, 1,
-         99},
-        {[](File& f) { ContentOf<ForeignTrade>(f, 14).heads[0].bodySize = 5; }, 13, 13, 4, 5},
-        {[](File& f) { ContentOf<ForeignTrade>(f, 14).heads[0].items[0].nameCount = 77; }, 13, 18, 2, 77},
-        {[](File& f) { ContentOf<GlobalRelated>(f, 15).heads[0].bodySize = 6; }, 14, 10, 4, 6},
-        {[](File& f) { ContentOf<GlobalRelated>(f, 15).heads[0].lists[0].itemCount = 7; }, 14, 14, 1, 7},
-        {[](File& f) { ContentOf<EodItems>(f, 18).groups[0].idCount = 3000; }, 17, 8, 2, 3000},
-        {[](File& f) { ContentOf<EodItems>(f, 18).groups[0].firstCount = 3001; }, 17, 22, 2, 3001},
-        {[](File& f) { ContentOf<ExchangeSupport>(f, 21).groups[0].itemCount = 3002; }, 20, 16, 2, 3002},
+        {[](File& f) { Of(f, 2).rows[0].size = 12345; }, 1, 2, 4, 12345},
+        {[](File& f) { Of(f, 3).rows[0].count = 500; }, 2, 8, 2, 500},
+        {[](File& f) { Of(f, 6).rows[0].size = 1; }, 5, 6, 2, 1},
+        {[](File& f) { Of(f, 8).rows[0].count = 255; }, 7, 7, 1, 255},
+        {[](File& f) { Of(f, 11).rows[0].cells[1].count = 200; }, 10, 8, 1, 200},
+        {[](File& f) { Of(f, 13).rows[0].size = 3; }, 12, 10, 4, 3},
+        {[](File& f) { Of(f, 13).rows[0].count = 900; }, 12, 14, 2, 900},
+        {[](File& f) { Of(f, 13).rows[0].rows[0].count = 901; }, 12, 19, 2, 901},
+        {[](File& f) { Of(f, 13).rows[0].rows[0].rows[0].count = 99; }, 12, 24, 1, 99},
+        {[](File& f) { Of(f, 14).rows[0].size = 5; }, 13, 13, 4, 5},
+        {[](File& f) { Of(f, 14).rows[0].rows[0].count = 77; }, 13, 18, 2, 77},
+        {[](File& f) { Of(f, 15).rows[0].size = 6; }, 14, 10, 4, 6},
+        {[](File& f) { Of(f, 15).rows[0].rows[0].count = 7; }, 14, 14, 1, 7},
+        {[](File& f) { Of(f, 18).rows[0].count = 3000; }, 17, 8, 2, 3000},
+        {[](File& f) { Of(f, 18).rows[0].cells[0].count = 3001; }, 17, 22, 2, 3001},
+        {[](File& f) { Of(f, 21).rows[0].cells[0].count = 3002; }, 20, 16, 2, 3002},
     };
     const Bytes sound = Write(SmallFile());
     const std::vector<SectionPlace> places = Layout(SmallFile());
@@ -167,34 +163,34 @@ TEST(SymWrite, WhatCannotBeExpressedIsRefusedWithItsPlace) {
     };
     const std::string zero("a\0b", 3);
     const std::vector<Case> cases = {
-        {[&](File& f) { ContentOf<Symbols>(f, 2).symbols[1].text = zero; }, "/sections/1/symbols/1/symbol"},
-        {[&](File& f) { ContentOf<Symbols>(f, 2).symbols[2].fields[1].value = zero; },
-         "/sections/1/symbols/2/fields/1/value"},
-        {[](File& f) { ContentOf<Symbols>(f, 2).symbols[0].fields[2].value = "12345"; },
-         "/sections/1/symbols/0/fields/2/value"},
-        {[](File& f) { ContentOf<DefaultFields>(f, 1).fields[2].value = "1"; }, "/sections/0/fields/2/value"},
-        {[](File& f) { ContentOf<JumpPrices>(f, 3).groups[1].records.resize(65536); },
-         "/sections/2/groups/1"},
-        {[](File& f) { ContentOf<JumpPrices>(f, 3).groups.resize(256); }, "/sections/2"},
-        {[](File& f) {
-             ContentOf<QuickGroups>(f, 6).groups[1].fields.push_back(TextField(1, std::string(65600, 'x')));
-         },
+        {[&](File& f) { Of(f, 2).rows[1].cells[0] = zero; }, "/sections/1/symbols/1/symbol"},
+        {[&](File& f) { Of(f, 2).rows[2].fields[1].value = zero; }, "/sections/1/symbols/2/fields/1/value"},
+        {[](File& f) { Of(f, 2).rows[0].fields[2].value = "12345"; }, "/sections/1/symbols/0/fields/2/value"},
+        {[](File& f) { Of(f, 1).fields[2].value = "1"; }, "/sections/0/fields/2/value"},
+        {[](File& f) { Of(f, 3).rows[1].rows.resize(65536); }, "/sections/2/groups/1"},
+        {[](File& f) { Of(f, 3).rows[0].rows[1].cells[0] = std::string(25, 'x'); },
+         "/sections/2/groups/0/records/1"},
+        {[](File& f) { Of(f, 3).rows.resize(256); }, "/sections/2"},
+        {[](File& f) { Of(f, 6).rows[1].fields.push_back(TextField(1, std::string(65600, 'x'))); },
          "/sections/5/groups/1"},
-        {[](File& f) { ContentOf<Level2Sections>(f, 8).groups[1].items.resize(256); },
-         "/sections/7/groups/1"},
-        {[](File& f) { ContentOf<Directory>(f, 9).elements[1].id = 65536; }, "/sections/8/elements/1"},
-        {[](File& f) { ContentOf<Directory>(f, 9).elements.resize(65536); }, "/sections/8"},
-        {[&](File& f) { ContentOf<Objects>(f, 13).types[0].sources[0].symbols[0].data[1].data = zero; },
+        {[](File& f) { Of(f, 8).rows[1].rows.resize(256); }, "/sections/7/groups/1"},
+        {[](File& f) { Of(f, 9).rows[1].cells[0] = 65536; }, "/sections/8/elements/1"},
+        {[](File& f) { Of(f, 9).rows[1].cells.emplace_back("more"); }, "/sections/8/elements/1"},
+        {[](File& f) { Of(f, 9).rows[1].cells[1] = 7; }, "/sections/8/elements/1/name"},
+        {[](File& f) { Of(f, 9).rows.resize(65536); }, "/sections/8"},
+        {[](File& f) { Of(f, 9).fields = {NullField(1)}; }, "/sections/8"},
+        {[](File& f) { Of(f, 11).rows[0].cells[1].list[2] = 256; }, "/sections/10/groups/0/members"},
+        {[&](File& f) { Of(f, 13).rows[0].rows[0].rows[0].rows[1].cells[1] = zero; },
          "/sections/12/types/0/sources/0/symbols/0/data/1/data"},
-        {[&](File& f) { ContentOf<ForeignTrade>(f, 14).heads[0].items[0].names[1] = zero; },
-         "/sections/13/heads/0/items/0/names/1"},
-        {[](File& f) { ContentOf<EodItems>(f, 18).groups[0].third.resize(65536); },
-         "/sections/17/groups/0/third"},
-        {[](File& f) { f.sections[3].id = 11; }, "/sections/3"},
+        {[&](File& f) { Of(f, 14).rows[0].rows[0].rows[1].cells[0] = zero; },
+         "/sections/13/heads/0/items/0/names/1/name"},
+        {[](File& f) { Of(f, 18).rows[0].cells[2].list.resize(65536); }, "/sections/17/definitions/0/third"},
+        {[](File& f) { f.sections[3].id = 11; }, "/sections/3/groups/0/id"},
+        {[](File& f) { f.sections[3].id = 5; }, "/sections/3"},
         {[](File& f) { f.sections[1].headValue = 1; }, "/sections/1"},
         {[](File& f) { f.sections[5].count = 1; }, "/sections/5"},
         {[](File& f) { f.sections[10].count = 256; }, "/sections/10"},
-        {[](File& f) { f.sections.resize(65536); }, ""},
+        {[](File& f) { f.sections.resize(65536, {.id = 99, .raw = Bytes()}); }, ""},
     };
     for (std::size_t i = 0; i < cases.size(); ++i) {
         SCOPED_TRACE(i);
@@ -225,12 +221,11 @@ TEST(SymWrite, AllWaysOfWritingGiveTheSameBytes) {
         Write(file, plain);
         EXPECT_EQ(plain.str(), expected);
 
-        const std::vector<Symbol> symbols = std::move(ContentOf<Symbols>(file, 2).symbols);
-        ContentOf<Symbols>(file, 2).symbols.clear();
+        const std::vector<Row> symbols = std::exchange(Of(file, 2).rows, {});
         std::ostringstream streamed;
         streamed << "ahead";
         SymbolStreamWriter writer(file, streamed);
-        for (const Symbol& symbol : symbols) {
+        for (const Row& symbol : symbols) {
             writer.Add(symbol);
         }
         writer.Finish();

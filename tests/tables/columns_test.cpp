@@ -185,13 +185,9 @@ TEST_P(ColumnsOfRandomFiles, EndAsTheExportsWhereTheFileIsCutOffOrChanged) {
 Bytes LongImage(std::uint32_t symbols, int lateText, int damagedAt) {
     symwrite::File file;
     symwrite::Random random(7);
-    symwrite::Section defaults = symwrite::MakeSection(1);
-    defaults.content =
-        symwrite::DefaultFields{{symwrite::TextField(2, "usual"), symwrite::NumberField(3, 4, 77)}};
-    symwrite::Symbols content;
+    std::vector<symwrite::Row> content;
     for (std::uint32_t i = 0; i < symbols; ++i) {
-        symwrite::Symbol symbol;
-        symbol.text = std::to_string(random.Below(symbols)) + ".X";
+        symwrite::Row symbol({std::to_string(random.Below(symbols)) + ".X"});
         if (random.OneIn(3)) symbol.fields.push_back(symwrite::TextField(2, random.OneIn(2) ? "A" : "B"));
         if (random.OneIn(2)) symbol.fields.push_back(symwrite::NumberField(3, random.OneIn(999) ? 6 : 4, i));
         if (random.OneIn(2)) symbol.fields.push_back(symwrite::TextField(4, std::to_string(random.Next())));
@@ -199,12 +195,11 @@ Bytes LongImage(std::uint32_t symbols, int lateText, int damagedAt) {
         if (static_cast<int>(i) == lateText) symbol.fields.push_back(symwrite::TextField(8, "x"));
         if (static_cast<int>(i) > lateText && lateText > 0)
             symbol.fields.push_back(symwrite::NumberField(8, 1, 1));
-        if (static_cast<int>(i) == damagedAt) symbol.recordSize = 5;
-        content.symbols.push_back(std::move(symbol));
+        if (static_cast<int>(i) == damagedAt) symbol.size = 5;
+        content.push_back(std::move(symbol));
     }
-    symwrite::Section records = symwrite::MakeSection(2);
-    records.content = std::move(content);
-    file.sections = {defaults, records};
+    file.sections = {{.id = 1, .fields = {symwrite::TextField(2, "usual"), symwrite::NumberField(3, 4, 77)}},
+                     {.id = 2, .rows = std::move(content)}};
     return symwrite::Write(file);
 }
 
@@ -289,21 +284,19 @@ TEST(Columns, TakeTheirTypesFromTheDictionary) {
         {"text", {symwrite::TextField(0, "\xff"), symwrite::TextField(0, "")}, TVT_BINARY, "\xff", 0, 0},
     };
     symwrite::File file;
-    symwrite::Symbols content;
+    std::vector<symwrite::Row> content = {{"A", {}, {}}, {"B", {}, {}}, {"C", {}, {}}};
     std::string dictionary;
-    content.symbols = {{"A", {}, {}}, {"B", {}, {}}, {"C", {}, {}}};
     std::uint16_t id = 0;
     for (const Case& one : cases) {
         ++id;
-        content.symbols[0].fields.push_back(one.values.first);
-        content.symbols[1].fields.push_back(one.values.second);
-        for (int i = 0; i < 2; ++i) content.symbols[static_cast<std::size_t>(i)].fields.back().id = id;
+        content[0].fields.push_back(one.values.first);
+        content[1].fields.push_back(one.values.second);
+        for (int i = 0; i < 2; ++i) content[static_cast<std::size_t>(i)].fields.back().id = id;
         dictionary += (id == 1 ? "{\"" : ",\"") + std::to_string(id) + R"(": {"name": "f)" +
                       std::to_string(id) + R"(", "type": ")" + one.type + "\", \"tag\": " +
                       std::to_string(std::strcmp(one.type, "text") == 0 ? 7 : one.values.first.tag) + "}";
     }
-    file.sections = {symwrite::MakeSection(2)};
-    file.sections[0].content = std::move(content);
+    file.sections = {{.id = 2, .rows = std::move(content)}};
     const Bytes image = symwrite::Write(file);
     const std::string path = testing::TempDir() + "columns_test.fields.json";
     std::ofstream(path) << dictionary << "}";
@@ -369,16 +362,12 @@ TEST(TableWatch, FollowsTheFileAndKeepsTheTableWhereALoadFails) {
 // Small files that ask for large tables: each is refused at the limit, and loads where the limit allows it.
 TEST(Columns, StopAtTheMemoryLimit) {
     symwrite::File file;
-    symwrite::Symbols content;
-    symwrite::DefaultFields defaults;
-    defaults.fields.push_back(symwrite::TextField(1, std::string(50000, 'x')));
+    std::vector<symwrite::Row> content;
     for (int i = 0; i < 2000; ++i) {
-        content.symbols.push_back(
-            {"A", {symwrite::NumberField(static_cast<std::uint16_t>(100 + i), 1, 1)}, {}});
+        content.push_back({"A", {symwrite::NumberField(static_cast<std::uint16_t>(100 + i), 1, 1)}, {}});
     }
-    file.sections = {symwrite::MakeSection(1), symwrite::MakeSection(2)};
-    file.sections[0].content = defaults;
-    file.sections[1].content = content;
+    file.sections = {{.id = 1, .fields = {symwrite::TextField(1, std::string(50000, 'x'))}},
+                     {.id = 2, .rows = std::move(content)}};
     const Bytes image = symwrite::Write(file);
     TvtOptions options = Options(TVT_NO_DICTIONARIES);
     for (const auto& [limit, result] : {std::pair<std::uint64_t, std::int32_t>(0, TVT_ERR_LIMIT),

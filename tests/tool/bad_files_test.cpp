@@ -70,13 +70,12 @@ protected:
         file.sections.push_back(file.sections[9]);
         Save("twice", file);
         file = symwrite::SmallFile();
-        std::get<symwrite::Symbols>(file.sections[1].content).symbols[0].recordSize = 9;
+        file.sections[1].rows[0].size = 9;
         file.sections[12].headValue = 1;
         Save("sizes", file);
-        symwrite::Section chinese = symwrite::MakeSection(2);
-        chinese.content =
-            symwrite::Symbols{{{"A\xa4\xa4\xa4\xe5", {symwrite::TextField(7, "\xa5\x78")}, {}}}};
-        Save("big5", {{chinese}, {}, {}});
+        Save(
+            "big5",
+            {{{.id = 2, .rows = {{"A\xa4\xa4\xa4\xe5", {symwrite::TextField(7, "\xa5\x78")}, {}}}}}, {}, {}});
     }
 };
 

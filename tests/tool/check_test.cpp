@@ -19,11 +19,6 @@ Section& Of(File& file, std::uint16_t id) {
     throw std::out_of_range("no such section");
 }
 
-template <typename T>
-T& ContentOf(File& file, std::uint16_t id) {
-    return std::get<T>(Of(file, id).content);
-}
-
 struct Fault {
     const char* name;
     std::function<void(File& file)> make;
@@ -44,31 +39,30 @@ const Fault kFaults[] = {
     {"section-8-size-from-id", [](File& f) { *(Of(f, 8).directorySize = Layout(f)[6].directorySize) += 6; }},
     {"head-value", [](File& f) { Of(f, 9).headValue = 1, Of(f, 6).headValue = 2, Of(f, 1).headValue = 3; }},
     {"count", [](File& f) { Of(f, 4).count = 9, Of(f, 14).count = 7, Of(f, 17).count = 1; }},
-    {"record-size", [](File& f) { ContentOf<Symbols>(f, 2).symbols[0].recordSize = 9; }},
-    {"record-too-long", [](File& f) { ContentOf<Symbols>(f, 2).symbols[1].recordSize = 100000; }},
+    {"record-size", [](File& f) { Of(f, 2).rows[0].size = 9; }},
+    {"record-too-long", [](File& f) { Of(f, 2).rows[1].size = 100000; }},
     {"fields-too-long",  // records of the right size, in which a value goes on for too long
      [](File& f) {
-         Of(f, 2).content = Raw{{9, 0, 0, 0, 'A', 0, 1, 0, 6, 1, 2, 3, 4,  //
-                                 8, 0, 0, 0, 'B', 0, 1, 0, 3, 1, 2, 3,     //
-                                 2, 0, 0, 0, 'A', 0}};
+         Of(f, 2).raw = Bytes{9, 0, 0, 0, 'A', 0, 1, 0, 6, 1, 2, 3, 4,  //
+                              8, 0, 0, 0, 'B', 0, 1, 0, 3, 1, 2, 3,     //
+                              2, 0, 0, 0, 'A', 0};
      }},
-    {"block-size", [](File& f) { ContentOf<Objects>(f, 13).types[0].blockSize = 3; }},
-    {"body-size", [](File& f) { ContentOf<ForeignTrade>(f, 14).heads[0].bodySize = 1; }},
+    {"block-size", [](File& f) { Of(f, 13).rows[0].size = 3; }},
+    {"body-size", [](File& f) { Of(f, 14).rows[0].size = 1; }},
     {"inner-counts",
      [](File& f) {
-         ContentOf<GlobalRelated>(f, 15).heads[0].lists[0].itemCount = 200;
-         ContentOf<EodItems>(f, 18).groups[0].firstCount = 60000;
+         Of(f, 15).rows[0].rows[0].count = 200;
+         Of(f, 18).rows[0].cells[0].count = 60000;
      }},
     {"duplicates",
      [](File& f) {
-         auto& symbols = ContentOf<Symbols>(f, 2).symbols;
+         auto& symbols = Of(f, 2).rows;
          symbols.push_back(symbols[0]);
          symbols[0].fields.push_back(symbols[0].fields[0]);
-         auto& elements = ContentOf<Directory>(f, 19).elements;
-         elements.assign(30, {0x80000001, "x"});
+         Of(f, 19).rows.assign(30, Row({0x80000001, "x"}));
      }},
-    {"not-utf8", [](File& f) { ContentOf<Directory>(f, 9).elements[0].name = "\xa4\xa4\xa4\xe5"; }},
-    {"long-group-name", [](File& f) { ContentOf<QuickGroups>(f, 6).groups[0].name.assign(50, 'n'); }},
+    {"not-utf8", [](File& f) { Of(f, 9).rows[0].cells[1] = "\xa4\xa4\xa4\xe5"; }},
+    {"long-group-name", [](File& f) { Of(f, 6).rows[0].cells[0] = std::string(50, 'n'); }},
 };
 
 class Check : public ToolTest {};
@@ -95,8 +89,8 @@ TEST_F(Check, OptionsAndFilesThatAreNone) {
     const std::string_view bytes(reinterpret_cast<const char*>(whole.data()), whole.size());
     SaveBytes("third.sym", bytes.substr(0, bytes.size() / 3));
     SaveBytes("defaults-cut.sym", bytes.substr(0, Layout(file)[0].offset + 9));
-    ContentOf<Directory>(file, 9).elements[0].name = "\xa4\xa4\xa4\xe5";
-    ContentOf<Directory>(file, 10).elements[1].name = "\xff";
+    Of(file, 9).rows[0].cells[1] = "\xa4\xa4\xa4\xe5";
+    Of(file, 10).rows[1].cells[1] = "\xff";
     Save("big5.sym", file);
     SaveBytes("empty.sym", "");
     std::string transcripts;

@@ -11,11 +11,9 @@ using namespace symwrite;
 
 class DiffCommand : public ToolTest {};
 
-template <typename T>
-T& ContentOf(File& file, std::uint16_t id) {
-    const auto found = std::find_if(file.sections.begin(), file.sections.end(),
-                                    [id](const Section& section) { return section.id == id; });
-    return std::get<T>(found->content);
+Section& Of(File& file, std::uint16_t id) {
+    return *std::find_if(file.sections.begin(), file.sections.end(),
+                         [id](const Section& section) { return section.id == id; });
 }
 
 void DropSection(File& file, std::uint16_t id) {
@@ -26,25 +24,22 @@ TEST_F(DiffCommand, TellsWhatWasAddedRemovedAndChanged) {
     File file = SmallFile();
     DropSection(file, 12);
     Save("old.sym", file);
-    auto& symbols = ContentOf<Symbols>(file, 2).symbols;
+    auto& symbols = Of(file, 2).rows;
     symbols.push_back(symbols[1]);  // a second one of its name
     symbols.erase(symbols.begin() + 2);
     symbols[0].fields.erase(symbols[0].fields.begin());
     symbols[0].fields[0].value[0] ^= 1;
     symbols[0].fields[1] = TextField(symbols[0].fields[1].id, "text");
     symbols[0].fields.push_back(TextField(500, "\xff new"));
-    ContentOf<DefaultFields>(file, 1).fields[0].value += "!";
-    ContentOf<Directory>(file, 9).elements[0].name = "renamed";
-    ContentOf<Directory>(file, 10).elements.push_back({77, "Newland"});
-    ContentOf<SectionGroups>(file, 11).groups[0].members.push_back(9);
-    ContentOf<Objects>(file, 13).types[0].sources[0].symbols.push_back({5, "OBJ", {{6, "data"}}, {}});
-    ContentOf<ForeignTrade>(file, 14).heads[0].name = "other";
-    ContentOf<GlobalRelated>(file, 15).heads[0].lists.push_back({{{1, "x"}}, {}});
-    ContentOf<EodItems>(file, 18).groups[0].first.push_back(4);
-    std::get<Raw>(std::find_if(file.sections.begin(), file.sections.end(),
-                               [](const Section& section) { return section.id == 5; })
-                      ->content)
-        .bytes.push_back(1);
+    Of(file, 1).fields[0].value += "!";
+    Of(file, 9).rows[0].cells[1] = "renamed";
+    Of(file, 10).rows.push_back({{77, "Newland"}});
+    Of(file, 11).rows[0].cells[1].list.push_back(9);
+    Of(file, 13).rows[0].rows[0].rows.push_back({{5, "OBJ"}, {{{6, "data"}}}});
+    Of(file, 14).rows[0].cells[1] = "other";
+    Of(file, 15).rows[0].rows.push_back({{}, {{{1, "x"}}}});
+    Of(file, 18).rows[0].cells[0].list.push_back(4);
+    Of(file, 5).raw->push_back(1);
     DropSection(file, 22);
     Save("new.sym", file);
     SaveBytes("names.json",
@@ -67,12 +62,12 @@ TEST_F(DiffCommand, OrderDoesNotMatter) {
     options.fieldsPerSymbol = 12;
     File file = RandomFile(options);
     Save("a.sym", file);
-    auto& symbols = ContentOf<Symbols>(file, 2).symbols;
+    auto& symbols = Of(file, 2).rows;
     std::reverse(symbols.begin(), symbols.end());
-    for (Symbol& symbol : symbols) {
+    for (Row& symbol : symbols) {
         std::reverse(symbol.fields.begin(), symbol.fields.end());
     }
-    auto& heads = ContentOf<GlobalRelated>(file, 15).heads;
+    auto& heads = Of(file, 15).rows;
     std::reverse(heads.begin(), heads.end());
     std::reverse(file.sections.begin(), file.sections.end());
     Save("b.sym", file);
@@ -80,7 +75,7 @@ TEST_F(DiffCommand, OrderDoesNotMatter) {
     EXPECT_EQ(same.status, 0) << same.out.substr(0, 2000) << same.err;
     EXPECT_NE(same.out.find("120,000\n"), std::string::npos) << same.out;
 
-    ContentOf<Symbols>(file, 2).symbols[123].fields[0].id ^= 0x4000;
+    Of(file, 2).rows[123].fields[0].id ^= 0x4000;
     Save("b.sym", file);
     const ToolResult changed = Run("diff --json a.sym b.sym");
     EXPECT_EQ(changed.status, 1);

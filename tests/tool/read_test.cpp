@@ -24,26 +24,22 @@ constexpr const char* kDictionary = R"({
 
 // Texts in Chinese: one that decodes in Big5 alone, one that does in both, one that does in neither.
 symwrite::File ChineseFile() {
-    symwrite::Section defaults = symwrite::MakeSection(1);
-    defaults.content = symwrite::DefaultFields{{symwrite::TextField(7, "\xa4\xa4\xa4\xe5")}};
-    symwrite::Section symbols = symwrite::MakeSection(2);
-    symbols.content = symwrite::Symbols{{{"2330", {symwrite::TextField(7, "\xa5\x78\xbfn")}, {}},
-                                         {"1101", {symwrite::TextField(7, "\xff\xff")}, {}},
-                                         {"9999", {}, {}}}};
+    symwrite::Section defaults = {.id = 1, .fields = {symwrite::TextField(7, "\xa4\xa4\xa4\xe5")}};
+    symwrite::Section symbols = {.id = 2};
+    symbols.rows = {{"2330", {symwrite::TextField(7, "\xa5\x78\xbfn")}, {}},
+                    {"1101", {symwrite::TextField(7, "\xff\xff")}, {}},
+                    {"9999", {}, {}}};
     return {{defaults, symbols}, {}, {}};
 }
 
 // Two sections of one id, one of an id that nobody reads, bytes that belong to no section, one of the wrong
 // id.
 symwrite::File OddFile() {
-    symwrite::Section first = symwrite::MakeSection(9);
-    first.content = symwrite::Directory{{{1, "first"}}};
-    symwrite::Section again = symwrite::MakeSection(9);
-    again.content = symwrite::Directory{{{2, "second"}}};
+    symwrite::Section first = {.id = 9, .rows = {{{1, "first"}}}};
+    symwrite::Section again = {.id = 9, .rows = {{{2, "second"}}}};
     again.before = {0xab, 0xcd};
-    symwrite::Section unknown = symwrite::MakeSection(99);
-    unknown.content = symwrite::Raw{{1, 2, 3}};
-    symwrite::Section wrongId = symwrite::MakeSection(17);
+    symwrite::Section unknown = {.id = 99, .raw = symwrite::Bytes{1, 2, 3}};
+    symwrite::Section wrongId = {.id = 17};
     wrongId.idInFile = 16;
     return {{first, again, unknown, wrongId}, {0xee}, {}};
 }
@@ -276,16 +272,16 @@ TEST_F(ToolTest, DefaultsAreToldFromOwnFields) {
         const symwrite::File file = symwrite::RandomFile(options);
         Save("file.sym", file);
         std::vector<symwrite::Field> defaults;
-        std::vector<symwrite::Symbol> symbols;
+        std::vector<symwrite::Row> symbols;
         for (const symwrite::Section& section : file.sections) {
             if (section.id == 1) {
-                defaults = std::get<symwrite::DefaultFields>(section.content).fields;
+                defaults = section.fields;
             } else {
-                symbols = std::get<symwrite::Symbols>(section.content).symbols;
+                symbols = section.rows;
             }
         }
         std::string expected;
-        for (const symwrite::Symbol& symbol : symbols) {
+        for (const symwrite::Row& symbol : symbols) {
             std::set<unsigned> carried;
             for (const symwrite::Field& field : symbol.fields) {
                 carried.insert(field.id);

@@ -320,15 +320,13 @@ symwrite::Section ReadSection(u16 id, CsvTable& table, const symwrite::FromJsonO
     if (known && !table.IsOnly(kCsvRawColumn)) {
         return SectionFromCsv(StoredForm(id), table, reading, errors).Read();
     }
-    symwrite::Section section = symwrite::MakeSection(id);
-    symwrite::Raw raw;
+    symwrite::Section section = {.id = id, .raw = symwrite::Bytes()};
     if (table.Choose({kCsvRawColumn})) {
         while (table.Next()) {
             const symwrite::Bytes bytes = ParseHex(table.Cell(0), table);
-            raw.bytes.insert(raw.bytes.end(), bytes.begin(), bytes.end());
+            section.raw->insert(section.raw->end(), bytes.begin(), bytes.end());
         }
     }
-    section.content = std::move(raw);
     return section;
 }
 
