@@ -210,14 +210,17 @@ std::map<std::string, std::string> AllTables() {
     return tables;
 }
 
-// The document with its tables replaced.
-std::string Renewed(std::istream& document, const std::map<std::string, std::string>& tables) {
+// The document with its tables replaced. Those used are removed from `unused`.
+std::string Renewed(std::istream& document, const std::map<std::string, std::string>& tables,
+                    std::map<std::string, std::string>& unused) {
     static const std::string kBegin = "<!-- table: ", kEnd = "<!-- end -->";
     std::string text;
     for (std::string line; std::getline(document, line);) {
         text += line + "\n";
         if (!line.starts_with(kBegin)) continue;
-        text += tables.at(line.substr(kBegin.size(), line.find(" -->") - kBegin.size()));
+        const std::string name = line.substr(kBegin.size(), line.find(" -->") - kBegin.size());
+        text += tables.at(name);
+        unused.erase(name);
         while (line != kEnd) {
             if (!std::getline(document, line)) throw std::runtime_error("a table without " + kEnd);
         }
@@ -226,13 +229,13 @@ std::string Renewed(std::istream& document, const std::map<std::string, std::str
     return text;
 }
 
-bool Update(const std::string& path, bool checkOnly) {
+bool Update(const std::string& path, bool checkOnly, std::map<std::string, std::string>& unused) {
     std::ifstream in(path, std::ios::binary);
     if (!in) throw std::runtime_error(path + " cannot be read");
     std::stringstream content;
     content << in.rdbuf();
     const std::string current = content.str();
-    const std::string renewed = Renewed(content, AllTables());
+    const std::string renewed = Renewed(content, AllTables(), unused);
     if (current == renewed) return true;
     if (checkOnly) {
         std::fprintf(stderr, "%s is not current: run ./dev docs\n", path.c_str());
@@ -254,9 +257,11 @@ int main(int argc, char** argv) {
     try {
         const bool checkOnly = argc > 2 && std::string(argv[2]) == "--check";
         bool current = true;
+        std::map<std::string, std::string> unused = AllTables();
         for (const char* name : {"format.md", "json.md"}) {
-            current = Update(std::string(argv[1]) + "/" + name, checkOnly) && current;
+            current = Update(std::string(argv[1]) + "/" + name, checkOnly, unused) && current;
         }
+        if (!unused.empty()) throw std::runtime_error("no document has a table: " + unused.begin()->first);
         return current ? 0 : 1;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "docs_tables: %s\n", error.what());
