@@ -61,7 +61,7 @@ std::string_view RawBytes::Text() {
         const auto* end = static_cast<const char*>(here ? std::memchr(start, 0, here) : nullptr);
         if (end && longText.empty()) {
             at += static_cast<std::size_t>(end - start) + 1;
-            return {start, end};
+            return {start, static_cast<std::size_t>(end - start)};
         }
         const std::size_t part = end ? static_cast<std::size_t>(end - start) : here;
         longText.append(start, std::min(part, kLongestText - longText.size()));

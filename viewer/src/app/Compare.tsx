@@ -1,0 +1,179 @@
+// Two files: what was added, removed and changed, field by field.
+
+import type { JSX } from "preact";
+import { useEffect, useState } from "preact/hooks";
+import type { Change, ChangeKind, CompareQuery, CompareSummary } from "../protocol";
+import { client } from "./client";
+import { busy, closeOther } from "./files";
+import { bytesText, count, plural } from "./format";
+import { useStore } from "./state";
+
+const kinds: readonly ChangeKind[] = ["added", "removed", "changed"];
+const step = 200;
+
+export function Compare(): JSX.Element {
+    const { file, other, revision } = useStore();
+    const [summary, setSummary] = useState<CompareSummary | null>(null);
+    const [section, setSection] = useState(2);
+    const [chosen, setChosen] = useState<ChangeKind[]>([...kinds]);
+    const [field, setField] = useState<number | null>(null);
+    const [search, setSearch] = useState("");
+    useEffect(() => {
+        setSummary(null);
+        if (!other) return;
+        let wanted = true;
+        void busy("Comparing", async () => {
+            const found = await client.call("compare");
+            if (!wanted) return;
+            setSummary(found);
+            const first = found.sections.find((one) => one.added + one.removed + one.changed > 0);
+            setSection(found.sections.find(({ id }) => id === 2 && first?.id !== undefined) && first ? first.id : 2);
+        });
+        return () => void (wanted = false);
+    }, [other, revision]);
+    if (!file) return <></>;
+    if (!other) {
+        return (
+            <section class="welcome">
+                <div class="drop-zone">
+                    <h2>Drop a second file here</h2>
+                    <p class="quiet">or use “Compare with…”. {file.name} is the older one of the two.</p>
+                </div>
+            </section>
+        );
+    }
+    if (!summary) return <p class="note">Comparing…</p>;
+    const same = summary.sections.every((one) => one.added + one.removed + one.changed === 0);
+    const query: CompareQuery = { section, kinds: chosen, field: section === 2 ? field : null, search };
+    return (
+        <div class="scroll">
+            <div class="pane-title">
+                <h2>
+                    {file.name} → {other.name}
+                </h2>
+                <span class="quiet">
+                    {bytesText(file.size)} → {bytesText(other.size)}
+                </span>
+                <span class="spring" />
+                <button onClick={() => void closeOther()}>Close the comparison</button>
+            </div>
+            {same ? (
+                <p class="note good">The two files hold the same.</p>
+            ) : (
+                <>
+                    <table class="plain compare">
+                        <caption class="hidden-text">Changes by section</caption>
+                        <thead>
+                            <tr>
+                                <th scope="col">section</th>
+                                {[...kinds, "same"].map((kind) => (
+                                    <th key={kind} scope="col" class="number">
+                                        {kind}
+                                    </th>
+                                ))}
+                            </tr>
+                        </thead>
+                        <tbody>
+                            {summary.sections.map((one) => (
+                                <tr key={one.id} class={one.id === section ? "selected" : one.added + one.removed + one.changed === 0 ? "quiet" : ""}>
+                                    <th scope="row">
+                                        <button class="link" aria-pressed={one.id === section} onClick={() => setSection(one.id)}>
+                                            {one.title}
+                                        </button>
+                                    </th>
+                                    {kinds.map((kind) => (
+                                        <td key={kind} class={`number ${one[kind] > 0 ? kind : "none"}`}>
+                                            {count(one[kind])}
+                                        </td>
+                                    ))}
+                                    <td class="number">{count(one.same)}</td>
+                                </tr>
+                            ))}
+                        </tbody>
+                    </table>
+                    <div class="toolbar" role="toolbar" aria-label="Filter the changes">
+                        <div class="segments" role="group" aria-label="Kinds of changes">
+                            {kinds.map((kind) => (
+                                <button
+                                    key={kind}
+                                    class={kind}
+                                    aria-pressed={chosen.includes(kind)}
+                                    onClick={() => setChosen(chosen.includes(kind) ? chosen.filter((one) => one !== kind) : [...chosen, kind])}
+                                >
+                                    {kind}
+                                </button>
+                            ))}
+                        </div>
+                        {section === 2 && summary.fields.length > 0 && (
+                            <label>
+                                field{" "}
+                                <select value={field ?? ""} onChange={(event) => setField(event.currentTarget.value === "" ? null : Number(event.currentTarget.value))}>
+                                    <option value="">any</option>
+                                    {summary.fields.map(({ id, name, changed }) => (
+                                        <option key={id} value={id}>
+                                            {name} ({count(changed)})
+                                        </option>
+                                    ))}
+                                </select>
+                            </label>
+                        )}
+                        <input class="search" type="search" placeholder="Search" aria-label="Search the changes" value={search} onInput={(event) => setSearch(event.currentTarget.value)} />
+                    </div>
+                    <Changes query={query} revision={revision} />
+                </>
+            )}
+        </div>
+    );
+}
+
+function Changes({ query, revision }: { query: CompareQuery; revision: number }): JSX.Element {
+    const key = JSON.stringify(query);
+    const [wanted, setWanted] = useState(step);
+    const [list, setList] = useState<{ total: number; changes: Change[] }>({ total: 0, changes: [] });
+    useEffect(() => setWanted(step), [key]);
+    useEffect(() => {
+        let mounted = true;
+        void client.call("changes", query, 0, wanted).then((found) => mounted && setList(found), () => {});
+        return () => void (mounted = false);
+    }, [key, wanted, revision]);
+    return (
+        <>
+            <p class="quiet" role="status">
+                {plural(list.total, "change")}
+            </p>
+            <table class="plain changes">
+                <caption class="hidden-text">Changes</caption>
+                <thead>
+                    <tr>
+                        <th scope="col">kind</th>
+                        <th scope="col">{query.section === 2 ? "symbol" : "element"}</th>
+                        <th scope="col">what</th>
+                    </tr>
+                </thead>
+                <tbody>
+                    {list.changes.map((change, at) => (
+                        <tr key={at}>
+                            <td>
+                                <span class={`badge ${change.kind}`}>{change.kind}</span>
+                            </td>
+                            <th scope="row">{change.key}</th>
+                            <td>
+                                {change.cells.map((cell) => (
+                                    <span key={cell.name} class="change-cell">
+                                        <span class="quiet">{cell.name}</span>{" "}
+                                        {change.kind !== "added" && <del>{cell.before === "" ? "∅" : cell.before}</del>}
+                                        {change.kind === "changed" && " → "}
+                                        {change.kind !== "removed" && <ins>{cell.after === "" ? "∅" : cell.after}</ins>}
+                                    </span>
+                                ))}
+                            </td>
+                        </tr>
+                    ))}
+                </tbody>
+            </table>
+            {list.total > list.changes.length && (
+                <button onClick={() => setWanted(wanted + 5 * step)}>Show more ({count(list.total - list.changes.length)} left)</button>
+            )}
+        </>
+    );
+}

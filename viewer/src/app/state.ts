@@ -1,0 +1,131 @@
+// What the page shows. The part that a link keeps is the address after #: what is looked at, not the file.
+
+import { useEffect, useState } from "preact/hooks";
+import type { CheckResult, Overview, Sort } from "../protocol";
+
+export type View = "overview" | "symbols" | "sections" | "findings" | "charts" | "compare" | "dictionary";
+export const views: readonly View[] = ["overview", "symbols", "sections", "findings", "charts", "compare", "dictionary"];
+
+export interface Place {
+    view: View;
+    search: string;
+    filters: Record<string, string>; // column to the text in its filter box
+    sort: Sort | null;
+    hidden: string[]; // columns
+    row: number; // selected, -1 for none
+    section: number;
+    level: number;
+    parent: number; // -1: all rows of the level
+    chart: string; // column
+    offset: number; // of the bytes shown, -1 for none
+}
+
+export const home: Place = {
+    view: "overview",
+    search: "",
+    filters: {},
+    sort: null,
+    hidden: [],
+    row: -1,
+    section: 0,
+    level: 0,
+    parent: -1,
+    chart: "",
+    offset: -1,
+};
+
+export interface State {
+    place: Place;
+    file: Overview | null;
+    other: Overview | null; // that the file is compared with
+    check: CheckResult | null;
+    checking: boolean;
+    busy: string; // what is going on, empty for nothing
+    done: number; // 0 to 1
+    error: string;
+    revision: number; // grows when columns change
+}
+
+let state: State = {
+    place: fromHash(location.hash),
+    file: null,
+    other: null,
+    check: null,
+    checking: false,
+    busy: "",
+    done: 0,
+    error: "",
+    revision: 0,
+};
+const listeners = new Set<() => void>();
+
+export function current(): State {
+    return state;
+}
+
+export function update(change: Partial<State>): void {
+    state = { ...state, ...change };
+    for (const listener of listeners) listener();
+}
+
+export function useStore(): State {
+    const [, redraw] = useState(0);
+    useEffect(() => {
+        const listener = (): void => redraw((count) => count + 1);
+        listeners.add(listener);
+        return () => void listeners.delete(listener);
+    }, []);
+    return state;
+}
+
+// Goes to another place. `replace`: without a step of its own in the browser's history, as while typing.
+export function go(change: Partial<Place>, replace = false): void {
+    const place = { ...state.place, ...change };
+    const hash = toHash(place);
+    if (hash !== location.hash) history[replace ? "replaceState" : "pushState"](null, "", hash || "#");
+    update({ place });
+}
+
+window.addEventListener("popstate", () => update({ place: fromHash(location.hash) }));
+
+export function toHash(place: Place): string {
+    const words = new URLSearchParams();
+    if (place.view !== home.view) words.set("view", place.view);
+    if (place.search !== "") words.set("search", place.search);
+    for (const [column, text] of Object.entries(place.filters)) if (text !== "") words.append("filter", `${column}:${text}`);
+    if (place.sort) words.set("sort", (place.sort.descending ? "-" : "") + place.sort.column);
+    if (place.hidden.length > 0) words.set("hidden", place.hidden.join(","));
+    for (const key of ["row", "section", "level", "parent", "offset"] as const) {
+        if (place[key] !== home[key]) words.set(key, String(place[key]));
+    }
+    if (place.chart !== "") words.set("chart", place.chart);
+    const text = words.toString();
+    return text === "" ? "" : "#" + text;
+}
+
+export function fromHash(hash: string): Place {
+    const words = new URLSearchParams(hash.replace(/^#/, ""));
+    const number = (key: "row" | "section" | "level" | "parent" | "offset"): number => {
+        const value = Number(words.get(key) ?? NaN);
+        return Number.isInteger(value) && value >= 0 ? value : home[key];
+    };
+    const view = words.get("view") as View;
+    const sort = words.get("sort");
+    const filters = words.getAll("filter").map((text): [string, string] => {
+        const colon = text.indexOf(":");
+        return [text.slice(0, colon), text.slice(colon + 1)];
+    });
+    return {
+        view: views.includes(view) ? view : home.view,
+        search: words.get("search") ?? "",
+        filters: Object.fromEntries(filters),
+        sort: sort ? { column: sort.replace(/^-/, ""), descending: sort.startsWith("-") } : null,
+        hidden: words.get("hidden")?.split(",") ?? [],
+        row: number("row"),
+        section: number("section"),
+        level: number("level"),
+        parent: number("parent"),
+        chart: words.get("chart") ?? "",
+        offset: number("offset"),
+    };
+}

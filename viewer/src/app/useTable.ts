@@ -1,0 +1,66 @@
+// A query of the worker as the page follows it: a new one replaces the last, and a long search reports what it
+// has until it is done.
+
+import { useEffect, useState } from "preact/hooks";
+import { parseFilter } from "../filterText";
+import type { ColumnInfo, Filter, Query, RowWindow, TableInfo, TableSource } from "../protocol";
+import { client } from "./client";
+import { useStore, type Place } from "./state";
+
+export interface TableState {
+    info: TableInfo | null;
+    query: Query;
+    version: string;
+    error: string;
+    fetch: (first: number, count: number) => Promise<RowWindow>;
+}
+
+export function filtersOf(columns: ColumnInfo[], texts: Record<string, string>): Filter[] {
+    return columns.flatMap((column) => parseFilter(column, texts[column.key] ?? ""));
+}
+
+export function useTable(source: TableSource, place: Place): TableState {
+    const { revision } = useStore();
+    const [info, setInfo] = useState<TableInfo | null>(null);
+    const [version, setVersion] = useState("");
+    const [error, setError] = useState("");
+    const base: Query = { source, search: place.search, filters: [], sort: place.sort };
+    // Filters need the columns' types, which the first reply brings.
+    const columns = info?.columns ?? [];
+    const query: Query = { ...base, filters: filtersOf(columns, place.filters) };
+    const waiting = Object.values(place.filters).some((text) => text !== "") && columns.length === 0;
+    const key = JSON.stringify([query, revision, waiting]);
+
+    useEffect(() => {
+        let wanted = true;
+        const ask = async (): Promise<void> => {
+            try {
+                for (let first = true; wanted; first = false) {
+                    const start = performance.now();
+                    const reply = await client.call("table", query);
+                    if (!wanted) return;
+                    if (first) performance.measure("query", { start, end: performance.now() });
+                    setInfo(reply);
+                    setError("");
+                    // While a search goes on, what is on screen is already final: matches are only added.
+                    if (first || reply.done) setVersion(`${key}/${reply.done}`);
+                    if (reply.done) return;
+                }
+            } catch (failure) {
+                if (!wanted) return;
+                setInfo(null);
+                setError(failure instanceof Error ? failure.message : String(failure));
+            }
+        };
+        void ask();
+        return () => void (wanted = false);
+    }, [key]);
+
+    return {
+        info,
+        query,
+        version,
+        error,
+        fetch: (first, count) => client.call("rows", query, first, count),
+    };
+}

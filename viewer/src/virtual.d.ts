@@ -1,0 +1,9 @@
+// Made by the build (vite.config.ts).
+declare module "virtual:torva-loader" {
+    const createModule: (options: { wasmBinary: ArrayBuffer; locateFile: (name: string) => string }) => Promise<unknown>;
+    export default createModule;
+}
+declare module "virtual:torva-wasm" {
+    const gzippedBase64: string;
+    export default gzippedBase64;
+}

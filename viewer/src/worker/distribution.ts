@@ -1,0 +1,118 @@
+// How the values of a column are distributed: the most frequent ones, and numbers and dates in bins.
+
+import type { Bar, Distribution, Filter } from "../protocol";
+import type { Front } from "./front";
+import type { Table, TableColumn } from "./table";
+
+const topValues = 20;
+const mostBins = 40;
+
+export function distribution(front: Front, table: Table, key: string): Distribution {
+    const found = table.byKey.get(key);
+    if (!found || found.column.isList) throw new Error(`There is no column ${key} to count.`);
+    const { column } = found;
+    const all = table.rowList();
+    const valued = all.filter((row) => !column.isNull(row));
+    const rows = front.alloc(4 * Math.max(1, valued.length));
+    front.words(rows, valued.length).set(valued);
+    front.sort(column, rows, valued.length, false);
+    const sorted = front.words(rows, valued.length).slice();
+    front.free(rows);
+
+    const runs = runsOf(sorted, (a, b) => column.same(a, b));
+    const label = (run: Run | undefined): string => (run ? column.text(run.row) : "");
+    const top = [...runs]
+        .sort((a, b) => b.count - a.count)
+        .slice(0, topValues)
+        .map((run) => ({ label: label(run), count: run.count }));
+    const { bins, unit } = binsOf(found, sorted, runs.length);
+    const { key: name, title, type, numeric } = found;
+    return {
+        column: { key: name, title, type, numeric },
+        total: all.length,
+        missing: all.length - valued.length,
+        distinct: runs.length,
+        least: label(runs[0]),
+        most: label(runs.at(-1)),
+        top: top.map((bar) => ({ ...bar, filter: { column: key, op: "is", value: bar.label } })),
+        bins,
+        binUnit: unit,
+    };
+}
+
+export interface Run {
+    row: number; // the first of those with the value
+    count: number;
+}
+
+// Equal neighbours counted.
+export function runsOf(rows: Uint32Array, same: (a: number, b: number) => boolean): Run[] {
+    const runs: Run[] = [];
+    let last: Run | undefined;
+    for (const row of rows) {
+        if (last && same(last.row, row)) ++last.count;
+        else runs.push((last = { row, count: 1 }));
+    }
+    return runs;
+}
+
+function binsOf(found: TableColumn, sorted: Uint32Array, distinct: number): { bins: Bar[]; unit: string } {
+    const { column, key } = found;
+    if (!column.isNumeric || sorted.length === 0 || distinct < 2) return { bins: [], unit: "" };
+    const numbers = Float64Array.from(sorted, (row) => column.number(row) ?? 0);
+    if (found.type === "date") return dateBins(key, numbers);
+    const edges = niceEdges(numbers[0] as number, numbers.at(-1) as number, mostBins);
+    const bins: Bar[] = [];
+    let at = 0;
+    for (let bin = 0; bin + 1 < edges.length; ++bin) {
+        const [from, to] = [edges[bin] as number, edges[bin + 1] as number];
+        const start = at;
+        while (at < numbers.length && ((numbers[at] as number) < to || bin + 2 === edges.length)) ++at;
+        const filter: Filter = { column: key, op: "least", value: String(from) };
+        bins.push({ label: String(from), count: at - start, filter });
+    }
+    return { bins, unit: "" };
+}
+
+// Months where they are few, else years; empty ones in between are there as well.
+function dateBins(key: string, numbers: Float64Array): { bins: Bar[]; unit: string } {
+    const months = Array.from(numbers, (number) => Math.floor(number / 100)).filter((month) => {
+        const ofYear = month % 100;
+        return month >= 100000 && month <= 999912 && ofYear >= 1 && ofYear <= 12;
+    });
+    const first = months[0];
+    const last = months.at(-1);
+    if (first === undefined || last === undefined) return { bins: [], unit: "" };
+    const span = (Math.floor(last / 100) - Math.floor(first / 100)) * 12 + (last % 100) - (first % 100);
+    const byMonth = span < mostBins;
+    const counts = new Map<number, number>();
+    for (const month of months) {
+        const bin = byMonth ? month : Math.floor(month / 100);
+        counts.set(bin, (counts.get(bin) ?? 0) + 1);
+    }
+    const bins: Bar[] = [];
+    const end = byMonth ? last : Math.floor(last / 100);
+    let bin = byMonth ? first : Math.floor(first / 100);
+    for (let made = 0; bin <= end && made < 10_000; ++made) {
+        const label = byMonth ? `${Math.floor(bin / 100)}-${String(bin % 100).padStart(2, "0")}` : String(bin);
+        bins.push({ label, count: counts.get(bin) ?? 0, filter: { column: key, op: "starts", value: label } });
+        bin = byMonth && bin % 100 === 12 ? bin + 89 : bin + 1;
+    }
+    return { bins, unit: byMonth ? "month" : "year" };
+}
+
+// Edges at round numbers, at most `most` + 1 of them, that hold everything from `least` to `greatest`.
+export function niceEdges(least: number, greatest: number, most: number): number[] {
+    const rough = (greatest - least) / most;
+    const power = 10 ** Math.floor(Math.log10(rough));
+    let step = [1, 2, 5, 10].map((factor) => factor * power).find((size) => size >= rough) ?? 10 * power;
+    if (Number.isInteger(least) && Number.isInteger(greatest)) step = Math.max(1, step);
+    const first = Math.floor(least / step);
+    const edges: number[] = [];
+    for (let at = first; edges.length <= most + 2; ++at) {
+        const edge = Number((at * step).toPrecision(12));
+        edges.push(edge);
+        if (edge > greatest) break;
+    }
+    return edges;
+}

@@ -1,0 +1,400 @@
+// What the page can ask for: open files, tables of them and what is derived from tables.
+
+import type {
+    CheckResult,
+    ColumnInfo,
+    Dictionary,
+    FieldInfo,
+    Method,
+    Methods,
+    Overview,
+    Query,
+    SectionInfo,
+    Slot,
+    TableSource,
+} from "../protocol";
+import { Column, type Value } from "./columns";
+import { Comparison } from "./compare";
+import { inferDictionary } from "./dictionary";
+import { distribution } from "./distribution";
+import { exportTable } from "./export";
+import { FieldColumn, recordDetail } from "./fields";
+import type { Front, FrontOverview, FrontSymbols, FrontTable } from "./front";
+import { Table, type TableColumn } from "./table";
+
+type Progress = (what: string, done: number) => void;
+
+export const symbolsSection = 2;
+
+// Numbers of the table's own: the place of a row in the file, counted from 1.
+class RowNumberColumn extends Column {
+    override isNull(): boolean {
+        return false;
+    }
+    override state(): number {
+        return 1;
+    }
+    override number(row: number): number {
+        return row + 1;
+    }
+    override value(row: number): Value {
+        return row + 1;
+    }
+    override text(row: number): string {
+        return String(row + 1);
+    }
+    override shownState(): number {
+        return 1;
+    }
+}
+
+// An open file: what was read of it is kept until it is closed.
+export class OpenFile {
+    readonly overview: Overview;
+    dictionary: Dictionary = {};
+    symbols: FrontSymbols | null = null;
+    private readonly front: Front;
+    private readonly sections = new Map<number, FrontTable>();
+    private readonly tables = new Map<string, Table>();
+    readonly directory: FrontOverview;
+
+    constructor(
+        front: Front,
+        readonly slot: Slot,
+        readonly bytes: number,
+        readonly size: number,
+        name: string,
+    ) {
+        this.front = front;
+        const start = performance.now();
+        this.directory = front.open(slot, bytes, size);
+        const sections = this.directory.sections.map(
+            (section, entry): SectionInfo => ({
+                ...section,
+                entry,
+                damage: section.note === "" ? [] : [section.note],
+                levels: [],
+            }),
+        );
+        for (const { section, text } of this.directory.problems) {
+            if (section !== 0) sections.find(({ id }) => id === section)?.damage.push(text);
+        }
+        this.overview = {
+            name,
+            size,
+            directoryEntries: this.directory.directoryEntries,
+            sections,
+            gaps: this.directory.gaps,
+            problems: this.directory.problems.filter(({ section }) => section === 0).map(({ text }) => text),
+            symbols: 0,
+            fields: [],
+            openMs: 0,
+            memory: 0,
+        };
+        this.load();
+        this.overview.openMs = performance.now() - start;
+        this.overview.memory = front.buffer.byteLength;
+    }
+
+    setDictionary(dictionary: Dictionary): FieldInfo[] {
+        this.dictionary = dictionary;
+        this.dropTables();
+        this.overview.fields = this.fieldInfos();
+        return this.overview.fields;
+    }
+
+    // Loads the symbols. What cannot be loaded is reported as damage of the section.
+    private load(): void {
+        const section = this.overview.sections.find(({ id, readable }) => id === symbolsSection && readable);
+        if (!section) return;
+        try {
+            const symbols = this.front.symbols(this.slot);
+            this.symbols = symbols;
+            section.damage.push(...symbols.problems);
+            section.levels = [{ name: "symbols", rows: symbols.rows }];
+            this.overview.symbols = symbols.rows;
+            this.overview.fields = this.fieldInfos();
+        } catch (error) {
+            this.symbols = null;
+            section.readable = false;
+            section.damage.push(error instanceof Error ? error.message : String(error));
+        }
+    }
+
+    private fieldInfos(): FieldInfo[] {
+        return (this.symbols?.fields ?? []).map((field) => {
+            const entry = this.dictionary[field.id];
+            return { ...field, name: entry?.name ?? "", type: entry?.type ?? field.type };
+        });
+    }
+
+    dropTables(): void {
+        for (const table of this.tables.values()) table.free();
+        this.tables.clear();
+    }
+
+    section(id: number): FrontTable {
+        let table = this.sections.get(id);
+        if (!table) {
+            table = this.front.section(this.slot, id);
+            this.sections.set(id, table);
+            const info = this.overview.sections.find((section) => section.id === id && section.readable);
+            if (info) {
+                info.levels = table.levels.map(({ name, rows }) => ({ name, rows }));
+                for (const problem of table.problems) {
+                    if (!info.damage.includes(problem)) info.damage.push(problem);
+                }
+            }
+        }
+        return table;
+    }
+
+    table(source: TableSource): Table {
+        const key = `${source.section}/${source.level}/${source.parent ?? ""}`;
+        let table = this.tables.get(key);
+        if (!table) {
+            table = source.section === symbolsSection ? this.symbolTable() : this.sectionTable(source);
+            this.tables.set(key, table);
+        }
+        return table;
+    }
+
+    private symbolTable(): Table {
+        const symbols = this.symbols;
+        if (!symbols) throw new Error("This file has no symbols that can be read.");
+        const columns = symbols.columns.map((place, at): TableColumn => {
+            const column = this.front.typedColumn(place, this.dictionary[place.field]?.type);
+            const key = at === 0 ? "symbol" : `f${place.field}`;
+            const title = at === 0 ? "symbol" : (this.dictionary[place.field]?.name ?? `field ${place.field}`);
+            return { key, title, type: column.type, numeric: column.isNumeric && column.type !== "date", column };
+        });
+        return new Table(this.front, columns, symbols.rows);
+    }
+
+    private sectionTable(source: TableSource): Table {
+        const level = this.section(source.section).levels[source.level];
+        if (!level) throw new Error(`Section ${source.section} has no level ${source.level}.`);
+        const number: TableColumn = {
+            key: "#",
+            title: "#",
+            type: "unsigned",
+            numeric: true,
+            column: new RowNumberColumn(
+                {
+                    name: "#",
+                    field: 0,
+                    kind: "list",
+                    type: "unsigned",
+                    width: 0,
+                    rows: level.rows,
+                    validity: 0,
+                    own: 0,
+                    values: 0,
+                    offsets: 0,
+                    indices: 0,
+                    handle: 0,
+                },
+                this.front,
+            ),
+        };
+        const columns = [number];
+        for (const place of level.columns) {
+            const isField = place.type === "hex" && place.name === "value";
+            const column = isField
+                ? new FieldColumn(
+                      place,
+                      this.front,
+                      this.front.column(level.columns[0] ?? place),
+                      this.front.column(level.columns[1] ?? place),
+                      () => this.dictionary,
+                  )
+                : this.front.column(place);
+            columns.push({
+                key: place.name,
+                title: place.name,
+                type: column.type,
+                numeric: column.isNumeric && !isField,
+                column,
+            });
+        }
+        return new Table(this.front, columns, level.rows, this.below(source));
+    }
+
+    // The rows below one row of the level above lie together, since a section is walked in order.
+    private below(source: TableSource): { first: number; count: number } | null {
+        if (source.parent === undefined || source.level === 0) return null;
+        const level = this.section(source.section).levels[source.level];
+        if (!level) return null;
+        const parents = this.front.words(level.parents, level.rows);
+        const first = lowerBound(parents, source.parent);
+        return { first, count: lowerBound(parents, source.parent + 1) - first };
+    }
+
+    parentOf(section: number, level: number, row: number): number {
+        const described = this.section(section).levels[level];
+        return described && level > 0 ? (this.front.words(described.parents, described.rows)[row] ?? -1) : -1;
+    }
+
+    columnInfos(source: TableSource): ColumnInfo[] {
+        return this.table(source).columns;
+    }
+}
+
+// The first place in an ascending array that holds at least `value`.
+export function lowerBound(array: ArrayLike<number>, value: number): number {
+    let low = 0;
+    let high = array.length;
+    while (low < high) {
+        const middle = (low + high) >> 1;
+        if ((array[middle] as number) < value) low = middle + 1;
+        else high = middle;
+    }
+    return low;
+}
+
+const readPiece = 4 << 20;
+
+export class Engine implements AsyncMethods {
+    private readonly files: (OpenFile | null)[] = [null, null];
+    private comparison: Comparison | null = null;
+
+    constructor(
+        private readonly front: Front,
+        private readonly progress: Progress,
+    ) {}
+
+    call(method: Method, args: unknown[]): unknown {
+        const call = this[method] as (...args: unknown[]) => unknown;
+        return call.apply(this, args);
+    }
+
+    private file(slot: Slot): OpenFile {
+        const file = this.files[slot];
+        if (!file) throw new Error("No file is open.");
+        return file;
+    }
+
+    // Reads the file in pieces straight into the module's memory, so that it is held once.
+    async open(slot: Slot, blob: Blob, name: string): Promise<Overview> {
+        if (blob.size === 0) throw new Error(`${name} is empty.`);
+        if (blob.size > 2 ** 31 - 2 ** 24) throw new Error(`${name} is larger than this page can hold (2 GB).`);
+        const bytes = this.front.alloc(blob.size);
+        try {
+            for (let at = 0; at < blob.size; at += readPiece) {
+                const piece = new Uint8Array(await blob.slice(at, at + readPiece).arrayBuffer());
+                this.front.memory(bytes + at, piece.length).set(piece);
+                this.progress("Reading", at / blob.size);
+            }
+            // Only a file that opens takes the place of the one before.
+            this.close(slot);
+            const file = new OpenFile(this.front, slot, bytes, blob.size, name);
+            this.files[slot] = file;
+            return file.overview;
+        } catch (error) {
+            this.front.close(slot);
+            this.front.free(bytes);
+            throw error;
+        } finally {
+            this.progress("Reading", 1);
+        }
+    }
+
+    close(slot: Slot): null {
+        this.comparison?.free();
+        this.comparison = null;
+        const file = this.files[slot];
+        if (file) {
+            file.dropTables();
+            this.front.close(slot);
+            this.front.free(file.bytes);
+            this.files[slot] = null;
+        }
+        return null;
+    }
+
+    check(slot: Slot): CheckResult {
+        this.file(slot);
+        return this.front.check(slot);
+    }
+
+    // Walks every other section, which tells how many rows they have and where they are damaged.
+    survey(slot: Slot): SectionInfo[] {
+        const file = this.file(slot);
+        for (const section of file.overview.sections) {
+            if (section.readable && section.id !== symbolsSection && section.name !== "") file.section(section.id);
+        }
+        return file.overview.sections;
+    }
+
+    setDictionary(slot: Slot, dictionary: Dictionary): FieldInfo[] {
+        this.comparison?.free();
+        this.comparison = null;
+        return this.file(slot).setDictionary(dictionary);
+    }
+
+    inferDictionary(slot: Slot): Dictionary {
+        const file = this.file(slot);
+        return inferDictionary(file.table({ slot, section: symbolsSection, level: 0 }));
+    }
+
+    table(query: Query): ReturnType<Methods["table"]> {
+        return this.file(query.source.slot).table(query.source).update(query);
+    }
+
+    rows(query: Query, first: number, count: number): ReturnType<Methods["rows"]> {
+        const table = this.file(query.source.slot).table(query.source);
+        table.update(query);
+        return table.window(first, count);
+    }
+
+    detail(slot: Slot, row: number): ReturnType<Methods["detail"]> {
+        return recordDetail(this.front, this.file(slot), row);
+    }
+
+    place(query: Query, row: number): number {
+        const table = this.file(query.source.slot).table(query.source);
+        table.complete(query);
+        return table.placeOf(row);
+    }
+
+    parent(slot: Slot, section: number, level: number, row: number): number {
+        return this.file(slot).parentOf(section, level, row);
+    }
+
+    rowAt(slot: Slot, section: number, offset: number): number {
+        return section === symbolsSection && this.file(slot).symbols ? this.front.rowAt(slot, offset) : -1;
+    }
+
+    bytes(slot: Slot, offset: number, size: number): Uint8Array {
+        const file = this.file(slot);
+        const end = Math.min(file.size, offset + size);
+        return offset < end ? this.front.memory(file.bytes + offset, end - offset).slice() : new Uint8Array();
+    }
+
+    distribution(query: Query, column: string): ReturnType<Methods["distribution"]> {
+        const table = this.file(query.source.slot).table(query.source);
+        table.complete(query);
+        return distribution(this.front, table, column);
+    }
+
+    compare(): ReturnType<Methods["compare"]> {
+        const [before, after] = [this.file(0), this.file(1)];
+        this.comparison ??= new Comparison(this.front, before, after);
+        return this.comparison.summary();
+    }
+
+    changes(...args: Parameters<Methods["changes"]>): ReturnType<Methods["changes"]> {
+        if (!this.comparison) this.compare();
+        return (this.comparison as Comparison).changes(...args);
+    }
+
+    export(query: Query, format: Parameters<Methods["export"]>[1], columns: string[]): Blob {
+        const table = this.file(query.source.slot).table(query.source);
+        table.complete(query);
+        return exportTable(table, format, columns);
+    }
+}
+
+type AsyncMethods = {
+    [M in Method]: (...args: Parameters<Methods[M]>) => ReturnType<Methods[M]> | Promise<ReturnType<Methods[M]>>;
+};

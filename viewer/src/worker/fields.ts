@@ -1,0 +1,114 @@
+// Typed fields as they are stored: values by tag and dictionary, and a record's detail with its bytes.
+
+import type { DetailField, Dictionary, RecordDetail, ValueType } from "../protocol";
+import { Column, dateText, displayText, hexText, shortestFloat, type ColumnPlace, type Memory, type Value } from "./columns";
+import type { OpenFile } from "./engine";
+import type { Front } from "./front";
+
+const textTag = 7;
+
+// Bytes of a payload of fixed width.
+export function payloadWidth(tag: number): number {
+    return [0, 1, 1, 4, 2, 4, 8, 0, 4, 3][tag] ?? 0;
+}
+
+export function payloadNumber(bytes: Uint8Array): bigint {
+    let number = 0n;
+    for (let at = bytes.length - 1; at >= 0; --at) number = (number << 8n) | BigInt(bytes[at] ?? 0);
+    return number;
+}
+
+// The type that a payload is shown as: the dictionary's where the payload can be that, else what the tag says.
+export function typeOf(type: ValueType | undefined, tag: number, size: number): ValueType {
+    if (tag === textTag) return "text";
+    switch (type) {
+        case "unsigned":
+        case "signed":
+            return size > 0 ? type : "hex";
+        case "date":
+            return size >= 4 ? type : "hex";
+        case "float":
+            return size === 4 || size === 8 ? type : "hex";
+        case "hex":
+            return "hex";
+        default:
+            return size > 0 ? "unsigned" : "hex";
+    }
+}
+
+export function valueText(type: ValueType, payload: Uint8Array): { text: string; odd: boolean } {
+    if (type === "text") return displayText(payload);
+    if (payload.length === 0) return { text: "", odd: false };
+    const view = new DataView(payload.buffer, payload.byteOffset, payload.length);
+    switch (type) {
+        case "unsigned":
+            return { text: String(payloadNumber(payload)), odd: false };
+        case "signed":
+            return { text: String(BigInt.asIntN(payload.length * 8, payloadNumber(payload))), odd: false };
+        case "date": {
+            const text = dateText(Number(payloadNumber(payload)));
+            return { text, odd: !text.includes("-") };
+        }
+        case "float":
+            return payload.length === 4
+                ? { text: shortestFloat(view.getFloat32(0, true)), odd: false }
+                : { text: String(view.getFloat64(0, true)), odd: false };
+        default:
+            return { text: "0x" + hexText(payload), odd: false };
+    }
+}
+
+// The value column of typed fields that are rows of their own (sections 1 and 6): each has its own type.
+export class FieldColumn extends Column {
+    constructor(
+        place: ColumnPlace,
+        memory: Memory,
+        private readonly ids: Column,
+        private readonly tags: Column,
+        private readonly dictionary: () => Dictionary,
+    ) {
+        super({ ...place, type: "text" }, memory);
+    }
+
+    private shown(row: number): { text: string; odd: boolean } {
+        const payload = this.bytes(row);
+        const entry = this.dictionary()[String(this.ids.number(row))];
+        return valueText(typeOf(entry?.type, this.tags.number(row) ?? 0, payload.length), payload);
+    }
+
+    override text(row: number): string {
+        return this.shown(row).text;
+    }
+
+    override value(row: number): Value {
+        return this.shown(row).text;
+    }
+
+    override shownState(row: number): number {
+        return this.shown(row).odd ? 3 : 1;
+    }
+}
+
+export function recordDetail(front: Front, file: OpenFile, row: number): RecordDetail {
+    const record = front.record(file.slot, row);
+    const fields = record.fields.map((field): DetailField => {
+        const entry = file.dictionary[field.id];
+        const head = 3;
+        const size = Math.max(0, field.size - head - (field.tag === textTag && !field.cut ? 1 : 0));
+        const payload = front.memory(file.bytes + field.offset + head, size);
+        const type = typeOf(entry?.type, field.tag, size);
+        const { text, odd } = valueText(type, payload);
+        return {
+            id: field.id,
+            name: entry?.name ?? "",
+            type,
+            tag: field.tag,
+            value: text,
+            isDefault: field.isDefault,
+            problem: field.cut ? "cut off" : odd ? (type === "date" ? "not a date" : "not a plain text") : "",
+            offset: field.offset,
+            size: field.size,
+        };
+    });
+    return { row, title: record.text, offset: record.offset, size: record.size, fields };
+}

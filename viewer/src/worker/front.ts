@@ -1,0 +1,202 @@
+// The library in WebAssembly: the calls of viewer/wasm/Front.cpp with their results as values.
+
+import type { Slot, ValueType } from "../protocol";
+import { Column, type ColumnPlace } from "./columns";
+import { payloadWidth, typeOf } from "./fields";
+
+// What Emscripten's loader hands out.
+export interface Module {
+    HEAPU8: Uint8Array;
+    _view_alloc(size: number): number;
+    _view_free(pointer: number): void;
+    _view_open(slot: number, bytes: number, size: number): number;
+    _view_close(slot: number): void;
+    _view_symbols(slot: number): number;
+    _view_retype(column: number, kind: number, bits: number): void;
+    _view_section(slot: number, entry: number): number;
+    _view_check(slot: number): number;
+    _view_record(slot: number, row: number): number;
+    _view_row_at(slot: number, offset: number): number;
+    _view_result(): number;
+    _view_result_size(): number;
+    _view_sort(column: number, rows: number, count: number, descending: number): void;
+    _view_search(
+        columns: number,
+        columnCount: number,
+        needle: number,
+        needleSize: number,
+        match: number,
+        rows: number,
+        first: number,
+        count: number,
+        found: number,
+    ): number;
+}
+
+export interface FrontSection {
+    id: number;
+    name: string;
+    title: string;
+    offset: number;
+    size: number;
+    readable: boolean;
+    note: string; // why it is not readable
+}
+
+export interface FrontOverview {
+    directoryEntries: number;
+    sections: FrontSection[];
+    gaps: { offset: number; size: number; what: string }[];
+    problems: { section: number; offset: number | null; text: string }[];
+}
+
+export interface FrontLevel {
+    name: string; // plural
+    singular: string;
+    rows: number;
+    parents: number; // where the rows of the level above stand, a u32 for each; 0 on the first level
+    columns: ColumnPlace[];
+}
+
+export interface FrontTable {
+    levels: FrontLevel[];
+    problems: string[];
+}
+
+export interface FrontSymbols {
+    rows: number;
+    starts: number; // where the records start in the file, a u32 for each row and one for the end
+    columns: ColumnPlace[]; // the symbol first, then the fields by id
+    fields: { id: number; own: number; isDefault: boolean; tags: number[]; type: ValueType }[];
+    problems: string[];
+}
+
+export interface FrontRecord {
+    offset: number;
+    size: number;
+    text: string;
+    fields: {
+        id: number;
+        tag: number;
+        offset: number;
+        size: number;
+        isDefault: boolean;
+        cut: boolean;
+    }[];
+}
+
+export const match = { contains: 0, starts: 1, equals: 2 } as const;
+
+const utf8 = new TextEncoder();
+const decoder = new TextDecoder();
+
+export class Front {
+    constructor(private readonly module: Module) {}
+
+    get buffer(): ArrayBufferLike {
+        return this.module.HEAPU8.buffer;
+    }
+
+    alloc(size: number): number {
+        const pointer = this.module._view_alloc(size);
+        if (pointer === 0) throw new Error(`not enough memory for ${size.toLocaleString("en")} bytes`);
+        return pointer;
+    }
+
+    free(pointer: number): void {
+        this.module._view_free(pointer);
+    }
+
+    memory(pointer: number, size: number): Uint8Array {
+        return this.module.HEAPU8.subarray(pointer, pointer + size);
+    }
+
+    words(pointer: number, count: number): Uint32Array {
+        return new Uint32Array(this.buffer, pointer, count);
+    }
+
+    // The module takes over the bytes.
+    open(slot: Slot, bytes: number, size: number): FrontOverview {
+        return this.json(this.module._view_open(slot, bytes, size));
+    }
+
+    close(slot: Slot): void {
+        this.module._view_close(slot);
+    }
+
+    symbols(slot: Slot): FrontSymbols {
+        return this.json(this.module._view_symbols(slot));
+    }
+
+    section(slot: Slot, entry: number): FrontTable {
+        return this.json(this.module._view_section(slot, entry));
+    }
+
+    check<T>(slot: Slot): T {
+        return this.json(this.module._view_check(slot));
+    }
+
+    record(slot: Slot, row: number): FrontRecord {
+        return this.json(this.module._view_record(slot, row));
+    }
+
+    rowAt(slot: Slot, offset: number): number {
+        return this.module._view_row_at(slot, offset);
+    }
+
+    column(place: ColumnPlace): Column {
+        return new Column(place, this);
+    }
+
+    // A column of the symbols as the dictionary's type: the same values, read differently.
+    typedColumn(place: ColumnPlace, type: ValueType | undefined): Column {
+        if (place.kind !== "uint" || place.tag === undefined) return this.column(place);
+        const bits = payloadWidth(place.tag) * 8;
+        const shown = typeOf(type, place.tag, bits / 8);
+        const kind = shown === "signed" ? "int" : shown === "float" ? "float" : "uint";
+        this.module._view_retype(place.handle, { uint: 2, int: 3, float: 4 }[kind], bits);
+        return new Column({ ...place, kind, type: shown, bits }, this);
+    }
+
+    sort(column: Column, rows: number, count: number, descending: boolean): void {
+        this.module._view_sort(column.place.handle, rows, count, descending ? 1 : 0);
+    }
+
+    // Rows from `first` on that match, written to `found`. `rows` 0 stands for all in the file's order.
+    search(
+        columns: readonly Column[],
+        needle: string,
+        how: number,
+        rows: number,
+        first: number,
+        count: number,
+        found: number,
+    ): number {
+        const handles = this.alloc(4 * Math.max(1, columns.length));
+        this.words(handles, columns.length).set(columns.map((column) => column.place.handle));
+        try {
+            return this.withText(needle, (text, size) =>
+                this.module._view_search(handles, columns.length, text, size, how, rows, first, count, found),
+            );
+        } finally {
+            this.free(handles);
+        }
+    }
+
+    private withText<T>(text: string, use: (pointer: number, size: number) => T): T {
+        const bytes = utf8.encode(text);
+        const pointer = this.alloc(bytes.length + 1);
+        try {
+            this.module.HEAPU8.set(bytes, pointer);
+            return use(pointer, bytes.length);
+        } finally {
+            this.free(pointer);
+        }
+    }
+
+    private json<T>(status: number): T {
+        const text = decoder.decode(this.memory(this.module._view_result(), this.module._view_result_size()));
+        if (status !== 0) throw new Error(text);
+        return JSON.parse(text) as T;
+    }
+}

@@ -1,0 +1,281 @@
+// The page as a person uses it, on the sample; its values are compared with those of the tool.
+
+import { readFileSync, statSync } from "node:fs";
+import { createRequire } from "node:module";
+import { join } from "node:path";
+import { parquetReadObjects } from "hyparquet";
+import type { Browser, Page } from "playwright-core";
+import { afterAll, afterEach, beforeAll, describe, expect, test } from "vitest";
+import { cellTexts, dictionary, exported, folder, launch, openFiles, openPage, pagePath, sample, show, tvsym, type Watched } from "./browser";
+import { writeFileSync } from "node:fs";
+
+let browser: Browser;
+let watched: Watched;
+let page: Page;
+
+beforeAll(async () => {
+    browser = await launch();
+});
+afterAll(() => browser.close());
+afterEach(async () => {
+    // No view, whatever it was given, asks the network, breaks its policy or fails.
+    if (!(page as Page | undefined)) return;
+    expect(watched.faults).toEqual([]);
+    await page.context().close();
+});
+
+async function openSample(hash = "", scheme: "light" | "dark" = "light"): Promise<void> {
+    watched = await openPage(browser, hash, scheme);
+    page = watched.page;
+    await openFiles(page, [sample(), dictionary]);
+    await page.waitForSelector("#tab-overview");
+}
+
+interface ToolSymbol {
+    symbol: string;
+    fields: { id: number; name?: string; value: unknown; default?: boolean }[];
+}
+
+function toolSymbols(): ToolSymbol[] {
+    const lines = tvsym("symbols", "--json", "--dictionary", dictionary, sample()).trim().split("\n");
+    return lines.map((line) => JSON.parse(line) as ToolSymbol);
+}
+
+test("the page is one file within its size, with a policy that allows nothing else", () => {
+    expect(statSync(pagePath).size).toBeLessThan(2 * 1024 * 1024);
+    const text = readFileSync(pagePath, "utf8");
+    expect(text).toContain("default-src 'none'");
+    expect(text).not.toMatch(/unsafe-inline|unsafe-eval'(?<!wasm-unsafe-eval')/);
+    expect(text).not.toMatch(/<(?:script|link|img)[^>]+(?:src|href)="(?!data:)/);
+});
+
+describe("the sample", () => {
+    test("sections have the rows that the tool counts", async () => {
+        await openSample();
+        const info = JSON.parse(tvsym("info", "--json", sample())) as { sections: { id: number; size: number }[] };
+        await page.waitForSelector(".plain.sections .state.good");
+        await page.waitForFunction(() => document.querySelector(".fact.good dd")?.textContent === "0");
+        const ids = await page.locator(".plain.sections tbody tr td:first-child").allInnerTexts();
+        expect(ids.filter((id) => id !== "").map(Number)).toEqual(info.sections.map(({ id }) => id));
+        expect(await page.locator(".facts").innerText()).toContain("1,499");
+        expect(await page.locator(".state.bad").count()).toBe(0);
+    });
+
+    test("every value of every symbol is the tool's", async () => {
+        await openSample("#view=symbols");
+        await page.waitForSelector(".grid-body [role=row]");
+        const lines = (await exported(page, "NDJSON")).toString("utf8").trim().split("\n");
+        const expected = toolSymbols().map(({ symbol, fields }) => {
+            const row: Record<string, unknown> = { symbol };
+            for (const { id, name, value } of fields) row[name ?? `field ${id}`] ??= value;
+            return row;
+        });
+        const drop = (row: Record<string, unknown>): Record<string, unknown> =>
+            Object.fromEntries(Object.entries(row).filter(([, value]) => value !== null && value !== ""));
+        expect(lines.map((line) => drop(JSON.parse(line) as Record<string, unknown>))).toEqual(expected.map(drop));
+    });
+
+    test("search, filter and sort leave the rows that they should", async () => {
+        await openSample("#view=symbols");
+        await page.fill(".search", "hsbc");
+        await page.waitForFunction(() => /^\d+ of 1,499/.test(document.querySelector(".count")?.textContent ?? ""));
+        const all = toolSymbols();
+        const texts = (one: ToolSymbol): string => [one.symbol, ...one.fields.map(({ value }) => String(value))].join("\n").toLowerCase();
+        const hits = all.filter((one) => texts(one).includes("hsbc"));
+        expect(await page.locator(".count").innerText()).toBe(`${hits.length} of 1,499 symbols`);
+        expect((await cellTexts(page, 0))[0]).toBe(hits[0]?.symbol);
+
+        await page.fill(".search", "");
+        await page.fill('input[aria-label="Filter currency"]', "=HKD");
+        await page.waitForFunction(() => /^\d+ of 1,499/.test(document.querySelector(".count")?.textContent ?? ""));
+        const hkd = all.filter(({ fields }) => fields.some(({ name, value }) => name === "currency" && value === "HKD"));
+        expect(await page.locator(".count").innerText()).toBe(`${hkd.length} of 1,499 symbols`);
+
+        await page.click('button[title^="symbol"]');
+        await page.click('button[title^="symbol"]');
+        const last = hkd.map(({ symbol }) => symbol).sort().at(-1);
+        await page.waitForFunction((wanted) => document.querySelector(".grid-body [role=gridcell]")?.textContent === wanted, last);
+        // The address keeps all of it.
+        expect(page.url()).toContain("sort=-symbol");
+        expect(decodeURIComponent(page.url())).toContain("=HKD");
+    });
+
+    test("a record shows its defaults and its bytes", async () => {
+        await openSample("#view=symbols&row=0");
+        const first = toolSymbols()[0] as ToolSymbol;
+        await page.waitForSelector(".side .fields tbody tr");
+        const shown = await page.locator(".side .fields tbody tr").count();
+        expect(shown).toBe(first.fields.length);
+        expect(await page.locator(".side .fields .badge:text-is('default')").count()).toBe(first.fields.filter((field) => field.default).length);
+        await page.click(`.side .fields button:has-text("${first.fields[0]?.name}")`);
+        const marked = (await page.locator(".hex-text .marked").allInnerTexts()).join("");
+        expect(marked).toContain(String(first.fields[0]?.value));
+    });
+
+    test("other sections are tables and trees of the tool's rows", async () => {
+        await openSample("#view=sections&section=14");
+        const dumped = JSON.parse(tvsym("dump", "--section", "14", sample())) as { sections: { heads: { id: number; name: string; items: unknown[] }[] }[] };
+        const heads = dumped.sections[0]?.heads ?? [];
+        await page.waitForSelector(".grid-body [role=row]");
+        expect((await cellTexts(page, 0)).slice(1)).toEqual([String(heads[0]?.id), heads[0]?.name]);
+        await page.click(".grid-body [role=row] >> nth=0");
+        await page.click('button:has-text("Its items")');
+        await page.waitForFunction((rows) => document.querySelector(".count")?.textContent?.startsWith(`${rows} `), heads[0]?.items.length);
+        await page.click('button:text-is("Tree")');
+        await page.waitForSelector("[role=treeitem]");
+        expect(await page.locator("[role=treeitem]").count()).toBe(heads.length);
+        await page.focus("[role=treeitem] >> nth=0");
+        await page.keyboard.press("ArrowRight");
+        await page.waitForSelector("[role=treeitem][aria-level='2']");
+    });
+});
+
+describe("taken away", () => {
+    test("CSV and Parquet hold the same as NDJSON, and no cell is a formula", async () => {
+        const hostile = join(folder, "hostile.sym");
+        const texts = ["=1+1", "+1", "-1", "@SUM(A1)", '<img src=x onerror="document.title=1">', 'a "b", c', "line\nbreak"];
+        const symbols = texts.map((text, at) => ({ symbol: `S${at}`, fields: [{ id: 1, tag: 7, value: text }, { id: 2, tag: 6, value: 9007199254740993n + BigInt(at) }] }));
+        const json = JSON.stringify({ sections: [{ id: 2, symbols }] }, (_key, value: unknown) => (typeof value === "bigint" ? `#${value}#` : value)).replace(/"#(\d+)#"/g, "$1");
+        writeFileSync(join(folder, "hostile.json"), json);
+        tvsym("build", join(folder, "hostile.json"), hostile);
+        watched = await openPage(browser, "#view=symbols");
+        page = watched.page;
+        await openFiles(page, [hostile]);
+        await page.waitForSelector(".grid-body [role=row]");
+        expect(await page.locator(".grid-body img").count()).toBe(0);
+        expect((await cellTexts(page, 4))[1]).toBe(texts[4]);
+
+        const lines = (await exported(page, "NDJSON")).toString("utf8").trim().split("\n");
+        expect(lines.map((line) => (JSON.parse(line) as Record<string, unknown>)["field 2"])).toEqual(symbols.map(({ fields }) => String(fields[1]?.value)));
+        const csv = (await exported(page, "CSV")).toString("utf8").split("\r\n");
+        for (const line of csv.slice(1, 5)) expect(line).toMatch(/^S\d,'[=+\-@]/);
+        expect(csv[6]).toContain('"a ""b"", c"');
+        const parquet = await exported(page, "Parquet");
+        const buffer = parquet.buffer.slice(parquet.byteOffset, parquet.byteOffset + parquet.length) as ArrayBuffer;
+        const rows = await parquetReadObjects({ file: buffer });
+        expect(rows.map((row) => row["symbol"])).toEqual(symbols.map(({ symbol }) => symbol));
+        expect(rows.map((row) => row["field 2"])).toEqual(symbols.map(({ fields }) => fields[1]?.value));
+    });
+});
+
+test("two versions: added, removed and changed, field by field", async () => {
+    const document = JSON.parse(tvsym("dump", sample())) as { sections: { id: number; symbols?: { symbol: string; fields: { id: number; value: unknown }[] }[]; elements?: { id: number; name: string }[] }[] };
+    const symbols = document.sections.find(({ id }) => id === 2)?.symbols ?? [];
+    const [removed] = symbols.splice(3, 1);
+    const changed = symbols[5];
+    const field = changed?.fields.find(({ id }) => id === 2);
+    if (field) field.value = "Another description";
+    symbols.push({ symbol: "NEW.ONE", fields: [] });
+    const countries = document.sections.find(({ id }) => id === 10)?.elements ?? [];
+    if (countries[0]) countries[0].name = "Elsewhere";
+    writeFileSync(join(folder, "next.json"), JSON.stringify(document));
+    tvsym("build", join(folder, "next.json"), join(folder, "next.sym"));
+
+    await openSample();
+    await openFiles(page, [join(folder, "next.sym")], 1);
+    await page.waitForSelector(".changes tbody tr");
+    const row = async (title: string): Promise<string[]> => page.locator(`.compare tr:has(button:text-is("${title}")) td`).allInnerTexts();
+    expect(await row("symbols")).toEqual(["1", "1", "1", "1,497"]);
+    expect((await row("Eidr countries")).slice(0, 3)).toEqual(["0", "0", "1"]);
+    const changes = await page.locator(".changes tbody tr").allInnerTexts();
+    expect(changes.some((text) => text.includes("added") && text.includes("NEW.ONE"))).toBe(true);
+    expect(changes.some((text) => text.includes("removed") && text.includes(removed?.symbol ?? "?"))).toBe(true);
+    expect(changes.some((text) => text.includes(changed?.symbol ?? "?") && text.includes("Another description"))).toBe(true);
+});
+
+test("pictures come with their numbers, and a bar leads to its rows", async () => {
+    await openSample("#view=charts&chart=f4");
+    await page.waitForSelector(".bars tbody tr");
+    const currencies = new Map<string, number>();
+    for (const { fields } of toolSymbols()) {
+        const value = String(fields.find(({ id }) => id === 4)?.value);
+        currencies.set(value, (currencies.get(value) ?? 0) + 1);
+    }
+    const [top, times] = [...currencies].sort((a, b) => b[1] - a[1])[0] as [string, number];
+    const cells = await page.locator(".bars tbody tr >> nth=0").innerText();
+    expect(cells).toContain(top);
+    expect(cells).toContain(times.toLocaleString("en-US"));
+    await page.click(".bars tbody button >> nth=0");
+    await page.waitForFunction((count) => document.querySelector(".count")?.textContent?.startsWith(count), times.toLocaleString("en-US"));
+});
+
+test("a dictionary is inferred, edited and taken away", async () => {
+    watched = await openPage(browser, "#view=dictionary");
+    page = watched.page;
+    await openFiles(page, [sample()]);
+    await page.click('button:has-text("Infer")');
+    await page.waitForFunction(() => document.querySelector<HTMLSelectElement>('select[aria-label="Type of field 5"]')?.value === "date");
+    await page.fill('input[aria-label="Name of field 5"]', "listed");
+    await page.keyboard.press("Tab");
+    await page.waitForFunction(() => document.querySelector<HTMLInputElement>('input[aria-label="Name of field 5"]')?.value === "listed");
+    const [download] = await Promise.all([page.waitForEvent("download"), page.click('button:text-is("Download")')]);
+    const made = JSON.parse(readFileSync(await download.path(), "utf8")) as Record<string, { name: string; type: string }>;
+    expect(made["5"]).toEqual({ name: "listed", type: "date" });
+    expect(made["1"]?.type).toBe("text");
+});
+
+describe("files of all kinds", () => {
+    test("what is not a symbol file gets a message", async () => {
+        watched = await openPage(browser);
+        page = watched.page;
+        for (const bytes of [new Uint8Array(), new TextEncoder().encode("no symbol file, ".repeat(9)), new Uint8Array([7])]) {
+            await openFiles(page, [{ name: "other.bin", bytes }]);
+            await page.waitForSelector("[role=alert]");
+            expect(await page.locator("[role=alert]").innerText()).toMatch(/other\.bin|symbol file|empty/);
+            await page.click("[role=alert] button");
+        }
+    });
+
+    test("of 50 damaged files, each shows what is left", async () => {
+        await openSample();
+        const sound = readFileSync(sample());
+        let seed = 12345;
+        const random = (below: number): number => (seed = (Math.imul(seed, 1103515245) + 12345) >>> 0) % below;
+        let opened = 0;
+        for (let at = 0; at < 50; ++at) {
+            const bytes = new Uint8Array(at % 5 === 0 ? sound.subarray(0, 240 + random(sound.length - 240)) : sound);
+            for (let times = 0; at % 5 !== 0 && times < 1 + (at % 7); ++times) bytes[random(bytes.length)] = random(256);
+            if (at % 10 === 9) bytes[random(220)] = random(256);
+            const name = `damaged-${at}.sym`;
+            await openFiles(page, [{ name, bytes }]);
+            await page.waitForFunction(
+                (wanted) =>
+                    document.querySelector("[role=alert]") !== null ||
+                    (document.querySelector(".file-name")?.textContent?.includes(wanted) && !document.querySelector(".progress") && /^[\d,]+$/.test(document.querySelector(".fact:nth-child(5) dd")?.textContent ?? "")),
+                name,
+            );
+            if ((await page.locator("[role=alert]").count()) > 0) await page.click("[role=alert] button");
+            else ++opened;
+            // The page goes on working, whatever it was given.
+            await show(page, "symbols");
+            await page.waitForSelector(".grid, .note");
+            await show(page, "overview");
+        }
+        expect(opened).toBeGreaterThan(40);
+    });
+});
+
+test("no view has a serious finding of axe, light or dark", async () => {
+    const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
+    const found: string[] = [];
+    for (const scheme of ["light", "dark"] as const) {
+        if (scheme === "dark") await page.context().close();
+        await openSample("", scheme);
+        await page.waitForSelector(".plain.sections");
+        await page.evaluate(axe);
+        const check = async (name: string): Promise<void> => {
+            const results = await page.evaluate(() => (window as unknown as { axe: { run: () => Promise<{ violations: { id: string; impact: string; nodes: { html: string; failureSummary: string }[] }[] }> } }).axe.run());
+            for (const { id, impact, nodes } of results.violations) {
+                if (impact === "serious" || impact === "critical") found.push(`${scheme} ${name}: ${id} ${nodes[0]?.html.slice(0, 120)} ${nodes[0]?.failureSummary.slice(0, 240)}`);
+            }
+        };
+        for (const view of ["overview", "symbols", "sections", "findings", "charts", "compare", "dictionary"]) {
+            await show(page, view);
+            await page.waitForTimeout(300);
+            if (view === "symbols") await page.click(".grid-body [role=row] >> nth=1");
+            await page.waitForTimeout(200);
+            await check(view);
+        }
+    }
+    expect(found).toEqual([]);
+});

@@ -1,0 +1,439 @@
+// What the page's worker calls. Results are JSON for what is small and described, and addresses of columns in
+// this module's memory for what is large. A call that can fail returns 0 or 1; view_result() is then the
+// result, or the message that says why there is none, in UTF-8.
+//
+// The worker places a file's bytes in memory from view_alloc; they stay the worker's, must outlive
+// view_close, and are never copied. `slot` is 0 or 1: the file being looked at and the one it is compared
+// with. Two calls never run at once.
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "TorvaTables.h"
+#include "format/LittleEndian.h"
+#include "tables/check/Check.h"
+#include "tables/check/Wording.h"
+#include "viewer/wasm/Kernels.h"
+#include "viewer/wasm/RecordStarts.h"
+#include "viewer/wasm/SectionTable.h"
+
+namespace viewer {
+
+namespace {
+
+using nlohmann::json;
+using torva::tables::DirectoryEntry;
+using torva::tables::FileDirectory;
+using torva::tables::FileSource;
+using torva::tables::Problem;
+using torva::tables::Reader;
+
+constexpr u64 kFindingsOfOneKind = 1000;
+
+struct TableRelease {
+    void operator()(TvtTable* table) const { tvt_Release(table); }
+};
+
+struct OpenFile {
+    std::span<const u8> bytes;
+    std::shared_ptr<const FileSource> source;
+    FileDirectory directory;
+    std::optional<Reader> reader;
+    std::map<u16, std::unique_ptr<SectionTable>> sections;
+    std::unique_ptr<TvtTable, TableRelease> symbols;
+    std::vector<ColumnView> symbolColumns;
+    std::vector<u32> starts;
+};
+
+std::unique_ptr<OpenFile> files[2];
+std::string result;
+
+u32 Address(const void* pointer) { return static_cast<u32>(reinterpret_cast<std::uintptr_t>(pointer)); }
+
+// Bytes of the file in a message must not break the JSON.
+std::string Dump(const json& value) { return value.dump(-1, ' ', false, json::error_handler_t::replace); }
+
+// Runs `work`, whose JSON becomes the result.
+template <class Work>
+int Answer(Work work) {
+    try {
+        result = Dump(work());
+        return 0;
+    } catch (const std::bad_alloc&) {
+        result = "not enough memory";
+    } catch (const std::exception& error) {
+        result = error.what();
+    }
+    return 1;
+}
+
+OpenFile& FileIn(u32 slot) {
+    if (slot >= std::size(files) || files[slot] == nullptr) throw torva::tables::Error("no file is open");
+    return *files[slot];
+}
+
+// ---- overview
+
+json ProblemJson(const Problem& problem) {
+    return {{"section", problem.section},
+            {"offset", problem.offset ? json(*problem.offset) : json(nullptr)},
+            {"text", problem.what}};
+}
+
+json SectionJson(const DirectoryEntry& entry, u64 fileSize) {
+    const torva::SectionInfo* const info = torva::FindSection(entry.id);
+    const u64 end = std::min<u64>(entry.End(), fileSize);
+    return {{"id", entry.id},
+            {"name", info != nullptr ? info->name : ""},
+            {"title", info != nullptr ? info->title : "unknown"},
+            {"offset", entry.offset},
+            {"size", end > entry.offset ? end - entry.offset : 0},
+            {"readable", entry.Readable()},
+            {"note", entry.Readable() ? "" : "readers do not find this section"}};
+}
+
+json Overview(const OpenFile& file, const std::string& unreadable) {
+    json sections = json::array();
+    for (const DirectoryEntry& entry : file.directory.entries) {
+        sections.push_back(SectionJson(entry, file.directory.fileSize));
+    }
+    json problems = json::array();
+    if (!unreadable.empty()) problems.push_back({{"section", 0}, {"offset", nullptr}, {"text", unreadable}});
+    for (const Problem& problem : torva::tables::DirectoryProblems(file.directory)) {
+        problems.push_back(ProblemJson(problem));
+    }
+    json gaps = json::array();
+    for (const auto& gap : torva::tables::GapsAndOverlaps(file.directory)) {
+        gaps.push_back({{"offset", gap.offset}, {"size", gap.size}, {"what", gap.what}});
+    }
+    return {{"directoryEntries", file.directory.entryCount},
+            {"sections", sections},
+            {"problems", problems},
+            {"gaps", gaps}};
+}
+
+json Open(u32 slot, const u8* bytes, u32 size) {
+    auto file = std::make_unique<OpenFile>();
+    file->bytes = {bytes, size};
+    file->source = FileSource::FromBytes(file->bytes, "the file");
+    file->directory = FileDirectory::Read(*file->source);
+    std::string unreadable;
+    try {
+        file->reader.emplace(file->source);
+    } catch (const torva::tables::Error& error) {  // the map can still be shown
+        unreadable = error.what();
+    }
+    json overview = Overview(*file, unreadable);
+    files[slot] = std::move(file);
+    return overview;
+}
+
+// ---- columns
+
+json Place(std::string name, const char* kind, const char* type, const ColumnView& view, u64 rows) {
+    return {{"name", std::move(name)},
+            {"field", 0},
+            {"kind", kind},
+            {"type", type},
+            {"width", view.width},
+            {"rows", rows},
+            {"validity", Address(view.validity)},
+            {"own", 0},
+            {"values", Address(view.values)},
+            {"offsets", Address(view.offsets)},
+            {"indices", Address(view.indices)},
+            {"handle", Address(&view)}};
+}
+
+struct TypeWords {
+    ColumnView::Kind view;
+    const char* kind;
+    const char* type;
+};
+
+TypeWords WordsOf(u8 type) {
+    using Kind = ColumnView::Kind;
+    switch (type) {
+        case TVT_BOOL:
+            return {Kind::Bool, "bool", "unsigned"};
+        case TVT_INT8:
+        case TVT_INT16:
+        case TVT_INT32:
+        case TVT_INT64:
+            return {Kind::Signed, "int", "signed"};
+        case TVT_UINT8:
+        case TVT_UINT16:
+        case TVT_UINT32:
+        case TVT_UINT64:
+            return {Kind::Unsigned, "uint", "unsigned"};
+        case TVT_FLOAT:
+        case TVT_DOUBLE:
+            return {Kind::Float, "float", "float"};
+        case TVT_DATE:
+            return {Kind::Signed, "date", "date"};
+        case TVT_TEXT:
+            return {Kind::Text, "text", "text"};
+        case TVT_BINARY:
+            return {Kind::Text, "binary", "text"};
+        case TVT_FIXED:
+            return {Kind::Fixed, "fixed", "hex"};
+        default:
+            return {Kind::Null, "null", "hex"};
+    }
+}
+
+u64 CountBits(const u8* bits, u64 rows) {
+    u64 count = 0;
+    for (u64 row = 0; row < rows; ++row) count += bits[row >> 3] >> (row & 7) & 1U;
+    return count;
+}
+
+void LoadSymbols(OpenFile& file) {
+    file.symbols.reset();
+    file.symbolColumns.clear();
+    TvtOptions options;
+    tvt_InitOptions(&options);
+    options.flags = TVT_OWN_FLAGS | TVT_NO_FIELDS_FILE;
+    TvtError error;
+    TvtTable* table = nullptr;
+    if (tvt_LoadBytes(file.bytes.data(), file.bytes.size(), &options, &table, &error) != TVT_OK) {
+        throw torva::tables::Error(error.message);
+    }
+    file.symbols.reset(table);
+}
+
+// Types are those of the tags: the worker shows the same bytes as what its dictionary says.
+json Symbols(OpenFile& file) {
+    LoadSymbols(file);
+    TvtReport report;
+    tvt_GetReport(file.symbols.get(), &report);
+    const u64 rows = static_cast<u64>(report.rows);
+    if (const DirectoryEntry* entry = file.directory.Find(2)) {
+        file.starts = RecordStarts(file.bytes, *entry, rows);
+    }
+    std::vector<u8> isDefault(65536);
+    if (file.reader) {
+        for (const auto& field : file.reader->Defaults()) isDefault[field.id] = 1;
+    }
+    json columns = json::array();
+    json fields = json::array();
+    json problems = json::array();
+    if (report.damage != 0) problems.push_back(report.message);
+    file.symbolColumns.reserve(static_cast<std::size_t>(report.columns));
+    for (i32 at = 0; at < report.columns; ++at) {
+        TvtColumn column;
+        if (tvt_GetColumn(file.symbols.get(), at, &column) != TVT_OK) continue;
+        const TypeWords words = WordsOf(column.type);
+        ColumnView& view = file.symbolColumns.emplace_back();
+        view.kind = words.view;
+        view.width = column.width;
+        view.bits = column.width * 8;
+        view.validity = column.validity;
+        view.values = static_cast<const u8*>(column.values);
+        view.offsets = column.offsets;
+        view.indices = column.indices;
+        view.valueCount = static_cast<u32>(column.dictionarySize);
+        json place = Place(column.name, words.kind, words.type, view, rows);
+        if (at > 0) {
+            place["field"] = column.fieldId;
+            place["own"] = Address(column.own);
+            place["tag"] = column.tag;
+            const u64 own =
+                column.own != nullptr ? CountBits(column.own, rows) : rows - static_cast<u64>(column.nulls);
+            fields.push_back({{"id", column.fieldId},
+                              {"own", own},
+                              {"isDefault", isDefault[column.fieldId] != 0},
+                              {"tags", json::array({column.tag})},
+                              {"type", words.type}});
+            const auto note = [&](u64 count, const char* what) {
+                if (count > 0) {
+                    problems.push_back("field " + std::to_string(column.fieldId) + ": " +
+                                       std::to_string(count) + what);
+                }
+            };
+            note(column.conflicts, " values are of another type and not shown in the table");
+            note(column.impossible, " values have no meaning as the column's type and are not shown");
+            note(column.repeated, " values are repeated in their record and not shown in the table");
+        }
+        columns.push_back(std::move(place));
+    }
+    return {{"rows", rows},
+            {"starts", Address(file.starts.data())},
+            {"columns", columns},
+            {"fields", fields},
+            {"problems", problems}};
+}
+
+// ---- sections
+
+const char* KindWord(torva::ColumnKind kind) {
+    switch (kind) {
+        case torva::ColumnKind::Number:
+            return "uint";
+        case torva::ColumnKind::List:
+            return "list";
+        case torva::ColumnKind::Text:
+            return "text";
+        default:
+            return "binary";
+    }
+}
+
+const char* TypeWord(torva::ColumnKind kind) {
+    switch (kind) {
+        case torva::ColumnKind::Number:
+            return "unsigned";
+        case torva::ColumnKind::List:
+            return "list";
+        case torva::ColumnKind::Text:
+            return "text";
+        default:
+            return "hex";
+    }
+}
+
+json Section(OpenFile& file, u16 id) {
+    const torva::SectionInfo* const info = torva::FindSection(id);
+    if (info == nullptr || !file.reader) throw torva::tables::Error("this section cannot be read");
+    std::unique_ptr<SectionTable>& table = file.sections[id];
+    if (table == nullptr) table = std::make_unique<SectionTable>(*file.reader, *info);
+    json levels = json::array();
+    for (const SectionLevel& level : table->Levels()) {
+        json columns = json::array();
+        for (const auto& column : level.columns) {
+            const torva::Column& described = column->Description();
+            json place = Place(described.name, KindWord(described.kind), TypeWord(described.kind),
+                               column->View(), level.rows);
+            place["key"] = described.key;
+            columns.push_back(std::move(place));
+        }
+        levels.push_back({{"name", level.description->name},
+                          {"singular", level.description->singular},
+                          {"rows", level.rows},
+                          {"parents", Address(level.parents.data())},
+                          {"columns", columns}});
+    }
+    json problems = json::array();
+    for (const Problem& problem : table->Result().problems) problems.push_back(problem.what);
+    return {{"levels", levels}, {"problems", problems}};
+}
+
+// ---- records
+
+json Record(const OpenFile& file, u32 row) {
+    if (std::size_t{row} + 1 >= file.starts.size()) throw torva::tables::Error("there is no such record");
+    const StoredRecord record = ReadRecord(file.bytes, file.starts[row], file.starts[row + 1]);
+    std::vector<u8> carried(65536);
+    json fields = json::array();
+    const auto add = [&](const StoredField& field, bool isDefault) {
+        fields.push_back({{"id", field.id},
+                          {"tag", field.tag},
+                          {"offset", field.offset},
+                          {"size", field.size},
+                          {"isDefault", isDefault},
+                          {"cut", field.cut}});
+    };
+    for (const StoredField& field : record.fields) {
+        add(field, false);
+        carried[field.id] = 1;
+    }
+    const DirectoryEntry* const defaults = file.directory.Find(1);
+    if (defaults != nullptr && defaults->Readable()) {
+        const u64 start = std::min<u64>(u64{defaults->offset} + 6, file.bytes.size());
+        const u64 end = std::min<u64>(defaults->End(), file.bytes.size());
+        for (const StoredField& field : ReadFields(file.bytes, start, end)) {
+            if (carried[field.id] == 0) add(field, true);
+        }
+    }
+    return {{"offset", record.offset},
+            {"size", record.size},
+            {"text", std::string(record.text)},
+            {"fields", fields}};
+}
+
+// ---- check
+
+json Check(const OpenFile& file) {
+    const std::string encoding = "UTF-8";
+    torva::tables::TextCodec codec(encoding);
+    torva::tables::CheckOptions options;
+    options.limit = kFindingsOfOneKind;
+    const torva::tables::CheckReport report = torva::tables::Check(file.source, codec, options);
+    json findings = json::array();
+    for (const torva::tables::Finding& finding : report.findings.Kept()) {
+        findings.push_back({{"kind", torva::tables::KindName(finding.Kind())},
+                            {"section", finding.section},
+                            {"offset", finding.offset ? json(*finding.offset) : json(nullptr)},
+                            {"text", torva::tables::Describe(report, finding, codec, encoding).Sentence()}});
+    }
+    return {{"findings", findings}, {"total", report.findings.Total()}};
+}
+
+}  // namespace
+
+}  // namespace viewer
+
+using viewer::Answer;
+using viewer::u16;
+using viewer::u32;
+using viewer::u8;
+
+extern "C" {
+
+void* view_alloc(u32 size) { return std::malloc(size); }
+
+void view_free(void* memory) { std::free(memory); }
+
+const char* view_result() { return viewer::result.data(); }
+
+u32 view_result_size() { return static_cast<u32>(viewer::result.size()); }
+
+int view_open(u32 slot, const u8* bytes, u32 size) {
+    return Answer([&] { return viewer::Open(slot, bytes, size); });
+}
+
+void view_close(u32 slot) { viewer::files[slot].reset(); }
+
+int view_symbols(u32 slot) {
+    return Answer([&] { return viewer::Symbols(viewer::FileIn(slot)); });
+}
+
+// Takes the values of a column of numbers as another kind, for Sort. `bits` is how many of them count.
+void view_retype(viewer::ColumnView* column, u32 kind, u32 bits) {
+    column->kind = static_cast<viewer::ColumnView::Kind>(kind);
+    column->bits = bits;
+}
+
+int view_section(u32 slot, u32 id) {
+    return Answer([&] { return viewer::Section(viewer::FileIn(slot), static_cast<u16>(id)); });
+}
+
+int view_check(u32 slot) {
+    return Answer([&] { return viewer::Check(viewer::FileIn(slot)); });
+}
+
+int view_record(u32 slot, u32 row) {
+    return Answer([&] { return viewer::Record(viewer::FileIn(slot), row); });
+}
+
+// The row of the symbol record that holds the byte at `offset`, -1 for none.
+int view_row_at(u32 slot, u32 offset) {
+    const std::vector<u32>& starts = viewer::FileIn(slot).starts;
+    if (starts.size() < 2 || offset < starts.front() || offset >= starts.back()) return -1;
+    return static_cast<int>(std::upper_bound(starts.begin(), starts.end(), offset) - starts.begin()) - 1;
+}
+
+void view_sort(const viewer::ColumnView* column, u32* rows, u32 count, u32 descending) {
+    viewer::Sort(*column, rows, count, descending != 0);
+}
+
+u32 view_search(const viewer::ColumnView* const* columns, u32 columnCount, const char* needle, u32 needleSize,
+                u32 match, const u32* rows, u32 first, u32 count, u32* found) {
+    return viewer::Search(columns, columnCount, {needle, needleSize}, static_cast<viewer::Match>(match), rows,
+                          first, count, found);
+}
+
+}  // extern "C"
