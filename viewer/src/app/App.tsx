@@ -222,7 +222,7 @@ function useDrop(setDropping: (dropping: boolean) => void): void {
     }, []);
 }
 
-// `tvsym view` puts files into the page: <script type="application/octet-stream" data-name="NAME">BASE64.
+// A copy of the page may carry its files: <script type="application/octet-stream" data-name="NAME">BASE64.
 function useEmbedded(): void {
     useEffect(() => {
         const files = [...document.querySelectorAll<HTMLScriptElement>("script[data-name]")].map((element) => {
