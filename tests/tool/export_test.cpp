@@ -163,8 +163,7 @@ TEST_F(Export, DaysOfTheCalendar) {
     for (const Case& one :
          {Case{20240229, "2024-02-29"}, Case{20230229, "20230229"}, Case{20230231, "20230231"},
           Case{20231301, "20231301"}, Case{20231100, "20231100"}, Case{9991231, "9991231"}}) {
-        Section symbols = MakeSection(2);
-        symbols.content = Symbols{{{"A", {NumberField(3, 3, one.number)}, {}}}};
+        const Section symbols = {.id = 2, .rows = {{"A", {NumberField(3, 3, one.number)}, {}}}};
         Save("day.sym", {{symbols}, {}, {}});
         SaveBytes("day.sym.fields.json", R"({"3": {"name": "day", "type": "date", "tag": 3}})");
         ASSERT_EQ(Run("export day.sym days/").status, 0);
