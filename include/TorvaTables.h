@@ -127,10 +127,10 @@ typedef struct TvtError {
 typedef struct TvtTable TvtTable;
 
 enum {
-    TVT_NO_DEFAULTS = 1,      /* records without a value get null, not the default field's value */
-    TVT_OWN_FLAGS = 2,        /* with each field a column NAME.own: whether the value is the record's own */
-    TVT_NO_DICTIONARIES = 4,  /* texts always as plain texts, never as Arrow dictionaries */
-    TVT_NO_FIELDS_FILE = 8    /* do not look for FILE.fields.json */
+    TVT_NO_DEFAULTS = 1,     /* records without a value get null, not the default field's value */
+    TVT_OWN_FLAGS = 2,       /* with each field a column NAME.own: whether the value is the record's own */
+    TVT_NO_DICTIONARIES = 4, /* texts always as plain texts, never as Arrow dictionaries */
+    TVT_NO_FIELDS_FILE = 8   /* do not look for FILE.fields.json */
 };
 
 typedef struct TvtOptions {
@@ -138,14 +138,14 @@ typedef struct TvtOptions {
     uint32_t flags;           /* TVT_NO_DEFAULTS | ... */
     const uint16_t* fieldIds; /* the wanted fields; with fieldCount 0, every field that occurs */
     uint32_t fieldCount;
-    uint32_t threads;         /* threads that load at once, 1 to 64; 0 means 1. The result does not depend on it */
-    const char* dictionary;   /* path of a JSON file with names and types of fields; null: FILE.fields.json beside the
-                                 symbol file, where there is one */
-    const char* encoding;     /* character set of the texts: null or "UTF-8", others are refused. A column that is not
-                                 valid UTF-8 is binary */
-    uint64_t memoryLimit;     /* bytes of all columns; 0: 64 times the size of the file and 64 MiB */
-    uint32_t batchRows;       /* rows of a batch of a stream; 0: 65,536 */
-    uint32_t reserved;        /* 0 */
+    uint32_t threads; /* threads that load at once, 1 to 64; 0 means 1. The result does not depend on it */
+    const char* dictionary; /* path of a JSON file with names and types of fields; null: FILE.fields.json
+                               beside the symbol file, where there is one */
+    const char* encoding; /* character set of the texts: null or "UTF-8", others are refused. A column that is
+                             not valid UTF-8 is binary */
+    uint64_t memoryLimit; /* bytes of all columns; 0: 64 times the size of the file and 64 MiB */
+    uint32_t batchRows;   /* rows of a batch of a stream; 0: 65,536 */
+    uint32_t reserved;    /* 0 */
 } TvtOptions;
 
 /* Fills in the defaults: every field, one thread. */
@@ -211,23 +211,25 @@ enum {
 
 /* A column as it lies in memory. Pointers live as long as the table. */
 typedef struct TvtColumn {
-    const char* name;           /* the dictionary's name, else the id as a number; unique in the table */
-    uint16_t fieldId;           /* 0 for column 0 */
-    uint8_t tag;                /* the tag that the column's type was taken from */
-    uint8_t type;               /* TVT_NULL ... TVT_FIXED, of the values */
-    uint32_t width;             /* bytes of a value; 0 for TVT_NULL, TVT_BOOL, TVT_TEXT and TVT_BINARY */
+    const char* name; /* the dictionary's name, else the id as a number; unique in the table */
+    uint16_t fieldId; /* 0 for column 0 */
+    uint8_t tag;      /* the tag that the column's type was taken from */
+    uint8_t type;     /* TVT_NULL ... TVT_FIXED, of the values */
+    uint32_t width;   /* bytes of a value; 0 for TVT_NULL, TVT_BOOL, TVT_TEXT and TVT_BINARY */
     int64_t rows;
     int64_t nulls;
-    const uint8_t* validity;    /* a bit for each row, 0 for null; null pointer where nulls is 0 */
-    const uint8_t* own;         /* a bit for each row, 1 for a value of the record's own; null without TVT_OWN_FLAGS */
-    const void* values;         /* fixed widths: rows * width bytes. Text and binary: the bytes of all values.
-                                   TVT_BOOL: bits */
-    const int32_t* offsets;     /* text and binary: value i is bytes offsets[i] to offsets[i + 1] of `values` */
-    const int32_t* indices;     /* an Arrow dictionary: row r holds value indices[r]; else null, row r holds value r */
-    int64_t dictionarySize;     /* values of the dictionary; without one, rows */
-    uint64_t conflicts;         /* values that are null because they cannot be of this type */
-    uint64_t impossible;        /* values that are null because they have no meaning as this type */
-    uint64_t repeated;          /* values left out because the record delivered one of this field before */
+    const uint8_t* validity; /* a bit for each row, 0 for null; null pointer where nulls is 0 */
+    const uint8_t*
+        own; /* a bit for each row, 1 for a value of the record's own; null without TVT_OWN_FLAGS */
+    const void* values;     /* fixed widths: rows * width bytes. Text and binary: the bytes of all values.
+                               TVT_BOOL: bits */
+    const int32_t* offsets; /* text and binary: value i is bytes offsets[i] to offsets[i + 1] of `values` */
+    const int32_t*
+        indices; /* an Arrow dictionary: row r holds value indices[r]; else null, row r holds value r */
+    int64_t dictionarySize; /* values of the dictionary; without one, rows */
+    uint64_t conflicts;     /* values that are null because they cannot be of this type */
+    uint64_t impossible;    /* values that are null because they have no meaning as this type */
+    uint64_t repeated;      /* values left out because the record delivered one of this field before */
 } TvtColumn;
 
 /* TVT_ERR_PARAM for an index outside 0 to columns - 1. */
@@ -248,17 +250,19 @@ TVT_API const char* tvt_Text(const TvtTable* table, int32_t column, int64_t row,
  * tvt_Sorted, once for a table whatever the threads; tvt_BuildIndexes builds both ahead. Once an index is
  * built no call takes a lock. */
 
-/* The first row with this symbol, -1 where there is none, TVT_ERR_NO_MEMORY where the index cannot be built. */
+/* The first row with this symbol, -1 where there is none, TVT_ERR_NO_MEMORY where the index cannot be built.
+ */
 TVT_API int64_t tvt_Find(const TvtTable* table, const char* symbol, size_t length);
 
 /* All rows with this symbol, ascending: up to `capacity` of them go to `rows`. Returns how many there are. */
 TVT_API int64_t tvt_FindAll(const TvtTable* table, const char* symbol, size_t length, int64_t* rows,
                             int64_t capacity);
 
-/* The rows whose symbol begins with `prefix`, sorted by the symbol's bytes, equal ones by row. Skips the first
- * `skip` of them and writes up to `capacity` to `rows`. Returns how many rows have the prefix in all. */
-TVT_API int64_t tvt_Prefix(const TvtTable* table, const char* prefix, size_t length, int64_t skip, int64_t* rows,
-                           int64_t capacity);
+/* The rows whose symbol begins with `prefix`, sorted by the symbol's bytes, equal ones by row. Skips the
+ * first `skip` of them and writes up to `capacity` to `rows`. Returns how many rows have the prefix in all.
+ */
+TVT_API int64_t tvt_Prefix(const TvtTable* table, const char* prefix, size_t length, int64_t skip,
+                           int64_t* rows, int64_t capacity);
 
 /* All rows in the order of tvt_Prefix: an array of as many row numbers as there are rows, which lives as long
  * as the table. Null where there are no rows and where memory ran out. */

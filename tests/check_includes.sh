@@ -22,6 +22,7 @@ tools/sqlite        include format tables
 python              include format tables
 viewer              include format tables
 examples            include
+docs                format symwrite
 tests               *
 bench               *
 fuzz                *

@@ -106,7 +106,7 @@ private:
 
 inline std::size_t BitmapBytes(u64 bits) { return static_cast<std::size_t>((bits + 7) / 8); }
 
-inline bool Bit(const u8* bits, u64 at) { return (bits[at / 8] >> (at % 8) & 1U) != 0; }
+inline bool Bit(const u8* bits, u64 at) { return (u32{bits[at / 8]} >> (at % 8) & 1U) != 0; }
 
 // Sets bits `from` to `to` of a bitmap.
 inline void SetBits(u8* bits, u64 from, u64 to) {

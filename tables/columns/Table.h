@@ -22,5 +22,7 @@ struct TvtTable {
                    ? &batch->columns[static_cast<std::size_t>(index)]
                    : nullptr;
     }
-    torva::tables::columns::TextsView Symbols() const { return torva::tables::columns::TextsView(batch->columns.front()); }
+    torva::tables::columns::TextsView Symbols() const {
+        return torva::tables::columns::TextsView(batch->columns.front());
+    }
 };
