@@ -39,7 +39,8 @@ std::string Grouped(const Items& items, const Id& id, const Text& text) {
         }
     }
     std::string rows;
-    for (const auto& [ids, what] : groups) rows += "| " + ids + " | " + what + " |\n";
+    for (const auto& [ids, what] : groups)
+        rows.append("| ").append(ids).append(" | ").append(what).append(" |\n");
     return rows;
 }
 

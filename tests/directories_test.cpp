@@ -37,6 +37,7 @@ protected:
 
     symwrite::Section Section(const std::vector<std::pair<u32, std::string>>& elements) const {
         std::vector<Row> rows;
+        rows.reserve(elements.size());
         for (const auto& [id, name] : elements) rows.push_back({{id, name}});
         return MakeSection(family.id, std::move(rows));
     }
@@ -216,6 +217,7 @@ struct Group {
 };
 symwrite::Section Groups(const std::vector<Group>& groups) {
     std::vector<Row> rows;
+    rows.reserve(groups.size());
     for (const Group& group : groups) rows.push_back({{group.id, group.members}});
     return MakeSection(11, std::move(rows));
 }

@@ -176,6 +176,7 @@ TEST(JumpPrices, EveryTruncation) {
 
 symwrite::Section BrokerTable(const std::vector<u8>& values) {
     std::vector<Row> records;
+    records.reserve(values.size());
     for (const u8 value : values) records.push_back({{std::string(30, static_cast<char>(value))}});
     return MakeSection(4, std::move(records));
 }

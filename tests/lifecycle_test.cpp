@@ -468,8 +468,9 @@ TEST(Threads, TwoFilesAtATime) {
         std::vector<Row> symbols;
         std::string expected;
         for (int i = 0; i < 200; ++i) {
-            symbols.push_back({prefix + std::to_string(i), {TextField(1, prefix)}, {}});
-            expected += prefix + std::to_string(i) + " OK 1:'" + prefix + "';";
+            const std::string name = prefix + std::to_string(i);
+            symbols.push_back({name, {TextField(1, prefix)}, {}});
+            expected.append(name).append(" OK 1:'").append(prefix).append("';");
         }
         const Bytes bytes = FileOf({MakeSection(2, symbols)});
         for (int round = 0; round < 5; ++round) {

@@ -226,11 +226,14 @@ private:
     }
     void check(std::int32_t result) {
         if (result != SYM_OK) {
-            const Reason why = state != nullptr ? state->reason : Reason::outOfMemory;
-            // The constructor does not end, so the destructor does not run.
-            const detail::FileRef kept(std::exchange(state, nullptr));
-            detail::FileRef::release(kept.get());
-            detail::raise(kept.get() != nullptr ? kept->pathView() : std::string_view(), result, 0, why);
+            // The constructor does not end, so the destructor of File does not run.
+            struct Failed {
+                ~Failed() { detail::FileRef::release(file); }
+                detail::FileState* file;
+            };
+            const Failed failed{std::exchange(state, nullptr)};
+            detail::raise(failed.file != nullptr ? failed.file->pathView() : std::string_view(), result, 0,
+                          failed.file != nullptr ? failed.file->reason : Reason::outOfMemory);
         }
     }
     void release() noexcept {

@@ -115,7 +115,7 @@ void SectionScan::Elements() {
             Done(Ended::BySize);
         }
     } else {
-        const u64 width = FixedWidth(top);
+        const u64 width = std::max<u64>(FixedWidth(top), 1);  // 0 only where a count ends the section
         const u64 elements = top.ends == Ends::Size ? (head + width - 1) / width : count;
         for (u64 at = 0; BeginCounted(at, elements); ++at) {
             Element();

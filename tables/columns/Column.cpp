@@ -273,8 +273,8 @@ void ColumnBuilder::PutCell(u32 row, const Cell& cell) {
         PutNull(row);
         if (cell.verdict == Verdict::kNull) return;
         faultyRow = row;
-        faultCounter = cell.verdict == Verdict::kConflict ? &conflicts : &impossible;
-        ++*faultCounter;
+        faultyVerdict = cell.verdict;
+        ++FaultCounter();
         return;
     }
     if (IsText()) {
@@ -328,7 +328,7 @@ void ColumnBuilder::FillDefault(u32 to) {
                 GrowTexts(held, static_cast<std::size_t>(more));
             }
             for (u32 row = filled; row < to; ++row) {
-                std::memcpy(texts.As() + held, text, size);
+                if (size > 0) std::memcpy(texts.As() + held, text, size);
                 held += size;
                 offsets.As<i32>()[row + 1] = static_cast<i32>(held);
             }
@@ -416,7 +416,7 @@ void ColumnBuilder::TakeBack(u32 row) {
         --nulls;
         validFrom = row;
     }
-    if (faultyRow == row) --*faultCounter;
+    if (faultyRow == row) --FaultCounter();
     if (interned != nullptr && validFrom <= row) {
         const u32 number = static_cast<u32>(offsets.As<i32>()[row]);
         plainBytes -= interned->End(number) - interned->Begin(number);
@@ -542,8 +542,9 @@ bool ColumnBuilder::Append(ColumnBuilder& next, u32 rows, u32 nextRows) {
                 offsets.As<i32>()[rows + row] = static_cast<i32>(held) + next.offsets.As<i32>()[row];
             }
         } else {
-            std::memcpy(values.As() + std::size_t{rows} * storeWidth, next.values.As(),
-                        std::size_t{nextRows} * storeWidth);
+            if (nextRows > 0)
+                std::memcpy(values.As() + std::size_t{rows} * storeWidth, next.values.As(),
+                            std::size_t{nextRows} * storeWidth);
         }
         filled = validFrom = ownFrom = all;
     }

@@ -183,6 +183,7 @@ private:
     void Expand();
     std::size_t TextBytes(u32 rows) const;
     bool IsText() const { return store == Store::kText; }
+    u64& FaultCounter() { return faultyVerdict == Verdict::kConflict ? conflicts : impossible; }
 
     // What the fast path reads, together.
     u32 filled = 0;    // rows that have their value
@@ -214,7 +215,7 @@ private:
     u64 conflicts = 0;
     u64 impossible = 0;
     u32 faultyRow = ~u32{0};  // the last row whose own value was counted
-    u64* faultCounter = nullptr;
+    Verdict faultyVerdict = Verdict::kNull;
 };
 
 // Days since 1970-01-01 of a number yyyymmdd.

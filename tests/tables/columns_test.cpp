@@ -363,6 +363,7 @@ TEST(TableWatch, FollowsTheFileAndKeepsTheTableWhereALoadFails) {
 TEST(Columns, StopAtTheMemoryLimit) {
     symwrite::File file;
     std::vector<symwrite::Row> content;
+    content.reserve(2000);
     for (int i = 0; i < 2000; ++i) {
         content.push_back({"A", {symwrite::NumberField(static_cast<std::uint16_t>(100 + i), 1, 1)}, {}});
     }

@@ -37,7 +37,7 @@ mkdir directory
 expect 1 'tvsym: wrong.json: /symbols/0/fields/x: *
 tvsym: wrong.json: /symbols/1/symbol: expected a text, found 2' "$tvsym" build wrong.json old.sym
 expect 1 'tvsym: syntax.json: line 1, column 14: *' "$tvsym" build syntax.json old.sym
-expect 1 'tvsym: large.json: /sections/0/groups/0: section 6: the size of the group is 70001,*65535' "$tvsym" build large.json old.sym
+expect 1 'tvsym: large.json: /sections/0/groups/0: section 6: the size is 70001,*65535' "$tvsym" build large.json old.sym
 expect 1 'tvsym: wrong.json: /symbols: *' "$tvsym" build --dictionary wrong.json chinese.json old.sym
 expect 2 'tvsym: missing.json: No such file or directory' "$tvsym" build missing.json old.sym
 expect 2 'tvsym: directory: is a directory' "$tvsym" build chinese.json directory
