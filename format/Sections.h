@@ -33,7 +33,7 @@ public:
     }
 
     constexpr void push_back(const T& value) { values[used++] = value; }
-    constexpr std::size_t size() const { return used; }
+    constexpr std::size_t size() const { return used < kMost ? used : kMost; }  // compilers see the bound
     constexpr bool empty() const { return used == 0; }
     constexpr const T& operator[](std::size_t at) const { return values[at]; }
     constexpr const T& back() const { return values[used - 1]; }

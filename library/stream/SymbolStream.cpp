@@ -277,13 +277,13 @@ i32 SymbolStream::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems
         if (field.value != nullptr) {
             // The next value lies right after this one, unless it found no room.
             const u8* const next = walked ? limit + 1 : defaults.table[entry + 1].value;
-            std::ptrdiff_t size = 0;
+            u32 size = 0;
             if (field.tag != kTextTag) {
-                size = std::min<std::ptrdiff_t>(limit - field.value, BlockSize(field.tag));
+                size = std::min(static_cast<u32>(limit - field.value), BlockSize(field.tag));
             } else {
-                size = next != nullptr ? next - 1 - field.value : std::ptrdiff_t{TextSize(field.value)};
+                size = next != nullptr ? static_cast<u32>(next - 1 - field.value) : TextSize(field.value);
             }
-            copy = CopyFieldValue(field.tag, field.value, static_cast<u32>(size));
+            copy = CopyFieldValue(field.tag, field.value, size);
         }
         items[(*count)++] = {field.id, field.tag, copy};
         if (*count == maxItems && !walked) return SYM_MORE_DATA;

@@ -24,6 +24,7 @@ using torva::tables::columns::HashIndex;
 static_assert(TVT_OK == SYM_OK && TVT_ERR_OPEN == SYM_ERR_OPEN && TVT_ERR_PARAM == SYM_ERR_PARAM &&
               TVT_ERR_NO_MEMORY == SYM_ERR_NO_MEMORY && TVT_ERR_FORMAT == SYM_ERR_FORMAT);
 
+// cppcheck-suppress passedByValue ; it is moved from
 TvtTable::TvtTable(torva::tables::columns::Loaded loaded)
     : batch(std::make_shared<const Batch>(Batch{std::move(loaded.columns), loaded.rows})),
       damage(std::move(loaded.damage)) {}

@@ -336,8 +336,9 @@ void ColumnBuilder::FillDefault(u32 to) {
         filled = to;
         return;
     }
-    const auto fill = [&]<class T>(T value) {
-        std::fill(values.As<T>() + filled, values.As<T>() + to, value);
+    const auto fill = [&](auto value) {
+        auto* const cells = values.As<decltype(value)>();
+        std::fill(cells + filled, cells + to, value);
     };
     switch (storeWidth) {
         case 1:

@@ -84,10 +84,11 @@ void SortedIndex::Range(TextsView texts, std::string_view prefix, u32& begin, u3
     if (prefix.size() <= 8) return;
     const auto before = [&](u32 row) { return texts[row].substr(0, prefix.size()) < prefix; };
     const auto through = [&](u32 row) { return texts[row].substr(0, prefix.size()) <= prefix; };
-    const auto from = std::partition_point(order.begin() + begin, order.begin() + end, before);
-    const auto to = std::partition_point(from, order.begin() + end, through);
-    begin = static_cast<u32>(from - order.begin());
-    end = static_cast<u32>(to - order.begin());
+    const u32* const rows = order.data();
+    const u32* const from = std::partition_point(rows + begin, rows + end, before);
+    const u32* const to = std::partition_point(from, rows + end, through);
+    begin = static_cast<u32>(from - rows);
+    end = static_cast<u32>(to - rows);
 }
 
 }  // namespace torva::tables::columns

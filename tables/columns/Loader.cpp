@@ -99,7 +99,8 @@ void FindSections(const Source& source, Entry& defaults, Entry& symbols) {
 // Section 1, as the exports' open reads it: u16 id, u32 bytes of the fields, fields. A fixed payload that the
 // data cuts off has zeros in the bytes that did not come.
 void LoadDefaults(const Source& source, const Entry& section, std::vector<Stream::Default>& defaults) {
-    Reader reader(source, u64{section.offset} + 2);
+    const u64 afterId = u64{section.offset} + 2;
+    Reader reader(source, afterId);
     u32 fieldBytes = 0;
     reader.Read(&fieldBytes, sizeof fieldBytes);
     for (u64 walked = 0; walked < fieldBytes;) {

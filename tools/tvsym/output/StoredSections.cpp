@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <stdexcept>
 
 namespace tvsym {
 
@@ -146,7 +147,11 @@ StoredFile StoredSections(const FileDirectory& raw, const std::vector<u16>& want
 const SectionInfo& StoredForm(u16 id) {
     static const SectionInfo eodItems = AsStored(18);
     static const SectionInfo exchangeSupport = AsStored(21);
-    return id == 18 ? eodItems : id == 21 ? exchangeSupport : *FindSection(id);
+    if (id == 18) return eodItems;
+    if (id == 21) return exchangeSupport;
+    const SectionInfo* const section = FindSection(id);
+    if (section == nullptr) throw std::invalid_argument("no reader for section " + std::to_string(id));
+    return *section;
 }
 
 Walk WalkStored(Reader& reader, u16 id, RowWriter& rows) {
