@@ -31,7 +31,7 @@ fail() {
     return 1
 }
 
-needs_shared() { readelf -d "$1" | grep -q 'NEEDED.*libTorvaAPI'; }
+needs_shared() { grep -q 'NEEDED.*libTorvaAPI' <<<"$(readelf -d "$1")"; }
 
 # by_pkg_config COMPILER-C COMPILER-CXX
 by_pkg_config() {
