@@ -59,7 +59,7 @@ struct Column {
     // Number and List: bytes of a number. Bytes: how many. Text: the most that readers take, without the zero
     // byte; 0 for no such bound.
     u8 width = 0;
-    bool key = false;             // tells the elements of a level apart; see Level::columns
+    bool key = false;             // identifies an element of its level; see Level::columns
     const char* label = nullptr;  // in messages, where that is not the name
 
     constexpr const char* Label() const { return label ? label : name; }

@@ -90,7 +90,7 @@ inline Look lookAt(const char* path, bool tryLock) noexcept {
     }
     lookAtDirectory(file, seen);
 #ifndef _WIN32
-    // Shared, so that it stands in the way of as little as possible, and only for a file that did not open.
+    // Shared, so that it disturbs other openers as little as possible, and only for a file that did not open.
     seen.lockedElsewhere = tryLock && ::flock(fileno(file), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 #else
     static_cast<void>(tryLock);

@@ -215,7 +215,7 @@ public:
         return walk != nullptr ? walk->announcedCount() : std::nullopt;
     }
 
-    // After an error: what came of the element that met it. Null when nothing did; many elements come whole
+    // After an error: what was read of the failing element. Null when nothing did; many elements come whole
     // or not at all.
     [[nodiscard]] Element* broken() noexcept TORVA_LIFETIMEBOUND {
         Walk* const walk = holder.get();

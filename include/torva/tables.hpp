@@ -143,7 +143,7 @@ public:
             return result == SYM_OK || result == SYM_END_OF_DATA ? std::int32_t{kEnd} : result;
         }
         file->current = kSection;
-        // SYM_END_OF_DATA behind a group's head: the group is the last one and empty.
+        // SYM_END_OF_DATA after a group's head: the group is the last one and empty.
         group.items = {items.data(), static_cast<std::size_t>(count)};
         group.more = result == SYM_MORE_DATA;
         return result == SYM_ERR_FORMAT ? result : std::int32_t{kElement};

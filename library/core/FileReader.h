@@ -171,7 +171,7 @@ public:
     ByteSource source;
     TempData arena;  // the per-call arena
 
-    u8 sectionId = 0;  // the section that the cursor stands in; 0: none
+    u8 sectionId = 0;  // the section that the cursor is in; 0: none
     u32 sectionSize = 0;
     u32 sectionConsumed = 0;
 

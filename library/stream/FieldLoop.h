@@ -27,7 +27,7 @@ inline const u8* FindTextEnd(const u8* from, const u8* end) {
 
 // Hands the fields that begin at `next` and up to `lastStart` to the sink, for as long as it takes them.
 // Behind `lastStart` there are kMostFixedField bytes up to `end`, where the bytes end that may be read.
-// Returns where the first field begins that was not taken: behind the last, at one that the sink refused, or
+// Returns where the first field begins that was not taken: after the last, at one that the sink refused, or
 // at a text without a zero byte.
 //
 // bool Sink::Take(u16 id, u8 tag, const u8* payload, u32 size): false to be asked again later. `size` is that

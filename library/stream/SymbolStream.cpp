@@ -9,7 +9,7 @@
 //       fields     typed fields, up to recordSize
 //
 // A record is delivered in as many calls as it needs: first its own fields that are wanted, in file order,
-// then the wanted default fields whose id it does not carry. While a call reads, values stand in the per-call
+// then the wanted default fields whose id it does not carry. While a call reads, values are in the per-call
 // arena; before it returns each is copied to a heap block that the caller owns.
 
 #include "library/stream/SymbolStream.h"
