@@ -425,6 +425,8 @@ TEST(Hpp, AFileThatIsOnlyAsked) {
     tv_CloseSymFile(query.handle());
     EXPECT_FALSE(query.isOpen());
     EXPECT_EQ(query.handle(), 0U);
+    tv_ReleaseSymAPI();  // the user that Library counted; all files are closed
+    EXPECT_FALSE(other.isOpen());
 }
 
 TEST(Hpp, ErrorsAreThrown) {
