@@ -1,7 +1,18 @@
 # TorvaTables: a library of its own over the same objects. TorvaAPI neither needs it nor is needed by it.
-file(GLOB TORVA_TABLES_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tables/columns/*.cpp)
+file(GLOB TORVA_TABLES_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tables/columns/*.cpp
+  ${PROJECT_SOURCE_DIR}/tables/dictionary/*.cpp ${PROJECT_SOURCE_DIR}/tables/rows/*.cpp
+  ${PROJECT_SOURCE_DIR}/tables/source/*.cpp)
+if(WIN32)
+  list(FILTER TORVA_TABLES_SOURCES EXCLUDE REGEX "Posix\\.cpp$")
+else()
+  list(FILTER TORVA_TABLES_SOURCES EXCLUDE REGEX "Windows\\.cpp$")
+endif()
 
 torva_object_library(torva_tables_objects ${TORVA_TABLES_SOURCES})
+# fmt as headers alone, so that the library needs none on the machines where it runs.
+torva_headers(torva_fmt_headers fmt libfmt-dev)
+target_link_libraries(torva_tables_objects PRIVATE torva_fmt_headers)
+target_compile_definitions(torva_tables_objects PRIVATE FMT_HEADER_ONLY)
 # symwrite reads the dictionary of fields, with nlohmann-json, which is headers alone.
 torva_json_dependency(torva_tables_objects)
 set(TORVA_TABLES_OBJECTS

@@ -1,8 +1,9 @@
 /* TorvaTables: a symbol file as immutable tables in Apache Arrow's memory layout.
  *
- * A table is loaded in one pass and then only read: one row for each symbol, a column `symbol`, and one typed
- * column for each wanted field. Arrays leave through the Arrow C data interface, so that any Arrow library
- * can use them without a copy.
+ * A table is loaded in one pass and then only read. The table of the symbols has one row for each symbol, a
+ * column `symbol`, and one typed column for each wanted field; any other section is a table for each of its
+ * levels. Arrays are exported through the Arrow C data interface, so that any Arrow library can use them
+ * without a copy.
  *
  *     TvtOptions options;
  *     TvtError error;
@@ -130,7 +131,13 @@ enum {
     TVT_NO_DEFAULTS = 1,     /* records without a value get null, not the default field's value */
     TVT_OWN_FLAGS = 2,       /* with each field a column NAME.own: whether the value is the record's own */
     TVT_NO_DICTIONARIES = 4, /* texts always as plain texts, never as Arrow dictionaries */
-    TVT_NO_FIELDS_FILE = 8   /* do not look for FILE.fields.json */
+    TVT_NO_FIELDS_FILE = 8,  /* do not look for FILE.fields.json */
+    TVT_FIELD_ROWS = 16      /* section 2 by levels, as any other section: symbols, and their own fields */
+};
+
+enum {
+    TVT_DIRECTORY = 0, /* the section directory, a row for each entry */
+    TVT_SYMBOLS = 2    /* the symbols */
 };
 
 typedef struct TvtOptions {
@@ -141,19 +148,22 @@ typedef struct TvtOptions {
     uint32_t threads; /* threads that load at once, 1 to 64; 0 means 1. The result does not depend on it */
     const char* dictionary; /* path of a JSON file with names and types of fields; null: FILE.fields.json
                                beside the symbol file, where there is one */
-    const char* encoding; /* character set of the texts: null or "UTF-8", others are refused. A column that is
-                             not valid UTF-8 is binary */
-    uint64_t memoryLimit; /* bytes of all columns; 0: 64 times the size of the file and 64 MiB */
-    uint32_t batchRows;   /* rows of a batch of a stream; 0: 65,536 */
-    uint32_t reserved;    /* 0 */
+    const char* encoding;   /* character set of the texts, a name that iconv knows; null: UTF-8. Tables hold
+                               UTF-8;   a column with a text that is not valid in the character set is binary,
+                               with the   bytes of the file */
+    uint64_t memoryLimit;   /* bytes of all columns; 0: 64 times the size of the file and 64 MiB */
+    uint32_t batchRows;     /* rows of a batch of a stream; 0: 65,536 */
+    uint32_t section; /* TVT_SYMBOLS, TVT_DIRECTORY, or the id of another section (see "Sections"). For those
+                         only `encoding` and `memoryLimit` of the options above mean anything */
 } TvtOptions;
 
-/* Fills in the defaults: every field, one thread. */
+/* Fills in the defaults: the symbols, every field, one thread. */
 TVT_API void tvt_InitOptions(TvtOptions* options);
 
-/* Loads the symbols of the file `path` (UTF-8). The file is opened shared, read once, and closed before the
- * call returns. `options` may be null; nothing it points to is needed after the call.
- * Returns TVT_OK and a table in *table, or a code and null. */
+/* Loads the symbols, or the section of the options, of the file `path` (UTF-8). The file is opened shared and
+ * closed before the call returns. `options` may be null; nothing it points to is needed after the call.
+ * Returns TVT_OK and a table in *table, or a code and null: TVT_ERR_OPEN, TVT_ERR_PARAM (also for the id of a
+ * section that no file has), TVT_ERR_NO_MEMORY, TVT_ERR_FORMAT, TVT_ERR_LIMIT. */
 TVT_API int32_t tvt_Load(const char* path, const TvtOptions* options, TvtTable** table, TvtError* error);
 
 /* The same from `size` bytes in memory, which are not needed after the call. */
@@ -175,11 +185,18 @@ TVT_API void tvt_Release(TvtTable* table);
 typedef struct TvtReport {
     int64_t rows;
     int32_t columns;       /* with the symbol column, without those of TVT_OWN_FLAGS */
-    int32_t damage;        /* 0: the symbols came whole; else the code with which an export ends that walk:
-                              SYM_END_OF_DATA (-6), SYM_ERR_BUFFER_TOO_SMALL (-8), SYM_ERR_FORMAT (-9) or
-                              SYM_ERR_READ (-12) */
-    uint64_t damageOffset; /* of the record that could not be completed, from the start of the file */
-    const char* message;   /* what was damaged, empty without damage; lives as long as the table */
+    int32_t damage;        /* 0: the rows came whole; else the code with which an export ends that walk:
+                              SYM_END_OF_DATA (-6), SYM_ERR_BUFFER_TOO_SMALL (-8), SYM_ERR_FORMAT (-9),
+                              SYM_ERR_NO_SECTION (-10), SYM_ERR_READ (-12), or in another section SYM_ERR_PARAM
+                              (-2) */
+    uint64_t damageOffset; /* where the damage is, from the start of the file; of symbols, the start of the
+                              record that could not be completed */
+    const char* message;   /* what was damaged; of other sections than the symbols also what their sizes and
+                              counts say that is not there, with damage 0. Else empty. UTF-8; lives as long as
+                              the table */
+    const char* name;      /* of the rows: "symbols", "groups", ...; lives as long as the table */
+    int32_t section;       /* id; TVT_DIRECTORY for the section directory */
+    int32_t level;         /* 0 for the symbols, the directory and the first level of a section */
     uint64_t bytes;        /* memory that the table's columns take */
     uint64_t conflicts;    /* sums over the columns */
     uint64_t impossible;
@@ -188,7 +205,26 @@ typedef struct TvtReport {
 
 TVT_API void tvt_GetReport(const TvtTable* table, TvtReport* report);
 
-/* --- Columns: column 0 is `symbol`, the others follow by field id. */
+/* --- Sections
+ *
+ * With TvtOptions.section a load returns any section: its first level as a table, and the levels below it
+ * by tvt_Below. Rows are those that the exports of the section deliver, in their order. The columns of a
+ * level are named in docs/json.md; ids and other numbers are unsigned, records are TVT_FIXED, lists TVT_LIST.
+ * Below the first level, column 0 is `parent` (uint32_t), the row of the level above that the row belongs to.
+ * The value of a typed field (sections 1, 2 and 6) is in `number` (uint64_t) or in `text`; the other one is
+ * null, and both are for tags without a value.
+ *
+ * A section that the file does not have is a table without rows, with SYM_ERR_NO_SECTION as its damage.
+ *
+ * TVT_DIRECTORY returns the section directory, in file order: `id`, `name` and `title` (null for an id
+ * without a reader), `offset`, `size`, `levels` (0 for an id without a reader), and `readable`, whether the
+ * exports find the section by this entry. */
+
+/* The next level of a section: a table that lives as long as `table`, or longer with a tvt_Retain of its own.
+ * Null where there is no further level. */
+TVT_API TvtTable* tvt_Below(const TvtTable* table);
+
+/* --- Columns: of symbols, column 0 is `symbol` and the others follow by field id. */
 
 enum {
     TVT_NULL = 0, /* nothing but nulls; no values */
@@ -206,24 +242,27 @@ enum {
     TVT_DATE,   /* int32_t: days since 1970-01-01 */
     TVT_TEXT,   /* valid UTF-8 */
     TVT_BINARY, /* bytes of any length */
-    TVT_FIXED   /* `width` bytes each */
+    TVT_FIXED,  /* `width` bytes each */
+    TVT_LIST    /* unsigned numbers of `width` bytes (1 or 2) */
 };
 
 /* A column as it lies in memory. Pointers live as long as the table. */
 typedef struct TvtColumn {
     const char* name; /* the dictionary's name, else the id as a number; unique in the table */
-    uint16_t fieldId; /* 0 for column 0 */
-    uint8_t tag;      /* the tag that the column's type was taken from */
-    uint8_t type;     /* TVT_NULL ... TVT_FIXED, of the values */
-    uint32_t width;   /* bytes of a value; 0 for TVT_NULL, TVT_BOOL, TVT_TEXT and TVT_BINARY */
+    uint16_t fieldId; /* of a symbol's field; 0 for all other columns */
+    uint8_t tag;      /* of a symbol's field: the tag that the column's type was taken from; else 0 */
+    uint8_t type;     /* TVT_NULL ... TVT_LIST, of the values */
+    uint32_t width;   /* bytes of a value, of TVT_LIST an element; 0 for TVT_NULL, TVT_BOOL, TVT_TEXT and
+                         TVT_BINARY */
     int64_t rows;
     int64_t nulls;
     const uint8_t* validity; /* a bit for each row, 0 for null; null pointer where nulls is 0 */
     const uint8_t*
         own; /* a bit for each row, 1 for a value of the record's own; null without TVT_OWN_FLAGS */
     const void* values;     /* fixed widths: rows * width bytes. Text and binary: the bytes of all values.
-                               TVT_BOOL: bits */
-    const int32_t* offsets; /* text and binary: value i is bytes offsets[i] to offsets[i + 1] of `values` */
+                               TVT_BOOL: bits. TVT_LIST: the elements of all lists */
+    const int32_t* offsets; /* text and binary: value i is bytes offsets[i] to offsets[i + 1] of `values`.
+                               TVT_LIST: value i is elements offsets[i] to offsets[i + 1] */
     const int32_t*
         indices; /* an Arrow dictionary: row r holds value indices[r]; else null, row r holds value r */
     int64_t dictionarySize; /* values of the dictionary; without one, rows */
@@ -245,7 +284,8 @@ TVT_API int32_t tvt_ColumnOfField(const TvtTable* table, uint16_t fieldId);
  * Returns null, *length 0, for a null cell, a row or column that does not exist and other types. */
 TVT_API const char* tvt_Text(const TvtTable* table, int32_t column, int64_t row, size_t* length);
 
-/* --- Lookup: by symbol, byte for byte. The hash index (11 to 21 bytes a row, 4 more where symbols repeat) is
+/* --- Lookup: by symbol, byte for byte, in a table of symbols; for other tables these return TVT_ERR_PARAM or
+ * null. The hash index (11 to 21 bytes a row, 4 more where symbols repeat) is
  * built by the first tvt_Find or tvt_FindAll, the sorted index (12 bytes a row) by the first tvt_Prefix or
  * tvt_Sorted, once for a table whatever the threads; tvt_BuildIndexes builds both ahead. Once an index is
  * built no call takes a lock. */
@@ -268,12 +308,13 @@ TVT_API int64_t tvt_Prefix(const TvtTable* table, const char* prefix, size_t len
  * as the table. Null where there are no rows and where memory ran out. */
 TVT_API const uint32_t* tvt_Sorted(const TvtTable* table);
 
-/* Builds both indexes now. TVT_OK or TVT_ERR_NO_MEMORY. */
+/* Builds both indexes now. TVT_OK, TVT_ERR_PARAM or TVT_ERR_NO_MEMORY. */
 TVT_API int32_t tvt_BuildIndexes(const TvtTable* table);
 
 /* --- Arrow. What is exported stays valid after the table was released, and is freed by its own release
- * function. The schema is a struct with the columns as its children; the field id and the tag of each are in
- * its metadata as "torva.field" and "torva.tag". */
+ * function. The schema is a struct with the columns as its children; the field id and the tag of a symbol's
+ * field are in the metadata of its column as "torva.field" and "torva.tag". These functions return TVT_OK,
+ * TVT_ERR_PARAM or TVT_ERR_NO_MEMORY, and after an error nothing has to be released. */
 
 TVT_API int32_t tvt_ExportSchema(const TvtTable* table, struct ArrowSchema* schema, TvtError* error);
 
@@ -281,14 +322,21 @@ TVT_API int32_t tvt_ExportSchema(const TvtTable* table, struct ArrowSchema* sche
 TVT_API int32_t tvt_ExportArray(const TvtTable* table, struct ArrowArray* array, struct ArrowSchema* schema,
                                 TvtError* error);
 
-/* The same in batches of `batchRows` rows, 0 for one batch; they share the table's memory. */
+/* The same with all levels below in one: each as a list of structs after the columns of the level above,
+ * named as TvtReport.name names it and without its `parent`. For a table without a level below as
+ * tvt_ExportArray. */
+TVT_API int32_t tvt_ExportNested(const TvtTable* table, struct ArrowArray* array, struct ArrowSchema* schema,
+                                 TvtError* error);
+
+/* The whole table in batches of `batchRows` rows, 0 for one batch; they share the table's memory. */
 TVT_API int32_t tvt_ExportStream(const TvtTable* table, uint32_t batchRows, struct ArrowArrayStream* stream,
                                  TvtError* error);
 
-/* Reads a file in batches, with memory for one batch at a time whatever the size of the file. The file stays
- * open, shared, until the stream is released. The file is read twice: the first
- * time for the types of its columns. Texts are never Arrow dictionaries. A damaged file ends as a load of it;
- * get_next then fails with EIO after the last whole row, and get_last_error describes the damage. */
+/* Reads the symbols of a file in batches, with memory for one batch at a time whatever the size of the file.
+ * The file stays open, shared, until the stream is released. It is read twice: the first time for the types
+ * of its columns. Texts are never Arrow dictionaries. A damaged file ends as a load of it; get_next then
+ * fails with EIO after the last whole row, and get_last_error describes the damage. Other sections are loaded
+ * whole. Returns what tvt_Load does. */
 TVT_API int32_t tvt_OpenStream(const char* path, const TvtOptions* options, struct ArrowArrayStream* stream,
                                TvtError* error);
 

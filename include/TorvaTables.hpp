@@ -120,10 +120,21 @@ public:
         if (IsNull(row)) return std::nullopt;
         const auto* const bytes = static_cast<const char*>(column.values);
         if (column.type == TVT_FIXED) return std::string_view(bytes + row * column.width, column.width);
-        if (column.offsets == nullptr) return std::nullopt;
+        if (column.type != TVT_TEXT && column.type != TVT_BINARY) return std::nullopt;
         const std::int64_t at = column.indices != nullptr ? column.indices[row] : row;
         return std::string_view(bytes + column.offsets[at],
                                 static_cast<std::size_t>(column.offsets[at + 1] - column.offsets[at]));
+    }
+
+    // The numbers of a cell of a column that stores lists of T; none for null. Throws Error where the column
+    // stores something else.
+    template <class T>
+    std::span<const T> List(std::int64_t row) const {
+        if (column.type != TVT_LIST || column.width != sizeof(T) || !std::is_unsigned_v<T>)
+            throw Error(TVT_ERR_PARAM, "column " + std::string(column.name) + " stores no such lists");
+        if (IsNull(row)) return {};
+        return {static_cast<const T*>(column.values) + column.offsets[row],
+                static_cast<std::size_t>(column.offsets[row + 1] - column.offsets[row])};
     }
 
 private:
@@ -176,6 +187,21 @@ public:
         TvtReport report;
         tvt_GetReport(Raw(), &report);
         return report;
+    }
+
+    // The next level of a section; nothing where there is no further one.
+    std::optional<Table> Below() const {
+        TvtTable* const below = tvt_Below(Raw());
+        if (below == nullptr) return std::nullopt;
+        return Of(tvt_Retain(below));
+    }
+
+    // Takes over a reference to `raw`, which must not be null.
+    static Table Of(TvtTable* raw) {
+        return Made([&](TvtTable** table, TvtError*) {
+            *table = raw;
+            return TVT_OK;
+        });
     }
 
     // The column of that name; null where there is none.

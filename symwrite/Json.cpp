@@ -23,7 +23,8 @@ using torva::SectionInfo;
 
 constexpr std::pair<std::string_view, FieldType> kFieldTypes[] = {
     {"text", FieldType::Text},   {"unsigned", FieldType::Unsigned}, {"signed", FieldType::Signed},
-    {"float", FieldType::Float}, {"date", FieldType::Date},         {"hex", FieldType::Hex}};
+    {"float", FieldType::Float}, {"date", FieldType::Date},         {"bool", FieldType::Bool},
+    {"hex", FieldType::Hex}};
 
 // The tag that a type has when the dictionary gives none; 0 for none.
 std::uint8_t DefaultTag(FieldType type) {
@@ -32,6 +33,8 @@ std::uint8_t DefaultTag(FieldType type) {
             return kTextTag;
         case FieldType::Float:
             return 6;
+        case FieldType::Bool:
+            return 1;
         case FieldType::Hex:
             return 0;
         default:
@@ -316,6 +319,13 @@ private:
                 break;
             case FieldType::Hex:
                 return {definition.id, definition.tag, value.Hex(width)};
+            case FieldType::Bool:
+                if (value.Value().is_boolean()) {
+                    bits = value.Value().get<bool>() ? 1 : 0;
+                } else {
+                    bits = value.Number(torva::LargestNumber(width));
+                }
+                break;
             default:
                 bits = value.Number(torva::LargestNumber(width));
         }

@@ -10,7 +10,7 @@
 
 namespace symwrite {
 
-enum class FieldType : std::uint8_t { Text, Unsigned, Signed, Float, Date, Hex };
+enum class FieldType : std::uint8_t { Text, Unsigned, Signed, Float, Date, Bool, Hex };
 
 struct FieldDefinition {
     std::uint16_t id = 0;

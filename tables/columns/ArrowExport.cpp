@@ -48,8 +48,8 @@ void FillSchema(ArrowSchema* schema, std::unique_ptr<SchemaHolder> holder, bool 
 }
 
 std::string FormatOf(const Column& column) {
-    constexpr std::array<const char*, 16> kFormats = {"n", "b", "c", "s", "i",   "l", "C", "S",
-                                                      "I", "L", "f", "g", "tdD", "u", "z", "w:"};
+    constexpr std::array<const char*, 17> kFormats = {"n", "b", "c", "s",   "i", "l", "C",  "S", "I",
+                                                      "L", "f", "g", "tdD", "u", "z", "w:", "+l"};
     std::string format = kFormats[column.type];
     if (column.type == TVT_FIXED) format += std::to_string(column.width);
     return format;
@@ -77,20 +77,37 @@ OwnedSchema NewSchema(std::unique_ptr<SchemaHolder> holder, bool nullable) {
     return schema;
 }
 
-OwnedSchema ColumnSchema(const Column& column, bool isSymbol) {
+void AddChild(SchemaHolder& holder, OwnedSchema child) {
+    holder.childPointers.push_back(child.get());
+    holder.children.push_back(std::move(child));
+}
+
+// The schema of a list with these elements.
+void MakeList(SchemaHolder& holder, std::unique_ptr<SchemaHolder> element) {
+    holder.format = "+l";
+    element->name = "item";
+    AddChild(holder, NewSchema(std::move(element), false));
+}
+
+OwnedSchema ColumnSchema(const Column& column) {
     auto holder = std::make_unique<SchemaHolder>();
     holder->name = column.name;
     holder->format = column.Interned() ? "i" : FormatOf(column);
-    if (!isSymbol) {
+    if (column.isField) {
         holder->metadata =
             Metadata({{"torva.field", std::to_string(column.id)}, {"torva.tag", std::to_string(column.tag)}});
+    }
+    if (column.type == TVT_LIST) {
+        auto element = std::make_unique<SchemaHolder>();
+        element->format = column.width == 1 ? "C" : "S";
+        MakeList(*holder, std::move(element));
     }
     if (column.Interned()) {
         auto values = std::make_unique<SchemaHolder>();
         values->format = FormatOf(column);
         holder->dictionary = NewSchema(std::move(values), true);
     }
-    return NewSchema(std::move(holder), !isSymbol);
+    return NewSchema(std::move(holder), column.nullable);
 }
 
 OwnedSchema OwnSchema(const Column& column) {
@@ -147,12 +164,25 @@ std::unique_ptr<ArrayHolder> HolderOf(const std::shared_ptr<const Batch>& batch)
     return holder;
 }
 
+void AddChild(ArrayHolder& holder, OwnedArray child) {
+    holder.childPointers.push_back(child.get());
+    holder.children.push_back(std::move(child));
+}
+
 OwnedArray ColumnArray(const std::shared_ptr<const Batch>& batch, const Column& column, Slice slice) {
     const bool whole = slice.first == 0 && slice.rows == column.rows;
     const i64 nulls = column.nulls == 0 ? 0 : whole ? static_cast<i64>(column.nulls) : -1;
     auto holder = HolderOf(batch);
     if (column.type == TVT_NULL) return NewArray(std::move(holder), slice, 0, static_cast<i64>(slice.rows));
     holder->buffers[0] = column.nulls == 0 ? nullptr : column.validity.As();
+    if (column.type == TVT_LIST) {
+        auto elements = HolderOf(batch);
+        elements->buffers[1] = column.values.As();
+        holder->buffers[1] = column.offsets.As();
+        const auto count = static_cast<u64>(column.offsets.As<i32>()[column.rows]);
+        AddChild(*holder, NewArray(std::move(elements), {0, count}, 2, 0));
+        return NewArray(std::move(holder), slice, 2, nulls);
+    }
     if (!column.Texts()) {
         holder->buffers[1] = column.values.As();
         return NewArray(std::move(holder), slice, 2, nulls);
@@ -175,31 +205,51 @@ OwnedArray OwnArray(const std::shared_ptr<const Batch>& batch, const Column& col
     return NewArray(std::move(holder), slice, 2, 0);
 }
 
-}  // namespace
-
-void ExportSchema(const Batch& batch, ArrowSchema* schema) {
+// The columns of a batch, and in the nested form the level below as a list.
+std::unique_ptr<SchemaHolder> StructSchema(const Batch& batch, Form form, bool isTop) {
     auto holder = std::make_unique<SchemaHolder>();
     holder->format = "+s";
-    holder->children.reserve(batch.columns.size() * 2);
-    holder->childPointers.reserve(batch.columns.size() * 2);
     for (const Column& column : batch.columns) {
-        holder->children.push_back(ColumnSchema(column, &column == &batch.columns.front()));
-        if (column.own.Room() > 0) holder->children.push_back(OwnSchema(column));
+        if (!isTop && batch.hasParent && &column == batch.columns.data()) continue;
+        AddChild(*holder, ColumnSchema(column));
+        if (column.own.Room() > 0) AddChild(*holder, OwnSchema(column));
     }
-    for (const auto& child : holder->children) holder->childPointers.push_back(child.get());
-    FillSchema(schema, std::move(holder), false);
+    if (form == Form::nested && batch.below != nullptr) {
+        auto list = std::make_unique<SchemaHolder>();
+        list->name = batch.below->name;
+        MakeList(*list, StructSchema(*batch.below, form, false));
+        AddChild(*holder, NewSchema(std::move(list), false));
+    }
+    return holder;
 }
 
-void ExportArray(const std::shared_ptr<const Batch>& batch, u64 first, u64 rows, ArrowArray* array) {
+std::unique_ptr<ArrayHolder> StructArray(const std::shared_ptr<const Batch>& batch, Slice slice, Form form,
+                                         bool isTop) {
     auto holder = HolderOf(batch);
-    holder->children.reserve(batch->columns.size() * 2);
-    holder->childPointers.reserve(batch->columns.size() * 2);
     for (const Column& column : batch->columns) {
-        holder->children.push_back(ColumnArray(batch, column, {first, rows}));
-        if (column.own.Room() > 0) holder->children.push_back(OwnArray(batch, column, {first, rows}));
+        if (!isTop && batch->hasParent && &column == batch->columns.data()) continue;
+        AddChild(*holder, ColumnArray(batch, column, slice));
+        if (column.own.Room() > 0) AddChild(*holder, OwnArray(batch, column, slice));
     }
-    for (const auto& child : holder->children) holder->childPointers.push_back(child.get());
-    FillArray(array, std::move(holder), {0, rows}, 1, 0);
+    if (form == Form::nested && batch->below != nullptr) {
+        const Slice all{0, batch->below->rows};
+        auto list = HolderOf(batch);
+        list->buffers[1] = batch->starts.As();
+        AddChild(*list, NewArray(StructArray(batch->below, all, form, false), all, 1, 0));
+        AddChild(*holder, NewArray(std::move(list), slice, 2, 0));
+    }
+    return holder;
+}
+
+}  // namespace
+
+void ExportSchema(const Batch& batch, Form form, ArrowSchema* schema) {
+    FillSchema(schema, StructSchema(batch, form, true), false);
+}
+
+void ExportArray(const std::shared_ptr<const Batch>& batch, u64 first, u64 rows, Form form,
+                 ArrowArray* array) {
+    FillArray(array, StructArray(batch, {first, rows}, form, true), {0, rows}, 1, 0);
 }
 
 bool SameSchema(const Batch& a, const Batch& b) {

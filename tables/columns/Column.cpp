@@ -1,5 +1,6 @@
 #include "tables/columns/Column.h"
 
+#include <algorithm>
 #include <bit>
 #include <chrono>
 #include <cstring>
@@ -119,6 +120,37 @@ bool AllUtf8(const u8* bytes, const i32* offsets, u64 count) {
         if (at < size && (bytes[at] & 0xc0U) == 0x80) return false;
     }
     return true;
+}
+
+void Column::DecideText(TextCodec* codec, Budget* budget) {
+    const i32* const from = offsets.As<i32>();
+    const auto size = static_cast<std::size_t>(from[dictionarySize]);
+    if (codec == nullptr || codec->IsIdentity()) {
+        type = AllUtf8(values.As(), from, dictionarySize) ? TVT_TEXT : TVT_BINARY;
+        return;
+    }
+    type = TVT_BINARY;
+    Buffer decoded;
+    Buffer ends;
+    decoded.Resize(size + size / 2 + 1, budget);
+    ends.Resize(offsets.Room(), budget);
+    std::size_t used = 0;
+    *ends.As<i32>() = 0;
+    for (u64 i = 0; i < dictionarySize; ++i) {
+        const auto text =
+            codec->Decode({values.As<char>() + from[i], static_cast<std::size_t>(from[i + 1] - from[i])});
+        if (!text) return;
+        if (used + text->size() > kMostText) throw LimitError();
+        if (used + text->size() > decoded.Room())
+            decoded.Resize(used + text->size() + decoded.Room() / 2, budget);
+        if (!text->empty()) std::memcpy(decoded.As() + used, text->data(), text->size());
+        used += text->size();
+        ends.As<i32>()[i + 1] = static_cast<i32>(used);
+    }
+    decoded.Resize(std::max<std::size_t>(used, 1), budget);
+    values = std::move(decoded);
+    offsets = std::move(ends);
+    type = TVT_TEXT;
 }
 
 ColumnBuilder::ColumnBuilder(ColumnSpec columnSpec, bool wantOwn, Budget* columnBudget)
@@ -560,7 +592,7 @@ bool ColumnBuilder::Append(ColumnBuilder& next, u32 rows, u32 nextRows) {
     return true;
 }
 
-Column ColumnBuilder::Finish(u32 rows) {
+Column ColumnBuilder::Finish(u32 rows, TextCodec* codec) {
     Fill(rows);
     CloseRuns();
     if (interned != nullptr) {
@@ -577,6 +609,7 @@ Column ColumnBuilder::Finish(u32 rows) {
     column.impossible = impossible;
     column.repeated = repeated;
     column.dictionarySize = rows;
+    column.isField = column.nullable = !spec.isSymbol;
     if (wantsOwn) {
         Reserve(1);
         own.Resize(BitmapBytes(std::max(rows, 1U)), budget);
@@ -628,8 +661,8 @@ Column ColumnBuilder::Finish(u32 rows) {
         column.values = std::move(texts);
         column.offsets = std::move(offsets);
     }
-    const bool utf8 = AllUtf8(column.values.As(), column.offsets.As<i32>(), column.dictionarySize);
-    column.type = spec.kind == Kind::kHex || spec.binary || !utf8 ? TVT_BINARY : TVT_TEXT;
+    column.type = TVT_BINARY;
+    if (spec.kind != Kind::kHex && !spec.binary) column.DecideText(codec, budget);
     return column;
 }
 

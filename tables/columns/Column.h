@@ -13,6 +13,7 @@
 #include "format/Fields.h"
 #include "tables/columns/Buffer.h"
 #include "tables/columns/Interner.h"
+#include "tables/dictionary/Text.h"
 
 namespace torva::tables::columns {
 
@@ -26,6 +27,7 @@ struct ColumnSpec {
     u8 tag = 0;               // the type is taken from this tag; 0: from the first value
     bool interned = false;    // texts are numbered from the first row on
     std::string name;
+    bool isSymbol = false;
     bool binary = false;   // texts stay bytes, whatever they are
     bool guessed = false;  // the kind comes from a tag: only values of such tags are of it
 };
@@ -51,6 +53,8 @@ struct Column {
     u64 impossible = 0;
     u64 repeated = 0;
     u64 dictionarySize = 0;  // values that the offsets address; without indices, rows
+    bool isField = false;    // of a symbol's field, with `id` and `tag`
+    bool nullable = false;   // may have nulls, here or in another file
     Buffer validity;         // empty where nulls is 0
     Buffer own;
     Buffer values;
@@ -72,6 +76,10 @@ struct Column {
         for (Buffer* const buffer : {&validity, &own, &values, &offsets, &indices}) buffer->Detach();
     }
     bool IsNull(u64 row) const { return type == TVT_NULL || (nulls > 0 && !Bit(validity.As(), row)); }
+
+    // Makes a column of bytes TVT_TEXT where they all are, by the codec or, where that is null, as UTF-8;
+    // else TVT_BINARY. Throws std::bad_alloc and LimitError.
+    void DecideText(TextCodec* codec, Budget* budget);
 };
 
 class ColumnBuilder {
@@ -119,8 +127,8 @@ public:
     // After the first kSampleRows rows: decides whether the texts are numbered.
     void DecideInterning(u32 rows);
 
-    // Fills up to `rows`, and moves the column out.
-    Column Finish(u32 rows);
+    // Fills up to `rows`, and moves the column out. Texts are decoded by the codec; null: they are UTF-8.
+    Column Finish(u32 rows, TextCodec* codec);
 
     // The column's spec with the type that its values gave it.
     ColumnSpec Known() const;

@@ -22,7 +22,7 @@ public:
     }
 
     int Schema(ArrowSchema* to) {
-        return Run([&] { ExportSchema(*schema, to); });
+        return Run([&] { ExportSchema(*schema, Form::flat, to); });
     }
 
     // An array without a release function at the end.
@@ -33,7 +33,7 @@ public:
             const auto batch = std::make_shared<Batch>(NextBatch());
             if (batch->rows > 0) {
                 if (!SameSchema(*batch, *schema)) throw LoadError{EIO, "the file changed while it was read"};
-                ExportArray(batch, 0, batch->rows, to);
+                ExportArray(batch, 0, batch->rows, Form::flat, to);
             } else if (loader->Broken().code != 0) {
                 failed = true;
                 throw LoadError{EIO, loader->Broken().message};
@@ -71,7 +71,7 @@ private:
     }
 
     void Rewind() {
-        budget = std::make_unique<Budget>(MemoryLimit(source, options));
+        budget = std::make_unique<Budget>(MemoryLimit(source.Size(), options));
         loader = std::make_unique<ColumnLoader>(stream, options, budget.get(), known, 2);
         feeder = std::make_unique<Feeder>(source, stream.offset + 2);
     }

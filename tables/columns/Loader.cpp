@@ -133,6 +133,7 @@ ColumnSpec SymbolSpec(const LoadOptions& options) {
     spec.kind = Kind::kText;
     spec.tag = kTextTag;
     spec.name = "symbol";
+    spec.isSymbol = true;
     spec.binary = options.binarySymbols;
     return spec;
 }
@@ -384,12 +385,13 @@ std::vector<Column> ColumnLoader::Finish() {
     DecideFromSample();
     std::vector<Column> finished;
     finished.reserve(columns.size() + 1);
-    finished.push_back(symbols.Finish(rows));
+    TextCodec* const codec = options.codec.get();
+    finished.push_back(symbols.Finish(rows, codec));
     std::vector<ColumnBuilder*> sorted;
     for (ColumnBuilder& column : columns) sorted.push_back(&column);
     std::sort(sorted.begin(), sorted.end(),
               [](const ColumnBuilder* a, const ColumnBuilder* b) { return a->Spec().id < b->Spec().id; });
-    for (ColumnBuilder* const column : sorted) finished.push_back(column->Finish(rows));
+    for (ColumnBuilder* const column : sorted) finished.push_back(column->Finish(rows, codec));
     return finished;
 }
 
@@ -427,9 +429,9 @@ void Feeder::Fill() {
     ended = got < room;
 }
 
-u64 MemoryLimit(const Source& source, const LoadOptions& options) {
+u64 MemoryLimit(u64 size, const LoadOptions& options) {
     constexpr u64 kLeast = u64{64} << 20U;
-    return options.memoryLimit != 0 ? options.memoryLimit : 64 * source.Size() + kLeast;
+    return options.memoryLimit != 0 ? options.memoryLimit : 64 * size + kLeast;
 }
 
 namespace {
@@ -516,7 +518,7 @@ Loaded Load(const Source& source, const LoadOptions& options) {
         return Load(Source(image.data(), image.size()), options);
     }
     const Stream stream = Stream::Open(source);
-    Budget budget(MemoryLimit(source, options));
+    Budget budget(MemoryLimit(source.Size(), options));
     std::vector<std::unique_ptr<ColumnLoader>> loaders;
     loaders.push_back(std::make_unique<ColumnLoader>(stream, options, &budget, std::vector<ColumnSpec>(), 2));
     Feeder feeder(source, stream.offset + 2);

@@ -20,6 +20,7 @@ struct LoadOptions {
     u32 batchRows = 65536;
     u64 memoryLimit = 0;
     bool binarySymbols = false;                // the symbols are not all UTF-8
+    std::shared_ptr<TextCodec> codec;          // decodes texts; null: they are UTF-8
     std::function<ColumnSpec(u16 id)> specOf;  // name and kind of a field
 };
 
@@ -163,7 +164,8 @@ struct Loaded {
     Damage damage;
 };
 
-u64 MemoryLimit(const Source& source, const LoadOptions& options);
+// What the columns of a file of `size` bytes may take.
+u64 MemoryLimit(u64 size, const LoadOptions& options);
 
 // Throws LoadError, LimitError and std::bad_alloc.
 Loaded Load(const Source& source, const LoadOptions& options);

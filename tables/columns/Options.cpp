@@ -1,11 +1,11 @@
 #include "tables/columns/Options.h"
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <set>
 
+#include "format/Sections.h"
 #include "symwrite/Json.h"
 
 namespace torva::tables::columns {
@@ -23,6 +23,8 @@ Kind KindOf(symwrite::FieldType type) {
             return Kind::kFloat;
         case symwrite::FieldType::Date:
             return Kind::kDate;
+        case symwrite::FieldType::Bool:
+            return Kind::kBool;
         default:
             return Kind::kHex;
     }
@@ -62,20 +64,31 @@ std::shared_ptr<const symwrite::FieldDictionary> FindDictionary(const TvtOptions
     return ReadDictionary(PathOf(beside.c_str()), beside);
 }
 
+std::shared_ptr<TextCodec> CodecFor(const char* encoding) {
+    try {
+        return std::make_shared<TextCodec>(encoding);
+    } catch (const UnknownEncoding& unknown) {
+        throw LoadError{TVT_ERR_PARAM, std::string("encoding ") + unknown.what()};
+    }
+}
+
 }  // namespace
 
 LoadOptions ReadOptions(const TvtOptions* options, const char* path) {
     LoadOptions read;
     if (options != nullptr) {
-        constexpr u32 kFlags = TVT_NO_DEFAULTS | TVT_OWN_FLAGS | TVT_NO_DICTIONARIES | TVT_NO_FIELDS_FILE;
+        constexpr u32 kFlags =
+            TVT_NO_DEFAULTS | TVT_OWN_FLAGS | TVT_NO_DICTIONARIES | TVT_NO_FIELDS_FILE | TVT_FIELD_ROWS;
         if (options->size != sizeof *options) throw LoadError{TVT_ERR_PARAM, "options of another version"};
         if ((options->flags & ~kFlags) != 0) throw LoadError{TVT_ERR_PARAM, "unknown flags in the options"};
         if (options->threads > 64) throw LoadError{TVT_ERR_PARAM, "more than 64 threads"};
         if (options->fieldCount > 0 && options->fieldIds == nullptr)
             throw LoadError{TVT_ERR_PARAM, "no field ids"};
-        if (options->encoding != nullptr && std::strcmp(options->encoding, "UTF-8") != 0) {
-            throw LoadError{TVT_ERR_PARAM, std::string("no conversion for encoding ") + options->encoding};
+        if (options->section != TVT_DIRECTORY &&
+            (options->section > 0xffff || FindSection(static_cast<u16>(options->section)) == nullptr)) {
+            throw LoadError{TVT_ERR_PARAM, "section " + std::to_string(options->section) + " has no reader"};
         }
+        if (options->encoding != nullptr) read.codec = CodecFor(options->encoding);
         read.fieldIds.assign(options->fieldIds, options->fieldIds + options->fieldCount);
         read.defaults = (options->flags & TVT_NO_DEFAULTS) == 0;
         read.ownFlags = (options->flags & TVT_OWN_FLAGS) != 0;

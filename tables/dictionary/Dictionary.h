@@ -2,7 +2,7 @@
 //
 //     {"1": {"name": "name", "type": "text", "tag": 7}, "4": {"name": "listed", "type": "date"}}
 //
-// Types: text, unsigned, signed, float, date (a number yyyymmdd), hex. "tag" is optional.
+// Types: text, unsigned, signed, float, date (a number yyyymmdd), bool (0 or 1), hex. "tag" is optional.
 #pragma once
 
 #include <iosfwd>

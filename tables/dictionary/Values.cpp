@@ -54,6 +54,9 @@ std::string ValueText(ValueType type, std::string_view payload, TextCodec& codec
         case ValueType::Date:
             return PayloadDate(payload) ? DateText(PayloadNumber(payload))
                                         : fmt::format("{}", PayloadNumber(payload));
+        case ValueType::Bool:
+            return PayloadNumber(payload) > 1 ? fmt::format("{}", PayloadNumber(payload))
+                                              : fmt::format("{}", PayloadNumber(payload) == 1);
         case ValueType::Hex:
             break;
     }

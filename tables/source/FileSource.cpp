@@ -56,7 +56,7 @@ std::shared_ptr<const FileSource> FileSource::FromPath(const std::string& path, 
     if (!file) {  // without a reason on Windows, where others may refuse to share
         Refuse(name, errno ? std::strerror(errno) : "cannot be opened; another process may have it open");
     }
-    return std::shared_ptr<const FileSource>(new FileSource(std::move(file), std::move(name)));
+    return FromFile(std::move(file), std::move(name));
 }
 
 std::shared_ptr<const FileSource> FileSource::FromDescriptor(platform::Descriptor descriptor,
@@ -65,6 +65,11 @@ std::shared_ptr<const FileSource> FileSource::FromDescriptor(platform::Descripto
     if (!file) {
         Refuse(name, "is not a regular file");
     }
+    return FromFile(std::move(file), std::move(name));
+}
+
+std::shared_ptr<const FileSource> FileSource::FromFile(std::shared_ptr<platform::File> file,
+                                                       std::string name) {
     return std::shared_ptr<const FileSource>(new FileSource(std::move(file), std::move(name)));
 }
 

@@ -25,6 +25,9 @@ public:
     static std::shared_ptr<const FileSource> FromDescriptor(platform::Descriptor descriptor,
                                                             std::string name);
 
+    // Reads a file that is open already, which must not be null.
+    static std::shared_ptr<const FileSource> FromFile(std::shared_ptr<platform::File> file, std::string name);
+
     // Reads memory of the caller, which must not change and must outlive the result.
     static std::shared_ptr<const FileSource> FromBytes(std::span<const u8> bytes, std::string name);
 

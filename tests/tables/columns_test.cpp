@@ -273,6 +273,7 @@ TEST(Columns, TakeTheirTypesFromTheDictionary) {
         {"unsigned", {symwrite::NumberField(0, 1, 7), symwrite::TextField(0, "x")}, TVT_UINT8, "\x07", 1, 0},
         {"float", numbers(3, quarterBits, 0), TVT_FLOAT, std::string("\0\0\x80\x3e", 4), 0, 0},
         {"date", numbers(5, 19700102, 20230229), TVT_DATE, std::string("\1\0\0\0", 4), 0, 1},
+        {"bool", numbers(1, 1, 7), TVT_BOOL, "", 0, 1},
         {"hex", numbers(4, 0x0102, 3), TVT_FIXED, "\2\1", 0, 0},
         {"hex",
          {symwrite::NumberField(0, 4, 0x0102), symwrite::NumberField(0, 3, 1)},
@@ -324,6 +325,60 @@ TEST(Columns, TakeTheirTypesFromTheDictionary) {
     EXPECT_EQ(tvt_LoadBytes(image.data(), image.size(), &options, &refused.table, &refused.error),
               TVT_ERR_FORMAT);
     EXPECT_NE(std::string(refused.error.message).find(path), std::string::npos);
+}
+
+// Each text as a column's first value, with ASCII in the second row.
+TEST(Columns, DecodeTheNamedCharacterSet) {
+    const struct {
+        const char* encoding;
+        const char* bytes;
+        int type;
+        const char* expected;
+    } cases[] = {
+        {nullptr, "\xe9", TVT_BINARY, "\xe9"},
+        {"ISO-8859-1", "\xe9", TVT_TEXT, "\xc3\xa9"},
+        {"GB18030", "\xd6\xd0", TVT_TEXT, "\xe4\xb8\xad"},
+        {"GB18030", "\xd6", TVT_BINARY, "\xd6"},
+        {"UTF-8", "\xc3\xa9", TVT_TEXT, "\xc3\xa9"},
+    };
+    for (const auto& one : cases) {
+        // Field 2 becomes a dictionary, field 1 does not.
+        std::vector<symwrite::Row> content;
+        for (int i = 0; i < 10000; ++i) {
+            content.push_back({one.bytes + std::to_string(i),
+                               {symwrite::TextField(1, one.bytes + std::to_string(i)),
+                                symwrite::TextField(2, i == 0 ? one.bytes : "usual")},
+                               {}});
+        }
+        symwrite::File file;
+        file.sections = {{.id = 2, .rows = std::move(content)}};
+        const Bytes image = symwrite::Write(file);
+        TvtOptions options = Options();
+        options.encoding = one.encoding;
+        Table loaded;
+        ASSERT_EQ(tvt_LoadBytes(image.data(), image.size(), &options, &loaded.table, &loaded.error), TVT_OK)
+            << loaded.error.message;
+        const memoryfile::Scope scope(image);
+        ArrowArrayStream stream;
+        ArrowSchema schema;
+        ASSERT_EQ(tvt_OpenStream("any", &options, &stream, &loaded.error), TVT_OK);
+        ASSERT_EQ(stream.get_schema(&stream, &schema), 0);
+        for (std::int32_t i = 0; i < 3; ++i) {
+            TvtColumn column;
+            tvt_GetColumn(loaded.table, i, &column);
+            EXPECT_EQ(column.type, one.type) << one.encoding << i;
+            EXPECT_EQ(column.indices != nullptr, i == 2);
+            EXPECT_EQ(TextOf(loaded.table, i, 0), std::string(one.expected) + (i < 2 ? "0" : ""));
+            EXPECT_STREQ(schema.children[i]->format, one.type == TVT_TEXT ? "u" : "z");
+        }
+        schema.release(&schema);
+        stream.release(&stream);
+    }
+    TvtOptions options = Options();
+    options.encoding = "no such set";
+    Table refused;
+    EXPECT_EQ(tvt_LoadBytes("", 0, &options, &refused.table, &refused.error), TVT_ERR_PARAM);
+    EXPECT_NE(std::string(refused.error.message).find("no such set"), std::string::npos);
 }
 
 TEST(TableWatch, FollowsTheFileAndKeepsTheTableWhereALoadFails) {

@@ -127,7 +127,7 @@ constexpr const char* kGeneral =
     "types from a "
     "dictionary, a JSON file such as {\"1\": {\"name\": \"currency\", \"type\": \"text\", \"tag\": 7}}, with "
     "the types "
-    "text, unsigned, signed, float, date and hex; FILE.fields.json beside the symbol file is found by "
+    "text, unsigned, signed, float, date, bool and hex; FILE.fields.json beside the symbol file is found by "
     "itself. Where a "
     "file is damaged, what can be read is still printed, and each fault is told on standard error with its "
     "section and "

@@ -12,6 +12,7 @@ std::string ValueJson(ValueType type, std::string_view payload, TextCodec& codec
             return JsonText(payload, codec);
         case ValueType::Unsigned:
         case ValueType::Signed:
+        case ValueType::Bool:
             return ValueText(type, payload, codec);
         case ValueType::Float:
             return std::isfinite(PayloadFloat(payload)) ? FloatText(payload) : JsonString(FloatText(payload));
