@@ -340,6 +340,33 @@ TVT_API int32_t tvt_ExportStream(const TvtTable* table, uint32_t batchRows, stru
 TVT_API int32_t tvt_OpenStream(const char* path, const TvtOptions* options, struct ArrowArrayStream* stream,
                                TvtError* error);
 
+/* --- Writing */
+
+/* Writes the symbols of a stream as the symbol file `path` (UTF-8). Everything else in the file `base`, its
+ * default fields and other sections, is copied byte for byte; `base` may be `path`, or null for a file with
+ * symbols alone. The file takes the place of an older one when it is complete; until then, and after an
+ * error, the older one is what it was.
+ *
+ * The stream has a column `symbol` of texts, and a column for each field: of integers, floats, texts, bytes,
+ * bools or days, with or without an Arrow dictionary. A column's field id is its metadata "torva.field",
+ * else what the dictionary of the options has for its name, else its name as a number; its tag is the
+ * metadata "torva.tag", else that of the dictionary, of the base's default field, or the usual one for the
+ * type. A value that does not fit the tag is an error. A record carries the fields, ascending by id, whose
+ * values differ from the base's default field or, in a column NAME, whose flag in a bool column NAME.own is
+ * set; null in place of a default field is written as a field without a value (tag 0).
+ *
+ * So a table that was loaded with TVT_OWN_FLAGS, exported as a stream and written with its file as the base
+ * loads as the same table; the file is the same byte for byte where its records carry each field once,
+ * ascending by id. What tables do not hold (`repeated` values, `conflicts`, `impossible` values, records
+ * after damage) is not written.
+ *
+ * The stream is released, whatever the result. Of the options `dictionary`, `encoding` and `flags` are used.
+ * Returns TVT_OK; TVT_ERR_PARAM for a column or value that cannot be written and a stream that fails;
+ * TVT_ERR_OPEN, TVT_ERR_NO_MEMORY; TVT_ERR_FORMAT for a base without symbol section; TVT_ERR_LIMIT for a file
+ * of 4 GiB or more. */
+TVT_API int32_t tvt_Write(const char* path, const char* base, struct ArrowArrayStream* symbols,
+                          const TvtOptions* options, TvtError* error);
+
 #ifdef __cplusplus
 }
 #endif

@@ -204,6 +204,16 @@ public:
         });
     }
 
+    // Writes the symbols to `path`, with everything else from the file `base`; see tvt_Write. Throws Error.
+    void Write(const std::string& path, const std::string& base, const Options& options = {}) const {
+        TvtError error;
+        ArrowArrayStream stream;
+        if (tvt_ExportStream(Raw(), 0, &stream, &error) != TVT_OK ||
+            tvt_Write(path.c_str(), base.empty() ? nullptr : base.c_str(), &stream, &options, &error) !=
+                TVT_OK)
+            throw Error(error);
+    }
+
     // The column of that name; null where there is none.
     const Column* FindColumn(std::string_view name) const {
         for (const Column& column : Columns()) {

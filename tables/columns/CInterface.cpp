@@ -12,6 +12,7 @@
 #include "tables/columns/Options.h"
 #include "tables/columns/SectionTable.h"
 #include "tables/columns/Table.h"
+#include "tables/columns/Write.h"
 
 using namespace torva::tables::columns;  // NOLINT(google-build-using-namespace): it is the inside of this
                                          // file
@@ -397,6 +398,17 @@ i32 tvt_OpenStream(const char* path, const TvtOptions* options, ArrowArrayStream
             OpenFileStream(OpenShared(path), path, ReadOptions(options, path), stream);
         }
     });
+}
+
+i32 tvt_Write(const char* path, const char* base, ArrowArrayStream* symbols, const TvtOptions* options,
+              TvtError* error) {
+    if (symbols == nullptr || symbols->release == nullptr) return Report(error, TVT_ERR_PARAM, "no stream");
+    const i32 result = path == nullptr ? Report(error, TVT_ERR_PARAM, "no path") : Guarded(error, path, [&] {
+        const char* const beside = base != nullptr ? base : path;
+        WriteSymbols(path, base, *symbols, ReadOptions(options, beside));
+    });
+    symbols->release(symbols);
+    return result;
 }
 
 }  // extern "C"

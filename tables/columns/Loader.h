@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "symwrite/Json.h"
 #include "tables/columns/Column.h"
 #include "tables/columns/Source.h"
 
@@ -19,9 +20,10 @@ struct LoadOptions {
     u32 threads = 1;
     u32 batchRows = 65536;
     u64 memoryLimit = 0;
-    bool binarySymbols = false;                // the symbols are not all UTF-8
-    std::shared_ptr<TextCodec> codec;          // decodes texts; null: they are UTF-8
-    std::function<ColumnSpec(u16 id)> specOf;  // name and kind of a field
+    bool binarySymbols = false;                               // the symbols are not all UTF-8
+    std::shared_ptr<TextCodec> codec;                         // decodes texts; null: they are UTF-8
+    std::shared_ptr<const symwrite::FieldDictionary> fields;  // the dictionary; null: there is none
+    std::function<ColumnSpec(u16 id)> specOf;                 // name and kind of a field
 };
 
 struct Damage {

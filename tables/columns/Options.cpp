@@ -1,6 +1,5 @@
 #include "tables/columns/Options.h"
 
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <set>
@@ -28,11 +27,6 @@ Kind KindOf(symwrite::FieldType type) {
         default:
             return Kind::kHex;
     }
-}
-
-std::filesystem::path PathOf(const char* utf8) {
-    const std::string text(utf8);
-    return std::filesystem::path(std::u8string(text.begin(), text.end()));
 }
 
 // Read by the same rules as where files are built from JSON.
@@ -74,6 +68,11 @@ std::shared_ptr<TextCodec> CodecFor(const char* encoding) {
 
 }  // namespace
 
+std::filesystem::path PathOf(const char* utf8) {
+    const std::string text(utf8);
+    return std::filesystem::path(std::u8string(text.begin(), text.end()));
+}
+
 LoadOptions ReadOptions(const TvtOptions* options, const char* path) {
     LoadOptions read;
     if (options != nullptr) {
@@ -98,7 +97,8 @@ LoadOptions ReadOptions(const TvtOptions* options, const char* path) {
         read.memoryLimit = options->memoryLimit;
     }
     // Names are unique in the table, also beside its first column and where a name is a number.
-    read.specOf = [fields = FindDictionary(options, path)](u16 id) {
+    read.fields = FindDictionary(options, path);
+    read.specOf = [fields = read.fields](u16 id) {
         ColumnSpec spec;
         spec.id = id;
         spec.name = std::to_string(id);
