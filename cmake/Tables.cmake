@@ -17,7 +17,7 @@ target_compile_definitions(torva_tables_objects PRIVATE FMT_HEADER_ONLY)
 torva_json_dependency(torva_tables_objects)
 set(TORVA_TABLES_OBJECTS
   $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_tables_objects>
-  $<TARGET_OBJECTS:symwrite> $<TARGET_OBJECTS:symwrite_json>)
+  $<TARGET_OBJECTS:torva_text> $<TARGET_OBJECTS:symwrite> $<TARGET_OBJECTS:symwrite_json>)
 
 find_package(Threads REQUIRED)
 

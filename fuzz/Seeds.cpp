@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "symwrite/Json.h"
+#include "fuzz/Tvsym.h"
 #include "symwrite/RandomFile.h"
 #include "symwrite/SymFileWriter.h"
 
@@ -24,8 +24,9 @@ void Save(const fs::path& directory, const std::string& name, const Bytes& bytes
 void SaveAll(const fs::path& root, const std::string& name, const symwrite::File& file) {
     const Bytes bytes = Write(file);
     Save(root / "roundtrip_fuzz", name, bytes);
-    const std::string document = ToJson(file).dump();
-    Save(root / "build_fuzz", name, Bytes(document.begin(), document.end()));
+    fs::create_directories(root / "build_fuzz");
+    Tvsym({"dump", "--quiet", "--output", (root / "build_fuzz" / name).string(),
+           (root / "roundtrip_fuzz" / name).string()});
     symwrite::Random random(bytes.size());
     for (uint8_t calls = 0; calls <= 40; calls = static_cast<uint8_t>(calls + 20)) {
         Bytes input = {static_cast<uint8_t>(random.Next()), calls};

@@ -7,8 +7,7 @@
 #include <sstream>
 
 #include "fuzz/Main.h"
-#include "tools/tvsym/Tool.h"
-#include "tools/tvsym/commands/Commands.h"
+#include "fuzz/Tvsym.h"
 
 namespace {
 
@@ -34,23 +33,6 @@ public:
 private:
     fs::path path;
 };
-
-int Tvsym(const std::vector<std::string>& words) {
-    tvsym::CommandLine line;
-    std::vector<const char*> arguments = {"tvsym"};
-    for (const std::string& word : words) arguments.push_back(word.c_str());
-    try {
-        line.app.parse(static_cast<int>(arguments.size()), arguments.data());
-        for (const auto& [command, run] : line.commands) {
-            if (command->parsed()) return run();
-        }
-    } catch (const tvsym::ToolError& error) {
-        return error.status;
-    } catch (const tvsym::Error&) {
-        return tvsym::kExitUnreadable;
-    }
-    return tvsym::kExitUsage;
-}
 
 std::string Content(const std::string& path) {
     std::ostringstream content;

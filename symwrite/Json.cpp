@@ -510,104 +510,19 @@ private:
     }
 
     FieldDictionary dictionary;
-    const TextCodec* codec;
+    torva::TextCodec* codec;
     JsonErrors& errors;
     bool dictionaryTaken = false;
     std::map<std::size_t, Bytes> takenSymbols;  // by the index of their section
 };
 
-// Gives the exact form.
-class Printer {
-public:
-    explicit Printer(const TextCodec* textCodec) : codec(textCodec) {}
-
-    Json Text(const std::string& bytes) const {
-        if (codec == nullptr || !codec->decode) {
-            return IsUtf8(bytes) ? Json(bytes) : Json{{"hex", ToHex(bytes)}};
-        }
-        std::optional<std::string> text = codec->decode(bytes);
-        const bool comesBack = text && codec->encode && codec->encode(*text) == bytes;
-        return comesBack ? Json(std::move(*text)) : Json{{"hex", ToHex(bytes)}};
-    }
-
-    static Json Hex(const std::uint8_t* bytes, std::size_t size) {
-        return ToHex(std::string_view(reinterpret_cast<const char*>(bytes), size));
-    }
-
-    template <typename T, typename Make>
-    static Json List(const std::vector<T>& elements, const Make& make) {
-        Json list = Json::array();
-        list.get_ref<Json::array_t&>().reserve(elements.size());
-        for (const T& element : elements) {
-            list.push_back(make(element));
-        }
-        return list;
-    }
-
-    Json Elements(const Levels& levels, std::size_t level, const std::vector<Row>& rows,
-                  const std::vector<Field>& fields) const {
-        if (levels[level].HoldsFields()) {
-            return Fields(fields);
-        }
-        return List(rows, [&](const Row& row) { return Element(levels, level, row); });
-    }
-
-private:
-    Json Element(const Levels& levels, std::size_t level, const Row& row) const {
-        const auto& columns = levels[level].columns;
-        static const Cell kMissing;
-        const auto cell = [&](std::size_t at) {
-            return Value(columns[at], at < row.cells.size() ? row.cells[at] : kMissing);
-        };
-        if (IsPlain(levels, level)) {
-            return cell(0);
-        }
-        Json object = Json::object();
-        for (std::size_t at = 0; at < columns.size(); ++at) {
-            object[columns[at].name] = cell(at);
-        }
-        if (level + 1 < levels.size()) {
-            object[levels[level + 1].name] = Elements(levels, level + 1, row.rows, row.fields);
-        }
-        return object;
-    }
-
-    Json Value(const Column& column, const Cell& cell) const {
-        switch (column.kind) {
-            case ColumnKind::Number:
-                return cell.number;
-            case ColumnKind::Bytes: {
-                std::string record = cell.bytes;
-                record.resize(column.width);
-                return ToHex(record);
-            }
-            case ColumnKind::List:
-                return cell.list;
-            default:
-                return Text(cell.bytes);
-        }
-    }
-
-    Json Fields(const std::vector<Field>& fields) const {
-        return List(fields, [&](const Field& field) {
-            return Json{{"id", field.id}, {"tag", field.tag}, {"value", Value(field)}};
-        });
-    }
-
-    Json Value(const Field& field) const {
-        if (field.tag == kTextTag) {
-            return Text(field.value);
-        }
-        if (PayloadWidth(field.tag) == 0) {
-            return nullptr;
-        }
-        return torva::ReadNumber(field.value.data(), field.value.size());
-    }
-
-    const TextCodec* codec;
-};
-
 }  // namespace
+
+std::string_view TypeName(FieldType type) {
+    return std::find_if(std::begin(kFieldTypes), std::end(kFieldTypes),
+                        [type](const auto& one) { return one.second == type; })
+        ->first;
+}
 
 void FieldDictionary::Load(const JsonNode& node) {
     node.ForEachMember([&](std::string_view key, const JsonNode& entry) { LoadOne(key, entry); });
@@ -705,39 +620,6 @@ Section ElementReader::Take() {
         state->section.raw = std::move(state->symbols);
     }
     return std::move(state->section);
-}
-
-Json ToJson(const Section& section, const TextCodec* codec) {
-    Json json;
-    json["id"] = section.id;
-    const SectionInfo* info = FindSection(section.id);
-    if (info != nullptr) {
-        json["name"] = info->name;
-    }
-    if (!section.before.empty()) {
-        json["before"] = Printer::Hex(section.before.data(), section.before.size());
-    }
-    if (section.headValue) {
-        json["head"] = *section.headValue;
-    }
-    if (section.raw || info == nullptr) {
-        const Bytes bytes = section.raw.value_or(Bytes());
-        json["bytes"] = Printer::Hex(bytes.data(), bytes.size());
-    } else {
-        json[ElementsKey(section.id)] =
-            Printer(codec).Elements(info->stored, 0, section.rows, section.fields);
-    }
-    return json;
-}
-
-Json ToJson(const File& file, const TextCodec* codec) {
-    Json json;
-    json["sections"] =
-        Printer::List(file.sections, [&](const Section& section) { return ToJson(section, codec); });
-    if (!file.behind.empty()) {
-        json["behind"] = Printer::Hex(file.behind.data(), file.behind.size());
-    }
-    return json;
 }
 
 }  // namespace symwrite

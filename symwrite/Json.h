@@ -1,4 +1,4 @@
-// Symbol files to and from JSON, in the form that docs/json.md tells.
+// Symbol files from JSON, in the form of docs/json.md. The way back is `tvsym dump`.
 #pragma once
 
 #include <map>
@@ -11,6 +11,9 @@
 namespace symwrite {
 
 enum class FieldType : std::uint8_t { Text, Unsigned, Signed, Float, Date, Bool, Hex };
+
+// As a dictionary names it: "text", "unsigned", ...
+std::string_view TypeName(FieldType type);
 
 struct FieldDefinition {
     std::uint16_t id = 0;
@@ -40,8 +43,8 @@ private:
 };
 
 struct FromJsonOptions {
-    FieldDictionary dictionary;        // a dictionary in the document adds to it
-    const TextCodec* codec = nullptr;  // null: texts of the file are UTF-8
+    FieldDictionary dictionary;         // a dictionary in the document adds to it
+    torva::TextCodec* codec = nullptr;  // null: texts of the file are UTF-8
 };
 
 // The file that the document tells. Without errors, `Write` can refuse it only for sizes: groups over 65,535
@@ -71,9 +74,5 @@ private:
     struct State;
     std::unique_ptr<State> state;
 };
-
-// The exact form. Deliberate errors have no place in it, but for head values; raw content comes out as it is.
-Json ToJson(const File& file, const TextCodec* codec = nullptr);
-Json ToJson(const Section& section, const TextCodec* codec = nullptr);
 
 }  // namespace symwrite

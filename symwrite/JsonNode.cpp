@@ -30,14 +30,6 @@ std::string Printable(std::string text) {
     return text;
 }
 
-int HexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    const char lower = static_cast<char>(c | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 }  // namespace
 
 void JsonErrors::Add(std::string where, std::string what) {
@@ -45,69 +37,6 @@ void JsonErrors::Add(std::string where, std::string what) {
     if (first.size() < kErrorsKept) {
         first.push_back({std::move(where), std::move(what)});
     }
-}
-
-bool IsUtf8(std::string_view text) {
-    for (std::size_t i = 0; i < text.size();) {
-        const auto lead = static_cast<unsigned char>(text[i]);
-        if (lead < 0x80) {
-            ++i;
-            continue;
-        }
-        if (lead < 0xC2 || lead > 0xF4) {
-            return false;
-        }
-        const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-        if (text.size() - i < length) {
-            return false;
-        }
-        // The second byte tells overlong forms, surrogates and what lies above the last character.
-        const auto second = static_cast<unsigned char>(text[i + 1]);
-        const unsigned lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-        const unsigned highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-        if (second < lowest || second > highest) {
-            return false;
-        }
-        for (std::size_t k = 2; k < length; ++k) {
-            if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80) {
-                return false;
-            }
-        }
-        i += length;
-    }
-    return true;
-}
-
-std::string ToHex(std::string_view bytes) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string digits;
-    digits.reserve(bytes.size() * 2);
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        digits += kDigits[byte >> 4];
-        digits += kDigits[byte & 15];
-    }
-    return digits;
-}
-
-std::optional<std::string> FromHex(std::string_view digits) {
-    if (digits.starts_with("0x")) {
-        digits.remove_prefix(2);
-    }
-    if (digits.size() % 2 != 0) {
-        return std::nullopt;
-    }
-    std::string bytes;
-    bytes.reserve(digits.size() / 2);
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        const int high = HexDigit(digits[i]);
-        const int low = HexDigit(digits[i + 1]);
-        if (high < 0 || low < 0) {
-            return std::nullopt;
-        }
-        bytes += static_cast<char>(high << 4 | low);
-    }
-    return bytes;
 }
 
 std::string EscapedStep(std::string_view key) {
@@ -167,15 +96,15 @@ std::uint64_t JsonNode::Number(std::uint64_t max) const {
     return value->get<std::uint64_t>();
 }
 
-std::string JsonNode::Text(const TextCodec* codec) const {
+std::string JsonNode::Text(torva::TextCodec* codec) const {
     std::string text;
     if (IsHexObject()) {
         Require("hex", [&](const JsonNode& hex) { text = hex.Hex(); });
     } else if (!value->is_string()) {
         FailExpected("a text");
         return {};
-    } else if (codec != nullptr && codec->encode) {
-        std::optional<std::string> encoded = codec->encode(value->get_ref<const std::string&>());
+    } else if (codec != nullptr) {
+        std::optional<std::string> encoded = codec->Encode(value->get_ref<const std::string&>());
         if (!encoded) {
             Fail("the file's character set cannot express this text");
             return {};
@@ -193,7 +122,7 @@ std::string JsonNode::Text(const TextCodec* codec) const {
 
 std::string JsonNode::Hex(std::optional<std::size_t> size) const {
     std::optional<std::string> bytes =
-        value->is_string() ? FromHex(value->get_ref<const std::string&>()) : std::nullopt;
+        value->is_string() ? torva::FromHex(value->get_ref<const std::string&>()) : std::nullopt;
     if (!bytes || (size && bytes->size() != *size)) {
         FailExpected(size ? std::to_string(2 * *size) + " hex digits" : "hex digits, two a byte");
         return {};

@@ -14,6 +14,8 @@
 #include <string_view>
 #include <vector>
 
+#include "text/Text.h"
+
 namespace symwrite {
 
 // Members keep the order of the document: fields are written in that order.
@@ -37,19 +39,6 @@ private:
     std::vector<JsonError> first;
     std::size_t count = 0;
 };
-
-// How texts of the file become UTF-8 and back. Nothing when the bytes, or the characters, have no
-// counterpart.
-struct TextCodec {
-    std::function<std::optional<std::string>(std::string_view bytes)> decode;
-    std::function<std::optional<std::string>(std::string_view utf8)> encode;
-};
-
-bool IsUtf8(std::string_view text);
-
-// Two lower-case digits a byte. The way back also takes upper case and "0x" ahead; nothing for other texts.
-std::string ToHex(std::string_view bytes);
-std::optional<std::string> FromHex(std::string_view digits);
 
 // A step of a JSON pointer.
 std::string EscapedStep(std::string_view key);
@@ -128,7 +117,7 @@ public:
     }
 
     // A string, or {"hex": "..."}; without zero bytes. `codec` may be null: the file then holds UTF-8.
-    std::string Text(const TextCodec* codec) const;
+    std::string Text(torva::TextCodec* codec) const;
 
     // A string of hex digits; of `size` bytes when given.
     std::string Hex(std::optional<std::size_t> size = std::nullopt) const;

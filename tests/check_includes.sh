@@ -14,13 +14,14 @@ library/sections    include format library/platform library/core
 library/file        include format library/platform library/core library/stream library/sections
 library/values      include
 library/exports     include format library/platform library/core library/file
-symwrite            include format
+text                include format
+symwrite            include format text
 reference           include format library/platform symwrite
-tables              include format library/platform library/core library/stream library/sections library/file symwrite
-tools/tvsym         include format symwrite tables
-tools/sqlite        include format tables
-python              include format tables
-viewer              include format tables
+tables              include format library/platform library/core library/stream library/sections library/file text symwrite
+tools/tvsym         include format text symwrite tables
+tools/sqlite        include format text tables
+python              include format text tables
+viewer              include format text tables
 examples            include
 docs                format symwrite
 tests               *

@@ -9,7 +9,7 @@
 
 #include "tables/Hash.h"
 #include "tables/check/Findings.h"
-#include "tables/dictionary/Text.h"
+#include "text/Text.h"
 #include "tables/rows/Reader.h"
 
 namespace torva::tables {

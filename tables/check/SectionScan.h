@@ -16,7 +16,7 @@
 
 #include "format/Sections.h"
 #include "tables/check/Findings.h"
-#include "tables/dictionary/Text.h"
+#include "text/Text.h"
 #include "tables/source/FileDirectory.h"
 #include "tables/source/RawBytes.h"
 

@@ -13,7 +13,7 @@
 #include "format/Fields.h"
 #include "tables/columns/Buffer.h"
 #include "tables/columns/Interner.h"
-#include "tables/dictionary/Text.h"
+#include "text/Text.h"
 
 namespace torva::tables::columns {
 

@@ -8,7 +8,7 @@
 
 #include "format/Date.h"
 #include "tables/dictionary/Dictionary.h"
-#include "tables/dictionary/Text.h"
+#include "text/Text.h"
 
 namespace torva::tables {
 

@@ -5,7 +5,7 @@
 #include <exception>
 #include <iostream>
 
-#include "tables/dictionary/Text.h"
+#include "text/Text.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
 #include "tools/tvsym/output/Problems.h"

@@ -74,37 +74,42 @@ public:
 
     void PrintJson(Output& out) {
         TextCodec plain;
+        JsonWriter json(out);
         const u64 total = report.findings.Total();
-        out.Write(fmt::format("{{\"file\":{},\"size\":{},\"sectionCount\":{},\"sound\":{},\"findings\":[",
-                              JsonText(fileName, plain), report.directory.fileSize,
-                              report.directory.entryCount, total == 0));
-        WriteJsonList(out, report.findings.Kept(),
-                      [this](const Finding& finding) { return FindingJson(finding); });
-        out.Write(fmt::format("],\n\"total\":{},\"sections\":[", total));
-        WriteJsonList(out, report.readings[0].sections,
-                      [](const auto& section) { return ReadingJson(section.first, section.second); });
-        out.Write("]}\n");
+        json.Open('{').Key("file").Text(fileName, plain).Member("size", report.directory.fileSize);
+        json.Member("sectionCount", report.directory.entryCount).Member("sound", total == 0);
+        json.Key("findings").Open('[');
+        for (const Finding& finding : report.findings.Kept()) {
+            json.Line();
+            Write(json, finding);
+        }
+        json.Close(']').Line();
+        json.Member("total", total).Key("sections").Open('[');
+        for (const auto& [id, reading] : report.readings[0].sections) {
+            json.Line();
+            json.Open('{').Member("section", id).Member("name", SectionName(id));
+            json.Member("read", reading.walk.present).Key("elements").Rows(id, reading.walk.rows);
+            json.Member("result", reading.walk.result).Member("readersGet", ReadingText(id, reading));
+            json.Close('}');
+        }
+        json.Close(']').Close('}').EndLine();
+        json.Flush();
     }
 
 private:
-    std::string FindingJson(const Finding& finding) {
-        const SectionInfo* section = FindSection(finding.section);
+    void Write(JsonWriter& json, const Finding& finding) {
+        const auto orNull = [](const std::string& words) {
+            return words.empty() ? std::nullopt : std::optional(words);
+        };
         const FindingWords words = Describe(report, finding, codec, encoding);
-        return fmt::format(
-            R"({{"section":{},"name":{},"offset":{},"kind":"{}","what":{},"expected":{},"found":{}{}}})",
-            finding.section ? fmt::format("{}", finding.section) : "null",
-            section ? JsonString(section->name) : "null",
-            finding.offset ? fmt::format("{}", *finding.offset) : "null", KindName(finding.Kind()),
-            JsonString(words.what), words.expected.empty() ? "null" : JsonString(words.expected),
-            words.found.empty() ? "null" : JsonString(words.found),
-            words.last ? ",\"restNotLookedAt\":true" : "");
-    }
-
-    static std::string ReadingJson(u16 id, const Reading& reading) {
-        return fmt::format(
-            R"({{"section":{},"name":"{}","read":{},"elements":{},"result":{},"readersGet":{}}})", id,
-            FindSection(id)->name, reading.walk.present, RowsJson(id, reading.walk.rows), reading.walk.result,
-            JsonString(ReadingText(id, reading)));
+        json.Open('{').Member("section", AnySection(finding.section));
+        json.Member("name", SectionName(finding.section)).Member("offset", finding.offset);
+        json.Member("kind", KindName(finding.Kind())).Member("what", words.what);
+        json.Member("expected", orNull(words.expected)).Member("found", orNull(words.found));
+        if (words.last) {
+            json.Member("restNotLookedAt", true);
+        }
+        json.Close('}');
     }
 
     const CheckReport& report;

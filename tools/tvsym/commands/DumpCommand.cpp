@@ -54,11 +54,11 @@ public:
             Csv();
         } else if (options.output.empty() || options.output == "-") {
             Output out;
-            Document(out);
+            Write(out);
         } else {
             Replacement replacement(options.output, options.file);
             Output out(replacement.Path(), options.output);
-            Document(out);
+            Write(out);
             replacement.TakePlace();
         }
         progress.Hide();
@@ -70,12 +70,16 @@ private:
         return wanted.empty() || std::find(wanted.begin(), wanted.end(), id) != wanted.end();
     }
 
-    void Document(Output& out) {
+    void Write(Output& out) {
+        JsonWriter json(out);
         if (options.format == "json") {
-            Json(out);
+            Document(json);
+        } else if (options.format == "ndjson") {
+            Lines(json);
         } else {
-            LinesOrTables(out);
+            Tables(out);
         }
+        json.Flush();
         out.Close();
     }
 
@@ -88,75 +92,80 @@ private:
     // The document that `build` reads. What no reader delivers stands in it as bytes, so that nothing is lost
     // where the file is sound. What is wrong is told in members that begin with "_", which `build` passes
     // over.
-    void Json(Output& out) {
-        out.Write("{\"sections\": [");
+    void Document(JsonWriter& json) {
+        json.Raw("{\"sections\": [");
         const StoredFile stored = StoredSections(reader.Directory(), wanted);
         const char* separator = "\n";
         for (const StoredSection& section : stored.sections) {
             const DirectoryEntry& entry = section.entry;
-            out.Write(fmt::format("{}{{\"id\": {}", separator, entry.id));
+            json.Raw(fmt::format("{}{{\"id\": {}", separator, entry.id));
             separator = ",\n";
             if (const SectionInfo* known = FindSection(entry.id)) {
-                out.Write(fmt::format(", \"name\": \"{}\"", known->name));
+                json.Raw(fmt::format(", \"name\": \"{}\"", known->name));
             }
-            RawMember(out, "before", entry.offset - section.before, section.before);
+            RawMember(json, "before", entry.offset - section.before, section.before);
             if (section.section) {
-                JsonElements(out, entry.id);
+                JsonElements(json, entry.id);
             } else {
-                out.Write(", \"bytes\": ");
-                WriteHex(out, section.BodyOffset(), section.BodySize());
+                json.Raw(", \"bytes\": ");
+                WriteHex(json, section.BodyOffset(), section.BodySize());
             }
-            out.Write("}");
+            json.Raw("}");
         }
-        out.Write("\n]");
-        RawMember(out, "behind", reader.Directory().fileSize - stored.behind, stored.behind);
+        json.Raw("\n]");
+        RawMember(json, "behind", reader.Directory().fileSize - stored.behind, stored.behind);
         if (!problems.empty() || !DirectoryProblems(reader.Directory()).empty()) {
-            out.Write(",\n\"_damaged\": true");
+            json.Raw(",\n\"_damaged\": true");
         }
-        out.Write("}\n");
+        json.Raw("}\n");
     }
 
-    void JsonElements(Output& out, u16 id) {
+    void JsonElements(JsonWriter& json, u16 id) {
         const SectionInfo& section = StoredForm(id);
-        out.Write(fmt::format(", \"{}\": [", section.levels[0].name));
+        json.Raw(fmt::format(", \"{}\": [", section.levels[0].name));
         const std::optional<Problem> problem =
-            Take(WalkStored(reader, id, *MakeJsonRows(out, section, context, false)));
-        out.Write("]");
+            Take(WalkStored(reader, id, *MakeJsonRows(json, section, context, false)));
+        json.Raw("]");
         if (problem) {
-            out.Write(fmt::format(", \"_problem\": {}", JsonText(problem->what, codec)));
+            json.Raw(", \"_problem\": ");
+            json.Text(problem->what, codec);
         }
     }
 
-    void RawMember(Output& out, const char* name, u64 offset, u64 size) {
+    void RawMember(JsonWriter& json, const char* name, u64 offset, u64 size) {
         if (size > 0) {
-            out.Write(fmt::format(", \"{}\": ", name));
-            WriteHex(out, offset, size);
+            json.Raw(fmt::format(", \"{}\": ", name));
+            WriteHex(json, offset, size);
         }
     }
 
-    void WriteHex(Output& out, u64 offset, u64 size) {
-        out.Write("\"");
-        reader.Bytes().Read(offset, size, [&](std::string_view bytes) { out.Write(Hex(bytes)); });
-        out.Write("\"");
+    void WriteHex(JsonWriter& json, u64 offset, u64 size) {
+        json.Raw("\"");
+        reader.Bytes().Read(offset, size, [&](std::string_view bytes) { json.Raw(Hex(bytes)); });
+        json.Raw("\"");
     }
 
-    void LinesOrTables(Output& out) {
-        const bool lines = options.format == "ndjson";
-        bool first = true;
+    void Lines(JsonWriter& json) {
         for (const StoredSection& stored : StoredSections(reader.Directory(), wanted).sections) {
             const u16 id = stored.entry.id;
-            if (lines && stored.section) {
-                Take(WalkStored(reader, id, *MakeJsonRows(out, StoredForm(id), context, true)));
-            } else if (lines) {
-                out.Write(fmt::format("{{\"section\":{},\"bytes\":", id));
-                WriteHex(out, stored.BodyOffset(), stored.BodySize());
-                out.Write("}\n");
+            if (stored.section) {
+                Take(WalkStored(reader, id, *MakeJsonRows(json, StoredForm(id), context, true)));
             } else {
-                const std::string title = fmt::format("section {}: {}", id, SectionTitle(id));
-                out.Write(fmt::format("{}{}\n", first ? "" : "\n", Styled(Style::Bold, title)));
-                first = false;
-                SectionTable(out, stored);
+                json.Raw(fmt::format("{{\"section\":{},\"bytes\":", id));
+                WriteHex(json, stored.BodyOffset(), stored.BodySize());
+                json.Raw("}\n");
             }
+        }
+    }
+
+    void Tables(Output& out) {
+        bool first = true;
+        for (const StoredSection& stored : StoredSections(reader.Directory(), wanted).sections) {
+            const std::string title =
+                fmt::format("section {}: {}", stored.entry.id, SectionTitle(stored.entry.id));
+            out.Write(fmt::format("{}{}\n", first ? "" : "\n", Styled(Style::Bold, title)));
+            first = false;
+            SectionTable(out, stored);
         }
     }
 

@@ -66,39 +66,43 @@ void PrintTable(Output& out, const Reader& reader, const Walks& walks,
     }
 }
 
-std::string EntryJson(const DirectoryEntry& entry, const Walk& walk) {
-    const SectionInfo* section = FindSection(entry.id);
-    const bool read = entry.firstOfId && walk.present;
-    return fmt::format(
-        R"({{"id":{},"name":{},"offset":{},"size":{},"idAtStart":{},"read":{},"elements":{}}})", entry.id,
-        section ? JsonString(section->name) : "null", entry.offset, entry.size,
-        entry.idAtStart ? fmt::format("{}", *entry.idAtStart) : "null", read,
-        read ? RowsJson(entry.id, walk.rows) : "null");
-}
-
-std::string ProblemJson(const Problem& problem) {
-    return fmt::format(R"({{"section":{},"offset":{},"what":{}}})",
-                       problem.section ? fmt::format("{}", problem.section) : "null",
-                       problem.offset ? fmt::format("{}", *problem.offset) : "null",
-                       JsonString(TextCodec().Display(problem.what)));
-}
-
 void PrintJson(Output& out, const Reader& reader, const Walks& walks, const std::vector<Stretch>& stretches,
                const std::vector<Problem>& problems) {
     const FileDirectory& raw = reader.Directory();
     TextCodec plain;
-    out.Write(fmt::format("{{\"file\":{},\"size\":{},\"sectionCount\":{},\"sections\":[",
-                          JsonText(reader.Name(), plain), raw.fileSize, raw.entryCount));
-    WriteJsonList(out, raw.entries,
-                  [&](const DirectoryEntry& entry) { return EntryJson(entry, walks.at(entry.id)); });
-    out.Write("],\n\"stretches\":[");
-    WriteJsonList(out, stretches, [](const Stretch& stretch) {
-        return fmt::format(R"({{"offset":{},"size":{},"what":{}}})", stretch.offset, stretch.size,
-                           JsonString(stretch.what));
-    });
-    out.Write("],\n\"problems\":[");
-    WriteJsonList(out, problems, ProblemJson);
-    out.Write("]}\n");
+    JsonWriter json(out);
+    json.Open('{').Key("file").Text(reader.Name(), plain).Member("size", raw.fileSize);
+    json.Member("sectionCount", raw.entryCount).Key("sections").Open('[');
+    for (const DirectoryEntry& entry : raw.entries) {
+        const Walk& walk = walks.at(entry.id);
+        const bool read = entry.firstOfId && walk.present;
+        json.Line();
+        json.Open('{').Member("id", entry.id).Member("name", SectionName(entry.id));
+        json.Member("offset", entry.offset).Member("size", entry.size).Member("idAtStart", entry.idAtStart);
+        json.Member("read", read).Key("elements");
+        if (read) {
+            json.Rows(entry.id, walk.rows);
+        } else {
+            json.Value(nullptr);
+        }
+        json.Close('}');
+    }
+    json.Close(']').Line();
+    json.Key("stretches").Open('[');
+    for (const Stretch& stretch : stretches) {
+        json.Line();
+        json.Open('{').Member("offset", stretch.offset).Member("size", stretch.size);
+        json.Member("what", stretch.what).Close('}');
+    }
+    json.Close(']').Line();
+    json.Key("problems").Open('[');
+    for (const Problem& problem : problems) {
+        json.Line();
+        json.Open('{').Member("section", AnySection(problem.section)).Member("offset", problem.offset);
+        json.Member("what", plain.Display(problem.what)).Close('}');
+    }
+    json.Close(']').Close('}').EndLine();
+    json.Flush();
 }
 
 int RunInfo(const InfoOptions& options) {

@@ -8,6 +8,7 @@
 #include <set>
 #include <unordered_set>
 
+#include "tables/Hash.h"
 #include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
@@ -31,7 +32,7 @@ struct StatsOptions : FileOptions {
 class DistinctCount {
 public:
     void Add(std::string_view value, size_t& room) {
-        const u64 hash = Hash(value);
+        const u64 hash = Mixed(Hash(value));
         if (!registers.empty()) {
             return Register(hash);
         }
@@ -74,12 +75,8 @@ private:
     static constexpr size_t kExact = 16384;
     static constexpr size_t kRegisters = 1024;
 
-    // FNV-1a, its bits mixed once more so that all of them depend on all bytes.
-    static u64 Hash(std::string_view value) {
-        u64 hash = 0xcbf29ce484222325;
-        for (const char c : value) {
-            hash = (hash ^ static_cast<u8>(c)) * 0x100000001b3;
-        }
+    // The bits of a hash mixed once more, so that all of them depend on all bytes.
+    static u64 Mixed(u64 hash) {
         hash = (hash ^ hash >> 33) * 0xff51afd7ed558ccd;
         hash = (hash ^ hash >> 33) * 0xc4ceb9fe1a85ec53;
         return hash ^ hash >> 33;
@@ -218,10 +215,6 @@ private:
         return value ? Shortened(ValueText(value->type, value->payload, codec)) : "";
     }
 
-    std::string Json(const std::optional<Ranked>& value) {
-        return value ? ValueJson(value->type, value->payload, codec) : "null";
-    }
-
     static std::string TagList(const std::set<u8>& tags) { return fmt::format("{}", fmt::join(tags, " ")); }
 
     void PrintTables(Output& out) {
@@ -256,24 +249,44 @@ private:
     }
 
     void PrintJson(Output& out) {
-        out.Write("{\"sections\":[");
-        WriteJsonList(out, sections, [this](const auto& section) {
-            const auto& [id, stats] = section;
-            return fmt::format(R"({{"id":{},"name":"{}","bytes":{},"longestText":{},"elements":{}}})", id,
-                               FindSection(id)->name, reader.Directory().Find(id)->size, stats.longestText,
-                               RowsJson(id, stats.walk.rows));
-        });
-        out.Write("],\n\"fields\":[");
-        WriteJsonList(out, fields, [this](const auto& field) {
-            const auto& [id, stats] = field;
-            return fmt::format(
-                R"({{"id":{},"name":{},"own":{},"default":{},"tags":[{}],"distinct":{},"distinctExact":{},)"
-                R"("smallest":{},"largest":{}}})",
-                id, dictionary.Find(id) ? JsonString(dictionary.NameOf(id)) : "null", stats.own,
-                stats.defaults, fmt::join(stats.tags, ","), stats.distinct.Count(), stats.distinct.IsExact(),
-                Json(stats.smallest), Json(stats.largest));
-        });
-        out.Write("]}\n");
+        JsonWriter json(out);
+        json.Open('{').Key("sections").Open('[');
+        for (const auto& [id, stats] : sections) {
+            json.Line();
+            json.Open('{').Member("id", id).Member("name", FindSection(id)->name);
+            json.Member("bytes", reader.Directory().Find(id)->size).Member("longestText", stats.longestText);
+            json.Key("elements").Rows(id, stats.walk.rows).Close('}');
+        }
+        json.Close(']').Line();
+        json.Key("fields").Open('[');
+        for (const auto& [id, stats] : fields) {
+            json.Line();
+            json.Open('{').Member("id", id).Key("name");
+            if (const FieldDefinition* definition = dictionary.Find(id)) {
+                json.Value(definition->name);
+            } else {
+                json.Value(nullptr);
+            }
+            json.Member("own", stats.own).Member("default", stats.defaults).Key("tags").Open('[');
+            for (const u8 tag : stats.tags) {
+                json.Value(tag);
+            }
+            json.Close(']').Member("distinct", stats.distinct.Count());
+            json.Member("distinctExact", stats.distinct.IsExact());
+            WriteValue(json.Key("smallest"), stats.smallest);
+            WriteValue(json.Key("largest"), stats.largest);
+            json.Close('}');
+        }
+        json.Close(']').Close('}').EndLine();
+        json.Flush();
+    }
+
+    void WriteValue(JsonWriter& json, const std::optional<Ranked>& value) {
+        if (value) {
+            json.Payload(value->type, value->payload, codec);
+        } else {
+            json.Value(nullptr);
+        }
     }
 
     const StatsOptions& options;

@@ -390,9 +390,8 @@ std::vector<SectionFile> KnownFiles(const std::filesystem::path& folder) {
 symwrite::File ReadCsvSource(const SourceOptions& options, symwrite::JsonErrors& errors,
                              ProgressBar& progress) {
     TextCodec codec(options.encoding);
-    const symwrite::TextCodec texts = CodecFor(codec);
     symwrite::FromJsonOptions reading;
-    reading.codec = &texts;
+    reading.codec = &codec;
     const std::filesystem::path folder = options.source;
     const auto withTable = [&](const std::string& name, const auto& read) {
         WithSource((folder / name).string(),

@@ -62,23 +62,11 @@ void WithSource(const std::string& path, const std::function<void(std::istream&)
 
 std::string SourceName(const std::string& source) { return source == "-" ? "standard input" : source; }
 
-symwrite::TextCodec CodecFor(TextCodec& codec) {
-    if (codec.IsIdentity()) {
-        return {};
-    }
-    return {[&codec](std::string_view bytes) -> std::optional<std::string> {
-                const std::optional<std::string_view> text = codec.Decode(bytes);
-                return text ? std::optional(std::string(*text)) : std::nullopt;
-            },
-            [&codec](std::string_view utf8) { return codec.Encode(utf8); }};
-}
-
 symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors& errors,
                               std::string& errorsIn, ProgressBar& progress) {
     TextCodec codec(options.encoding);
-    const symwrite::TextCodec texts = CodecFor(codec);
     symwrite::FromJsonOptions reading;
-    reading.codec = &texts;
+    reading.codec = &codec;
     if (!options.dictionary.empty()) {
         errorsIn = SourceName(options.dictionary);
         WithSource(options.dictionary, [&](std::istream& in) {

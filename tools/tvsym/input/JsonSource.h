@@ -6,7 +6,7 @@
 #include <string>
 
 #include "symwrite/Json.h"
-#include "tables/dictionary/Text.h"
+#include "text/Text.h"
 #include "tools/tvsym/Tool.h"
 #include "tools/tvsym/output/Terminal.h"
 
@@ -32,9 +32,6 @@ void WithSource(const std::string& path, const std::function<void(std::istream&)
 
 // Bytes of a file; 0 for what has no size.
 u64 SourceSize(const std::string& path);
-
-// The way of symwrite's texts through `codec`, which must outlive it.
-symwrite::TextCodec CodecFor(TextCodec& codec);
 
 // The name of a source for messages.
 std::string SourceName(const std::string& source);

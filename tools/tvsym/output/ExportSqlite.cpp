@@ -173,9 +173,8 @@ private:
     void Fields() {
         database.Run("CREATE TABLE fields (id INTEGER PRIMARY KEY, name TEXT NOT NULL, type TEXT)");
         Insert insert(database, "fields", 3);
-        constexpr const char* kTypes[] = {"text", "unsigned", "signed", "float", "date", "hex"};
         for (const auto& [id, definition] : source.dictionary.All()) {
-            insert.Row({Int(id), definition.name, std::string(kTypes[static_cast<size_t>(definition.type)])});
+            insert.Row({Int(id), definition.name, std::string(symwrite::TypeName(definition.type))});
         }
     }
 

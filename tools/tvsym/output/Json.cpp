@@ -2,62 +2,139 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tvsym {
 
-std::string ValueJson(ValueType type, std::string_view payload, TextCodec& codec) {
+namespace {
+
+constexpr bool NeedsEscape(char c) { return static_cast<u8>(c) < 0x20 || c == 0x7f || c == '"' || c == '\\'; }
+
+std::string Escape(char c) {
+    switch (c) {
+        case '"':
+        case '\\':
+            return {'\\', c};
+        case '\n':
+            return "\\n";
+        case '\t':
+            return "\\t";
+        case '\r':
+            return "\\r";
+        default:
+            return fmt::format("\\u{:04x}", static_cast<u8>(c));
+    }
+}
+
+}  // namespace
+
+void JsonWriter::Begin() {
+    if (comma) text += ',';
+    comma = true;
+}
+
+JsonWriter& JsonWriter::Token(std::string_view token) {
+    Begin();
+    text += token;
+    return *this;
+}
+
+JsonWriter& JsonWriter::Open(char bracket) {
+    Begin();
+    text += bracket;
+    comma = false;
+    return *this;
+}
+
+JsonWriter& JsonWriter::Close(char bracket) {
+    text += bracket;
+    comma = true;
+    return *this;
+}
+
+JsonWriter& JsonWriter::Key(std::string_view name) {
+    Begin();
+    text += '"';
+    text += name;
+    text += "\":";
+    comma = false;
+    return *this;
+}
+
+JsonWriter& JsonWriter::Value(std::string_view utf8) {
+    Begin();
+    text += '"';
+    while (!utf8.empty()) {
+        const auto plain =
+            static_cast<size_t>(std::find_if(utf8.begin(), utf8.end(), NeedsEscape) - utf8.begin());
+        text += utf8.substr(0, plain);
+        if (plain == utf8.size()) break;
+        text += Escape(utf8[plain]);
+        utf8.remove_prefix(plain + 1);
+    }
+    text += '"';
+    return *this;
+}
+
+JsonWriter& JsonWriter::Text(std::string_view bytes, TextCodec& codec) {
+    const std::optional<std::string_view> decoded = codec.Decode(bytes);
+    return decoded ? Value(*decoded) : Open('{').Member("hex", Hex(bytes)).Close('}');
+}
+
+JsonWriter& JsonWriter::Payload(ValueType type, std::string_view payload, TextCodec& codec) {
     switch (type) {
         case ValueType::Text:
-            return JsonText(payload, codec);
+            return Text(payload, codec);
         case ValueType::Unsigned:
         case ValueType::Signed:
         case ValueType::Bool:
-            return ValueText(type, payload, codec);
+            return Token(ValueText(type, payload, codec));
         case ValueType::Float:
-            return std::isfinite(PayloadFloat(payload)) ? FloatText(payload) : JsonString(FloatText(payload));
+            return std::isfinite(PayloadFloat(payload)) ? Token(FloatText(payload))
+                                                        : Value(FloatText(payload));
         case ValueType::Date:
-            return PayloadDate(payload) ? JsonString(DateText(PayloadNumber(payload)))
-                                        : fmt::format("{}", PayloadNumber(payload));
+            return PayloadDate(payload) ? Value(DateText(PayloadNumber(payload)))
+                                        : Value(PayloadNumber(payload));
         case ValueType::Hex:
             break;
     }
-    return payload.empty() ? "null" : JsonString("0x" + Hex(payload));
+    return payload.empty() ? Value(nullptr) : Value("0x" + Hex(payload));
 }
 
-std::string JsonString(std::string_view utf8) {
-    std::string json;
-    json.reserve(utf8.size() + 2);
-    json += '"';
-    for (const char c : utf8) {
-        if (c == '"' || c == '\\') {
-            json += '\\';
-            json += c;
-        } else if (static_cast<u8>(c) < 0x20 || c == 0x7f) {
-            json += c == '\n'   ? "\\n"
-                    : c == '\t' ? "\\t"
-                    : c == '\r' ? "\\r"
-                                : fmt::format("\\u{:04x}", static_cast<u8>(c));
-        } else {
-            json += c;
-        }
-    }
-    json += '"';
-    return json;
-}
-
-std::string JsonText(std::string_view bytes, TextCodec& codec) {
-    const std::optional<std::string_view> text = codec.Decode(bytes);
-    return text ? JsonString(*text) : fmt::format(R"({{"hex":"{}"}})", Hex(bytes));
-}
-
-std::string RowsJson(u16 id, const std::vector<u64>& rows) {
-    std::string json;
+JsonWriter& JsonWriter::Rows(u16 id, const std::vector<u64>& rows) {
+    Open('{');
     for (size_t level = 0; level < rows.size(); ++level) {
-        json += fmt::format("{}\"{}\":{}", level == 0 ? "{" : ",", FindSection(id)->levels[level].name,
-                            rows[level]);
+        Member(FindSection(id)->levels[level].name, rows[level]);
     }
-    return json.empty() ? "{}" : json + "}";
+    return Close('}');
+}
+
+void JsonWriter::Line() {
+    text += comma ? ",\n" : "\n";
+    comma = false;
+    FlushWhenLong();
+}
+
+void JsonWriter::EndLine() {
+    text += '\n';
+    comma = false;
+    FlushWhenLong();
+}
+
+void JsonWriter::Raw(std::string_view characters) {
+    text += characters;
+    FlushWhenLong();
+}
+
+void JsonWriter::FlushWhenLong() {
+    constexpr size_t kBuffered = size_t{64} * 1024;
+    if (text.size() > kBuffered) Flush();
+}
+
+void JsonWriter::Flush() {
+    out.Write(text);
+    text.clear();
 }
 
 }  // namespace tvsym

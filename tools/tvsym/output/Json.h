@@ -1,6 +1,8 @@
 // JSON as the commands write it.
 #pragma once
 
+#include <concepts>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,26 +13,66 @@
 
 namespace tvsym {
 
-// A JSON string, quotes included, of valid UTF-8.
-std::string JsonString(std::string_view utf8);
+// Writes values in the order of the calls, and the commas between them. A document of any size passes through
+// a small buffer. (`dump` by way of nlohmann-json, which builds each element before it is written, takes seven
+// times as long.)
+class JsonWriter {
+public:
+    explicit JsonWriter(Output& output) : out(output) {}
 
-// JSON for bytes that should be a text: a string, or {"hex": "..."} where they do not decode.
-std::string JsonText(std::string_view bytes, TextCodec& codec);
+    JsonWriter& Open(char bracket);  // '{' or '['
+    JsonWriter& Close(char bracket);
 
-// A value as JSON: a number where it is one, else a string, or as JsonText.
-std::string ValueJson(ValueType type, std::string_view payload, TextCodec& codec);
+    // The key of the value that follows: a name of this program or of format/, in which nothing needs an
+    // escape.
+    JsonWriter& Key(std::string_view name);
 
-// Rows of each level of a section: {"symbols":3,"fields":40}.
-std::string RowsJson(u16 id, const std::vector<u64>& rows);
-
-// The elements of a JSON list, each on a line of its own.
-template <typename Elements, typename ToJson>
-void WriteJsonList(Output& out, const Elements& elements, const ToJson& toJson) {
-    const char* separator = "\n";
-    for (const auto& element : elements) {
-        out.Write(separator + toJson(element));
-        separator = ",\n";
+    JsonWriter& Value(std::string_view utf8);
+    JsonWriter& Value(std::nullptr_t) { return Token("null"); }
+    template <std::integral Number>
+    JsonWriter& Value(Number number) {
+        if constexpr (std::same_as<Number, bool>) return Token(number ? "true" : "false");
+        return Token(std::to_string(number));
     }
-}
+    template <class T>
+    JsonWriter& Value(const std::optional<T>& value) {
+        return value ? Value(*value) : Value(nullptr);
+    }
+    template <class T>
+    JsonWriter& Member(std::string_view name, const T& value) {
+        return Key(name).Value(value);
+    }
+
+    // Bytes that should be a text: a string, or {"hex": "..."} where they do not decode.
+    JsonWriter& Text(std::string_view bytes, TextCodec& codec);
+
+    // A payload: a number where it is one, else a string, or as Text.
+    JsonWriter& Payload(ValueType type, std::string_view payload, TextCodec& codec);
+
+    // Rows of each level of a section: {"symbols":3,"fields":40}.
+    JsonWriter& Rows(u16 id, const std::vector<u64>& rows);
+
+    // The next value begins a line.
+    void Line();
+
+    // Ends a line, and with it a document.
+    void EndLine();
+
+    // Characters as they are, without a comma.
+    void Raw(std::string_view characters);
+
+    // Writes what the buffer holds. Nothing else does, where less than the buffer holds was written.
+    void Flush();
+
+private:
+    // A value that needs no escapes.
+    JsonWriter& Token(std::string_view token);
+    void Begin();
+    void FlushWhenLong();
+
+    Output& out;
+    std::string text;
+    bool comma = false;  // before the next value or key
+};
 
 }  // namespace tvsym

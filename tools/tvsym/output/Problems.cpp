@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "tables/dictionary/Text.h"
+#include "text/Text.h"
 #include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
@@ -13,6 +13,11 @@ namespace tvsym {
 const char* SectionTitle(u16 id) {
     const SectionInfo* section = FindSection(id);
     return section ? section->title : "unknown";
+}
+
+std::optional<std::string_view> SectionName(u16 id) {
+    const SectionInfo* section = FindSection(id);
+    return section ? std::optional<std::string_view>(section->name) : std::nullopt;
 }
 
 std::string ProblemLine(const std::string& file, const Problem& problem) {

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 
-#include "tools/tvsym/output/Json.h"
-
 namespace tvsym {
 
 namespace {
@@ -41,141 +39,98 @@ void AppendList(std::string& to, std::span<const u16> list, std::string_view sep
 
 class JsonRows : public RowWriter {
 public:
-    JsonRows(Output& output, const SectionInfo& described, const RowContext& rowContext, bool asLines)
-        : out(output), section(described), context(rowContext), lines(asLines) {
-        for (const Level& level : section.levels) {
-            std::vector<std::string> keys;
-            for (const Column& column : level.columns) {
-                keys.push_back(fmt::format("\"{}\":", column.name));
-            }
-            columnKeys.push_back(std::move(keys));
-        }
-    }
+    JsonRows(JsonWriter& writer, const SectionInfo& described, const RowContext& rowContext, bool asLines)
+        : json(writer), section(described), context(rowContext), lines(asLines) {}
 
     void Row(size_t level, std::span<const Cell> cells) override {
         CloseTo(level);
-        Separate(level);
-        if (IsBare(section, level)) {
-            if (level == 0 && lines) {
-                text += columnKeys[0][0];
-            }
-            Value(section.levels[level].columns[0], cells[0]);
-            if (level == 0 && lines) {
-                text += '}';
-            }
+        const Level& described = section.levels[level];
+        const bool bare = IsBare(section, level);
+        if (level == 0) {
+            Begin();
+        }
+        if (bare && !(level == 0 && lines)) {
+            Value(described.columns[0], cells[0]);
             return;
         }
         if (level > 0 || !lines) {
-            text += '{';
+            json.Open('{');
         }
-        Members(level, cells);
+        for (size_t at = 0; at < cells.size(); ++at) {
+            if (described.columns[at].kind == ColumnKind::Field) {
+                FieldValue(cells);
+            } else {
+                json.Key(described.columns[at].name);
+                Value(described.columns[at], cells[at]);
+            }
+        }
         if (level + 1 < section.levels.size()) {
-            text += fmt::format("{}\"{}\":[", cells.empty() ? "" : ",", section.levels[level + 1].name);
+            json.Key(section.levels[level + 1].name).Open('[');
         }
         open = level + 1;
-        hasChild[level] = false;
     }
 
     void Finish() override {
         CloseTo(0);
         if (any) {
-            text += '\n';
+            json.EndLine();
         }
-        out.Write(text);
-        text.clear();
     }
 
 private:
     void CloseTo(size_t level) {
         for (; open > level; --open) {
-            text += open < section.levels.size() ? "]}" : "}";
+            if (open < section.levels.size()) {
+                json.Close(']');
+            }
+            json.Close('}');
         }
     }
 
-    // What stands between an element and the one before, and the start of a line.
-    void Separate(size_t level) {
-        if (level > 0) {
-            text += hasChild[level - 1] ? "," : "";
-            hasChild[level - 1] = true;
-            return;
-        }
-        if (lines) {
-            text += any ? "\n" : "";
-            text += fmt::format("{{\"section\":\"{}\",", section.name);
+    // Begins the line of an element of level 0.
+    void Begin() {
+        if (!lines) {
+            json.Line();
         } else {
-            text += any ? ",\n" : "\n";
+            if (any) {
+                json.EndLine();
+            }
+            json.Open('{').Member("section", section.name);
         }
         any = true;
-        if (text.size() > kBuffered) {
-            out.Write(text);
-            text.clear();
-        }
     }
 
-    void Members(size_t level, std::span<const Cell> cells) {
-        const Level& described = section.levels[level];
-        for (size_t at = 0; at < cells.size(); ++at) {
-            text += at > 0 ? "," : "";
-            if (described.columns[at].kind == ColumnKind::Field) {
-                FieldValue(cells, columnKeys[level][at]);
-            } else {
-                text += columnKeys[level][at];
-                Value(described.columns[at], cells[at]);
-            }
-        }
-    }
-
-    void Value(const Column& column, const Cell& cell) {
-        switch (column.kind) {
-            case ColumnKind::Number:
-                return AppendNumber(text, cell.number);
-            case ColumnKind::Text:
-                text += JsonText(cell.bytes, context.codec);
-                return;
-            case ColumnKind::List:
-                text += '[';
-                AppendList(text, cell.list, ",");
-                text += ']';
-                return;
-            default:
-                text += fmt::format("\"{}\"", Hex(cell.bytes));
-        }
-    }
+    void Value(const Column& column, const Cell& cell) { WriteCell(json, column.kind, cell, context.codec); }
 
     // The cells of a field are its id, tag and value.
-    void FieldValue(std::span<const Cell> cells, const std::string& key) {
+    void FieldValue(std::span<const Cell> cells) {
         const u16 id = static_cast<u16>(cells[0].number);
         const u8 tag = static_cast<u8>(cells[1].number);
         const std::string_view payload = cells[2].bytes;
         const FieldDefinition* definition = context.dictionary.Find(id);
         if (definition) {
-            text += fmt::format("\"name\":{},", JsonString(definition->name));
+            json.Member("name", definition->name);
         }
-        text += key;
+        json.Key("value");
         if (lines && definition) {
-            text += ValueJson(context.dictionary.TypeOf(id, tag, payload.size()), payload, context.codec);
+            json.Payload(context.dictionary.TypeOf(id, tag, payload.size()), payload, context.codec);
         } else if (tag == kTextTag) {
-            text += JsonText(payload, context.codec);
+            json.Text(payload, context.codec);
         } else if (payload.empty()) {
-            text += "null";
+            json.Value(nullptr);
         } else if (payload.size() != PayloadWidth(tag)) {  // cut off
-            text += fmt::format(R"({{"hex":"{}"}})", Hex(payload));
+            json.Open('{').Member("hex", Hex(payload)).Close('}');
         } else {
-            AppendNumber(text, PayloadNumber(payload));
+            json.Value(PayloadNumber(payload));
         }
     }
 
-    static constexpr size_t kBuffered = size_t{64} * 1024;
-
-    Output& out;
+    JsonWriter& json;
     const SectionInfo& section;
     RowContext context;
     bool lines;
-    std::string text;
-    std::vector<std::vector<std::string>> columnKeys;
-    size_t open = 0;        // levels that have an element under way
-    bool hasChild[4] = {};  // whether that element has a child already
-    bool any = false;       // whether an element was written
+    size_t open = 0;   // levels that have an element under way
+    bool any = false;  // whether an element was written
 };
 
 // ---- CSV and tables
@@ -367,6 +322,26 @@ private:
 
 }  // namespace
 
+void WriteCell(JsonWriter& json, ColumnKind kind, const Cell& cell, TextCodec& codec) {
+    switch (kind) {
+        case ColumnKind::Number:
+            json.Value(cell.number);
+            return;
+        case ColumnKind::Text:
+            json.Text(cell.bytes, codec);
+            return;
+        case ColumnKind::List:
+            json.Open('[');
+            for (const u16 item : cell.list) {
+                json.Value(item);
+            }
+            json.Close(']');
+            return;
+        default:
+            json.Value(Hex(cell.bytes));
+    }
+}
+
 std::vector<std::string> CsvColumns(const SectionInfo& section, bool withDictionary) {
     std::vector<std::string> names;
     for (FlatColumn& column : FlatColumns(section, withDictionary)) {
@@ -395,9 +370,9 @@ void AppendCsvLine(std::string& to, const std::vector<std::string>& cells) {
     to += "\r\n";
 }
 
-std::unique_ptr<RowWriter> MakeJsonRows(Output& out, const SectionInfo& section, const RowContext& context,
-                                        bool lines) {
-    return std::make_unique<JsonRows>(out, section, context, lines);
+std::unique_ptr<RowWriter> MakeJsonRows(JsonWriter& json, const SectionInfo& section,
+                                        const RowContext& context, bool lines) {
+    return std::make_unique<JsonRows>(json, section, context, lines);
 }
 
 std::unique_ptr<RowWriter> MakeCsvRows(Output& out, const SectionInfo& section, const RowContext& context) {

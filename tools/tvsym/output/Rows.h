@@ -10,6 +10,7 @@
 #include "tables/dictionary/Values.h"
 #include "tables/rows/Reader.h"
 #include "tools/tvsym/Tool.h"
+#include "tools/tvsym/output/Json.h"
 #include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
@@ -29,14 +30,17 @@ public:
 // The elements of a section in the form that `build` reads, without the brackets of the list. With `lines`,
 // each element is an object of its own on a line of its own that tells its section, and values are what the
 // dictionary makes of them.
-std::unique_ptr<RowWriter> MakeJsonRows(Output& out, const SectionInfo& section, const RowContext& context,
-                                        bool lines);
+std::unique_ptr<RowWriter> MakeJsonRows(JsonWriter& json, const SectionInfo& section,
+                                        const RowContext& context, bool lines);
 
 // One line for each row of the deepest level, with the columns of the levels above in front. See CsvColumns.
 std::unique_ptr<RowWriter> MakeCsvRows(Output& out, const SectionInfo& section, const RowContext& context);
 
 // The same for people.
 std::unique_ptr<RowWriter> MakeTableRows(Output& out, const SectionInfo& section, const RowContext& context);
+
+// A cell as JSON, of any kind except Field.
+void WriteCell(JsonWriter& json, ColumnKind kind, const Cell& cell, TextCodec& codec);
 
 // The header of a section's CSV file. A section of one level has the columns of Sections.h. A nested section
 // has, for each level from the outermost, a column "LEVEL_no" that counts its rows within the row above from

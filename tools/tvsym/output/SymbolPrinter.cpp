@@ -4,12 +4,10 @@
 
 #include <algorithm>
 
-#include "tools/tvsym/output/Json.h"
-
 namespace tvsym {
 
 void SymbolPrinter::Print(const SymbolView& symbol) {
-    if (json) {
+    if (asJson) {
         PrintJson(symbol);
     } else {
         PrintText(symbol);
@@ -18,19 +16,28 @@ void SymbolPrinter::Print(const SymbolView& symbol) {
 
 // {"symbol":"A","fields":[{"id":1,"name":"name","tag":7,"value":"Agilent"},{"id":9,"tag":1,"value":"0x01","default":true}]}
 void SymbolPrinter::PrintJson(const SymbolView& symbol) {
-    std::string line = fmt::format("{{\"symbol\":{},\"fields\":[", JsonText(symbol.text, codec));
-    const char* separator = "";
+    json.Open('{').Key("symbol").Text(symbol.text, codec).Key("fields").Open('[');
     for (const SymbolField& field : symbol.fields) {
-        line += fmt::format("{}{{\"id\":{},", separator, field.id);
-        separator = ",";
+        json.Open('{').Member("id", field.id);
         if (const FieldDefinition* definition = dictionary.Find(field.id)) {
-            line += fmt::format("\"name\":{},", JsonString(definition->name));
+            json.Member("name", definition->name);
         }
         const ValueType type = dictionary.TypeOf(field.id, field.tag, field.value.size());
-        line += fmt::format("\"tag\":{},\"value\":{}{}{}}}", field.tag, ValueJson(type, field.value, codec),
-                            field.isDefault ? ",\"default\":true" : "", field.cut ? ",\"cut\":true" : "");
+        json.Member("tag", field.tag).Key("value").Payload(type, field.value, codec);
+        if (field.isDefault) {
+            json.Member("default", true);
+        }
+        if (field.cut) {
+            json.Member("cut", true);
+        }
+        json.Close('}');
     }
-    out.Write(line + (symbol.complete ? "]}\n" : "],\"broken\":true}\n"));
+    json.Close(']');
+    if (!symbol.complete) {
+        json.Member("broken", true);
+    }
+    json.Close('}').EndLine();
+    json.Flush();
 }
 
 // AAPL

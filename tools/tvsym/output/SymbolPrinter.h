@@ -4,6 +4,7 @@
 #include "tables/dictionary/Values.h"
 #include "tables/rows/Reader.h"
 #include "tools/tvsym/Tool.h"
+#include "tools/tvsym/output/Json.h"
 #include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
@@ -11,8 +12,8 @@ namespace tvsym {
 class SymbolPrinter {
 public:
     // All of these must outlive the printer.
-    SymbolPrinter(Output& output, const Dictionary& fieldNames, TextCodec& textCodec, bool asJson)
-        : out(output), dictionary(fieldNames), codec(textCodec), json(asJson) {}
+    SymbolPrinter(Output& output, const Dictionary& fieldNames, TextCodec& textCodec, bool printJson)
+        : out(output), json(output), dictionary(fieldNames), codec(textCodec), asJson(printJson) {}
 
     void Print(const SymbolView& symbol);
 
@@ -21,9 +22,10 @@ private:
     void PrintText(const SymbolView& symbol);
 
     Output& out;
+    JsonWriter json;
     const Dictionary& dictionary;
     TextCodec& codec;
-    bool json;
+    bool asJson;
 };
 
 }  // namespace tvsym

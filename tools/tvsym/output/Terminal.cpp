@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "tables/dictionary/Text.h"
+#include "text/Text.h"
 #include "tools/tvsym/system/System.h"
 
 namespace tvsym {

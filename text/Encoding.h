@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace torva::tables {
+namespace torva {
 
 class Converter {
 public:
@@ -19,4 +19,4 @@ public:
     virtual std::optional<std::string> Convert(std::string_view text) = 0;
 };
 
-}  // namespace torva::tables
+}  // namespace torva

@@ -8,9 +8,9 @@
 #include <charconv>
 #include <map>
 
-#include "tables/dictionary/Encoding.h"
+#include "text/Encoding.h"
 
-namespace torva::tables {
+namespace torva {
 
 namespace {
 
@@ -76,6 +76,6 @@ std::unique_ptr<Converter> Converter::Make(const std::string& from, const std::s
     return source && target ? std::make_unique<CodePageConverter>(source, target) : nullptr;
 }
 
-}  // namespace torva::tables
+}  // namespace torva
 
 #endif

@@ -1,6 +1,6 @@
 #ifndef _WIN32
 
-#include "tables/dictionary/Encoding.h"
+#include "text/Encoding.h"
 
 #if __has_include(<iconv.h>) && !defined(__EMSCRIPTEN__)
 
@@ -8,7 +8,7 @@
 
 #include <cerrno>
 
-namespace torva::tables {
+namespace torva {
 
 namespace {
 
@@ -64,15 +64,15 @@ std::unique_ptr<Converter> Converter::Make(const std::string& from, const std::s
     return std::make_unique<IconvConverter>(opened);
 }
 
-}  // namespace torva::tables
+}  // namespace torva
 
 #else
 
-namespace torva::tables {
+namespace torva {
 
 std::unique_ptr<Converter> Converter::Make(const std::string&, const std::string&) { return nullptr; }
 
-}  // namespace torva::tables
+}  // namespace torva
 
 #endif
 

@@ -1,11 +1,12 @@
-#include "tables/dictionary/Text.h"
-
-#include <fmt/format.h>
+#include "text/Text.h"
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 
-namespace torva::tables {
+#include "format/Types.h"
+
+namespace torva {
 
 namespace {
 
@@ -77,6 +78,26 @@ std::string Hex(std::string_view bytes) {
     return digits;
 }
 
+std::optional<std::string> FromHex(std::string_view digits) {
+    if (digits.starts_with("0x")) {
+        digits.remove_prefix(2);
+    }
+    if (digits.size() % 2 != 0) {
+        return std::nullopt;
+    }
+    std::string bytes;
+    bytes.reserve(digits.size() / 2);
+    for (std::size_t at = 0; at < digits.size(); at += 2) {
+        u8 byte = 0;
+        const char* const end = digits.data() + at + 2;
+        if (std::from_chars(digits.data() + at, end, byte, 16).ptr != end) {
+            return std::nullopt;
+        }
+        bytes += static_cast<char>(byte);
+    }
+    return bytes;
+}
+
 TextCodec::TextCodec(const std::string& encoding) {
     if (IsUtf8Name(encoding)) {
         return;
@@ -84,8 +105,7 @@ TextCodec::TextCodec(const std::string& encoding) {
     decoder = Converter::Make(encoding, "UTF-8");
     encoder = Converter::Make("UTF-8", encoding);
     if (!decoder || !encoder) {
-        throw UnknownEncoding(
-            fmt::format("{}: this system knows no such character set (iconv -l lists them)", encoding));
+        throw UnknownEncoding(encoding + ": this system knows no such character set (iconv -l lists them)");
     }
 }
 
@@ -121,7 +141,7 @@ std::string TextCodec::Display(std::string_view bytes) {
         const bool c1 = length == 2 && character < 0xa0;
         if (length == 0 || control || c1) {
             for (std::size_t at = 0; at < std::max<std::size_t>(length, 1); ++at) {
-                shown += fmt::format("\\x{:02x}", static_cast<u8>(rest[at]));
+                shown += "\\x" + Hex(rest.substr(at, 1));
             }
         } else {
             shown += rest.substr(0, length);
@@ -131,4 +151,4 @@ std::string TextCodec::Display(std::string_view bytes) {
     return shown;
 }
 
-}  // namespace torva::tables
+}  // namespace torva

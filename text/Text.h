@@ -4,13 +4,13 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
-#include "tables/Error.h"
-#include "tables/dictionary/Encoding.h"
+#include "text/Encoding.h"
 
-namespace torva::tables {
+namespace torva {
 
 bool IsUtf8(std::string_view bytes);
 
@@ -20,10 +20,13 @@ char32_t NextCharacter(std::string_view& utf8);
 // "0aff": two digits for each byte.
 std::string Hex(std::string_view bytes);
 
+// The way back, which also takes upper case and "0x" in front; none for other texts.
+std::optional<std::string> FromHex(std::string_view digits);
+
 // The system has no conversion for a character set.
-class UnknownEncoding : public Error {
+class UnknownEncoding : public std::runtime_error {
 public:
-    using Error::Error;
+    using std::runtime_error::runtime_error;
 };
 
 class TextCodec {
@@ -50,4 +53,4 @@ private:
     std::string decoded;
 };
 
-}  // namespace torva::tables
+}  // namespace torva

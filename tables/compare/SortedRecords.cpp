@@ -1,4 +1,4 @@
-#include "tools/tvsym/SortedRecords.h"
+#include "tables/compare/SortedRecords.h"
 
 #include <fmt/format.h>
 
@@ -7,9 +7,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "tools/tvsym/system/System.h"
-
-namespace tvsym {
+namespace torva::tables {
 
 namespace {
 
@@ -26,38 +24,38 @@ Sizes SizesAt(const char* record) {
 
 }  // namespace
 
-// A sorted stretch of the temporary file, read in pieces.
+// A sorted part of the temporary file, read in pieces.
 struct SortedRecords::Run {
     u64 at = 0;   // next byte to read from the file
     u64 end = 0;  // of the run
-    size_t number = 0;
+    std::size_t number = 0;
     std::string window;
-    size_t position = 0;  // of the record stood on, in the window
+    std::size_t position = 0;  // of the current record, in the window
     Sizes sizes = {};
 
     std::string_view Key() const { return {window.data() + position + sizeof(Sizes), sizes.key}; }
-    size_t RecordSize() const { return sizeof(Sizes) + sizes.key + sizes.value; }
+    std::size_t RecordSize() const { return sizeof(Sizes) + sizes.key + sizes.value; }
 
-    // Sees to it that `size` bytes stand in the window from the position on, as far as the run has them.
-    void Need(std::fstream& from, size_t size) {
-        constexpr size_t kPiece = size_t{64} * 1024;
+    // Ensures that the window has `size` bytes from the position on, as far as the run has them.
+    void Need(std::fstream& from, std::size_t size) {
+        constexpr std::size_t kPiece = std::size_t{64} * 1024;
         if (window.size() - position >= size) {
             return;
         }
         window.erase(0, position);
         position = 0;
-        const size_t had = window.size();
-        const auto wanted = static_cast<size_t>(std::min<u64>(std::max(size - had, kPiece), end - at));
+        const std::size_t had = window.size();
+        const auto wanted = static_cast<std::size_t>(std::min<u64>(std::max(size - had, kPiece), end - at));
         window.resize(had + wanted);
         from.seekg(static_cast<std::streamoff>(at));
         from.read(window.data() + had, static_cast<std::streamsize>(wanted));
-        if (static_cast<size_t>(from.gcount()) != wanted) {
-            throw ToolError(kExitUnreadable, fmt::format("a temporary file: {}", std::strerror(errno)));
+        if (static_cast<std::size_t>(from.gcount()) != wanted) {
+            throw Error(fmt::format("a temporary file: {}", std::strerror(errno)));
         }
         at += wanted;
     }
 
-    // Stands on the record at the position; false at the run's end.
+    // Loads the record at the position; false at the end of the run.
     bool Load(std::fstream& from) {
         Need(from, sizeof(Sizes));
         if (window.size() - position < sizeof(Sizes)) {
@@ -69,7 +67,8 @@ struct SortedRecords::Run {
     }
 };
 
-SortedRecords::SortedRecords(size_t memoryBytes) : limit(memoryBytes) {}
+SortedRecords::SortedRecords(std::size_t memoryBytes, MakeFile makeFile)
+    : limit(memoryBytes), makeTemporaryFile(std::move(makeFile)) {}
 
 SortedRecords::~SortedRecords() {
     file.close();
@@ -80,8 +79,9 @@ SortedRecords::~SortedRecords() {
 }
 
 void SortedRecords::Add(std::string_view recordKey, std::string_view recordValue) {
-    const size_t size = sizeof(Sizes) + recordKey.size() + recordValue.size();
-    if (!offsets.empty() && bytes.size() + size + offsets.size() * sizeof(size_t) > limit) {
+    const std::size_t size = sizeof(Sizes) + recordKey.size() + recordValue.size();
+    if (makeTemporaryFile && !offsets.empty() &&
+        bytes.size() + size + offsets.size() * sizeof(std::size_t) > limit) {
         WriteRun();
     }
     const Sizes sizes = {static_cast<u32>(recordKey.size()), static_cast<u32>(recordValue.size())};
@@ -91,12 +91,12 @@ void SortedRecords::Add(std::string_view recordKey, std::string_view recordValue
     bytes.append(recordValue);
 }
 
-std::string_view SortedRecords::KeyAt(size_t offset) const {
+std::string_view SortedRecords::KeyAt(std::size_t offset) const {
     return {bytes.data() + offset + sizeof(Sizes), SizesAt(bytes.data() + offset).key};
 }
 
 void SortedRecords::SortMemory() {
-    std::sort(offsets.begin(), offsets.end(), [this](size_t a, size_t b) {
+    std::sort(offsets.begin(), offsets.end(), [this](std::size_t a, std::size_t b) {
         const int order = KeyAt(a).compare(KeyAt(b));
         return order != 0 ? order < 0 : a < b;
     });
@@ -104,21 +104,21 @@ void SortedRecords::SortMemory() {
 
 void SortedRecords::WriteRun() {
     if (path.empty()) {
-        path = MakeTemporaryFile("");
+        path = makeTemporaryFile();
         file.open(path, std::ios::binary | std::ios::in | std::ios::out | std::ios::trunc);
     }
     SortMemory();
     auto run = std::make_unique<Run>();
     run->at = fileSize;
     run->number = runs.size();
-    for (const size_t offset : offsets) {
+    for (const std::size_t offset : offsets) {
         const Sizes sizes = SizesAt(bytes.data() + offset);
-        const size_t size = sizeof sizes + sizes.key + sizes.value;
+        const std::size_t size = sizeof sizes + sizes.key + sizes.value;
         file.write(bytes.data() + offset, static_cast<std::streamsize>(size));
         fileSize += size;
     }
     if (!file.flush()) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: {}", path, std::strerror(errno)));
+        throw Error(fmt::format("{}: {}", path, std::strerror(errno)));
     }
     run->end = fileSize;
     runs.push_back(std::move(run));
@@ -164,7 +164,7 @@ void SortedRecords::Next() {
 }
 
 void SortedRecords::TakeFromMemory() {
-    const size_t offset = offsets[nextOffset++];
+    const std::size_t offset = offsets[nextOffset++];
     key = KeyAt(offset);
     value = {key.data() + key.size(), SizesAt(bytes.data() + offset).value};
 }
@@ -183,4 +183,4 @@ void SortedRecords::TakeFromRuns() {
     }
 }
 
-}  // namespace tvsym
+}  // namespace torva::tables
