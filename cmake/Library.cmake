@@ -75,6 +75,9 @@ if(WIN32)
       COMMAND ${LLVM_DLLTOOL} -m ${machine} -D TorvaAPI.dll
         -d ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.def -l ${TORVA_MSVC_LIBRARY})
   endif()
+  # A DLL without export declarations exports all its symbols, except those of such archives.
+  set(TORVA_NO_STATIC_EXPORTS -Wl,--exclude-libs,libTorvaAPI.a,--exclude-libs,libTorvaValues.a)
+  target_link_options(TorvaAPIStatic INTERFACE ${TORVA_NO_STATIC_EXPORTS})
   if(TORVA_HARDEN)
     # The functions that the stack protector calls are in a library of their own there.
     target_link_options(TorvaAPIStatic INTERFACE -fstack-protector-strong)

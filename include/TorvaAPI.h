@@ -55,8 +55,9 @@
  *                  that another thread was using at the time of the fork is unknown in the child.) The
  *                  parent's files stay locked until the parent closes them; what the child closes has no
  *                  effect on that.
- *   Cancellation   No export is a cancellation point: a cancelled thread runs the export to its end and is
- *                  cancelled at its own next cancellation point.
+ *   Cancellation   No export is a cancellation point, also when the host's allocator is one: a cancelled
+ *                  thread runs the export to its end and is cancelled at its own next cancellation point. A
+ *                  thread with asynchronous cancellation enabled must not call exports.
  *   Signals        No export may be called from a signal handler, except tv_GetAPIVersion.
  *   Process exit   Open files are closed when the library is unloaded or the process exits. Threads may be
  *                  inside exports at that moment: nothing crashes, and nothing waits forever. From then on a

@@ -65,6 +65,9 @@ public:
     Outcome Step(const Call& call);
     // In file mode: the bytes that could not be read can be from now on.
     void Recover();
+    // What is open in each, for tests that replace parts of it.
+    uint16_t Handle() const { return handle; }
+    plain::Reader& Plain() { return reader; }
     // What differed first, with the calls that led there; empty while nothing has.
     const std::string& Difference() const { return difference; }
 

@@ -53,6 +53,9 @@ public:
     // SYM_OK where the library would give a handle.
     int32_t Open(uint32_t memoryBudget, const uint16_t* fieldIds, uint32_t fieldIdCount);
 
+    // After the open: a per-call arena of this size, at least 4, in the place of the one from the budget.
+    void ReplaceArena(uint64_t size) { perCall.Init(size); }
+
     int32_t GetExtendSectionList(uint32_t* list, int32_t capacity) const;
     int32_t GetNextSymData(char* text, int32_t textMax, int32_t* count, SymFieldItem* items,
                            int32_t maxItems);

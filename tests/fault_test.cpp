@@ -8,6 +8,8 @@
 #include <future>
 #include <iostream>
 
+#include "format/Fields.h"
+#include "library/exports/SymFileManager.h"
 #include "reference/CallDriver.h"
 #include "symwrite/RandomFile.h"
 #include "symwrite/SymFileWriter.h"
@@ -248,15 +250,15 @@ TEST_F(FaultSweep, Allocations) {
     }
 }
 
-// The per-call arena with room for 0 to 16 bytes more, and a field of each tag there, cut off at every
-// length.
+// An arena with room for 0 to 16 bytes more, and a field of each tag there, cut off at every length. A small
+// arena in the place of the budget's keeps the files small.
 TEST_F(FaultSweep, ArenaEdge) {
     using namespace torva::test;
-    constexpr std::size_t kArenaRoom = kLeastBudget - 4;
+    constexpr uint32_t kArena = 64, kArenaRoom = kArena - 4;
     const std::vector<std::vector<uint16_t>> filters = {{}, {1, 2}, {0, 1, 2}};
     for (uint8_t tag = 0; tag <= 10; ++tag) {
-        constexpr std::size_t kWidths[] = {0, 1, 1, 4, 2, 4, 8, 3, 4, 3, 0};
-        const Bytes field = U16(2) + U8(tag) + Fill(kWidths[tag], 'v') + (tag == 7 ? U8(0) : Bytes{});
+        const Bytes field =
+            U16(2) + U8(tag) + Fill(torva::PayloadWidth(tag), 'v') + (tag == 7 ? Text("text") : Bytes{});
         for (std::size_t room = 0; room <= 16; ++room) {
             const Bytes filler = U16(1) + U8(7) + Text(std::string(kArenaRoom - room - 2, 'f'));
             const Bytes record = Text("S") + filler + field;
@@ -266,6 +268,9 @@ TEST_F(FaultSweep, ArenaEdge) {
                 for (const std::vector<uint16_t>& ids : filters) {
                     for (const bool wholeFile : {false, true}) {
                         driver::Pair pair(file, {wholeFile, kLeastBudget, 0, 0, ids});
+                        torva::SymFile* const open = torva::SymFileManager::Instance().Find(pair.Handle());
+                        ASSERT_TRUE(open != nullptr && open->file.arena.Init(kArena));
+                        pair.Plain().ReplaceArena(kArena);
                         for (const driver::Op op :
                              {driver::Op::kGetNextSymData, driver::Op::kGetAgainSymData}) {
                             pair.Step({op, {8, 9, 0}, 0, 0});
@@ -277,6 +282,36 @@ TEST_F(FaultSweep, ArenaEdge) {
                 }
             }
         }
+    }
+}
+
+// Beside the opens only the symbol walk allocates, at most a block for each element of the caller's array,
+// and the two calls that load a section whole.
+TEST_F(FaultSweep, CallsThatAllocate) {
+    const Bytes file = SpreadFile(70000, 60, 150);
+    for (const bool wholeFile : {false, true}) {
+        const memoryfile::Scope scope(file);
+        ASSERT_EQ(torva::test::Open("", {wholeFile}), 1);
+        failAllBehind = false;
+        torva::test::allocations::failsNow = FailsNow;
+        driver::WalkAll(
+            [&](const driver::Call& call) {
+                constexpr int64_t kMany = 1 << 30;
+                allocationsUntilFailure = kMany;
+                const Outcome outcome = CallLibrary(1, call);
+                int64_t most = 0;
+                if (call.op == driver::Op::kGetNextSymData || call.op == driver::Op::kGetAgainSymData) {
+                    most = call.room[0];
+                } else if (call.op == driver::Op::kInitialLevel2EODBasicItemDefineSection ||
+                           call.op == driver::Op::kInitialExchangeSupportSection) {
+                    most = kMany;
+                }
+                EXPECT_LE(kMany - allocationsUntilFailure, most) << Describe(call);
+                return outcome;
+            },
+            {3, 200, 2, 20000});
+        torva::test::allocations::failsNow = nullptr;
+        tv_CloseSymFile(1);
     }
 }
 

@@ -110,6 +110,12 @@ TEST(Lifecycle, PathsAndFilters) {
     EXPECT_EQ(Open(::testing::TempDir().c_str()), SYM_ERR_OPEN) << "a directory";
     const TempFile file(Bytes{});
     EXPECT_EQ(tv_OpenSymFile(file.Path(), kBudget, nullptr, 1, 0), SYM_ERR_PARAM);
+    allocations::failsNow = [] { return true; };
+    const i32 withoutMemory = tv_OpenSymFile(nullptr, kBudget, nullptr, 1, 0);
+    allocations::failsNow = nullptr;
+    EXPECT_EQ(withoutMemory, SYM_ERR_NO_MEMORY) << "path and ids come after the object";
+    EXPECT_EQ(tv_OpenSymFile(file.Path(), kBudget, nullptr, 0x10000, 0), 1) << "the low 16 bits count";
+    tv_CloseSymFile(1);
     EXPECT_EQ(Open(file.Path()), 1) << "nothing of the failed opens is left";
     tv_CloseSymFile(1);
 }
@@ -541,9 +547,20 @@ TEST(Threads, TheHostsAllocatorMayCallTheLibraryAndStartAThread) {
     for (const SymFieldItem& item : items) FreeValue(item.value);
 }
 
-// --- what only POSIX has
-// ---------------------------------------------------------------------------------------------
-#ifndef _WIN32
+// --- what differs by system
+// ------------------------------------------------------------------------------------------
+#ifdef _WIN32
+
+TEST(Lifecycle, OnlyRegularFilesOpen) {
+    for (const u32 wholeFile : {0U, 1U}) {
+        for (const char* path : {"NUL", "CON", R"(\\.\NUL)", R"(\\.\C:)", R"(\\.\Z:)", R"(C:\)",
+                                 R"(\\.\PhysicalDrive0)", R"(\\.\pipe\none)"}) {
+            EXPECT_EQ(Open(path, {wholeFile}), SYM_ERR_OPEN) << path;
+        }
+    }
+}
+
+#else
 
 TEST(Lifecycle, OnlyRegularFilesOpen) {
     const std::string fifo = TempFile::NewPath();

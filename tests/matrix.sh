@@ -154,6 +154,9 @@ dll_mingw32() {
     echo "all builds; 54 exports by name, system libraries only"
 }
 
+# exports_of DLL
+exports_of() { objdump -p "$1" | awk '/^\[Ordinal\/Name Pointer\]/ { names = 1; next } names && !NF { exit } names { print $NF }'; }
+
 # windows_hosts PRESET: find_package from the cross compiler; the programs lie beside the DLL.
 windows_hosts() {
     local prefix=$PWD/$logs/$1 toolchain=$PWD/cmake/toolchains/$1.cmake
@@ -163,6 +166,7 @@ windows_hosts() {
         cmake -G Ninja -S tests/consumer -B "$prefix/hosts" -DHOW=package -DCMAKE_BUILD_TYPE=Release \
             --toolchain "$toolchain" -DTorvaAPI_DIR="$prefix/lib/cmake/TorvaAPI" &&
         cmake --build "$prefix/hosts" && cp "$prefix/hosts"/*.exe "$prefix/bin" &&
+        [ "$(exports_of "$prefix/hosts/libplugin.dll")" = main ] &&
         [ "$(sed -n 's/^ *tv_/tv_/p' cmake/TorvaAPI.def | wc -l)" -eq "$(strings "$prefix/lib/TorvaAPI.lib" |
             grep -c '__imp_')" ]
 }

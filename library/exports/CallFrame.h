@@ -1,9 +1,14 @@
 // The path that every exported call takes.
+//
+// No cancellation of a thread takes effect inside a call. The places where one could are calls of the system,
+// which the platform layer guards, and the host's allocator. Calls that allocate or free are guarded as a
+// whole, here; for all others that would cost more than their work.
 #pragma once
 
 #include <new>
 
 #include "library/exports/SymFileManager.h"
+#include "library/platform/Platform.h"
 
 namespace torva {
 
@@ -11,6 +16,7 @@ namespace torva {
 // ran out. Once the library is being unloaded nothing runs.
 template <class Operation>
 i32 CallLibrary(Operation operation) noexcept {
+    const platform::NoCancellation guard;
     const ScopedLock lock(libraryLock);
     if (lock.Refused()) return SYM_ERR_BAD_HANDLE;
     SymFileManager& manager = SymFileManager::Instance();
@@ -60,6 +66,13 @@ template <auto reader, auto operation, class... Arguments>
 i32 CallReader(u16 handle, Arguments... arguments) noexcept {
     return CallFile(handle,
                     [=](SymFile& open) { return (open.*reader.*operation)(open.file, arguments...); });
+}
+
+// The same for an operation that allocates.
+template <auto reader, auto operation, class... Arguments>
+i32 CallAllocatingReader(u16 handle, Arguments... arguments) noexcept {
+    const platform::NoCancellation guard;
+    return CallReader<reader, operation>(handle, arguments...);
 }
 
 }  // namespace torva

@@ -58,12 +58,13 @@ i32 tv_GetExtendSectionList(u16 handle, u32* list, i32 capacity) {
 }
 
 i32 tv_GetNextSymData(u16 handle, char* text, i32 textMax, i32* count, SymFieldItem* items, i32 maxItems) {
-    return CallReader<&SymFile::symbols, &SymbolStream::GetNextSymData>(handle, text, textMax, count, items,
-                                                                        maxItems);
+    return CallAllocatingReader<&SymFile::symbols, &SymbolStream::GetNextSymData>(handle, text, textMax,
+                                                                                  count, items, maxItems);
 }
 
 i32 tv_GetAgainSymData(u16 handle, i32* count, SymFieldItem* items, i32 maxItems) {
-    return CallReader<&SymFile::symbols, &SymbolStream::GetAgainSymData>(handle, count, items, maxItems);
+    return CallAllocatingReader<&SymFile::symbols, &SymbolStream::GetAgainSymData>(handle, count, items,
+                                                                                   maxItems);
 }
 
 i32 tv_GetNextJumpPriceGroup(u16 handle, u8* groupId, i32* count, JumpPriceRecord* records, i32 capacity) {
@@ -254,8 +255,8 @@ i32 tv_GetNextRealDelayMapping(u16 handle, u8* first, u8* second) {
 }
 
 i32 tv_InitialLevel2EODBasicItemDefineSection(u16 handle) {
-    return CallReader<&SymFile::level2EodItems, &Level2EodItemReader::InitialLevel2EODBasicItemDefineSection>(
-        handle);
+    return CallAllocatingReader<&SymFile::level2EodItems,
+                                &Level2EodItemReader::InitialLevel2EODBasicItemDefineSection>(handle);
 }
 
 i32 tv_GetNextLevel2EODBasicItemDefine(u16 handle, u16* id, u16* firstCount, u16* firstItems,
@@ -268,8 +269,8 @@ i32 tv_GetNextLevel2EODBasicItemDefine(u16 handle, u16* id, u16* firstCount, u16
 }
 
 i32 tv_InitialExchangeSupportSection(u16 handle) {
-    return CallReader<&SymFile::exchangeSupport, &ExchangeSupportReader::InitialExchangeSupportSection>(
-        handle);
+    return CallAllocatingReader<&SymFile::exchangeSupport,
+                                &ExchangeSupportReader::InitialExchangeSupportSection>(handle);
 }
 
 i32 tv_GetNextExchangeSupportSection(u16 handle, u16* id, u16* count, u16* items, u32 capacity) {

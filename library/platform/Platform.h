@@ -67,6 +67,19 @@ extern __thread char threadMark __attribute__((tls_model("initial-exec")));
 inline std::uintptr_t ThisThread() { return reinterpret_cast<std::uintptr_t>(&threadMark); }
 #endif
 
+// While one exists, no cancellation of the calling thread takes effect: it would unwind through functions
+// that must not throw, and end the process. Has no effect on Windows.
+class NoCancellation {
+public:
+    NoCancellation();
+    ~NoCancellation();
+    NoCancellation(const NoCancellation&) = delete;
+    NoCancellation& operator=(const NoCancellation&) = delete;
+
+private:
+    int before = 0;
+};
+
 // Has the system call `handler` in every child that this process forks, ahead of anything else there.
 void OnForkedChild(void (*handler)());
 

@@ -17,18 +17,10 @@
 namespace torva::platform {
 namespace {
 
-// Reads and the like are places where the cancellation of a thread takes effect, unless it is held off. It
-// would unwind through functions that must not throw and end the process.
-class NoCancellation {
-public:
-    NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before); }
-    ~NoCancellation() { pthread_setcancelstate(before, nullptr); }
-    NoCancellation(const NoCancellation&) = delete;
-    NoCancellation& operator=(const NoCancellation&) = delete;
-
-private:
-    int before = PTHREAD_CANCEL_ENABLE;
-};
+// Forks between the process that loaded the library and this one. Tells processes apart as their numbers do,
+// without a system call.
+u32 forks = 0;
+[[maybe_unused]] const int forksAreCounted = pthread_atfork(nullptr, nullptr, [] { ++forks; });
 
 class PosixFile final : public File {
 public:
@@ -41,7 +33,7 @@ public:
     ~PosixFile() override {
         if (descriptor < 0) return;
         const NoCancellation guard;
-        if (locker == getpid()) flock(descriptor, LOCK_UN);
+        if (locked && forksAtLock == forks) flock(descriptor, LOCK_UN);
         close(descriptor);
     }
 
@@ -56,7 +48,8 @@ public:
         do {
             result = flock(descriptor, LOCK_EX | LOCK_NB);
         } while (result != 0 && errno == EINTR);
-        if (result == 0) locker = getpid();
+        locked = result == 0;
+        forksAtLock = forks;
         return result == 0 || errno != EWOULDBLOCK;
     }
 
@@ -88,7 +81,8 @@ private:
     static constexpr u32 kMostPerRead = 1U << 30U;
 
     int descriptor;
-    pid_t locker = 0;  // the process that took the lock; 0: none
+    bool locked = false;
+    u32 forksAtLock = 0;  // tells the process that took the lock
 };
 
 FileOpener fileOpener = nullptr;
@@ -130,6 +124,10 @@ std::unique_ptr<File> OpenFile(Descriptor descriptor) { return TakeOver(static_c
 void SetFileOpener(FileOpener opener) { fileOpener = opener; }
 
 __thread char threadMark __attribute__((tls_model("initial-exec")));
+
+NoCancellation::NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before); }
+
+NoCancellation::~NoCancellation() { pthread_setcancelstate(before, nullptr); }
 
 void OnForkedChild(void (*handler)()) { pthread_atfork(nullptr, nullptr, handler); }
 

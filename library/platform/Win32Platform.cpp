@@ -98,6 +98,10 @@ void SetFileOpener(FileOpener opener) { fileOpener = opener; }
 
 std::uintptr_t ThisThread() { return std::uintptr_t{GetCurrentThreadId()} + 1; }
 
+NoCancellation::NoCancellation() = default;
+
+NoCancellation::~NoCancellation() = default;
+
 void OnForkedChild(void (*)()) {}
 
 // True once ExitProcess has begun: a thread that was ended inside a call never leaves it, and may hold locks

@@ -9,6 +9,7 @@
 
 #include "format/Types.h"
 #include "library/core/IdSet.h"
+#include "library/platform/Platform.h"
 
 namespace torva {
 
@@ -30,7 +31,10 @@ public:
         const u16* kept;
     };
 
-    void Clear() { *this = DefinitionMap(); }
+    void Clear() {
+        const platform::NoCancellation guard;  // the last id frees inside a call that is not guarded itself
+        *this = DefinitionMap();
+    }
 
     u32 Count() const { return count; }
 
