@@ -299,12 +299,18 @@ TEST(Level2, EveryCapacity) {
         EXPECT_EQ(tv_GetAgainSectionL2Data(h, &count, items + 2, 0), SYM_MORE_DATA);
         EXPECT_STREQ(text, "") << "each call resets the arena";
         EXPECT_EQ(tv_GetNextSectionL2Group(h, &id, &count, items, 4), SYM_OK);
-        while (tv_GetNextSectionL2Group(h, &id, &count, items, 4) == SYM_OK && id != 9) {
+        for (const bool again : {false, true}) {
+            id = 0;
+            while (id != 9) ASSERT_EQ(tv_GetNextSectionL2Group(h, &id, &count, items, 4), SYM_OK);
+            const char* const last = items[0].text1;
+            EXPECT_STREQ(last, "d");
+            EXPECT_EQ(again ? tv_GetAgainSectionL2Data(h, &count, items, 4)
+                            : tv_GetNextSectionL2Group(h, &id, &count, items, 4),
+                      SYM_END_OF_DATA);
+            EXPECT_STREQ(last, "") << "whatever it returns";
+            EnterAnotherSection(h);
         }
-        const char* const last = items[0].text1;
-        EXPECT_STREQ(last, "d");
-        EXPECT_EQ(tv_GetNextSectionL2Group(h, &id, &count, items, 4), SYM_END_OF_DATA);
-        EXPECT_STREQ(last, "") << "whatever it returns";
+        EXPECT_EQ(tv_GetNextSectionL2Group(h, &id, &count, items, 1), SYM_MORE_DATA);
         EnterAnotherSection(h);
         EXPECT_EQ(WalkLevel2(h), "7: OK 1/a/bb 2// 3/c/; 8: OK; 9: OK 4/d/e; END")
             << "an open group is dropped";
