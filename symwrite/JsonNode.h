@@ -22,8 +22,8 @@ namespace symwrite {
 using Json = nlohmann::ordered_json;
 
 struct JsonError {
-    std::string
-        where;  // a JSON pointer, as in "/symbols/3/fields/name", or "line 3, column 7"; empty for the whole
+    // A JSON pointer, as in "/symbols/3/fields/name", or "line 3, column 7"; empty for the whole.
+    std::string where;
     std::string what;
 };
 

@@ -92,16 +92,14 @@ struct Section {
     std::vector<Field> fields = {};  // in their place, in section 1
     // In place of both, for any section, and for those without a reader always: the bytes after the id.
     std::optional<Bytes> raw = {};
-    Bytes before =
-        {};  // bytes of no section, written between the section before (or the directory) and this one
+    Bytes before = {};  // bytes of no section, written ahead of this one
 
     std::optional<std::uint16_t> directoryId = {};
     std::optional<std::uint32_t> directoryOffset = {};
     std::optional<std::uint32_t> directorySize = {};
     std::optional<std::uint16_t> idInFile = {};
     std::optional<std::uint32_t> headValue = {};  // the u32 after the id, in section 1 the size of its fields
-    std::optional<std::uint32_t> count =
-        {};  // the count after the head value; must fit the width of that count
+    std::optional<std::uint32_t> count = {};      // after the head value; must fit its width
 };
 
 struct File {

@@ -3,8 +3,9 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
-#include <map>
 #include <random>
+
+#include "format/Results.h"
 
 namespace torva::test {
 
@@ -29,23 +30,15 @@ void ExpectWalks(std::span<const WalkCase> cases, const std::function<std::strin
     }
 }
 
+// As in format/Results.h, without what the names have in common: "OK", "MORE", "TOO_SMALL".
 std::string Name(i32 result) {
-    static const std::map<i32, std::string> kNames = {
-        {SYM_OK, "OK"},
-        {SYM_ERR_OPEN, "OPEN"},
-        {SYM_ERR_PARAM, "PARAM"},
-        {SYM_ERR_NO_SLOT, "NO_SLOT"},
-        {SYM_ERR_BAD_HANDLE, "BAD_HANDLE"},
-        {SYM_MORE_DATA, "MORE"},
-        {SYM_END_OF_DATA, "END"},
-        {SYM_ERR_NO_MEMORY, "NO_MEMORY"},
-        {SYM_ERR_BUFFER_TOO_SMALL, "TOO_SMALL"},
-        {SYM_ERR_FORMAT, "FORMAT"},
-        {SYM_ERR_NO_SECTION, "NO_SECTION"},
-        {SYM_ERR_READ, "READ"},
-    };
-    const auto found = kNames.find(result);
-    return found != kNames.end() ? found->second : std::to_string(result);
+    const ResultCode* known = FindResult(result);
+    if (known == nullptr) return std::to_string(result);
+    std::string name = known->name;
+    for (const std::string_view part : {"SYM_", "ERR_", "BUFFER_", "_OF_DATA", "_DATA"}) {
+        if (const auto at = name.find(part); at != std::string::npos) name.erase(at, part.size());
+    }
+    return name;
 }
 
 std::string WalkOn(i32 initial, const std::function<std::string()>& next) {

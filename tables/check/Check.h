@@ -9,8 +9,8 @@
 
 #include "tables/Hash.h"
 #include "tables/check/Findings.h"
-#include "text/Text.h"
 #include "tables/rows/Reader.h"
+#include "text/Text.h"
 
 namespace torva::tables {
 

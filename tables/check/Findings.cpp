@@ -2,39 +2,11 @@
 
 #include <algorithm>
 
+#include "tables/check/Faults.h"
+
 namespace torva::tables {
 
-FindingKind KindOf(Fault fault) {
-    switch (fault) {
-        case Fault::OffsetPastEnd:
-        case Fault::WrongId:
-        case Fault::Stretch:
-            return FindingKind::Directory;
-        case Fault::CountPastEnd:
-        case Fault::Count:
-        case Fault::InnerCount:
-            return FindingKind::Count;
-        case Fault::DirectoryCut:
-        case Fault::SectionCut:
-        case Fault::EndsInside:
-        case Fault::EndsAhead:
-            return FindingKind::Cut;
-        case Fault::EntryRepeated:
-        case Fault::FieldRepeated:
-        case Fault::IdRepeated:
-        case Fault::TextRepeated:
-            return FindingKind::Duplicate;
-        case Fault::NotText:
-            return FindingKind::Text;
-        case Fault::ModesDiffer:
-        case Fault::ReadersDiffer:
-        case Fault::ReadersFail:
-        case Fault::CannotOpen:
-            return FindingKind::Reader;
-        default:
-            return FindingKind::Size;
-    }
-}
+FindingKind KindOf(Fault fault) { return kFaults[static_cast<std::size_t>(fault)].kind; }
 
 void Findings::Add(Finding finding) {
     ++total;

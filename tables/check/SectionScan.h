@@ -16,9 +16,9 @@
 
 #include "format/Sections.h"
 #include "tables/check/Findings.h"
-#include "text/Text.h"
 #include "tables/source/FileDirectory.h"
 #include "tables/source/RawBytes.h"
+#include "text/Text.h"
 
 namespace torva::tables {
 

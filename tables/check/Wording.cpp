@@ -4,13 +4,11 @@
 
 #include "TorvaAPI.h"
 #include "format/Results.h"
+#include "tables/check/Faults.h"
 
 namespace torva::tables {
 
 namespace {
-
-std::string Number(u64 number) { return fmt::format("{}", number); }
-std::string Offset(u64 offset) { return fmt::format("0x{:x}", offset); }
 
 std::string PlaceText(const Finding& finding) {
     return finding.element.noun   ? fmt::format("{} {}", finding.element.noun, finding.element.index + 1)
@@ -23,10 +21,10 @@ std::string Start(std::string_view bytes) {
     return "0x" + Hex(bytes.substr(0, kShown)) + (bytes.size() > kShown ? "..." : "");
 }
 
-std::string Repeated(const Finding& finding, const std::string& name) {
-    const SectionInfo& section = *FindSection(finding.section);
-    const bool definitions = section.stored.size() != section.levels.size();
-    return fmt::format("{} stands a further time, first at 0x{:x}{}", name, finding.other,
+std::string Again(const Finding& finding) {
+    const SectionInfo* section = FindSection(finding.section);
+    const bool definitions = section && section->stored.size() != section->levels.size();
+    return fmt::format("stands a further time, first at 0x{:x}{}", finding.other,
                        definitions ? "; readers get the lists of the last one" : "");
 }
 
@@ -97,101 +95,40 @@ std::string ReadingText(u16 id, const Reading& reading) {
 
 FindingWords Describe(const CheckReport& report, const Finding& finding, TextCodec& codec,
                       const std::string& encoding) {
-    const u16 id = finding.section;
-    const u64 expected = finding.expected;
-    const u64 found = finding.found;
-    const std::string place = PlaceText(finding);
-    const std::string part = fmt::format("the {} of {}", finding.part, place);
-    const auto words = [&](std::string what, std::string wanted = {}, std::string there = {}) {
-        return FindingWords{std::move(what), std::move(wanted), std::move(there), finding.last};
-    };
-    const auto reading = [&](std::size_t mode) { return report.readings[mode].sections.at(id); };
-    switch (finding.fault) {
-        case Fault::DirectoryCut:
-            return words("the directory", fmt::format("{} entries", expected),
-                         fmt::format("{}, then the file's end", found));
-        case Fault::EntryRepeated:
-            return words(fmt::format(
-                "a further directory entry of this id; readers never see the section at 0x{:x}", found));
-        case Fault::OffsetPastEnd:
-            return words("the section's place",
-                         fmt::format("an offset below the file's end at 0x{:x}", expected), Offset(found));
-        case Fault::WrongId:
-            return words("the id at the section's start", Number(expected), Number(found));
-        case Fault::SectionCut:
-            return words("the section's end", fmt::format("0x{:x} by the directory", expected),
-                         fmt::format("the file's end {} bytes before that", found));
-        case Fault::Stretch:
-            return words(fmt::format("{} {}", Counted(found, "bytes"), finding.text));
-        case Fault::SectionSize:
-            return words("the size in the directory",
-                         fmt::format("{} (up to where its elements end)", expected), Number(found));
-        case Fault::SectionSizeWithHead:
-            return words("the size in the directory",
-                         fmt::format("{} (the {}, without the {} bytes ahead of them)", expected,
-                                     finding.part, finding.other),
-                         Number(found));
-        case Fault::DefaultFieldsSize:
-            return words("the size of the default fields",
-                         fmt::format("{} (up to the end by the directory)", expected), Number(found));
-        case Fault::HeadValue:
-            return words("the head value", fmt::format("{} (bytes of the elements)", expected),
-                         Number(found));
-        case Fault::ElementPastEnd:
-            return words(place, fmt::format("an end at 0x{:x}, where the section ends", expected),
-                         Offset(found));
-        case Fault::RecordSizePastEnd:
-            return words(part, fmt::format("at most {} (up to the section's end)", expected), Number(found));
-        case Fault::RecordSizeTooSmall:
-            return words(part, fmt::format("at least {} (its name)", expected), Number(found));
-        case Fault::RecordSizeNoField:
-            return words(part, fmt::format("more than {} (its name), for at least one field", expected),
-                         Number(found));
-        case Fault::BodySize:
-            return words(part, fmt::format("{} (bytes of its content)", expected), Number(found));
-        case Fault::FieldPastEnd:
-            return words(fmt::format("field {} of {}", *finding.field, place),
-                         fmt::format("an end at 0x{:x} by the size ahead of it", expected), Offset(found));
-        case Fault::TextTooLong:
-            return words(part, fmt::format("at most {} bytes", expected), Number(found));
-        case Fault::CountPastEnd:
-            return words(fmt::format("the number of {}s", finding.element.noun),
-                         fmt::format("{} (up to the end by the directory)", expected), Number(found));
-        case Fault::Count:
-            return words(fmt::format("the number of {}s", finding.element.noun), Number(expected),
-                         Number(found));
-        case Fault::InnerCount:
-            return words(fmt::format("the number of {} in {}", finding.part, place),
-                         fmt::format("at most {} (up to the section's end)", expected), Number(found));
-        case Fault::EndsInside:
-            return words(fmt::format("the file ends inside {}", place));
-        case Fault::EndsAhead:
-            return words(fmt::format("the file ends ahead of {}", place));
-        case Fault::FieldRepeated:
-            return words(fmt::format("field {} stands twice in {}", *finding.field, place));
-        case Fault::IdRepeated:
-            return words(Repeated(finding, fmt::format("id {}", found)));
-        case Fault::TextRepeated:
-            return words(Repeated(finding, fmt::format("\"{}\"", codec.Display(finding.text))));
-        case Fault::NotText:
-            return words(fmt::format("the {}{} of {} is no text in {}: {}", finding.part,
-                                     finding.field ? fmt::format(" of field {}", *finding.field) : "", place,
-                                     encoding, Start(finding.text)));
-        case Fault::ModesDiffer:
-            return words("the read modes differ",
-                         fmt::format("in memory mode what file mode gives, {}", ReadingText(id, reading(0))),
-                         ReadingText(id, reading(1)));
-        case Fault::ReadersDiffer:
-            return words("what readers get", RowsText(id, report.scanned.at(id)),
-                         ReadingText(id, reading(0)));
-        case Fault::ReadersFail:
-            return words("readers get an error", RowsText(id, reading(0).walk.rows),
-                         ReadingText(id, reading(0)));
-        case Fault::CannotOpen:
-            break;
-    }
+    const FaultWords& words = kFaults[static_cast<std::size_t>(finding.fault)];
     constexpr const char* kModes[] = {" in file mode", " in memory mode", ""};
-    return words(fmt::format("readers{} cannot open it: {}", kModes[finding.other], finding.text));
+    const bool ofReaders = words.kind == FindingKind::Reader && finding.fault != Fault::CannotOpen;
+    const auto reading = [&](std::size_t mode) {
+        return ofReaders ? ReadingText(finding.section, report.readings[mode].sections.at(finding.section))
+                         : "";
+    };
+    const std::string place = PlaceText(finding);
+    std::string name = finding.part;
+    if (finding.fault == Fault::NotText && finding.field) {
+        name += fmt::format(" of field {}", *finding.field);
+    }
+    std::string rows;
+    if (ofReaders) {
+        const auto scanned = report.scanned.find(finding.section);
+        rows = RowsText(finding.section, finding.fault == Fault::ReadersDiffer
+                                             ? scanned->second
+                                             : report.readings[0].sections.at(finding.section).walk.rows);
+    }
+    const auto filled = [&](const char* format) {
+        return fmt::format(
+            fmt::runtime(format), fmt::arg("expected", finding.expected), fmt::arg("found", finding.found),
+            fmt::arg("other", finding.other), fmt::arg("place", place), fmt::arg("name", name),
+            fmt::arg("part", fmt::format("the {} of {}", name, place)),
+            fmt::arg("noun", finding.element.noun ? finding.element.noun : ""),
+            fmt::arg("field", finding.field.value_or(0)), fmt::arg("bytes", Counted(finding.found, "bytes")),
+            fmt::arg("text",
+                     words.kind == FindingKind::Duplicate ? codec.Display(finding.text) : finding.text),
+            fmt::arg("start", Start(finding.text)), fmt::arg("encoding", encoding),
+            fmt::arg("again", Again(finding)), fmt::arg("rows", rows), fmt::arg("file", reading(0)),
+            fmt::arg("memory", reading(1)),
+            fmt::arg("mode", finding.fault == Fault::CannotOpen ? kModes[finding.other] : ""));
+    };
+    return {filled(words.what), filled(words.expected), filled(words.found), finding.last};
 }
 
 }  // namespace torva::tables

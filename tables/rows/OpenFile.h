@@ -14,8 +14,8 @@ struct Reader::OpenFile {
 
     SymFile symFile;
     u32 textMax = 0;  // characters: no text of the file is longer
-    std::vector<std::unique_ptr<char[]>>
-        values;  // of Reader::Defaults, as far as the file does not hold them
+    // Of Reader::Defaults, as far as the file does not hold them.
+    std::vector<std::unique_ptr<char[]>> values;
 };
 
 }  // namespace torva::tables

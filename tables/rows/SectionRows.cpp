@@ -110,7 +110,7 @@ private:
 
 class DefaultFieldRows final : public SectionRows {
 public:
-    explicit DefaultFieldRows(Reader& reader) : SectionRows(reader, 1), rest(reader.Defaults()) {}
+    DefaultFieldRows(Reader& reader, u16 id) : SectionRows(reader, id), rest(reader.Defaults()) {}
 
 private:
     i32 Begin() override {
@@ -134,25 +134,20 @@ private:
 // ---- flat sections
 
 // Sections 9, 10, 12, 19, 20 and 22.
-template <class Table>
+template <class Table, i32 (Table::*kInitial)(FileReader&),
+          i32 (Table::*kNext)(FileReader&, i32*, u32*, char**, u32)>
 class NameRows final : public ElementRows {
 public:
-    using InitialCall = i32 (Table::*)(FileReader&);
-    using NextCall = i32 (Table::*)(FileReader&, i32*, u32*, char**, u32);
-
-    NameRows(Reader& reader, u16 id, InitialCall initialCall, NextCall nextCall)
-        : ElementRows(reader, id),
-          initial(initialCall),
-          next(nextCall),
-          name(new char[std::size_t{open.textMax} + 1]) {}
+    NameRows(Reader& reader, u16 id)
+        : ElementRows(reader, id), name(new char[std::size_t{open.textMax} + 1]) {}
 
 private:
-    i32 Begin() override { return Begun((table.*initial)(file), announced); }
+    i32 Begin() override { return Begun((table.*kInitial)(file), announced); }
     i32 Element() override {
         i32 count = 0;
         u32 id = 0;
         char* names = name.get();
-        const i32 outcome = Delivered((table.*next)(file, &count, &id, &names, open.textMax + 1));
+        const i32 outcome = Delivered((table.*kNext)(file, &count, &id, &names, open.textMax + 1));
         if (outcome == kElement) {
             Show(0, Number(id), Text(names));
         }
@@ -160,22 +155,14 @@ private:
     }
 
     Table table;
-    InitialCall initial;
-    NextCall next;
     std::unique_ptr<char[]> name;
 };
-
-template <class Table>
-std::unique_ptr<SectionRows> Names(Reader& reader, u16 id, i32 (Table::*initial)(FileReader&),
-                                   i32 (Table::*next)(FileReader&, i32*, u32*, char**, u32)) {
-    return std::make_unique<NameRows<Table>>(reader, id, initial, next);
-}
 
 // Section 7.
 class EidrSectionRows final : public ElementRows {
 public:
-    explicit EidrSectionRows(Reader& reader)
-        : ElementRows(reader, 7),
+    EidrSectionRows(Reader& reader, u16 id)
+        : ElementRows(reader, id),
           text1(new char[std::size_t{open.textMax} + 1]),
           text2(new char[std::size_t{open.textMax} + 1]) {}
 
@@ -199,8 +186,8 @@ private:
 // Section 16.
 class ExchangeRows final : public ElementRows {
 public:
-    explicit ExchangeRows(Reader& reader)
-        : ElementRows(reader, 16),
+    ExchangeRows(Reader& reader, u16 id)
+        : ElementRows(reader, id),
           text1(new char[std::size_t{open.textMax} + 1]),
           text2(new char[std::size_t{open.textMax} + 1]) {}
 
@@ -225,7 +212,7 @@ private:
 // Section 11.
 class SectionGroupRows final : public ElementRows {
 public:
-    explicit SectionGroupRows(Reader& reader) : ElementRows(reader, 11) {}
+    using ElementRows::ElementRows;
 
 private:
     i32 Begin() override { return Begun(groups.InitializeSection11(file), announced); }
@@ -249,7 +236,7 @@ private:
 // Section 17.
 class RealDelayRows final : public ElementRows {
 public:
-    explicit RealDelayRows(Reader& reader) : ElementRows(reader, 17) {}
+    using ElementRows::ElementRows;
 
 private:
     i32 Begin() override { return Begun(pairs.InitialRealDelayMappingSection(file), announced); }
@@ -306,7 +293,7 @@ private:
 
 class Level2EodRows final : public DefinitionRows {
 public:
-    explicit Level2EodRows(Reader& reader) : DefinitionRows(reader, 18) { lists.fill(Values(kFirstRoom)); }
+    Level2EodRows(Reader& reader, u16 id) : DefinitionRows(reader, id) { lists.fill(Values(kFirstRoom)); }
 
 private:
     i32 Begin() override { return Loaded(items.InitialLevel2EODBasicItemDefineSection(file)); }
@@ -332,7 +319,7 @@ private:
 
 class ExchangeSupportRows final : public DefinitionRows {
 public:
-    explicit ExchangeSupportRows(Reader& reader) : DefinitionRows(reader, 21) {}
+    using DefinitionRows::DefinitionRows;
 
 private:
     i32 Begin() override { return Loaded(entries.InitialExchangeSupportSection(file)); }
@@ -384,7 +371,7 @@ private:
 // Section 3.
 class JumpPriceRows final : public BatchRows {
 public:
-    explicit JumpPriceRows(Reader& reader) : BatchRows(reader, 3) {}
+    using BatchRows::BatchRows;
 
 private:
     i32 Begin() override { return kElement; }
@@ -416,7 +403,7 @@ private:
 // Section 4.
 class BrokerInfoRows final : public BatchRows {
 public:
-    explicit BrokerInfoRows(Reader& reader) : BatchRows(reader, 4) {}
+    using BatchRows::BatchRows;
 
 private:
     i32 Begin() override { return Begun(brokers.InitialSectionBorkerInfo(file), announced); }
@@ -443,8 +430,8 @@ private:
 // Section 6. A new group does not show by itself: its head takes bytes beyond the field's.
 class QuickGroupRows final : public BatchRows {
 public:
-    explicit QuickGroupRows(Reader& reader)
-        : BatchRows(reader, 6), value(new char[std::size_t{open.textMax} + kMostPayload]) {}
+    QuickGroupRows(Reader& reader, u16 id)
+        : BatchRows(reader, id), value(new char[std::size_t{open.textMax} + kMostPayload]) {}
 
 private:
     i32 Begin() override { return Begun(groups.InitialSection6(file)); }
@@ -486,7 +473,7 @@ private:
 // Section 8.
 class SectionL2Rows final : public BatchRows {
 public:
-    explicit SectionL2Rows(Reader& reader) : BatchRows(reader, 8) {}
+    using BatchRows::BatchRows;
 
 private:
     i32 Begin() override { return kElement; }
@@ -541,7 +528,7 @@ protected:
 // Section 13: a tree of four levels, walked depth first.
 class ObjectRows final : public BodyRows {
 public:
-    explicit ObjectRows(Reader& reader) : BodyRows(reader, 13) {}
+    using BodyRows::BodyRows;
 
 private:
     static constexpr const char* kBody = "type block";
@@ -626,7 +613,7 @@ private:
 // Section 14.
 class ForeignTradeRows final : public BodyRows {
 public:
-    explicit ForeignTradeRows(Reader& reader) : BodyRows(reader, 14) {}
+    using BodyRows::BodyRows;
 
 private:
     static constexpr const char* kBody = "head's body";
@@ -697,7 +684,7 @@ private:
 // Section 15.
 class GlobalRelatedRows final : public BodyRows {
 public:
-    explicit GlobalRelatedRows(Reader& reader) : BodyRows(reader, 15) {}
+    using BodyRows::BodyRows;
 
 private:
     static constexpr const char* kBody = "head's body";
@@ -755,61 +742,58 @@ private:
     std::size_t size = 0;
 };
 
+// ---- which section has which
+
+template <class Rows>
+std::unique_ptr<SectionRows> Make(Reader& reader, u16 id) {
+    return std::make_unique<Rows>(reader, id);
+}
+
+struct Adaptor {
+    u16 id;
+    std::unique_ptr<SectionRows> (*make)(Reader& reader, u16 id);
+};
+
+constexpr Adaptor kAdaptors[] = {
+    {1, Make<DefaultFieldRows>},
+    {2,
+     [](Reader& reader, u16) -> std::unique_ptr<SectionRows> {
+         return std::make_unique<SymbolRows>(reader);
+     }},
+    {3, Make<JumpPriceRows>},
+    {4, Make<BrokerInfoRows>},
+    {6, Make<QuickGroupRows>},
+    {7, Make<EidrSectionRows>},
+    {8, Make<SectionL2Rows>},
+    {9, Make<NameRows<FundCompanyReader, &FundCompanyReader::InitializeSection9,
+                      &FundCompanyReader::GetNextFundCompanyGroup>>},
+    {10, Make<NameRows<EidrCountryReader, &EidrCountryReader::InitializeSection10,
+                       &EidrCountryReader::GetNextEidrCountryGroup>>},
+    {11, Make<SectionGroupRows>},
+    {12, Make<NameRows<IssueCompanyReader, &IssueCompanyReader::InitializeSection12,
+                       &IssueCompanyReader::GetNextIssueCompanyGroup>>},
+    {13, Make<ObjectRows>},
+    {14, Make<ForeignTradeRows>},
+    {15, Make<GlobalRelatedRows>},
+    {16, Make<ExchangeRows>},
+    {17, Make<RealDelayRows>},
+    {18, Make<Level2EodRows>},
+    {19, Make<NameRows<FundMainNameReader, &FundMainNameReader::InitialFundMainNameSection,
+                       &FundMainNameReader::GetNextFundMainName>>},
+    {20, Make<NameRows<FuturesSectionV2Reader, &FuturesSectionV2Reader::InitialFuturesSectionV2,
+                       &FuturesSectionV2Reader::GetNextFuturesSectionV2>>},
+    {21, Make<ExchangeSupportRows>},
+    {22, Make<NameRows<FuturesClassTypeReader, &FuturesClassTypeReader::InitialFuturesClassType,
+                       &FuturesClassTypeReader::GetNextFuturesClassType>>},
+};
+
 }  // namespace
 
 std::unique_ptr<SectionRows> MakeSectionRows(Reader& reader, u16 id) {
-    switch (id) {
-        case 1:
-            return std::make_unique<DefaultFieldRows>(reader);
-        case 2:
-            return std::make_unique<SymbolRows>(reader);
-        case 3:
-            return std::make_unique<JumpPriceRows>(reader);
-        case 4:
-            return std::make_unique<BrokerInfoRows>(reader);
-        case 6:
-            return std::make_unique<QuickGroupRows>(reader);
-        case 7:
-            return std::make_unique<EidrSectionRows>(reader);
-        case 8:
-            return std::make_unique<SectionL2Rows>(reader);
-        case 9:
-            return Names(reader, id, &FundCompanyReader::InitializeSection9,
-                         &FundCompanyReader::GetNextFundCompanyGroup);
-        case 10:
-            return Names(reader, id, &EidrCountryReader::InitializeSection10,
-                         &EidrCountryReader::GetNextEidrCountryGroup);
-        case 11:
-            return std::make_unique<SectionGroupRows>(reader);
-        case 12:
-            return Names(reader, id, &IssueCompanyReader::InitializeSection12,
-                         &IssueCompanyReader::GetNextIssueCompanyGroup);
-        case 13:
-            return std::make_unique<ObjectRows>(reader);
-        case 14:
-            return std::make_unique<ForeignTradeRows>(reader);
-        case 15:
-            return std::make_unique<GlobalRelatedRows>(reader);
-        case 16:
-            return std::make_unique<ExchangeRows>(reader);
-        case 17:
-            return std::make_unique<RealDelayRows>(reader);
-        case 18:
-            return std::make_unique<Level2EodRows>(reader);
-        case 19:
-            return Names(reader, id, &FundMainNameReader::InitialFundMainNameSection,
-                         &FundMainNameReader::GetNextFundMainName);
-        case 20:
-            return Names(reader, id, &FuturesSectionV2Reader::InitialFuturesSectionV2,
-                         &FuturesSectionV2Reader::GetNextFuturesSectionV2);
-        case 21:
-            return std::make_unique<ExchangeSupportRows>(reader);
-        case 22:
-            return Names(reader, id, &FuturesClassTypeReader::InitialFuturesClassType,
-                         &FuturesClassTypeReader::GetNextFuturesClassType);
-        default:
-            return std::make_unique<NoRows>(reader, id);
+    for (const Adaptor& adaptor : kAdaptors) {
+        if (adaptor.id == id) return adaptor.make(reader, id);
     }
+    return std::make_unique<NoRows>(reader, id);
 }
 
 }  // namespace torva::tables

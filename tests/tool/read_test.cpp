@@ -220,6 +220,19 @@ TEST_F(ToolTest, EveryCutIsToldAndTheRestPrinted) {
     EXPECT_EQ(symbolsBefore, 3U);
 }
 
+// A dump stays JSON when every section is damaged.
+TEST_F(ToolTest, DamagedSectionsAreDumpedAsJson) {
+    symwrite::File file = symwrite::SmallFile();
+    for (symwrite::Section& section : file.sections) section.directorySize = 9;
+    Save("damaged.sym", file);
+    const ToolResult dump = Run("dump damaged.sym");
+    EXPECT_EQ(dump.status, 1);
+    const Json document = Json::parse(dump.out, nullptr, false);
+    ASSERT_TRUE(document.is_object()) << dump.out;
+    EXPECT_EQ(document["sections"].size(), file.sections.size());
+    EXPECT_GT(std::count(dump.err.begin(), dump.err.end(), '\n'), 10);
+}
+
 // What was dumped or exported, in whatever form, gives the same bytes again.
 TEST_F(ToolTest, DumpsAndExportsBuildTheSameFile) {
     struct RoundTrip {

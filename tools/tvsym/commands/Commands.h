@@ -42,8 +42,7 @@ struct CommandLine {
     void Add(const CommandSpec& spec);
 
     CLI::App app;
-    std::vector<std::pair<CLI::App*, RunCommand>>
-        commands;  // those of Commands(), and what is not listed behind
+    std::vector<std::pair<CLI::App*, RunCommand>> commands;  // those of Commands(), then what is not listed
 };
 
 constexpr const char* kToolName = "tvsym";

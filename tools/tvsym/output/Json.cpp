@@ -124,6 +124,7 @@ void JsonWriter::EndLine() {
 
 void JsonWriter::Raw(std::string_view characters) {
     text += characters;
+    comma = false;
     FlushWhenLong();
 }
 

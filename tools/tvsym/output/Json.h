@@ -58,7 +58,7 @@ public:
     // Ends a line, and with it a document.
     void EndLine();
 
-    // Characters as they are, without a comma.
+    // Characters as they are, without a comma before or after them.
     void Raw(std::string_view characters);
 
     // Writes what the buffer holds. Nothing else does, where less than the buffer holds was written.

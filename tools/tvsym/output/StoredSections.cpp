@@ -14,14 +14,12 @@ struct Group {
     std::vector<std::vector<u16>> lists;
 };
 
-bool HasGroups(u16 id) { return id == 18 || id == 21; }
+bool HasGroups(const SectionInfo& section) { return section.stored.size() != section.levels.size(); }
 
 // The groups in the bytes of a whole section, from its id on; none when counts and size do not agree.
-//
-//   u16 id | u32 head value | section 18: u16, 21: u32 group count | groups
-//
-// A group is a count and ids, then a count and values for each list; section 18 has its first list last.
-std::optional<std::vector<Group>> ParseGroups(u16 sectionId, std::string_view bytes) {
+std::optional<std::vector<Group>> ParseGroups(const SectionInfo& section, std::string_view bytes) {
+    const Level& level = section.stored[0];
+    const Level& below = section.stored[1];
     size_t at = 0;
     bool good = true;
     const auto take = [&](size_t width) {
@@ -30,23 +28,22 @@ std::optional<std::vector<Group>> ParseGroups(u16 sectionId, std::string_view by
         at += good ? width : 0;
         return number;
     };
-    const auto takeList = [&] {
+    const auto takeList = [&](size_t countWidth, size_t width) {
         std::vector<u16> list;
-        for (u64 left = take(2); good && left > 0; --left) {
-            list.push_back(static_cast<u16>(take(2)));
+        for (u64 left = take(countWidth); good && left > 0; --left) {
+            list.push_back(static_cast<u16>(take(width)));
         }
         return list;
     };
     std::vector<Group> groups;
-    take(2 + 4);
-    for (u64 left = take(sectionId == 18 ? 2 : 4); good && left > 0; --left) {
+    take(section.HeadSize() - level.countWidth);
+    for (u64 left = take(level.countWidth); good && left > 0; --left) {
         Group group;
-        group.ids = takeList();
-        for (size_t list = sectionId == 18 ? 3 : 1; list > 0; --list) {
-            group.lists.push_back(takeList());
-        }
-        if (sectionId == 18) {
-            std::rotate(group.lists.begin(), group.lists.end() - 1, group.lists.end());
+        group.ids = takeList(below.countWidth, below.columns[0].width);
+        group.lists.resize(level.columns.size());
+        for (size_t list = 0; list < group.lists.size(); ++list) {
+            const u8 width = level.Stored(list).width;
+            group.lists[level.StoredIndex(list)] = takeList(width, width);
         }
         groups.push_back(std::move(group));
     }
@@ -120,12 +117,6 @@ private:
     std::map<std::vector<std::vector<u16>>, size_t> groupOf;
 };
 
-SectionInfo AsStored(u16 id) {
-    SectionInfo section = *FindSection(id);
-    section.levels = section.stored;
-    return section;
-}
-
 }  // namespace
 
 StoredFile StoredSections(const FileDirectory& raw, const std::vector<u16>& wanted) {
@@ -145,17 +136,19 @@ StoredFile StoredSections(const FileDirectory& raw, const std::vector<u16>& want
 }
 
 const SectionInfo& StoredForm(u16 id) {
-    static const SectionInfo eodItems = AsStored(18);
-    static const SectionInfo exchangeSupport = AsStored(21);
-    if (id == 18) return eodItems;
-    if (id == 21) return exchangeSupport;
-    const SectionInfo* const section = FindSection(id);
-    if (section == nullptr) throw std::invalid_argument("no reader for section " + std::to_string(id));
-    return *section;
+    static const std::vector<SectionInfo> kStored = [] {
+        std::vector<SectionInfo> sections(kSections.begin(), kSections.end());
+        for (SectionInfo& section : sections) section.levels = section.stored;
+        return sections;
+    }();
+    const auto found = std::ranges::find(kStored, id, &SectionInfo::id);
+    if (found == kStored.end()) throw std::invalid_argument("no reader for section " + std::to_string(id));
+    return *found;
 }
 
 Walk WalkStored(Reader& reader, u16 id, RowWriter& rows) {
-    if (!HasGroups(id)) {
+    const SectionInfo* section = FindSection(id);
+    if (!section || !HasGroups(*section)) {
         Walk walk = reader.WalkSection(
             id, [&](size_t level, std::span<const Cell> cells) { rows.Row(level, cells); });
         rows.Finish();
@@ -165,7 +158,7 @@ Walk WalkStored(Reader& reader, u16 id, RowWriter& rows) {
     if (const DirectoryEntry* entry = reader.Directory().Find(id)) {
         reader.Bytes().Read(entry->offset, entry->size, [&](std::string_view part) { bytes += part; });
     }
-    GroupRows groups(ParseGroups(id, bytes));
+    GroupRows groups(ParseGroups(*section, bytes));
     Walk walk = reader.WalkSection(id, [&](size_t, std::span<const Cell> cells) { groups.Add(cells); });
     groups.WriteTo(rows);
     rows.Finish();
