@@ -79,8 +79,9 @@ public:
             case 18:
                 for (const auto& define : file.level2EodBasicItemDefines()) {
                     sink.Number(define.id);
-                    for (const auto* list : {&define.first, &define.second, &define.third})
-                        sink.Bytes(list->data(), list->size() * 2U);
+                    sink.Bytes(define.first.data(), define.first.size() * 2U);
+                    sink.Bytes(define.second.data(), define.second.size() * 2U);
+                    sink.Bytes(define.third.data(), define.third.size() * 2U);
                     sink.Elements(1);
                 }
                 return;
@@ -107,10 +108,7 @@ private:
     void WalkSymbols(Sink& sink) {
         for (const auto& symbol : file.symbols()) {
             sink.Text(symbol.text().c_str());
-            for (const auto field : symbol.fields()) {
-                const SymFieldItem item = {field.id(), field.tag(), const_cast<void*>(field.data())};
-                sink.Field(item);
-            }
+            for (const auto field : symbol.fields()) sink.Field(field.id(), field.tag(), field.data());
             sink.Elements(symbol.fields().size());
         }
     }

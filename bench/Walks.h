@@ -18,9 +18,9 @@ constexpr std::int32_t kItems = 64;     // and of symbol fields
 constexpr std::uint32_t kTextSize = 256;
 
 // Bytes of a symbol field's value that have a meaning.
-inline std::size_t ValueBytes(const SymFieldItem& item) {
-    if (item.tag == torva::kTextTag) return std::strlen(static_cast<const char*>(item.value)) + 1;
-    return torva::PayloadWidth(item.tag);
+inline std::size_t ValueBytes(std::uint8_t tag, const void* value) {
+    if (tag == torva::kTextTag) return std::strlen(static_cast<const char*>(value)) + 1;
+    return torva::PayloadWidth(tag);
 }
 
 // Sums up all that a walk delivers; two walks that deliver the same have the same sum.
@@ -35,10 +35,12 @@ public:
     void Number(T value) {
         Bytes(&value, sizeof value);
     }
-    void Field(const SymFieldItem& item) {
-        Bytes(&item, 3);
-        Bytes(item.value, ValueBytes(item));
+    void Field(std::uint16_t id, std::uint8_t tag, const void* value) {
+        Number(id);
+        Number(tag);
+        Bytes(value, ValueBytes(tag, value));
     }
+    void Field(const SymFieldItem& item) { Field(item.id, item.tag, item.value); }
     void Elements(std::size_t n) { elements += n; }
     bool operator==(const Checksum&) const = default;
 
@@ -56,7 +58,12 @@ public:
     void Number(const T& value) const {
         asm volatile("" : : "g"(value));
     }
-    void Field(const SymFieldItem& item) const { Bytes(&item, 0); }
+    void Field(std::uint16_t id, std::uint8_t tag, const void* value) const {
+        Number(id);
+        Number(tag);
+        Bytes(value, 0);
+    }
+    void Field(const SymFieldItem& item) const { Field(item.id, item.tag, item.value); }
     void Elements(std::size_t /*n*/) const {}
 };
 

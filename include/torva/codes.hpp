@@ -19,13 +19,15 @@
 #endif
 
 // The step to the next element is a few instructions around a call of the library; what happens once for a
-// range is kept out of the loop.
+// range is kept out of the loop. Compilers take a way that leads to TORVA_RARE for the unusual one.
 #if defined(__GNUC__)
 #define TORVA_STEP inline __attribute__((always_inline))
 #define TORVA_ONCE __attribute__((noinline))
+#define TORVA_RARE __attribute__((noinline, cold))
 #else
 #define TORVA_STEP inline
 #define TORVA_ONCE
+#define TORVA_RARE
 #endif
 
 namespace tvapi {

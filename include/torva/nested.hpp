@@ -40,11 +40,8 @@ public:
 
     static std::optional<std::uint32_t> announcedCount() noexcept { return std::nullopt; }
     TORVA_STEP void start() {
-        if (parent == tree->steps[Level::kParent] && !Level::open(*tree)) {
-            outcome = kEnd;
-        } else {
-            advance(*this);
-        }
+        const bool left = parent == tree->steps[Level::kParent] && !Level::open(*tree);
+        reached(*this, left ? std::int32_t{kEnd} : next());
     }
     TORVA_STEP std::int32_t next() noexcept {
         return parent == tree->steps[Level::kParent] ? Level::next(*tree, part) : std::int32_t{kErrLostPlace};
@@ -206,14 +203,9 @@ public:
         return settled(tv_GetNextObjectTypeID(handle, &type.id, &type.sourceCount), 0);
     }
     std::int32_t nextSource() noexcept {
-        while (depth >= 2) {
-            const std::int32_t skipped = skipSymbol();
-            if (skipped < 0) {
-                return skipped;
-            }
-        }
-        if (depth < 1) {
-            return kEnd;
+        const std::int32_t left = depth > 1 ? leave(1) : std::int32_t{kEnd};
+        if (left < 0 || depth < 1) {
+            return left;
         }
         stepped(1);
         const std::int32_t reached =
@@ -221,11 +213,9 @@ public:
         return reached == kElement && copies && !sourceText.keep(source.text) ? SYM_ERR_NO_MEMORY : reached;
     }
     TORVA_STEP std::int32_t nextSymbol() noexcept {
-        if (depth == 3) {
-            const std::int32_t skipped = skipData();
-            if (skipped < 0) {
-                return skipped;
-            }
+        const std::int32_t left = depth > 2 ? leave(2) : std::int32_t{kEnd};
+        if (left < 0) {
+            return left;
         }
         stepped(2);
         const std::int32_t reached = settled(
@@ -246,7 +236,7 @@ public:
 
 private:
     // A record at this level opens the level below; the end of a level leads back to the one above.
-    std::int32_t settled(std::int32_t result, int level) noexcept {
+    TORVA_STEP std::int32_t settled(std::int32_t result, int level) noexcept {
         if (result == SYM_MORE_DATA) {
             depth = level + 1;
             return kElement;
@@ -254,20 +244,16 @@ private:
         depth = level > 0 ? level - 1 : 0;
         return result == SYM_END_OF_DATA ? std::int32_t{kEnd} : result;
     }
-    std::int32_t skipData() noexcept {
-        std::int32_t reached = kElement;
-        while (depth == 3 && reached == kElement) {
-            reached = nextData();
-        }
-        return reached;
-    }
-    std::int32_t skipSymbol() noexcept {
-        std::int32_t reached = skipData();
-        if (reached >= 0 && depth == 2) {
+    // Reads what is left of the levels below this one.
+    TORVA_RARE std::int32_t leave(int level) noexcept {
+        std::int32_t reached = kEnd;
+        while (depth > level && reached >= 0) {
             const char* text = nullptr;
-            reached = settled(tv_GetNextObjectSym(handle, &symbol.byte, &text, &symbol.dataCount), 2);
+            reached = depth == 3
+                          ? nextData()
+                          : settled(tv_GetNextObjectSym(handle, &symbol.byte, &text, &symbol.dataCount), 2);
         }
-        return reached;
+        return reached < 0 ? reached : std::int32_t{kEnd};
     }
 
     bool copies;

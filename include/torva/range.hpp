@@ -18,8 +18,11 @@ namespace detail {
 enum : std::int32_t { kEnd = 0, kElement = 1 };
 
 // For calls that return SYM_OK with every element.
-inline std::int32_t oneOf(std::int32_t result) noexcept {
-    return result == SYM_OK ? kElement : result == SYM_END_OF_DATA ? kEnd : result;
+TORVA_STEP std::int32_t oneOf(std::int32_t result) noexcept {
+    if (result == SYM_OK) {
+        return kElement;
+    }
+    return result == SYM_END_OF_DATA ? std::int32_t{kEnd} : result;
 }
 
 // What the walk over a section keeps beside its element. `Where` is its place among
@@ -53,16 +56,16 @@ public:
         FileState::take(file->standing[0], nullptr);  // sections 18 and 21 are read at the same place
         FileState::take(file->standing[Where], this);
         handle = file->handle;
-        textMax = file->textMax;
+        textSize = static_cast<std::uint32_t>(file->textMax) + 1;
         return handle != 0;
     }
     // The code of an error here: a walk without a handle has lost its place, unless its file is closed.
-    std::int32_t codeOf(std::int32_t code) const noexcept {
+    TORVA_RARE std::int32_t codeOf(std::int32_t code) const noexcept {
         return code == SYM_ERR_BAD_HANDLE && handle == 0 && file.get() != nullptr && file->handle != 0
                    ? std::int32_t{kErrLostPlace}
                    : code;
     }
-    void report(std::int32_t code) {
+    TORVA_RARE void report(std::int32_t code) {
         if (file.get() == nullptr) {
             return raise({}, code, Section, Reason::none);
         }
@@ -92,40 +95,42 @@ protected:
                 return begun(SYM_OK);
         }
     }
-    // For calls that deliver one element each: SYM_OK comes with the last one.
-    std::int32_t delivered(std::int32_t result) noexcept {
+    // For calls that deliver one element each: SYM_MORE_DATA comes with all of them except the last. `came`:
+    // whether something was written into the element.
+    TORVA_STEP std::int32_t delivered(std::int32_t result, bool came = false) noexcept {
+        return result == SYM_MORE_DATA ? std::int32_t{kElement} : lastDelivered(result, came);
+    }
+    TORVA_RARE std::int32_t lastDelivered(std::int32_t result, bool came) noexcept {
+        if (last) {  // the step after it, which read nothing because the handle is gone
+            return kEnd;
+        }
+        part = came;
         last = result == SYM_OK;
-        return result == SYM_MORE_DATA || last ? kElement : result == SYM_END_OF_DATA ? kEnd : result;
+        if (last) {
+            handle = 0;  // in sections 6 and 7 the library would read on
+            return kElement;
+        }
+        return result == SYM_END_OF_DATA ? std::int32_t{kEnd} : result;
     }
 
     FileRef file;
     std::optional<std::uint32_t> announced;
-    std::int32_t textMax = 0;
-    bool last = false;  // the element delivered is the section's last
+    std::uint32_t textSize = 0;  // bytes of the longest text, with its zero byte
+    bool last = false;           // the section's last element was delivered; nothing more is read
 };
 
+// The walk itself is not handed on, so that one on the stack can stay in registers.
 template <class Walk>
-TORVA_ONCE void failed(Walk& walk, std::int32_t code) {
-    walk.outcome = walk.codeOf(code);
-    walk.report(walk.outcome);
-}
-
-template <class Walk>
-TORVA_STEP void advance(Walk& walk) {
-    const std::int32_t outcome = walk.next();
-    walk.outcome = outcome;
+TORVA_STEP void reached(Walk& walk, std::int32_t outcome) {
+    walk.outcome = outcome >= 0 ? outcome : walk.codeOf(outcome);
     if (outcome < 0) {
-        failed(walk, outcome);
+        walk.report(walk.outcome);
     }
 }
 template <class Walk>
 TORVA_ONCE void startSection(Walk& walk) {
-    walk.outcome = walk.enter() ? walk.begin() : SYM_ERR_BAD_HANDLE;
-    if (walk.outcome < 0) {
-        failed(walk, walk.outcome);
-    } else if (walk.outcome == kElement) {
-        advance(walk);
-    }
+    const std::int32_t begun = walk.enter() ? walk.begin() : SYM_ERR_BAD_HANDLE;
+    reached(walk, begun == kElement ? walk.next() : begun);
 }
 
 // Where a range keeps its walk: a section's in memory of its own, that of a lower level in itself.
@@ -160,15 +165,19 @@ public:
         using reference = Element&;
 
         iterator() = default;
-        explicit iterator(Walk* owner) noexcept : walk(owner) {}
+        explicit iterator(Walk* owner) noexcept : walk(owner), more(owner->outcome == detail::kElement) {}
         reference operator*() const noexcept { return walk->item(); }
         pointer operator->() const noexcept { return &walk->item(); }
         TORVA_STEP iterator& operator++() {
-            detail::advance(*walk);
+            const std::int32_t outcome = more ? walk->next() : std::int32_t{detail::kElement};
+            if (outcome != detail::kElement) {
+                more = false;
+                detail::reached(*walk, outcome);
+            }
             return *this;
         }
-        void operator++(int) { detail::advance(*walk); }
-        bool ended() const noexcept { return walk == nullptr || walk->outcome != detail::kElement; }
+        TORVA_STEP void operator++(int) { ++*this; }
+        bool ended() const noexcept { return !more; }
         friend bool operator==(const iterator& it, sentinel) noexcept { return it.ended(); }
         friend bool operator!=(const iterator& it, sentinel) noexcept { return !it.ended(); }
         friend bool operator==(sentinel, const iterator& it) noexcept { return it.ended(); }
@@ -176,6 +185,7 @@ public:
 
     private:
         Walk* walk = nullptr;
+        bool more = false;  // not asked of the walk, so that compilers know it after a step
     };
 
     explicit Range(typename Walk::Holder walk) noexcept : holder(std::move(walk)) {}

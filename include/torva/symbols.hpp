@@ -22,7 +22,7 @@ public:
 
     std::int32_t begin() noexcept {
         release();
-        if (!text.reserve(static_cast<std::size_t>(textMax) + 1)) {
+        if (!text.reserve(textSize)) {
             return SYM_ERR_NO_MEMORY;
         }
         text.data()[0] = '\0';
@@ -48,7 +48,8 @@ public:
             return SYM_ERR_NO_MEMORY;
         }
         std::int32_t count = -1;
-        std::int32_t result = tv_GetNextSymData(handle, text.data(), textMax, &count, items.data(), chunk);
+        std::int32_t result = tv_GetNextSymData(handle, text.data(), static_cast<std::int32_t>(textSize - 1),
+                                                &count, items.data(), chunk);
         if (count < 0) {  // nothing was begun: SYM_OK means here that the file has no symbols
             return result == SYM_OK || result == SYM_END_OF_DATA ? std::int32_t{kEnd} : result;
         }
@@ -102,8 +103,9 @@ private:
         return SYM_ERR_NO_MEMORY;
     }
     void release() noexcept {
-        for (std::size_t i = 0; i < symbol.count; ++i) {
-            SymFreeValue(symbol.items[i].value);
+        const SymFieldItem* const end = symbol.items + symbol.count;
+        for (const SymFieldItem* item = symbol.items; item != end; ++item) {
+            SymFreeValue(item->value);
         }
         symbol.count = 0;
     }

@@ -106,9 +106,6 @@ public:
                                        : SYM_ERR_NO_MEMORY;
     }
     TORVA_STEP std::int32_t next() noexcept {
-        if (last) {
-            return kEnd;
-        }
         std::int32_t count = 0;
         const std::int32_t result = tv_GetNextBrokerInfoGroup(handle, &count, records.data(), kChunk);
         batch = {records.data(), static_cast<std::size_t>(count)};
@@ -164,26 +161,22 @@ public:
     using SectionWalk::SectionWalk;
 
     std::int32_t begin() noexcept {
-        array = members.reserve(kMost) ? members.data() : nullptr;
-        return array != nullptr ? begunWithCount(tv_InitializeSection11(handle)) : SYM_ERR_NO_MEMORY;
+        group.members = {members, 0};
+        return begunWithCount(tv_InitializeSection11(handle));
     }
     TORVA_STEP std::int32_t next() noexcept {
-        if (last) {
-            return kEnd;
-        }
         std::int32_t count = 0;
         const std::int32_t result = tv_GetNextSectionGroup(handle, &group.id, &count, &array, kMost);
-        part = count > 0;
-        group.members = {array, static_cast<std::size_t>(count)};
-        return delivered(result);
+        group.members = {group.members.data(), static_cast<std::size_t>(count)};
+        return delivered(result, count > 0);
     }
     SectionGroup& item() noexcept { return group; }
 
 private:
     enum : std::int32_t { kMost = 255 };
 
-    Buffer<std::uint8_t> members;
-    std::uint8_t* array = nullptr;
+    std::uint8_t members[kMost];
+    std::uint8_t* array = members;
     SectionGroup group;
 };
 
@@ -212,29 +205,22 @@ public:
     using SectionWalk<Section, Where>::SectionWalk;
 
 protected:
-    using List16 = Buffer<std::uint16_t>;
+    enum : std::uint32_t { kLongest = 65535 };  // numbers of one list
 
     std::int32_t loaded(std::int32_t initialResult) noexcept {
         failure =
             initialResult == SYM_ERR_READ || initialResult == SYM_ERR_NO_MEMORY ? initialResult : SYM_OK;
         return this->begun(failure != SYM_OK ? SYM_OK : initialResult);
     }
-    // The result of a call after the last id.
-    std::int32_t unloaded(std::int32_t result) const noexcept {
-        return result != SYM_END_OF_DATA ? result : failure != SYM_OK ? failure : std::int32_t{kEnd};
+    TORVA_STEP std::int32_t given(std::int32_t result) noexcept {
+        return result == SYM_OK ? std::int32_t{kElement} : noneLeft(result);
     }
-    // Whether there is more room now, after a call that had too little.
-    static bool grow(List16& list) noexcept {
-        const std::size_t room = list.capacity() * 4;
-        return list.reserve(room < kLongest ? room : std::size_t{kLongest});
-    }
-    static std::uint32_t room(const List16& list) noexcept {
-        return static_cast<std::uint32_t>(list.capacity());
-    }
-
-    enum : std::uint32_t { kFirst = 256, kLongest = 65535 };
 
 private:
+    TORVA_RARE std::int32_t noneLeft(std::int32_t result) const noexcept {
+        return result != SYM_END_OF_DATA ? result : failure != SYM_OK ? failure : std::int32_t{kEnd};
+    }
+
     std::int32_t failure = SYM_OK;
 };
 
@@ -246,37 +232,31 @@ public:
     using LoadedWalk::LoadedWalk;
 
     std::int32_t begin() noexcept {
-        if (!first.reserve(kFirst) || !second.reserve(kFirst) || !third.reserve(kFirst)) {
+        if (!lists.reserve(std::size_t{3} * kLongest)) {
             return SYM_ERR_NO_MEMORY;
         }
+        define.first = {lists.data(), 0};
+        define.second = {lists.data() + kLongest, 0};
+        define.third = {lists.data() + 2 * kLongest, 0};
         return loaded(tv_InitialLevel2EODBasicItemDefineSection(handle));
     }
     TORVA_STEP std::int32_t next() noexcept {
-        std::uint16_t firstCount = 0;
-        std::uint16_t secondCount = 0;
-        std::uint16_t thirdCount = 0;
-        std::int32_t result = SYM_OK;
-        while ((result = tv_GetNextLevel2EODBasicItemDefine(
-                    handle, &define.id, &firstCount, first.data(), room(first), &secondCount, second.data(),
-                    room(second), &thirdCount, third.data(), room(third))) != SYM_OK) {
-            if (result != SYM_ERR_BUFFER_TOO_SMALL || room(first) == kLongest) {
-                return unloaded(result);
-            }
-            if (!grow(first) || !grow(second) || !grow(third)) {
-                return SYM_ERR_NO_MEMORY;
-            }
-        }
-        define.first = {first.data(), firstCount};
-        define.second = {second.data(), secondCount};
-        define.third = {third.data(), thirdCount};
-        return kElement;
+        std::uint16_t* const first = lists.data();
+        std::uint16_t* const second = first + kLongest;
+        std::uint16_t* const third = second + kLongest;
+        const std::int32_t result =
+            tv_GetNextLevel2EODBasicItemDefine(handle, &define.id, &counts[0], first, kLongest, &counts[1],
+                                               second, kLongest, &counts[2], third, kLongest);
+        define.first = {define.first.data(), counts[0]};
+        define.second = {define.second.data(), counts[1]};
+        define.third = {define.third.data(), counts[2]};
+        return given(result);
     }
     Level2EodBasicItemDefine& item() noexcept { return define; }
 
 private:
-    List16 first;
-    List16 second;
-    List16 third;
+    std::uint16_t counts[3] = {};
+    Buffer<std::uint16_t> lists;
     Level2EodBasicItemDefine define;
 };
 
@@ -288,27 +268,23 @@ public:
     using LoadedWalk::LoadedWalk;
 
     std::int32_t begin() noexcept {
-        return values.reserve(kFirst) ? loaded(tv_InitialExchangeSupportSection(handle)) : SYM_ERR_NO_MEMORY;
+        if (!values.reserve(kLongest)) {
+            return SYM_ERR_NO_MEMORY;
+        }
+        support.values = {values.data(), 0};
+        return loaded(tv_InitialExchangeSupportSection(handle));
     }
     TORVA_STEP std::int32_t next() noexcept {
-        std::uint16_t count = 0;
-        std::int32_t result = SYM_OK;
-        while ((result = tv_GetNextExchangeSupportSection(handle, &support.id, &count, values.data(),
-                                                          room(values))) != SYM_OK) {
-            if (result != SYM_ERR_BUFFER_TOO_SMALL || room(values) == kLongest) {
-                return unloaded(result);
-            }
-            if (!grow(values)) {
-                return SYM_ERR_NO_MEMORY;
-            }
-        }
-        support.values = {values.data(), count};
-        return kElement;
+        const std::int32_t result =
+            tv_GetNextExchangeSupportSection(handle, &support.id, &count, values.data(), kLongest);
+        support.values = {support.values.data(), count};
+        return given(result);
     }
     ExchangeSupport& item() noexcept { return support; }
 
 private:
-    List16 values;
+    std::uint16_t count = 0;
+    Buffer<std::uint16_t> values;
     ExchangeSupport support;
 };
 

@@ -66,22 +66,18 @@ public:
     explicit EidrQuickWalk(FileState* state) noexcept : SectionWalk(state) {}
 
     std::int32_t begin() noexcept {
-        if (!room.reserve(static_cast<std::size_t>(textMax) + 8)) {
+        if (!room.reserve(std::size_t{textSize} + 7)) {
             return SYM_ERR_NO_MEMORY;
         }
         field.target.value = room.data();
         return begun(tv_InitialSection6(handle));
     }
     TORVA_STEP std::int32_t next() noexcept {
-        if (last) {
-            return kEnd;
-        }
         std::int32_t count = 0;
-        field.target.capacity = static_cast<std::uint32_t>(textMax) + 1;
+        field.target.capacity = textSize;
         const std::int32_t result =
             tv_GetNextEidrQuickGroup(handle, &field.groupName, &count, &field.target, 1);
-        part = count == 1;
-        return delivered(result);
+        return delivered(result, count == 1);
     }
     EidrQuickField& item() noexcept { return field; }
 
@@ -101,8 +97,7 @@ public:
 
 protected:
     bool makeRoom() noexcept {
-        const std::size_t size = static_cast<std::size_t>(this->textMax) + 1;
-        if (!text1.reserve(size) || !text2.reserve(size)) {
+        if (!text1.reserve(this->textSize) || !text2.reserve(this->textSize)) {
             return false;
         }
         element.text1 = Text(text1.data());
@@ -123,19 +118,14 @@ public:
         if (!makeRoom()) {
             return SYM_ERR_NO_MEMORY;
         }
-        const auto size = static_cast<std::uint32_t>(textMax) + 1;
-        target = {0, text1.data(), size, text2.data(), size};
+        target = {0, text1.data(), textSize, text2.data(), textSize};
         return begun(tv_InitialSection7(handle));
     }
     TORVA_STEP std::int32_t next() noexcept {
-        if (last) {
-            return kEnd;
-        }
         std::int32_t count = 0;
         const std::int32_t result = tv_GetNextEidrSectionGroup(handle, &count, &target, 1);
-        part = count == 1;
         element.id = target.id;
-        return delivered(result);
+        return delivered(result, count == 1);
     }
 
 private:
@@ -151,9 +141,8 @@ public:
         return makeRoom() ? begunWithCount(tv_InitialExchangeSection(handle)) : SYM_ERR_NO_MEMORY;
     }
     TORVA_STEP std::int32_t next() noexcept {
-        return last ? std::int32_t{kEnd}
-                    : delivered(tv_GetNextExchange(handle, &element.id, text1.data(), textMax, text2.data(),
-                                                   textMax));
+        const auto limit = static_cast<std::int32_t>(textSize - 1);
+        return delivered(tv_GetNextExchange(handle, &element.id, text1.data(), limit, text2.data(), limit));
     }
 };
 
@@ -219,7 +208,7 @@ public:
     using SectionWalk<Table::kSection>::SectionWalk;
 
     std::int32_t begin() noexcept {
-        if (!name.reserve(static_cast<std::size_t>(this->textMax) + 1)) {
+        if (!name.reserve(this->textSize)) {
             return SYM_ERR_NO_MEMORY;
         }
         names = name.data();
@@ -227,12 +216,8 @@ public:
         return this->begunWithCount(Table::initial(this->handle));
     }
     TORVA_STEP std::int32_t next() noexcept {
-        if (this->last) {
-            return kEnd;
-        }
         std::int32_t count = 0;
-        return this->delivered(Table::next(
-            {this->handle, &count, &entry.id, &names, static_cast<std::uint32_t>(this->textMax) + 1}));
+        return this->delivered(Table::next({this->handle, &count, &entry.id, &names, this->textSize}));
     }
     Entry& item() noexcept { return entry; }
 
