@@ -175,7 +175,7 @@ public:
 private:
     enum : std::int32_t { kMost = 255 };
 
-    std::uint8_t members[kMost];
+    alignas(16) std::uint8_t members[kMost];
     std::uint8_t* array = members;
     SectionGroup group;
 };
