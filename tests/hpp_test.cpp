@@ -98,15 +98,28 @@ TEST(Hpp, DeliversWhatTheCallsDeliver) {
     }
 }
 
+// Elements ahead of the damage, the code that ends the range, and what is left to be seen of the last one.
+struct Reached {
+    std::size_t elements = 0;
+    i32 code = SYM_OK;
+    bool broken = false;
+};
+
+template <class Range>
+Reached Walk(Range&& range) {
+    Reached reached;
+    try {
+        for ([[maybe_unused]] const auto& element : range) ++reached.elements;
+    } catch (const tvapi::Error& error) {
+        reached.code = error.code();
+    }
+    EXPECT_EQ(reached.code, range.result());
+    reached.broken = range.broken() != nullptr;
+    return reached;
+}
 template <class Range>
 i32 ResultOf(Range&& range) {
-    try {
-        for ([[maybe_unused]] const auto& element : range) {
-        }
-    } catch (const tvapi::Error& error) {
-        EXPECT_EQ(error.code(), range.result());
-    }
-    return range.result();
+    return Walk(range).code;
 }
 
 symwrite::Section SymbolsOf(std::initializer_list<const char*> texts) {
@@ -422,6 +435,11 @@ TEST(Hpp, AFileThatIsOnlyAsked) {
     EXPECT_FALSE(other.has(2));
     { const tvapi::Library library(20); }
     EXPECT_TRUE(query.isOpen()) << "a Library closes no file";
+    auto countries = file.eidrCountries();
+    (void)countries.begin();
+    tv_CloseSymFile(query.handle());
+    EXPECT_EQ(ResultOf(countries), SYM_ERR_BAD_HANDLE);
+    EXPECT_EQ(file.open(bytes.Path()), SYM_OK);
     tv_CloseSymFile(query.handle());
     EXPECT_FALSE(query.isOpen());
     EXPECT_EQ(query.handle(), 0U);
@@ -449,26 +467,6 @@ TEST(Hpp, ErrorsAreThrown) {
                   bytes.Path() + std::string(": section 10: ") + tvapi::describe(SYM_ERR_PARAM));
         EXPECT_EQ(file.message(), error.what());
     }
-}
-
-// Elements ahead of the damage, the code that ends the range, and what is left to be seen of the last one.
-struct Reached {
-    std::size_t elements = 0;
-    i32 code = SYM_OK;
-    bool broken = false;
-};
-
-template <class Range>
-Reached Walk(Range& range) {
-    Reached reached;
-    try {
-        for ([[maybe_unused]] const auto& element : range) ++reached.elements;
-    } catch (const tvapi::Error& error) {
-        reached.code = error.code();
-    }
-    EXPECT_EQ(reached.code, range.result());
-    reached.broken = range.broken() != nullptr;
-    return reached;
 }
 
 TEST(Hpp, DamageCostsWhatItHitAndNothingAhead) {

@@ -14,7 +14,8 @@ struct std::formatter<tvapi::Text, char> : std::formatter<std::string_view, char
 };
 #endif
 
-#if defined(FMT_VERSION) && FMT_VERSION < 100000
+#ifdef FMT_VERSION
+#include <fmt/format.h>
 template <>
 struct fmt::formatter<tvapi::Text, char> : fmt::formatter<fmt::string_view, char> {
     template <class Context>

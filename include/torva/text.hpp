@@ -36,8 +36,6 @@ public:
     friend std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& out, Text text) {
         return out << text.view();
     }
-    // For fmt 10 and above.
-    friend std::string_view format_as(Text text) noexcept { return text.view(); }
 
 private:
     friend struct detail::TextSlot;

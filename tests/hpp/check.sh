@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # check.sh SOURCE BUILD [full]: compiles hosts of the C++ header as hosts do, with and without exceptions, and runs them
 # on the sample; programs that must not compile; the programs of docs/cpp.md; a plugin that must unload. FULL: with every
-# compiler, language version, with the address sanitizer, and the time that the header costs.
+# compiler and language version, with the address sanitizer, and with the C++ library that has std::format.
 set -euo pipefail
 
 readonly source=$1 build=$2 extent=${3:-short}
@@ -24,7 +24,7 @@ host() {
     local program=$work/$1
     # shellcheck disable=SC2086 # flags are words
     "$2" $warnings $includes "${@:4}" -DTORVA_API_STATIC "$3" -o "$program" "$build/lib/libTorvaAPI.a" -pthread \
-        >"$program.log" 2>&1 && (cd "$work" && "$program" "$file" >>"$program.log" 2>&1) || {
+        -lfmt -lstdc++ >"$program.log" 2>&1 && (cd "$work" && "$program" "$file" >>"$program.log" 2>&1) || {
         cat "$program.log"
         fail "$@"
     }
@@ -40,7 +40,7 @@ documents() {
         flags=-std=c++17
         ! grep -q '^// C++20' "$program" || flags=-std=c++20
         ! grep -q '^// without exceptions' "$program" || flags="-std=c++17 -fno-exceptions"
-        [[ $flags != *20 || $1 == g++* ]] || continue
+        [[ $flags != *20 || $1 != clang++ ]] || continue  # 14 does not compile the views of libstdc++
         # shellcheck disable=SC2086
         host "$(basename "$program" .cpp)" "$1" "$program" $flags "${@:2}"
     done
@@ -89,7 +89,7 @@ sanitize=${SANITIZE:+-fsanitize=$SANITIZE}
 if [ "$extent" = full ]; then
     for compiler in "${compilers[@]}"; do
         for level in 17 20 2b; do
-            host "host-$compiler-$level" "$compiler" "$here/host.cpp" "-std=c++$level" -O2
+            host "host-$compiler-$level" "$compiler" "$here/host.cpp" "-std=c++$level" -O2 -DHOST_WITH_FMT
             host "host-$compiler-$level-coded" "$compiler" "$here/host.cpp" "-std=c++$level" -fno-exceptions -fno-rtti
             host "host-$compiler-$level-asan" "$compiler" "$here/host.cpp" "-std=c++$level" -g \
                 -fsanitize=address,undefined
@@ -98,9 +98,14 @@ if [ "$extent" = full ]; then
         documents "$compiler" -g -fsanitize=address,undefined
         plugin "$compiler"
     done
+    # The C++ library with std::format, and a clang that compiles views.
+    for level in 20 23; do
+        host "host-libc++-$level" clang++-19 "$here/host.cpp" "-std=c++$level" -stdlib=libc++ -DHOST_WITH_FORMAT
+    done
+    documents clang++-19 -stdlib=libc++
 else
     host host-17-coded g++ "$here/host.cpp" -std=c++17 -fno-exceptions -fno-rtti ${sanitize:+"$sanitize"}
-    host host-20 g++ "$here/host.cpp" -std=c++20 ${sanitize:+"$sanitize"}
+    host host-20 g++ "$here/host.cpp" -std=c++20 -DHOST_WITH_FMT ${sanitize:+"$sanitize"}
     documents g++ ${sanitize:+"$sanitize"}
     if [ -z "$sanitize" ]; then
         [ "${#compilers[@]}" -eq 1 ] || host host-clang clang++ "$here/host.cpp" -std=c++20

@@ -16,6 +16,9 @@ tvapi::File* Latest();
 #ifdef HOST_WITH_FMT
 #include <fmt/core.h>
 #endif
+#ifdef HOST_WITH_FORMAT
+#include <format>
+#endif
 #include "TorvaAPI.hpp"
 #if __cplusplus >= 202002L
 #include <ranges>
@@ -53,6 +56,9 @@ void Texts() {
 #ifdef HOST_WITH_FMT
     CHECK(fmt::format("{:>3}", text) == "  B");
 #endif
+#ifdef HOST_WITH_FORMAT
+    CHECK(std::format("{:>3}", text) == "  B");
+#endif
 }
 
 void Fields(tvapi::FieldList fields) {
@@ -89,7 +95,7 @@ void Walks(tvapi::File& file) {
     CHECK(countries > 100);
 #if __cplusplus >= 202002L && defined(__cpp_lib_ranges)
     static_assert(std::ranges::input_range<decltype(file.symbols())>);
-#ifndef __clang__  // below 16 it does not compile the views of libstdc++
+#if !defined(__clang__) || __clang_major__ >= 16  // below 16 it does not compile the views of libstdc++
     const auto some = [](const tvapi::Symbol& symbol) { return symbol.text() > "B"; };
     std::size_t count = 0;
     for (const auto& symbol : file.symbols() | std::views::filter(some) | std::views::take(3))
@@ -99,24 +105,6 @@ void Walks(tvapi::File& file) {
     CHECK(count > 0);
 #endif
 #endif
-    // Another range takes the place, and the first one says so.
-    auto outer = file.symbols();
-#ifdef TORVA_NO_EXCEPTIONS
-    for (const auto& symbol : outer) {
-        for (const auto& country : file.eidrCountries()) CHECK(!(symbol.text() == country.name));
-    }
-    CHECK(file.error() == tvapi::kErrLostPlace);
-#else
-    try {
-        for (const auto& symbol : outer) {
-            for (const auto& country : file.eidrCountries()) CHECK(!(symbol.text() == country.name));
-        }
-    } catch (const tvapi::Error& error) {
-        CHECK(error.code() == tvapi::kErrLostPlace &&
-              std::string(error.what()).find("section 2") != std::string::npos);
-    }
-#endif
-    CHECK(outer.result() == tvapi::kErrLostPlace);
 }
 
 }  // namespace host
