@@ -204,6 +204,13 @@ packages() {
         ls "$system/usr/share/man/man1/tvsym.1.gz" "$system/usr/share/bash-completion/completions/tvsym" &&
         tar -xzf build/release/packages/*.tar.gz -C "$unpacked" --strip-components=1 &&
         unzip -q build/mingw64/packages/*.zip -d "$unpacked" || return 1
+    local deb
+    for deb in build/release/packages/*.deb; do
+        dpkg-deb -c "$deb" >"$logs/contents" && grep '/copyright$' "$logs/contents" || return 1
+        # What a program is linked against holds for later releases, too.
+        dpkg-deb -I "$deb" shlibs >"$logs/shlibs" 2>/dev/null || continue
+        ! grep '(= ' "$logs/shlibs" || return 1
+    done
     local made=$logs/packaged
     "$system/usr/bin/tvsym" build samples/instruments.json "$made.sym" &&
         "$unpacked/bin/tvsym" build samples/instruments.json "$made-archive.sym" &&
