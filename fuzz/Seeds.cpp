@@ -28,6 +28,9 @@ void SaveAll(const fs::path& root, const std::string& name, const symwrite::File
     Tvsym({"dump", "--quiet", "--output", (root / "build_fuzz" / name).string(),
            (root / "roundtrip_fuzz" / name).string()});
     symwrite::Random random(bytes.size());
+    Bytes table = {static_cast<uint8_t>(random.Next())};
+    table.insert(table.end(), bytes.begin(), bytes.end());
+    Save(root / "tables_fuzz", name, table);
     for (uint8_t calls = 0; calls <= 40; calls = static_cast<uint8_t>(calls + 20)) {
         Bytes input = {static_cast<uint8_t>(random.Next()), calls};
         for (int i = 0; i < calls * 3; ++i) input.push_back(static_cast<uint8_t>(random.Next()));

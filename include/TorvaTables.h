@@ -340,6 +340,28 @@ TVT_API int32_t tvt_ExportStream(const TvtTable* table, uint32_t batchRows, stru
 TVT_API int32_t tvt_OpenStream(const char* path, const TvtOptions* options, struct ArrowArrayStream* stream,
                                TvtError* error);
 
+/* --- Tables that follow their file */
+
+/* A file and the table that was last loaded from it. Any function may be called by any thread at any time; a
+ * load keeps no one from the table before it. */
+typedef struct TvtWatch TvtWatch;
+
+/* Loads the file as tvt_Load and follows it. What the options point to must outlive the watch.
+ * Returns what tvt_Load does, with null in *watch after an error. */
+TVT_API int32_t tvt_OpenWatch(const char* path, const TvtOptions* options, TvtWatch** watch, TvtError* error);
+
+/* The table of the moment, with a reference of its own: to be released with tvt_Release. It stays what it is
+ * whatever becomes of the file and of the watch. Null only for a null watch. */
+TVT_API TvtTable* tvt_WatchGet(const TvtWatch* watch);
+
+/* Loads the file again where it was replaced or rewritten, by its size and the time of its last change.
+ * Returns 1 for a new table, 0 where the file did not change, and what tvt_Load returns where it cannot be
+ * loaded: then the table stays what it was, and the next call tries again. */
+TVT_API int32_t tvt_WatchRefresh(TvtWatch* watch, TvtError* error);
+
+/* Frees the watch; tables that were handed out stay. Null is ignored. */
+TVT_API void tvt_CloseWatch(TvtWatch* watch);
+
 /* --- Writing */
 
 /* Writes the symbols of a stream as the symbol file `path` (UTF-8). Everything else in the file `base`, its

@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -288,66 +287,45 @@ inline std::optional<std::string_view> Row::Text(std::string_view column) const 
     return (*table)[column].Text(number);
 }
 
-// A table that follows its file. Get hands out the table of the moment, which stays whole for as long as
-// somebody holds it; Refresh loads the file again when it was replaced or rewritten, by its size and time of
-// last change. Both may be called by any thread; a load keeps nobody from the table before it.
+// A table that follows its file. Get returns the table of the moment, which stays whole for as long as
+// somebody holds it; Refresh loads the file again when it was replaced or rewritten. Both may be called by
+// any thread; a load keeps no one from the table before it.
 class TableWatch {
 public:
     enum class Result { unchanged, reloaded, failed };
 
-    // Throws Error. `options` and what it points to must outlive the watch.
-    explicit TableWatch(std::string filePath, const Options& loadOptions = {})
-        : path(std::move(filePath)),
-          options(loadOptions),
-          stamp(StampOf()),
-          table(Table::Load(path, options)) {}
-
-    Table Get() const {
-        const std::lock_guard<std::mutex> lock(mutex);
-        return table;
+    // Throws Error. What `options` points to must outlive the watch.
+    explicit TableWatch(const std::string& path, const Options& options = {}) {
+        TvtError error;
+        TvtWatch* opened = nullptr;
+        if (tvt_OpenWatch(path.c_str(), &options, &opened, &error) != TVT_OK) throw Error(error);
+        watch.reset(opened);
     }
+
+    Table Get() const { return Table::Of(tvt_WatchGet(watch.get())); }
 
     // Where a load fails the table stays what it was, Reason() says why, and the next Refresh tries again.
     Result Refresh() {
-        const std::lock_guard<std::mutex> one(refreshing);
-        const Stamp now = StampOf();
-        if (now == stamp) return Result::unchanged;
-        try {
-            Table loaded = Table::Load(path, options);
-            const std::lock_guard<std::mutex> lock(mutex);
-            table = std::move(loaded);
-            reason.clear();
-            stamp = now;
-            return Result::reloaded;
-        } catch (const std::exception& error) {
-            const std::lock_guard<std::mutex> lock(mutex);
-            reason = error.what();
-            return Result::failed;
-        }
+        TvtError error{};
+        const std::int32_t result = tvt_WatchRefresh(watch.get(), &error);
+        const std::lock_guard<std::mutex> lock(mutex);
+        reason = error.message;
+        return result < 0 ? Result::failed : result == 0 ? Result::unchanged : Result::reloaded;
     }
 
-    // Of the last failed Refresh; empty after one that did not fail.
+    // Of the last Refresh; empty where it did not fail.
     std::string Reason() const {
         const std::lock_guard<std::mutex> lock(mutex);
         return reason;
     }
 
 private:
-    using Stamp = std::pair<std::uintmax_t, std::filesystem::file_time_type>;
+    struct Close {
+        void operator()(TvtWatch* opened) const { tvt_CloseWatch(opened); }
+    };
 
-    Stamp StampOf() const {
-        std::error_code failure;
-        const std::filesystem::path file(std::u8string(path.begin(), path.end()));
-        const std::uintmax_t size = std::filesystem::file_size(file, failure);
-        return {size, std::filesystem::last_write_time(file, failure)};
-    }
-
-    const std::string path;
-    const Options options;
-    std::mutex refreshing;
+    std::unique_ptr<TvtWatch, Close> watch;
     mutable std::mutex mutex;
-    Stamp stamp;
-    Table table;
     std::string reason;
 };
 

@@ -62,9 +62,10 @@ private:
         }
     }
 
-    void SetError(const std::string& what) noexcept {
+    void SetError(std::string_view what) noexcept {
         try {
-            lastError = name + ": " + what;
+            lastError = name;
+            lastError.append(": ").append(what);
         } catch (...) {
             lastError.clear();
         }

@@ -92,6 +92,8 @@ public:
     bool Append(ColumnLoader& next);
 
     // A sink of DeliverFields.
+    static bool Full() { return false; }
+    static const u8* TextLimit(const u8* /*text*/, const u8* end) { return end; }
     bool Take(u16 id, u8 tag, const u8* payload, u32 size) {
         const u32 slot = slots[id];
         if (slot >= kNew) return slot == kUnwanted || TakeNew(id, tag, payload, size);

@@ -215,6 +215,19 @@ private:
     std::string defaultText;
 };
 
+// A schema or an array of a stream, released with the object.
+template <class T>
+struct Imported : T {
+    Imported() : T() {}
+    Imported(const Imported&) = delete;
+    Imported& operator=(const Imported&) = delete;
+    ~Imported() { Release(); }
+    void Release() {
+        if (this->release != nullptr) this->release(this);
+        static_cast<T&>(*this) = {};
+    }
+};
+
 // The records of a stream, a batch at a time.
 class Records {
 public:
@@ -246,18 +259,10 @@ public:
         if (twin != fields.end())
             Refuse("columns " + twin->Name() + " and " + std::next(twin)->Name() + " are of one field");
     }
-    Records(const Records&) = delete;
-    Records& operator=(const Records&) = delete;
-    ~Records() {
-        if (batch.release != nullptr) batch.release(&batch);
-        if (schema.release != nullptr) schema.release(&schema);
-    }
-
     // Adds records to `bytes`, up to about a piece; false at the end of the stream.
     bool Add(symwrite::Bytes& bytes) {
         while (batch.release == nullptr || next == batch.length) {
-            if (batch.release != nullptr) batch.release(&batch);
-            batch = {};
+            batch.Release();
             next = 0;
             Check(stream.get_next(&stream, &batch));
             if (batch.release == nullptr) return false;
@@ -304,8 +309,8 @@ private:
 
     ArrowArrayStream& stream;
     TextCodec* const codec;
-    ArrowSchema schema{};
-    ArrowArray batch{};
+    Imported<ArrowSchema> schema;
+    Imported<ArrowArray> batch;
     i64 next = 0;
     u64 row = 0;
     std::unique_ptr<ImportedColumn> symbol;
