@@ -46,7 +46,9 @@ public:
     void ListWanted(Wants wants) {
         if (used == 0) return;
         for (u32 i = 0; i < used; ++i) {
-            if (wants(table[i].id)) wanted.push_back(i);
+            if (!wants(table[i].id)) continue;
+            wanted.push_back(i);
+            listed.Add(table[i].id);
         }
         marked.reserve(wanted.size());
         firstOf.Build(static_cast<u32>(wanted.size()), [this](u32 i) { return table[wanted[i]].id; });
@@ -55,9 +57,8 @@ public:
     // Notes that the current record carries a field of this id: the first entry of the id is not to be
     // delivered.
     void MarkSeen(u16 id) {
-        if (used == 0) return;
+        if (!listed.Has(id)) return;
         const u32 found = firstOf.Find(id);
-        if (found == FirstEntryIndex::kNone) return;
         DefaultField& field = table[wanted[found]];
         if (field.seen != 0) return;
         field.seen = 1;
@@ -78,6 +79,7 @@ public:
     TempData arena;
 
 private:
+    IdSet listed;             // ids in `wanted`, which most fields of a record are not
     FirstEntryIndex firstOf;  // over `wanted`
     std::vector<u32> marked;  // entries whose `seen` is 1
 };

@@ -26,21 +26,25 @@ inline const u8* FindTextEnd(const u8* from, const u8* end) {
 }
 
 // Hands the fields that begin at `next` and up to `lastStart` to the sink, for as long as it takes them.
-// Behind `lastStart` there are kMostFixedField bytes up to `end`, where the bytes end that may be read.
+// After `lastStart` there are kMostFixedField bytes up to `end`, where the bytes end that may be read.
 // Returns where the first field begins that was not taken: after the last, at one that the sink refused, or
 // at a text without a zero byte.
 //
+// bool Sink::Full(): true where the sink takes no more fields.
+// const u8* Sink::TextLimit(const u8* text, const u8* end): where a text must have ended that the sink takes.
 // bool Sink::Take(u16 id, u8 tag, const u8* payload, u32 size): false to be asked again later. `size` is that
-// of the payload, for a text with its zero byte.
+// of the payload, for a text with its zero byte. In line, so that what the sink counts is in registers. From
+// `payload` on there are kMostPayload readable bytes.
 template <class Sink>
-const u8* DeliverFields(const u8* next, const u8* lastStart, const u8* end, Sink& sink) {
-    while (next <= lastStart) {
+[[gnu::always_inline]] inline const u8* DeliverFields(const u8* next, const u8* lastStart, const u8* end,
+                                                      Sink& sink) {
+    while (next <= lastStart && !sink.Full()) {
         FieldHeader header;
         std::memcpy(&header, next, sizeof header);
         const u8* const payload = next + sizeof header;
         u32 size = PayloadWidth(header.tag);
         if (header.tag == kTextTag) {
-            const u8* const zero = FindTextEnd(payload, end);
+            const u8* const zero = FindTextEnd(payload, sink.TextLimit(payload, end));
             if (zero == nullptr) break;
             size = static_cast<u32>(zero - payload) + 1;
         }

@@ -15,31 +15,62 @@
 #include "library/stream/SymbolStream.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <cstring>
 #include <new>
 
 #include "format/Fields.h"
 #include "library/core/TypedFields.h"
+#include "library/stream/FieldLoop.h"
 
 namespace torva {
 namespace {
 
 constexpr u8 kSymbolSection = 2;
 
+// What the block of a tag is longer than its value.
+constexpr std::array<u8, 256> kTailSizes = [] {
+    std::array<u8, 256> sizes = {};
+    for (const FieldTag& tag : kTags) sizes[tag.tag] = static_cast<u8>(tag.blockSize - tag.width);
+    return sizes;
+}();
+
+u32 TailSize(u8 tag) { return kTailSizes[tag]; }
+
 // Of the current record. It shares its place with the head values of other sections: a record that is
 // continued after one of them was entered takes that section's head value for its size.
 u32& RecordSize(FileReader& file) { return file.headValue; }
 
-// Copies a value of `size` bytes to a block of its own; null for a tag without a value, and when there is no
-// memory. What a block of fixed size has beyond its value is 0.
-void* CopyFieldValue(u8 tag, const u8* value, u32 size) {
-    const u32 blockSize = tag == kTextTag ? size : BlockSize(tag);
-    if (blockSize == 0) return nullptr;
-    auto* const copy = new (std::nothrow) u8[blockSize];
+// Copies `size` bytes, mostly few: in line, where a call would cost more than the copy.
+inline void CopyFew(u8* to, const u8* from, u32 size) {
+    if (size > 32) {
+        std::memcpy(to, from, size);
+    } else if (size >= 16) {
+        std::memcpy(to, from, 16);
+        std::memcpy(to + size - 16, from + size - 16, 16);
+    } else if (size >= 8) {
+        std::memcpy(to, from, 8);
+        std::memcpy(to + size - 8, from + size - 8, 8);
+    } else if (size >= 4) {
+        std::memcpy(to, from, 4);
+        std::memcpy(to + size - 4, from + size - 4, 4);
+    } else if (size >= 2) {
+        std::memcpy(to, from, 2);
+        to[size - 1] = from[size - 1];
+    } else if (size == 1) {
+        *to = *from;
+    }
+}
+
+// Copies a value of `size` bytes to a block of its own, which ends with `tail` zeros; null for a tag without
+// a value, and when there is no memory.
+inline void* CopyFieldValue(const u8* value, u32 size, u32 tail) {
+    if (size + tail == 0) return nullptr;
+    auto* const copy = new (std::nothrow) u8[size + tail];
     if (copy == nullptr) return nullptr;
-    std::memcpy(copy, value, size);
-    if (size < blockSize) std::memset(copy + size, 0, blockSize - size);
+    CopyFew(copy, value, size);
+    if (tail > 0) std::memset(copy + size, 0, tail);
     return copy;
 }
 
@@ -56,7 +87,8 @@ u32 ValueSize(const SymFieldItem& item) {
 // gap of one zero byte, the next value, a gap, and so on.
 void FillTails(const TempData& arena, i32 count, SymFieldItem* items) {
     for (i32 i = 0; i < count; ++i) {
-        if (!HasTail(items[i].tag) || items[i].value == nullptr || arena.Holds(items[i].value)) continue;
+        if (TailSize(items[i].tag) == 0) continue;
+        if (items[i].value == nullptr || arena.Holds(items[i].value)) continue;
         u8* to = static_cast<u8*>(items[i].value) + PayloadWidth(items[i].tag);
         const u8* const end = static_cast<u8*>(items[i].value) + BlockSize(items[i].tag);
         for (i32 j = i + 1; j < count && to < end; ++j) {
@@ -187,8 +219,56 @@ i32 SymbolStream::ReadOwnFields(FileReader& file, i32* count, SymFieldItem* item
     return result;
 }
 
-// Reads fields for as long as each lies whole in the window and surely finds room in the arena. The values
-// need not go through the arena for that: only the room that they take there is counted.
+// Takes the fields of DeliverFields: each value becomes a block of the caller. The values need not go through
+// the arena for that: only the room that they take there is counted, and a field that might find none is
+// refused.
+class BlockSink {
+public:
+    BlockSink(const IdSet* wantedIds, UtilityData& defaultFields, TempData& callArena, SymFieldItem* target,
+              i32 firstItem, i32 maxItems)
+        : wanted(wantedIds),
+          defaults(defaultFields),
+          arena(callArena),
+          next(target + firstItem),
+          end(target + maxItems),
+          // A longer text than this is too long even for a larger arena.
+          roomBefore(std::min(arena.Room(), std::size_t{1} << 31U)),
+          room(roomBefore) {}
+
+    bool Full() const { return next == end; }
+    const u8* TextLimit(const u8* text, const u8* dataEnd) const {
+        return static_cast<std::size_t>(dataEnd - text) > room ? text + room : dataEnd;
+    }
+    bool Take(u16 id, u8 tag, const u8* payload, u32 size) {
+        if (room <= size) return false;
+        if (wanted != nullptr && !wanted->Has(id)) return true;
+        defaults.MarkSeen(id);
+        void* copy = CopyFieldValue(payload, size, TailSize(tag));
+        if (copy == nullptr && size > 0) {
+            copy = std::memcpy(arena.Next() + Used(), payload, size);
+            inArena = true;
+        }
+        room -= std::size_t{size} + 1;
+        *next++ = {id, tag, copy};
+        return true;
+    }
+
+    SymFieldItem* Next() const { return next; }
+    std::size_t Used() const { return roomBefore - room; }  // of the arena
+    bool AnyInArena() const { return inArena; }
+
+private:
+    const IdSet* const wanted;  // null: every field
+    UtilityData& defaults;
+    TempData& arena;
+    SymFieldItem* next;
+    SymFieldItem* const end;
+    const std::size_t roomBefore;
+    std::size_t room;
+    bool inArena = false;  // a value for which there was no memory
+};
+
+// Reads fields for as long as each lies whole in the window and surely finds room in the arena.
 void SymbolStream::ReadOwnFieldsInWindow(FileReader& file, i32* count, SymFieldItem* items, i32 maxItems) {
     if (file.source.Lent() < kMostFixedField) return;
     const u8* const start = file.source.LentBytes();
@@ -196,39 +276,14 @@ void SymbolStream::ReadOwnFieldsInWindow(FileReader& file, i32* count, SymFieldI
     const std::size_t left =
         std::min(RecordSize(file) - recordConsumed, file.sectionSize - file.sectionConsumed);
     const u8* const lastStart = start + std::min(left - 1, file.source.Lent() - kMostFixedField);
-    // A longer text than this is too long even for a larger arena.
-    const std::size_t roomBefore = std::min(file.arena.Room(), std::size_t{1} << 31U);
-    std::size_t room = roomBefore;
-    const IdSet* const wanted = wantedIds.get();
-    const u8* next = start;
-    i32 done = *count;
-    while (done < maxItems && next <= lastStart) {
-        FieldHeader header;
-        std::memcpy(&header, next, sizeof header);
-        const u8* const value = next + sizeof header;
-        u32 size = PayloadWidth(header.tag);
-        if (header.tag == kTextTag) {
-            const u8* const zero = FindZero(value, std::min(static_cast<std::size_t>(end - value), room));
-            if (zero == nullptr) break;
-            size = static_cast<u32>(zero - value) + 1;
-        }
-        if (room <= size) break;
-        next = value + size;
-        if (wanted != nullptr && !wanted->Has(header.id)) continue;
-        defaults.MarkSeen(header.id);
-        void* copy = CopyFieldValue(header.tag, value, size);
-        if (copy == nullptr && size > 0) {
-            copy = std::memcpy(file.arena.Next() + (roomBefore - room), value, size);
-            valuesInArena = true;
-        }
-        room -= std::size_t{size} + 1;
-        items[done++] = {header.id, header.tag, copy};
-    }
-    const std::size_t taken = static_cast<std::size_t>(next - start);
+    BlockSink sink(wantedIds.get(), defaults, file.arena, items, *count, maxItems);
+    const u8* const next = DeliverFields(start, lastStart, end, sink);
+    const auto taken = static_cast<std::size_t>(next - start);
     file.source.Take(taken);
-    file.arena.Use(roomBefore - room);
+    file.arena.Use(sink.Used());
     file.Consume(static_cast<u32>(taken), recordConsumed);
-    *count = done;
+    if (sink.AnyInArena()) valuesInArena = true;
+    *count = static_cast<i32>(sink.Next() - items);
 }
 
 // One field, wherever it lies. SYM_OK: it was read, and delivered if it is wanted. SYM_MORE_DATA: it finds no
@@ -253,7 +308,9 @@ i32 SymbolStream::ReadOwnField(FileReader& file, i32* count, SymFieldItem* items
     if (wanted) {
         defaults.MarkSeen(item.id);
         u8* const value = file.arena.Place(size);
-        item.value = CopyFieldValue(item.tag, value, size);
+        // The end of the data may have cut a value of fixed size.
+        const u32 tail = item.tag == kTextTag ? 0 : BlockSize(item.tag) - size;
+        item.value = CopyFieldValue(value, size, tail);
         if (item.value == nullptr && size > 0) {
             item.value = value;
             valuesInArena = true;
@@ -268,25 +325,36 @@ i32 SymbolStream::ReadOwnField(FileReader& file, i32* count, SymFieldItem* items
 i32 SymbolStream::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems) {
     if (*count == maxItems) return SYM_MORE_DATA;
     const u8* const limit = defaults.arena.Mark();  // values stand ahead of it, side by side
-    while (defaults.cursor < defaults.wanted.size()) {
-        const u32 entry = defaults.wanted[defaults.cursor++];
-        const DefaultField& field = defaults.table[entry];
+    const DefaultField* const table = defaults.table.get();
+    const auto entries = static_cast<u32>(defaults.wanted.size());
+    for (u32 cursor = defaults.cursor; cursor < entries; ++cursor) {
+        const u32 entry = defaults.wanted[cursor];
+        const DefaultField& field = table[entry];
         if (field.seen != 0) continue;
         const bool walked = entry + 1 == defaults.used;
         void* copy = nullptr;
         if (field.value != nullptr) {
-            // The next value lies right after this one, unless it found no room.
-            const u8* const next = walked ? limit + 1 : defaults.table[entry + 1].value;
-            u32 size = 0;
-            if (field.tag != kTextTag) {
-                size = std::min(static_cast<u32>(limit - field.value), BlockSize(field.tag));
-            } else {
+            u32 size = PayloadWidth(field.tag);
+            u32 tail = TailSize(field.tag);
+            if (field.tag == kTextTag) {
+                // The next value lies right after this one, unless it found no room.
+                const u8* const next = walked ? limit + 1 : table[entry + 1].value;
                 size = next != nullptr ? static_cast<u32>(next - 1 - field.value) : TextSize(field.value);
+            } else if (const auto held = static_cast<std::size_t>(limit - field.value); held < size + tail) {
+                // Of the tail, what the arena has; of a value that its data cut off, too.
+                tail = size + tail - static_cast<u32>(held);
+                size = static_cast<u32>(held);
+            } else {
+                size += tail;
+                tail = 0;
             }
-            copy = CopyFieldValue(field.tag, field.value, size);
+            copy = CopyFieldValue(field.value, size, tail);
         }
         items[(*count)++] = {field.id, field.tag, copy};
-        if (*count == maxItems && !walked) return SYM_MORE_DATA;
+        if (*count == maxItems && !walked) {
+            defaults.cursor = cursor + 1;
+            return SYM_MORE_DATA;
+        }
     }
     defaults.cursor = 0;
     defaults.ClearSeen();
