@@ -95,12 +95,12 @@ void ReadRows(Reader& reader, u16 id, Reading& reading) {
     reading.walk = rows.Result();
 }
 
-Readings ReadAll(const std::shared_ptr<const FileSource>& source, ReadMode mode, const Progress& progress,
+Readings ReadAll(const std::shared_ptr<const FileSource>& source, ReadMode mode, const CheckOptions& options,
                  bool& cancelled) {
     Readings readings;
     std::unique_ptr<Reader> reader;
     try {
-        reader = std::make_unique<Reader>(source, ReaderOptions{mode, {}, progress});
+        reader = std::make_unique<Reader>(source, ReaderOptions{mode, {}, options.progress, options.budget});
     } catch (const Error& error) {
         readings.refused = std::string(error.what()).substr(source->Name().size() + 2);  // without the file
         return readings;
@@ -168,7 +168,7 @@ CheckReport Check(const std::shared_ptr<const FileSource>& source, TextCodec& co
     report.cancelled = scan.Cancelled();
     constexpr ReadMode kModes[] = {ReadMode::File, ReadMode::Memory};
     for (std::size_t mode = 0; mode < 2 && !report.cancelled; ++mode) {
-        report.readings[mode] = ReadAll(source, kModes[mode], options.progress, report.cancelled);
+        report.readings[mode] = ReadAll(source, kModes[mode], options, report.cancelled);
     }
     if (!report.cancelled) {
         CompareReadings(report);

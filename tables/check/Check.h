@@ -28,6 +28,7 @@ struct Readings {
 struct CheckOptions {
     u64 limit = 20;  // findings of one kind kept for each section; UINT64_MAX: all
     Progress progress = {};
+    u64 budget = 0;  // of its readers, as ReaderOptions::budget
 };
 
 struct CheckReport {

@@ -29,6 +29,8 @@ public:
             throw LimitError();
         }
     }
+    u64 Used() const { return used.load(std::memory_order_relaxed); }
+    u64 Limit() const { return limit; }
     void Return(u64 bytes) { used.fetch_sub(bytes, std::memory_order_relaxed); }
 
 private:

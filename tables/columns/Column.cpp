@@ -432,6 +432,17 @@ void ColumnBuilder::Reserve(u32 rows) {
     capacity = wanted;
 }
 
+void ColumnBuilder::ReserveFor(u32 rows, double textGrowth) {
+    if (store == Store::kNone) return;
+    Reserve(rows);
+    if (!IsText() || interned != nullptr) return;
+    const double expected = static_cast<double>(TextBytes(filled)) * textGrowth;
+    const bool grows = expected > static_cast<double>(texts.Room());
+    if (grows && expected < static_cast<double>(kMostText)) {
+        texts.Resize(static_cast<std::size_t>(expected), budget);
+    }
+}
+
 void ColumnBuilder::GrowTexts(std::size_t held, std::size_t more) {
     constexpr std::size_t kSlack = 32;
     if (more > kMostText || held + more > kMostText) throw LimitError();

@@ -121,6 +121,10 @@ public:
     // Whether `row` has a value already. Rows are not filled yet that are.
     bool Has(u32 row) const { return filled > row; }
 
+    // Makes room for that many rows in all, and for texts that grow by the factor. Throws LimitError and
+    // std::bad_alloc, with what is there kept.
+    void ReserveFor(u32 rows, double textGrowth);
+
     // Takes back what was put for `row`, with which the table ends.
     void TakeBack(u32 row);
 

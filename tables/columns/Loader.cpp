@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <new>
 #include <thread>
 
 #include "TorvaAPI.h"
@@ -15,6 +16,7 @@ namespace {
 constexpr u16 kDefaultFieldSection = 1;
 constexpr u16 kSymbolSection = 2;
 constexpr u32 kIds = 65536;
+constexpr double kMostExpectedRows = 1e9;
 constexpr u32 kWindow = 512 * 1024;  // bytes that are read at a time; they stay in the second-level cache
 
 // A run of reads from an offset on, through a small buffer.
@@ -351,6 +353,20 @@ void ColumnLoader::DecideFromSample() {
     for (ColumnBuilder& column : columns) column.DecideInterning(rows);
 }
 
+void ColumnLoader::ReserveFor(u64 sectionBytes) {
+    if (done || rows == 0 || consumed >= sectionBytes) return;
+    const double growth = 1.02 * static_cast<double>(sectionBytes) / static_cast<double>(consumed);
+    const double expected = static_cast<double>(rows) * growth;
+    const double bytes = static_cast<double>(budget->Used()) * growth;
+    // A guess from the first rows must not be what exhausts the limit.
+    if (expected > kMostExpectedRows || bytes > static_cast<double>(budget->Limit()) / 2) return;
+    try {
+        symbols.ReserveFor(static_cast<u32>(expected), growth);
+        for (ColumnBuilder& column : columns) column.ReserveFor(static_cast<u32>(expected), growth);
+    } catch (const std::bad_alloc&) {  // there may be fewer rows than it seems
+    }
+}
+
 std::vector<ColumnSpec> ColumnLoader::Known() const {
     std::vector<ColumnSpec> known;
     known.reserve(columns.size());
@@ -530,6 +546,8 @@ Loaded Load(const Source& source, const LoadOptions& options) {
         cuts = CutRecords(source.Memory(), source.Size(), stream, feeder.Offset(), options.threads);
     }
     if (cuts.empty()) {
+        const u64 there = source.Size() - std::min(source.Size(), stream.offset);
+        loaders[0]->ReserveFor(std::min<u64>(stream.size, there));
         feeder.Run(*loaders[0], ~u32{0});
     } else {
         for (const u64 cut : cuts) {

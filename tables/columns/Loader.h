@@ -87,6 +87,10 @@ public:
     void DecideFromSample();
     std::vector<ColumnSpec> Known() const;
 
+    // Makes room for the rows of the section's other bytes, at what the rows up to now took of them. A block
+    // that grows step by step is copied each time, and leaves holes where memory cannot be remapped.
+    void ReserveFor(u64 sectionBytes);
+
     // Appends the rows of the loader that goes on where this one stopped. False where their columns have
     // different types: then all rows must be loaded by one.
     bool Append(ColumnLoader& next);

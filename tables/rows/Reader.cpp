@@ -58,7 +58,8 @@ Reader::Reader(std::shared_ptr<const FileSource> bytes, ReaderOptions readerOpti
     : source(std::move(bytes)), options(std::move(readerOptions)), directory(FileDirectory::Read(*source)) {
     // The arena is made larger than the file where that is affordable, so that no value finds it too small;
     // memory that is not used is never touched.
-    auto budget = static_cast<u32>(std::min(2 * source->Size() + kLeastBudget, kGenerousBudget));
+    const u64 wanted = options.budget != 0 ? options.budget : 2 * source->Size() + kLeastBudget;
+    auto budget = static_cast<u32>(std::min(wanted, kGenerousBudget));
     const auto attempt = [this](u32 memoryBudget) {
         open = std::make_unique<OpenFile>(options.filter);
         return Open(open->symFile, *source, options.mode, memoryBudget);

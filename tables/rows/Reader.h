@@ -37,6 +37,7 @@ struct ReaderOptions {
     ReadMode mode = ReadMode::Auto;
     std::vector<u16> filter = {};  // field ids that symbols deliver; empty: all
     Progress progress = {};
+    u64 budget = 0;  // bytes for the values of a row; 0: enough for every row of the file
 };
 
 class SectionRows;
