@@ -77,6 +77,9 @@ endforeach()
 
 if(TARGET tvsym AND TORVA_BUILD_TOOLS)
   install(TARGETS tvsym RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool ${excluded})
+  # Of `tvsym view`, where ./dev viewer has built it.
+  set(TORVA_VIEWER_PAGE ${PROJECT_SOURCE_DIR}/build/viewer/tvsym-viewer.html CACHE FILEPATH "The viewer's page")
+  install(FILES ${TORVA_VIEWER_PAGE} DESTINATION ${CMAKE_INSTALL_DATADIR}/torvaapi COMPONENT tool ${excluded} OPTIONAL)
 endif()
 install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT ${development} ${excluded})

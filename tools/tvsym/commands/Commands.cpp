@@ -82,6 +82,18 @@ constexpr CommandSpec kCommands[] = {
      "sqlite3 instruments.db \"SELECT symbol, name FROM symbols WHERE currency = 'HKD'\"\n"
      "tvsym export instruments.sym tables/ --dictionary fields.json",
      AddExport},
+    {"view", "Open the viewer's page with a symbol file, or two to compare, in the browser",
+     "The page is one HTML file that holds the viewer and the data; it makes no connection, so nothing "
+     "leaves "
+     "the machine. It is written to the directory for temporary files, where the user alone can read it, and "
+     "removed by a later view after a day. A browser in a sandbox of its own may not see that directory: "
+     "then "
+     "write the page elsewhere with --output, which is also how a page is passed on. The page is found as "
+     "../share/torvaapi/tvsym-viewer.html from the program; './dev viewer' makes it. Up to 512 MiB.",
+     "tvsym view instruments.sym\n"
+     "tvsym view yesterday.sym today.sym\n"
+     "tvsym view instruments.sym --output instruments.html",
+     AddView},
     {"completion", "Print a completion script for a shell", "",
      "eval \"$(tvsym completion bash)\"\ntvsym completion zsh > ~/.zfunc/_tvsym\ntvsym completion fish | "
      "source",

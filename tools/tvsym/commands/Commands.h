@@ -33,6 +33,7 @@ RunCommand AddBuild(CLI::App& app);
 RunCommand AddCheck(CLI::App& app);
 RunCommand AddDiff(CLI::App& app);
 RunCommand AddExport(CLI::App& app);
+RunCommand AddView(CLI::App& app);
 RunCommand AddCompletion(CLI::App& app);
 RunCommand AddHelp(CLI::App& app);  // "help man", "help markdown": not listed
 

@@ -29,6 +29,12 @@ bool IsTerminal(std::FILE* stream);
 // Columns of the terminal that `stream` goes to; 80 when that is not known.
 size_t TerminalColumns(std::FILE* stream);
 
+// The path of the running program; empty where the system does not report it.
+std::string ProgramPath();
+
+// Opens a file in the user's browser. False when no browser could be started.
+bool OpenInBrowser(const std::string& path);
+
 // Columns that a character takes on a terminal: 0, 1 or 2.
 int CharacterWidth(char32_t character);
 

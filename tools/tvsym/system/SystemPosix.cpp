@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <spawn.h>
 #include <sys/ioctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,7 +16,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <filesystem>
 #include <system_error>
+#include <thread>
 
 #include "tools/tvsym/Tool.h"
 #include "tools/tvsym/system/System.h"
@@ -35,6 +39,37 @@ void RemoveAndDie(int signal) {
     }
     std::signal(signal, SIG_DFL);
     std::raise(signal);
+}
+
+// Starts a program with one argument and without the terminal's streams. A program that is still running
+// after a moment is a browser that stays; one that ends says by its status whether it passed the file on.
+bool Start(const std::string& program, const std::string& argument) {
+    posix_spawn_file_actions_t actions;
+    if (::posix_spawn_file_actions_init(&actions) != 0) {
+        return false;
+    }
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        ::posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
+    }
+    std::string words[] = {program, argument};
+    char* arguments[] = {words[0].data(), words[1].data(), nullptr};
+    pid_t process = 0;
+    const int failure = ::posix_spawnp(&process, words[0].c_str(), &actions, nullptr, arguments, environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    if (failure != 0) {
+        return false;
+    }
+    constexpr int kLooks = 150;
+    constexpr std::chrono::milliseconds kBetweenLooks(20);
+    for (int look = 0; look < kLooks; ++look) {
+        int status = 0;
+        const pid_t ended = ::waitpid(process, &status, WNOHANG);
+        if (ended != 0) {
+            return ended == process && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        }
+        std::this_thread::sleep_for(kBetweenLooks);
+    }
+    return true;
 }
 
 }  // namespace
@@ -98,6 +133,26 @@ bool IsTerminal(std::FILE* stream) { return ::isatty(::fileno(stream)) == 1; }
 size_t TerminalColumns(std::FILE* stream) {
     struct winsize size = {};
     return ::ioctl(::fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+std::string ProgramPath() {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error).string();
+}
+
+// BROWSER holds the user's choices, separated by colons; then what desktops and macOS have for this.
+bool OpenInBrowser(const std::string& path) {
+    const std::string address = std::filesystem::absolute(path).string();
+    const char* const chosen = std::getenv("BROWSER");
+    const std::string programs = fmt::format("{}:xdg-open:open", chosen != nullptr ? chosen : "");
+    for (size_t at = 0; at < programs.size();) {
+        const size_t end = std::min(programs.find(':', at), programs.size());
+        if (end > at && Start(programs.substr(at, end - at), address)) {
+            return true;
+        }
+        at = end + 1;
+    }
+    return false;
 }
 
 int CharacterWidth(char32_t character) { return std::max(::wcwidth(static_cast<wchar_t>(character)), 0); }

@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <io.h>
 #include <windows.h>
+// After windows.h, which it needs.
+#include <shellapi.h>
 
 #include <system_error>
 
@@ -57,6 +59,18 @@ size_t TerminalColumns(std::FILE*) {
         return 80;
     }
     return static_cast<size_t>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
+std::string ProgramPath() {
+    char path[MAX_PATH + 1] = {};
+    const DWORD length = GetModuleFileNameA(nullptr, path, sizeof path);
+    return length < sizeof path ? std::string(path, length) : "";
+}
+
+bool OpenInBrowser(const std::string& path) {
+    constexpr INT_PTR kMostFailure = 32;
+    return reinterpret_cast<INT_PTR>(
+               ShellExecuteA(nullptr, "open", path.c_str(), nullptr, nullptr, SW_SHOWNORMAL)) > kMostFailure;
 }
 
 // The blocks of East Asian wide characters, and combining marks.
