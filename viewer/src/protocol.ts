@@ -27,6 +27,7 @@ export interface SectionInfo {
     title: string;
     offset: number;
     size: number; // bytes from the section's id to its end
+    names: boolean; // its elements say what ids stand for
     readable: boolean; // the library finds it and can walk it
     damage: string[]; // what the walk reported, empty for a sound section
     levels: LevelInfo[];
@@ -158,6 +159,7 @@ export interface Bar {
     label: string; // the value, or the start of the range
     count: number;
     filter: Filter | null; // shows these rows
+    name?: string; // what the value stands for, from a section of names
 }
 
 export interface Distribution {
@@ -170,6 +172,7 @@ export interface Distribution {
     top: Bar[]; // most frequent first
     bins: Bar[]; // in order of value; empty for texts
     binUnit: string; // "year", "month", or empty
+    names: number; // section that the names come from, 0 for none
 }
 
 // ---- compare
@@ -235,7 +238,9 @@ export interface Methods {
     // The row of a section whose bytes hold this offset; -1 if none does or it is not known.
     rowAt(slot: Slot, section: number, offset: number): number;
     bytes(slot: Slot, offset: number, size: number): Uint8Array;
-    distribution(query: Query, column: string): Distribution;
+    // `names`: the section whose names stand beside the values; 0 for none, -1 for the one that the column's title
+    // suggests.
+    distribution(query: Query, column: string, names: number): Distribution;
     compare(): CompareSummary;
     changes(query: CompareQuery, first: number, count: number): ChangeWindow;
     // Of the columns with these keys, in this order.

@@ -7,3 +7,8 @@ declare module "virtual:torva-wasm" {
     const gzippedBase64: string;
     export default gzippedBase64;
 }
+
+// Of the library WebWorker, which cannot be loaded beside DOM.
+declare class FileReaderSync {
+    readAsArrayBuffer(blob: Blob): ArrayBuffer;
+}

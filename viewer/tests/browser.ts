@@ -36,11 +36,11 @@ export async function launch(): Promise<Browser> {
     });
 }
 
-export async function openPage(browser: Browser, hash = "", colorScheme: "light" | "dark" = "light"): Promise<Watched> {
+export async function openPage(browser: Browser, hash = "", colorScheme: "light" | "dark" = "light", path = pagePath): Promise<Watched> {
     const context = await browser.newContext({ viewport: { width: 1360, height: 860 }, colorScheme, acceptDownloads: true });
     const page = await context.newPage();
     const faults: string[] = [];
-    const address = pathToFileURL(pagePath).href;
+    const address = pathToFileURL(path).href;
     page.on("request", (request) => {
         const url = request.url();
         if (!url.startsWith(address) && !url.startsWith("blob:") && !url.startsWith("data:")) faults.push(`request: ${url}`);

@@ -1,13 +1,12 @@
 // The page as a person uses it, on the sample; its values are compared with those of the tool.
 
-import { readFileSync, statSync } from "node:fs";
+import { copyFileSync, readFileSync, statSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { join } from "node:path";
 import { parquetReadObjects } from "hyparquet";
 import type { Browser, Page } from "playwright-core";
 import { afterAll, afterEach, beforeAll, describe, expect, test } from "vitest";
 import { cellTexts, dictionary, exported, folder, launch, openFiles, openPage, pagePath, sample, show, tvsym, type Watched } from "./browser";
-import { writeFileSync } from "node:fs";
 
 let browser: Browser;
 let watched: Watched;
@@ -47,6 +46,23 @@ test("the page is one file within its size, with a policy that allows nothing el
     expect(text).toContain("default-src 'none'");
     expect(text).not.toMatch(/unsafe-inline|unsafe-eval'(?<!wasm-unsafe-eval')/);
     expect(text).not.toMatch(/<(?:script|link|img)[^>]+(?:src|href)="(?!data:)/);
+});
+
+test("the policy stops what asks the network or runs a script", async () => {
+    await openSample();
+    const stopped = await page.evaluate(async () => {
+        const directives = new Set<string>();
+        document.addEventListener("securitypolicyviolation", (event) => directives.add(event.effectiveDirective));
+        await fetch("https://example.invalid/").catch(() => {});
+        new Image().src = "https://example.invalid/";
+        const script = document.createElement("script");
+        script.textContent = "document.title = 'ran'";
+        document.body.append(script);
+        await new Promise((resolve) => setTimeout(resolve, 300));
+        return { directives: [...directives].sort(), ran: document.title === "ran" };
+    });
+    expect(stopped).toEqual({ directives: ["connect-src", "img-src", "script-src-elem"], ran: false });
+    watched.faults.length = 0;
 });
 
 describe("the sample", () => {
@@ -112,21 +128,43 @@ describe("the sample", () => {
         expect(marked).toContain(String(first.fields[0]?.value));
     });
 
-    test("other sections are tables and trees of the tool's rows", async () => {
-        await openSample("#view=sections&section=14");
-        const dumped = JSON.parse(tvsym("dump", "--section", "14", sample())) as { sections: { heads: { id: number; name: string; items: unknown[] }[] }[] };
-        const heads = dumped.sections[0]?.heads ?? [];
-        await page.waitForSelector(".grid-body [role=row]");
-        expect((await cellTexts(page, 0)).slice(1)).toEqual([String(heads[0]?.id), heads[0]?.name]);
-        await page.click(".grid-body [role=row] >> nth=0");
-        await page.click('button:has-text("Its items")');
-        await page.waitForFunction((rows) => document.querySelector(".count")?.textContent?.startsWith(`${rows} `), heads[0]?.items.length);
-        await page.click('button:text-is("Tree")');
+    test("every value of the other sections is the tool's", async () => {
+        await openSample();
+        const dumped = JSON.parse(tvsym("dump", "--dictionary", dictionary, sample())) as { sections: Record<string, unknown>[] };
+        const isObject = (value: unknown): value is Record<string, unknown> => typeof value === "object" && value !== null && !Array.isArray(value);
+        const listsIn = (element: unknown, except: string[]): [string, unknown[]][] =>
+            isObject(element) ? (Object.entries(element).filter(([key, value]) => Array.isArray(value) && !except.includes(key)) as [string, unknown[]][]) : [];
+        const plain = (value: unknown): string => String(value).replace(/^0x/, "").replace(/^(\d{4})-(\d\d)-(\d\d)$/, "$1$2$3");
+        // The dump has sections 18 and 21 as they are stored, the page as they are read.
+        for (const section of dumped.sections.filter(({ id }) => ![2, 18, 21].includes(id as number))) {
+            let [name, elements] = listsIn(section, [])[0] ?? ["", []];
+            for (let level = 0; elements.length > 0; ++level) {
+                await page.evaluate((hash) => void (location.hash = hash), `view=sections&section=${String(section["id"])}&level=${level}`);
+                const count = `${elements.length.toLocaleString("en-US")} ${name}`;
+                await page.waitForFunction((wanted) => document.querySelector(".count")?.textContent === wanted, count);
+                const lines = (await exported(page, "NDJSON")).toString("utf8").trim().split("\n");
+                const rows = lines.map((line) => JSON.parse(line) as Record<string, unknown>);
+                const keys = Object.keys(rows[0] ?? {}).filter((key) => key !== "#");
+                const wanted = elements.map((element) => keys.map((key) => plain(isObject(element) ? element[key] : element)));
+                expect(rows.map((row) => keys.map((key) => plain(row[key]))), `section ${String(section["id"])}, ${name}`).toEqual(wanted);
+                const below = elements.flatMap((element) => listsIn(element, keys));
+                [name, elements] = [below[0]?.[0] ?? "", below.flatMap(([, list]) => list)];
+            }
+        }
+    });
+
+    test("a nested section is a tree, opened by keys, and a link keeps it", async () => {
+        await openSample("#view=sections&section=14&tree=1");
         await page.waitForSelector("[role=treeitem]");
-        expect(await page.locator("[role=treeitem]").count()).toBe(heads.length);
+        expect(await page.locator("[role=treeitem]").count()).toBe(2);
         await page.focus("[role=treeitem] >> nth=0");
         await page.keyboard.press("ArrowRight");
         await page.waitForSelector("[role=treeitem][aria-level='2']");
+        await page.click('button:text-is("Table")');
+        await page.click(".grid-body [role=row] >> nth=0");
+        await page.click('button:has-text("Its items")');
+        await page.waitForFunction(() => /^\d+ items/.test(document.querySelector(".count")?.textContent ?? ""));
+        expect(page.url()).toContain("parent=0");
     });
 });
 
@@ -197,6 +235,42 @@ test("pictures come with their numbers, and a bar leads to its rows", async () =
     expect(cells).toContain(times.toLocaleString("en-US"));
     await page.click(".bars tbody button >> nth=0");
     await page.waitForFunction((count) => document.querySelector(".count")?.textContent?.startsWith(count), times.toLocaleString("en-US"));
+
+    // Countries by name, and the sizes of the sections.
+    await page.evaluate(() => void (location.hash = "view=charts&chart=f6"));
+    await page.waitForFunction(() => document.querySelector(".bars tbody tr")?.textContent?.startsWith("840United States"));
+    await page.click('.section-list button:has-text("Sizes of sections")');
+    await page.waitForFunction(() => document.querySelectorAll(".bars tbody tr").length === 21);
+    expect(await page.locator(".bars tbody tr >> nth=0").innerText()).toContain("2 symbols");
+});
+
+test("a finding leads to its place in the map, its bytes and its row", async () => {
+    const bytes = new Uint8Array(readFileSync(sample()));
+    const second = toolSymbols()[1]?.symbol ?? "";
+    const at = Buffer.from(bytes).indexOf(second + "\0");
+    bytes[at] = 0xff; // not UTF-8
+    watched = await openPage(browser, "#view=findings");
+    page = watched.page;
+    await openFiles(page, [{ name: "odd.sym", bytes }]);
+    await page.click(".findings tbody td.mono button >> nth=0");
+    await page.waitForSelector(".map-part.here");
+    await page.waitForSelector(".hex .marked");
+    await page.click('.findings tbody button:text-is("table") >> nth=0');
+    await page.waitForSelector(".grid-body [role=row].selected");
+    expect(await page.locator(".record-title").innerText()).toBe("\\xff" + second.slice(1));
+});
+
+test("a page made by the tool shows its files", async () => {
+    const [file, made] = [join(folder, "carried.sym"), join(folder, "carried.html")];
+    copyFileSync(sample(), file);
+    tvsym("view", "--page", pagePath, "--dictionary", dictionary, "--output", made, file, join(folder, "instruments.sym"));
+    watched = await openPage(browser, "", "light", made);
+    page = watched.page;
+    await page.waitForSelector(".compare, .note.good");
+    expect(await page.locator(".file-name").innerText()).toContain("carried.sym");
+    await show(page, "symbols");
+    await page.waitForSelector('button[title^="currency"]');
+    expect((await cellTexts(page, 0))[0]).toBe(toolSymbols()[0]?.symbol);
 });
 
 test("a dictionary is inferred, edited and taken away", async () => {

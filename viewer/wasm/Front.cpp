@@ -33,6 +33,13 @@ using torva::tables::Reader;
 
 constexpr u64 kFindingsOfOneKind = 1000;
 
+// For the values of one row of a section. The module's memory never shrinks, so a large file gets no more.
+u64 Budget(u64 fileSize) {
+    constexpr u64 kLeast = u64{4} << 20;
+    constexpr u64 kMost = u64{64} << 20;
+    return std::min(2 * fileSize + kLeast, kMost);
+}
+
 struct TableRelease {
     void operator()(TvtTable* table) const { tvt_Release(table); }
 };
@@ -83,6 +90,15 @@ json ProblemJson(const Problem& problem) {
             {"text", problem.what}};
 }
 
+// Whether a section says what ids stand for: elements of an id and texts.
+bool HasNames(const torva::SectionInfo& info) {
+    const torva::Level& level = info.levels[0];
+    if (info.levels.size() != 1 || level.columns.size() < 2) return false;
+    if (level.columns[0].kind != torva::ColumnKind::Number) return false;
+    return std::all_of(level.columns.begin() + 1, level.columns.end(),
+                       [](const torva::Column& column) { return column.kind == torva::ColumnKind::Text; });
+}
+
 json SectionJson(const DirectoryEntry& entry, u64 fileSize) {
     const torva::SectionInfo* const info = torva::FindSection(entry.id);
     const u64 end = std::min<u64>(entry.End(), fileSize);
@@ -91,6 +107,7 @@ json SectionJson(const DirectoryEntry& entry, u64 fileSize) {
             {"title", info != nullptr ? info->title : "unknown"},
             {"offset", entry.offset},
             {"size", end > entry.offset ? end - entry.offset : 0},
+            {"names", info != nullptr && HasNames(*info)},
             {"readable", entry.Readable()},
             {"note", entry.Readable() ? "" : "readers do not find this section"}};
 }
@@ -122,7 +139,9 @@ json Open(u32 slot, const u8* bytes, u32 size) {
     file->directory = FileDirectory::Read(*file->source);
     std::string unreadable;
     try {
-        file->reader.emplace(file->source);
+        torva::tables::ReaderOptions options;
+        options.budget = Budget(size);
+        file->reader.emplace(file->source, options);
     } catch (const torva::tables::Error& error) {  // the map can still be shown
         unreadable = error.what();
     }
@@ -350,7 +369,7 @@ json Record(const OpenFile& file, u32 row) {
     }
     return {{"offset", record.offset},
             {"size", record.size},
-            {"text", std::string(record.text)},
+            {"textSize", record.text.size()},
             {"fields", fields}};
 }
 
@@ -361,6 +380,7 @@ json Check(const OpenFile& file) {
     torva::tables::TextCodec codec(encoding);
     torva::tables::CheckOptions options;
     options.limit = kFindingsOfOneKind;
+    options.budget = Budget(file.bytes.size());
     const torva::tables::CheckReport report = torva::tables::Check(file.source, codec, options);
     json findings = json::array();
     for (const torva::tables::Finding& finding : report.findings.Kept()) {

@@ -1,7 +1,10 @@
 #include "viewer/wasm/Kernels.h"
 
+#include <wasm_simd128.h>
+
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -111,37 +114,120 @@ void Sort(const ColumnView& column, u32* rows, u32 count, bool descending) {
     std::copy(without.begin(), without.end(), to);
 }
 
+namespace {
+
+// Finds the places of a folded needle in bytes, 16 of them at a time: by its first and its last byte, then by
+// all of it. A letter is compared with bit 5 of the text set, which folds the letters and maps nothing else
+// on them.
+class Finder {
+public:
+    explicit Finder(std::string_view foldedNeedle)
+        : needle(foldedNeedle), first(Pattern(needle.front())), last(Pattern(needle.back())) {}
+
+    // The first place from `at` on, or `end`. Does not read past `end`.
+    const char* Find(const char* at, const char* end) const {
+        const std::size_t tail = needle.size() - 1;
+        constexpr std::ptrdiff_t kLanes = 16;
+        for (; end - at >= kLanes + static_cast<std::ptrdiff_t>(tail); at += kLanes) {
+            const v128_t both = wasm_v128_and(first.In(at), last.In(at + tail));
+            for (u32 lanes = wasm_i8x16_bitmask(both); lanes != 0; lanes &= lanes - 1) {
+                const char* const place = at + std::countr_zero(lanes);
+                if (FoldedEqual(place, needle)) return place;
+            }
+        }
+        for (; end - at > static_cast<std::ptrdiff_t>(tail); ++at) {
+            if (FoldedEqual(at, needle)) return at;
+        }
+        return end;
+    }
+
+    std::size_t Size() const { return needle.size(); }
+
+private:
+    struct Pattern {
+        explicit Pattern(char c)
+            : wanted(wasm_i8x16_splat(c)), folding(wasm_i8x16_splat(c >= 'a' && c <= 'z' ? 0x20 : 0)) {}
+        v128_t In(const char* at) const {
+            return wasm_i8x16_eq(wasm_v128_or(wasm_v128_load(at), folding), wanted);
+        }
+        v128_t wanted;
+        v128_t folding;
+    };
+
+    std::string_view needle;
+    Pattern first;
+    Pattern last;
+};
+
+// Sets hit[i] for those of the rows from `first` on whose text contains the needle. The texts lie one after
+// the other, so they are searched as one.
+void MarkContaining(const ColumnView& column, const Finder& finder, u32 first, u32 count, u8* hit) {
+    const char* const bytes = reinterpret_cast<const char*>(column.values);
+    const char* const end = bytes + column.offsets[first + count];
+    u32 row = first;
+    for (const char* at = bytes + column.offsets[first]; (at = finder.Find(at, end)) != end;) {
+        while (bytes + column.offsets[row + 1] <= at) ++row;
+        const char* const rowEnd = bytes + column.offsets[row + 1];
+        if (at + finder.Size() <= rowEnd) {
+            hit[row - first] = 1;
+            at = rowEnd;
+        } else {
+            ++at;  // it reaches into the next text
+        }
+    }
+}
+
+}  // namespace
+
 u32 Search(const ColumnView* const* columns, u32 columnCount, std::string_view needle, Match match,
            const u32* rows, u32 first, u32 count, u32* found) {
+    if (count == 0) return 0;
     std::string folded(needle);
     std::transform(folded.begin(), folded.end(), folded.begin(),
                    [](char c) { return static_cast<char>(Fold(c)); });
+    const auto rowAt = [&](u32 at) { return rows != nullptr ? rows[first + at] : first + at; };
+    u32 low = first;
+    u32 high = first + count;
+    if (rows != nullptr) {
+        const auto [least, most] = std::minmax_element(rows + first, rows + first + count);
+        low = *least;
+        high = *most + 1;
+    }
+    const bool asOne = match == Match::Contains && !folded.empty();
+    constexpr u64 kFew = 8;  // with fewer rows than one in so many, one by one is faster
+    const bool dense = high - low <= kFew * count;
 
-    // Which values of a dictionary match is found once, not for each row.
-    std::vector<std::vector<u8>> matching(columnCount);
+    std::vector<u8> hit(high - low);
     for (u32 c = 0; c < columnCount; ++c) {
         const ColumnView& column = *columns[c];
-        if (column.indices == nullptr) continue;
-        matching[c].resize(column.valueCount);
-        for (u32 at = 0; at < column.valueCount; ++at) {
-            matching[c][at] = Matches(column.Text(at), folded, match) ? 1 : 0;
+        const bool texts = column.kind == ColumnView::Kind::Text;
+        if (column.indices == nullptr && texts && asOne && dense) {
+            MarkContaining(column, Finder(folded), low, high - low, hit.data());
+            continue;
+        }
+        // Which values of a dictionary match is found once, not for each row.
+        std::vector<u8> matching(column.indices != nullptr ? column.valueCount : 0);
+        if (!matching.empty() && texts && asOne) {
+            MarkContaining(column, Finder(folded), 0, column.valueCount, matching.data());
+        } else {
+            for (u32 at = 0; at < matching.size(); ++at) {
+                matching[at] = Matches(column.Text(at), folded, match) ? 1 : 0;
+            }
+        }
+        for (u32 at = 0; at < count; ++at) {
+            const u32 row = rowAt(at);
+            if (hit[row - low] != 0 || column.IsNull(row)) continue;
+            const u32 value = column.ValueOf(row);
+            hit[row - low] = column.indices != nullptr
+                                 ? matching[value]
+                                 : static_cast<u8>(Matches(column.Text(value), folded, match));
         }
     }
 
     u32 hits = 0;
     for (u32 at = 0; at < count; ++at) {
-        const u32 row = rows != nullptr ? rows[first + at] : first + at;
-        for (u32 c = 0; c < columnCount; ++c) {
-            const ColumnView& column = *columns[c];
-            if (column.IsNull(row)) continue;
-            const u32 value = column.ValueOf(row);
-            const bool hit = column.indices != nullptr ? matching[c][value] != 0
-                                                       : Matches(column.Text(value), folded, match);
-            if (hit) {
-                found[hits++] = row;
-                break;
-            }
-        }
+        found[hits] = rowAt(at);
+        hits += hit[found[hits] - low];
     }
     return hits;
 }

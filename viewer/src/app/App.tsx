@@ -222,16 +222,25 @@ function useDrop(setDropping: (dropping: boolean) => void): void {
     }, []);
 }
 
-// A copy of the page may carry its files: <script type="application/octet-stream" data-name="NAME">BASE64.
+// A copy of the page may carry its files, each as blocks of base64: the first has data-name, the rest data-more.
 function useEmbedded(): void {
     useEffect(() => {
-        const files = [...document.querySelectorAll<HTMLScriptElement>("script[data-name]")].map((element) => {
-            const bytes = Uint8Array.from(atob((element.textContent ?? "").trim()), (c) => c.charCodeAt(0));
-            element.remove();
-            return new File([bytes], element.dataset["name"] ?? "file");
-        });
-        if (files.length > 0) void takeFiles(files, 0);
+        const files: { name: string; parts: Uint8Array<ArrayBuffer>[] }[] = [];
+        for (const block of document.querySelectorAll<HTMLScriptElement>("script[data-name], script[data-more]")) {
+            const name = block.dataset["name"];
+            if (name !== undefined) files.push({ name, parts: [] });
+            files.at(-1)?.parts.push(decodeBase64(block.textContent ?? ""));
+            block.remove();
+        }
+        if (files.length > 0) void takeFiles(files.map(({ name, parts }) => new File(parts, name)), 0);
     }, []);
+}
+
+function decodeBase64(text: string): Uint8Array<ArrayBuffer> {
+    const binary = atob(text);
+    const bytes = new Uint8Array(binary.length);
+    for (let at = 0; at < bytes.length; ++at) bytes[at] = binary.charCodeAt(at);
+    return bytes;
 }
 
 function useTheme(): { other: "dark" | "light"; toggle: () => void } {

@@ -4,10 +4,11 @@ import type { JSX } from "preact";
 import { useEffect, useRef, useState } from "preact/hooks";
 import uPlot from "uplot";
 import { filterText } from "../filterText";
-import type { Bar, Distribution } from "../protocol";
+import type { Bar, Distribution, SectionInfo } from "../protocol";
 import { client } from "./client";
 import { count, percent, plural } from "./format";
-import { go, useStore } from "./state";
+import { openSection } from "./Overview";
+import { go, sizesChart, useStore } from "./state";
 import { filtersOf, useTable } from "./useTable";
 
 export function Charts(): JSX.Element {
@@ -15,21 +16,21 @@ export function Charts(): JSX.Element {
     const table = useTable({ slot: 0, section: 2, level: 0 }, place);
     const columns = table.info?.columns.filter(({ type }) => type !== "list") ?? [];
     const likely = columns.find(({ title }) => /exchange|venue|market|country/i.test(title)) ?? columns[1] ?? columns[0];
-    const chosen = columns.find(({ key }) => key === place.chart) ?? likely;
+    const sizes = place.chart === sizesChart;
+    const chosen = sizes ? undefined : (columns.find(({ key }) => key === place.chart) ?? likely);
     const [found, setFound] = useState<Distribution | null>(null);
     const query = { ...table.query, filters: filtersOf(table.info?.columns ?? [], place.filters) };
-    const key = JSON.stringify([query, chosen?.key, table.version]);
+    const key = JSON.stringify([query, chosen?.key, table.version, place.names]);
     useEffect(() => {
         let wanted = true;
         if (!chosen) return;
-        void client.call("distribution", query, chosen.key).then(
+        void client.call("distribution", query, chosen.key, place.names).then(
             (distribution) => wanted && setFound(distribution),
             () => wanted && setFound(null),
         );
         return () => void (wanted = false);
     }, [key]);
     if (!file) return <></>;
-    if (table.error !== "") return <p class="note bad">{table.error}</p>;
     const filtered = table.info !== null && table.info.rows < table.info.total;
     const followBar = (bar: Bar): void => {
         if (!bar.filter) return;
@@ -38,15 +39,21 @@ export function Charts(): JSX.Element {
     return (
         <div class="with-list">
             <nav class="section-list" aria-label="Columns">
+                <button aria-current={sizes ? "page" : undefined} onClick={() => go({ chart: sizesChart })}>
+                    <span class="section-name">Sizes of sections</span>
+                    <span class="quiet">bytes</span>
+                </button>
                 {columns.map((column) => (
-                    <button key={column.key} aria-current={column.key === chosen?.key ? "page" : undefined} onClick={() => go({ chart: column.key })}>
+                    <button key={column.key} aria-current={column.key === chosen?.key ? "page" : undefined} onClick={() => go({ chart: column.key, names: -1 })}>
                         <span class="section-name">{column.title}</span>
                         <span class="quiet">{column.type}</span>
                     </button>
                 ))}
             </nav>
             <div class="scroll">
-                {found && (
+                {sizes && <Sizes sections={file.sections} total={file.size} />}
+                {!sizes && table.error !== "" && <p class="note bad">{table.error}</p>}
+                {!sizes && found && (
                     <>
                         <div class="pane-title">
                             <h2>{found.column.title}</h2>
@@ -71,7 +78,10 @@ export function Charts(): JSX.Element {
                                 </details>
                             </>
                         )}
-                        <h3>{found.distinct > found.top.length ? `The ${found.top.length} most frequent values` : "All values"}</h3>
+                        <div class="pane-title">
+                            <h3>{found.distinct > found.top.length ? `The ${found.top.length} most frequent values` : "All values"}</h3>
+                            <NamesFrom sections={file.sections} chosen={found.names} />
+                        </div>
                         <BarTable bars={found.top} total={found.total} heading={found.column.title} onChoose={followBar} />
                     </>
                 )}
@@ -80,17 +90,73 @@ export function Charts(): JSX.Element {
     );
 }
 
+// Which section's names stand beside the values.
+function NamesFrom(props: { sections: SectionInfo[]; chosen: number }): JSX.Element {
+    const named = props.sections.filter(({ names, readable }) => readable && names);
+    if (named.length === 0) return <></>;
+    return (
+        <label class="quiet">
+            names from{" "}
+            <select value={String(props.chosen)} onChange={(event) => go({ names: Number(event.currentTarget.value) })}>
+                <option value="0">nowhere</option>
+                {named.map(({ id, entry, title }) => (
+                    <option key={entry} value={String(id)}>
+                        {title}
+                    </option>
+                ))}
+            </select>
+        </label>
+    );
+}
+
+function Sizes({ sections, total }: { sections: SectionInfo[]; total: number }): JSX.Element {
+    const [all, setAll] = useState(true);
+    const bySize = [...sections].sort((a, b) => b.size - a.size);
+    const shown = all ? bySize : bySize.slice(1);
+    const entryOf = new Map<string, SectionInfo>();
+    for (const section of shown) {
+        const label = `${section.id} ${section.title}`;
+        entryOf.set(entryOf.has(label) ? `${label}, entry ${section.entry + 1}` : label, section);
+    }
+    const bars = [...entryOf].map(([label, { size }]): Bar => ({ label, count: size, filter: null }));
+    return (
+        <>
+            <div class="pane-title">
+                <h2>Sizes of sections</h2>
+                <span class="quiet">
+                    {plural(sections.length, "section")} · {plural(total, "byte")}
+                </span>
+            </div>
+            <label>
+                <input type="checkbox" checked={!all} onChange={() => setAll(!all)} /> without the largest, so that the others can be compared
+            </label>
+            <BarTable
+                bars={bars}
+                total={total}
+                heading="section"
+                unit="bytes"
+                onChoose={({ label }) => {
+                    const section = entryOf.get(label);
+                    if (section) openSection(section);
+                }}
+            />
+        </>
+    );
+}
+
 // Bars that are rows of a table: the picture and its numbers in one.
-function BarTable(props: { bars: Bar[]; total: number; heading: string; onChoose: ((bar: Bar) => void) | null }): JSX.Element {
+function BarTable(props: { bars: Bar[]; total: number; heading: string; unit?: string; onChoose: ((bar: Bar) => void) | null }): JSX.Element {
     const most = Math.max(1, ...props.bars.map((bar) => bar.count));
-    const { onChoose } = props;
+    const named = props.bars.some(({ name }) => name !== undefined);
+    const { onChoose, unit = "symbols" } = props;
     return (
         <table class="plain bars">
             <thead>
                 <tr>
                     <th scope="col">{props.heading}</th>
+                    {named && <th scope="col">name</th>}
                     <th scope="col" class="number">
-                        symbols
+                        {unit}
                     </th>
                     <th scope="col" class="number">
                         share
@@ -105,13 +171,14 @@ function BarTable(props: { bars: Bar[]; total: number; heading: string; onChoose
                     <tr key={bar.label}>
                         <th scope="row">
                             {onChoose && bar.label !== "" ? (
-                                <button class="link" title="Show these symbols" onClick={() => onChoose(bar)}>
+                                <button class="link" title={unit === "symbols" ? "Show these symbols" : "Show it"} onClick={() => onChoose(bar)}>
                                     {bar.label}
                                 </button>
                             ) : (
                                 bar.label || <span class="quiet">empty text</span>
                             )}
                         </th>
+                        {named && <td>{bar.name ?? ""}</td>}
                         <td class="number">{count(bar.count)}</td>
                         <td class="number">{percent(bar.count, props.total)}</td>
                         <td class="bar-cell" aria-hidden="true">

@@ -242,7 +242,6 @@ export function SectionsView(): JSX.Element {
 function SectionPane({ entry }: { entry: number }): JSX.Element {
     const { place, file } = useStore();
     const section = file?.sections.find((one) => one.entry === entry);
-    const [asTree, setAsTree] = useState(false);
     if (!section) return <></>;
     const levels = section.levels;
     const readable = section.readable && section.name !== "";
@@ -256,10 +255,10 @@ function SectionPane({ entry }: { entry: number }): JSX.Element {
                 <span class="spring" />
                 {levels.length > 1 && readable && (
                     <div class="segments" role="group" aria-label="Show as">
-                        <button aria-pressed={!asTree} onClick={() => setAsTree(false)}>
+                        <button aria-pressed={!place.tree} onClick={() => go({ tree: false })}>
                             Table
                         </button>
-                        <button aria-pressed={asTree} onClick={() => setAsTree(true)}>
+                        <button aria-pressed={place.tree} onClick={() => go({ tree: true })}>
                             Tree
                         </button>
                     </div>
@@ -272,7 +271,7 @@ function SectionPane({ entry }: { entry: number }): JSX.Element {
             ))}
             {!readable ? (
                 <Hex offset={section.offset} size={section.size} marks={[]} label="Bytes of the section" />
-            ) : asTree ? (
+            ) : place.tree && levels.length > 1 ? (
                 <Tree section={section} />
             ) : (
                 <LevelTable section={section.id} name={section.name} levels={levels.map(({ name, rows }) => ({ name, rows }))} place={place} />

@@ -16,7 +16,9 @@ export interface Place {
     section: number;
     level: number;
     parent: number; // -1: all rows of the level
-    chart: string; // column
+    tree: boolean; // a nested section as a tree
+    chart: string; // column, or sizesChart
+    names: number; // section whose names stand beside a chart's values; 0 for none, -1 for the suggested one
     offset: number; // of the bytes shown, -1 for none
 }
 
@@ -30,9 +32,13 @@ export const home: Place = {
     section: 0,
     level: 0,
     parent: -1,
+    tree: false,
     chart: "",
+    names: -1,
     offset: -1,
 };
+
+export const sizesChart = "sizes";
 
 export interface State {
     place: Place;
@@ -95,9 +101,10 @@ export function toHash(place: Place): string {
     for (const [column, text] of Object.entries(place.filters)) if (text !== "") words.append("filter", `${column}:${text}`);
     if (place.sort) words.set("sort", (place.sort.descending ? "-" : "") + place.sort.column);
     if (place.hidden.length > 0) words.set("hidden", place.hidden.join(","));
-    for (const key of ["row", "section", "level", "parent", "offset"] as const) {
+    for (const key of ["row", "section", "level", "parent", "names", "offset"] as const) {
         if (place[key] !== home[key]) words.set(key, String(place[key]));
     }
+    if (place.tree) words.set("tree", "1");
     if (place.chart !== "") words.set("chart", place.chart);
     const text = words.toString();
     return text === "" ? "" : "#" + text;
@@ -105,7 +112,7 @@ export function toHash(place: Place): string {
 
 export function fromHash(hash: string): Place {
     const words = new URLSearchParams(hash.replace(/^#/, ""));
-    const number = (key: "row" | "section" | "level" | "parent" | "offset"): number => {
+    const number = (key: "row" | "section" | "level" | "parent" | "names" | "offset"): number => {
         const value = Number(words.get(key) ?? NaN);
         return Number.isInteger(value) && value >= 0 ? value : home[key];
     };
@@ -125,7 +132,9 @@ export function fromHash(hash: string): Place {
         section: number("section"),
         level: number("level"),
         parent: number("parent"),
+        tree: words.get("tree") === "1",
         chart: words.get("chart") ?? "",
+        names: number("names"),
         offset: number("offset"),
     };
 }

@@ -1,13 +1,25 @@
 // How the values of a column are distributed: the most frequent ones, and numbers and dates in bins.
 
-import type { Bar, Distribution, Filter } from "../protocol";
+import type { Bar, Distribution, Filter, SectionInfo } from "../protocol";
 import type { Front } from "./front";
 import type { Table, TableColumn } from "./table";
+
+// What the values of a column stand for: the section that says so, and its names by value.
+export interface Names {
+    section: number;
+    byValue: Map<string, string>;
+}
+
+// The section whose names a column's values stand for, as far as their titles tell.
+export function suggestedNames(title: string, sections: readonly SectionInfo[]): number {
+    const pattern = [/countr/i, /exchange|venue|market/i].find((one) => one.test(title));
+    return sections.find((section) => section.names && pattern?.test(section.title))?.id ?? 0;
+}
 
 const topValues = 20;
 const mostBins = 40;
 
-export function distribution(front: Front, table: Table, key: string): Distribution {
+export function distribution(front: Front, table: Table, key: string, names: Names | null): Distribution {
     const found = table.byKey.get(key);
     if (!found || found.column.isList) throw new Error(`There is no column ${key} to count.`);
     const { column } = found;
@@ -21,11 +33,16 @@ export function distribution(front: Front, table: Table, key: string): Distribut
 
     const runs = runsOf(sorted, (a, b) => column.same(a, b));
     const label = (run: Run | undefined): string => (run ? column.text(run.row) : "");
+    const named = (value: string): { name?: string } => {
+        const name = names?.byValue.get(value);
+        return name === undefined ? {} : { name };
+    };
     const top = [...runs]
         .sort((a, b) => b.count - a.count)
         .slice(0, topValues)
         .map((run) => ({ label: label(run), count: run.count }));
-    const { bins, unit } = binsOf(found, sorted, runs.length);
+    // Numbers that are names are in no order that means anything.
+    const { bins, unit } = names ? { bins: [], unit: "" } : binsOf(found, sorted, runs.length);
     const { key: name, title, type, numeric } = found;
     return {
         column: { key: name, title, type, numeric },
@@ -34,9 +51,10 @@ export function distribution(front: Front, table: Table, key: string): Distribut
         distinct: runs.length,
         least: label(runs[0]),
         most: label(runs.at(-1)),
-        top: top.map((bar) => ({ ...bar, filter: { column: key, op: "is", value: bar.label } })),
+        top: top.map((bar) => ({ ...bar, ...named(bar.label), filter: { column: key, op: "is", value: bar.label } })),
         bins,
         binUnit: unit,
+        names: names?.section ?? 0,
     };
 }
 

@@ -16,7 +16,7 @@ import type {
 import { Column, type Value } from "./columns";
 import { Comparison } from "./compare";
 import { inferDictionary } from "./dictionary";
-import { distribution } from "./distribution";
+import { distribution, suggestedNames, type Names } from "./distribution";
 import { exportTable } from "./export";
 import { FieldColumn, recordDetail } from "./fields";
 import type { Front, FrontOverview, FrontSymbols, FrontTable } from "./front";
@@ -235,6 +235,21 @@ export class OpenFile {
         return described && level > 0 ? (this.front.words(described.parents, described.rows)[row] ?? -1) : -1;
     }
 
+    // What a section of ids and texts says of each id, and of each short text that has a longer one beside it.
+    namesIn(id: number): Names | null {
+        if (!this.overview.sections.some((section) => section.id === id && section.readable && section.names)) return null;
+        const level = this.section(id).levels[0];
+        const [ids, ...texts] = (level?.columns ?? []).map((place) => this.front.column(place));
+        const last = texts.at(-1);
+        if (!level || !ids || !last) return null;
+        const byValue = new Map<string, string>();
+        for (let row = 0; row < level.rows; ++row) {
+            byValue.set(ids.text(row), last.text(row));
+            if (texts.length > 1) byValue.set(texts[0]?.text(row) ?? "", last.text(row));
+        }
+        return { section: id, byValue };
+    }
+
     columnInfos(source: TableSource): ColumnInfo[] {
         return this.table(source).columns;
     }
@@ -252,7 +267,7 @@ export function lowerBound(array: ArrayLike<number>, value: number): number {
     return low;
 }
 
-const readPiece = 4 << 20;
+const readPiece = 16 << 20;
 
 export class Engine implements AsyncMethods {
     private readonly files: (OpenFile | null)[] = [null, null];
@@ -275,13 +290,14 @@ export class Engine implements AsyncMethods {
     }
 
     // Reads the file in pieces straight into the module's memory, so that it is held once.
-    async open(slot: Slot, blob: Blob, name: string): Promise<Overview> {
+    open(slot: Slot, blob: Blob, name: string): Overview {
         if (blob.size === 0) throw new Error(`${name} is empty.`);
         if (blob.size > 2 ** 31 - 2 ** 24) throw new Error(`${name} is larger than this page can hold (2 GB).`);
         const bytes = this.front.alloc(blob.size);
+        const reader = new FileReaderSync();
         try {
             for (let at = 0; at < blob.size; at += readPiece) {
-                const piece = new Uint8Array(await blob.slice(at, at + readPiece).arrayBuffer());
+                const piece = new Uint8Array(reader.readAsArrayBuffer(blob.slice(at, at + readPiece)));
                 this.front.memory(bytes + at, piece.length).set(piece);
                 this.progress("Reading", at / blob.size);
             }
@@ -343,7 +359,8 @@ export class Engine implements AsyncMethods {
 
     rows(query: Query, first: number, count: number): ReturnType<Methods["rows"]> {
         const table = this.file(query.source.slot).table(query.source);
-        table.update(query);
+        // A search that goes on is continued by those who ask for the table.
+        if (table.prepare(query)) table.update(query);
         return table.window(first, count);
     }
 
@@ -371,10 +388,12 @@ export class Engine implements AsyncMethods {
         return offset < end ? this.front.memory(file.bytes + offset, end - offset).slice() : new Uint8Array();
     }
 
-    distribution(query: Query, column: string): ReturnType<Methods["distribution"]> {
-        const table = this.file(query.source.slot).table(query.source);
+    distribution(query: Query, column: string, names: number): ReturnType<Methods["distribution"]> {
+        const file = this.file(query.source.slot);
+        const table = file.table(query.source);
         table.complete(query);
-        return distribution(this.front, table, column);
+        const section = names >= 0 ? names : suggestedNames(table.byKey.get(column)?.title ?? "", file.overview.sections);
+        return distribution(this.front, table, column, file.namesIn(section));
     }
 
     compare(): ReturnType<Methods["compare"]> {

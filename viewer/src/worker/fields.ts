@@ -110,5 +110,6 @@ export function recordDetail(front: Front, file: OpenFile, row: number): RecordD
             size: field.size,
         };
     });
-    return { row, title: record.text, offset: record.offset, size: record.size, fields };
+    const symbol = front.memory(file.bytes + record.offset + 4, record.textSize);
+    return { row, title: displayText(symbol).text, offset: record.offset, size: record.size, fields };
 }

@@ -39,6 +39,7 @@ export interface FrontSection {
     title: string;
     offset: number;
     size: number;
+    names: boolean;
     readable: boolean;
     note: string; // why it is not readable
 }
@@ -74,7 +75,7 @@ export interface FrontSymbols {
 export interface FrontRecord {
     offset: number;
     size: number;
-    text: string;
+    textSize: number; // of the symbol, which follows the record's size of 4 bytes
     fields: {
         id: number;
         tag: number;

@@ -9,9 +9,11 @@ export interface TableColumn extends ColumnInfo {
 }
 
 // Rows looked at between two looks at the clock.
-const chunk = 65536;
+const chunk = 131_072;
 
-// How long a search may hold the worker before it reports what it has and lets other requests in.
+// How long a search may hold the worker before it reports what it has and lets other requests in: at first a
+// moment, so that the first rows are on screen at once.
+const firstSliceMs = 8;
 const sliceMs = 40;
 
 export class Table {
@@ -49,15 +51,10 @@ export class Table {
     }
 
     // Brings the rows up to the query; may stop early in a long search, which the next call continues.
-    update(query: Query, budgetMs = sliceMs): TableInfo {
+    update(query: Query, budgetMs?: number): TableInfo {
         const start = performance.now();
-        this.updateBase(query);
-        const key = JSON.stringify([this.baseKey, query.search]);
-        if (key !== this.key) {
-            this.key = key;
-            this.startSearch(query.search);
-        }
-        if (query.search !== "") this.continueSearch(query.search, start + budgetMs);
+        const starts = this.prepare(query);
+        if (query.search !== "") this.continueSearch(query.search, start + (budgetMs ?? (starts ? firstSliceMs : sliceMs)));
         return {
             columns: this.columns.map(({ key: name, title, type, numeric }) => ({ key: name, title, type, numeric })),
             total: this.all,
@@ -65,6 +62,16 @@ export class Table {
             done: this.scanned >= this.baseRows,
             ms: performance.now() - start,
         };
+    }
+
+    // Filters, sorts and starts a search where the query is another one; whether it is.
+    prepare(query: Query): boolean {
+        this.updateBase(query);
+        const key = JSON.stringify([this.baseKey, query.search]);
+        if (key === this.key) return false;
+        this.key = key;
+        this.startSearch(query.search);
+        return true;
     }
 
     complete(query: Query): void {
@@ -155,13 +162,14 @@ export class Table {
         return kept;
     }
 
-    // A needle that only grew is looked for among the rows that matched before.
+    // A needle that only grew is looked for among the rows that matched before, where those are few.
     private startSearch(search: string): void {
         const narrows =
             this.order !== 0 &&
             this.searchText !== "" &&
             search.startsWith(this.searchText) &&
             this.scanned >= this.baseRows &&
+            this.matched <= chunk &&
             this.searchedBase === this.baseKey;
         this.searchText = search;
         this.searchedBase = this.baseKey;
@@ -172,18 +180,9 @@ export class Table {
         }
         if (narrows) {
             const found = this.front.alloc(4 * Math.max(1, this.matched));
-            const kept = this.front.search(
-                this.texts(),
-                search,
-                match.contains,
-                this.order,
-                0,
-                this.matched,
-                found,
-            );
-            this.front.free(this.order);
-            this.order = found;
-            this.capacity = this.matched;
+            const kept = this.front.search(this.texts(), search, match.contains, this.order, 0, this.matched, found);
+            this.front.words(this.order, kept).set(this.front.words(found, kept));
+            this.front.free(found);
             this.matched = kept;
             return;
         }
@@ -204,7 +203,8 @@ export class Table {
     private continueSearch(search: string, until: number): void {
         const texts = this.texts();
         while (this.scanned < this.baseRows) {
-            const count = Math.min(chunk, this.baseRows - this.scanned);
+            // Rows in another order than the file's are searched at once: their texts lie anywhere.
+            const count = Math.min(this.base !== 0 ? this.baseRows : chunk, this.baseRows - this.scanned);
             const first = this.base !== 0 ? this.scanned : (this.below?.first ?? 0) + this.scanned;
             const to = this.order + 4 * this.matched;
             this.matched += this.front.search(texts, search, match.contains, this.base, first, count, to);
