@@ -192,6 +192,7 @@ export interface CompareSummary {
     name: string; // of the second file
     size: number;
     sections: CompareSection[];
+    damage: string[]; // where a file ends early, what it lacks seems removed or added
     fields: { id: number; name: string; changed: number }[]; // of the symbols
 }
 

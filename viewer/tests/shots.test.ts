@@ -1,6 +1,6 @@
 // Pictures of every view, for the documents and for the eye: ./dev viewer shots
 
-import { mkdirSync } from "node:fs";
+import { mkdirSync, readFileSync } from "node:fs";
 import { join, resolve } from "node:path";
 import { test } from "vitest";
 import { dictionary, launch, openFiles, openPage, sample, show } from "./browser";
@@ -36,8 +36,32 @@ test.runIf(process.env["SHOTS"])("pictures", async () => {
         await show(page, "charts");
         await page.click('.section-list button:has-text("first_tick")');
         await shot("charts");
+        await page.click('.section-list button:has(.section-name:text-is("country"))');
+        await shot("names");
+        await page.click('.section-list button:has-text("Sizes of sections")');
+        await page.click('label:has-text("without the largest")');
+        await shot("sizes");
         await show(page, "dictionary");
         await shot("dictionary");
+        const bytes = new Uint8Array(readFileSync(sample()));
+        for (const at of [260, 4000, 60_000, 127_000]) bytes.fill(0xff, at, at + 3);
+        await openFiles(page, [{ name: "instruments-tomorrow.sym", bytes }], 1);
+        await page.waitForSelector(".changes tbody tr");
+        await shot("compare");
+        await openFiles(page, [{ name: "damaged.sym", bytes }, dictionary]);
+        await page.waitForSelector(".fact.bad");
+        await show(page, "findings");
+        await page.click(".findings tbody td.mono button >> nth=0");
+        await shot("findings");
+        await page.setViewportSize({ width: 420, height: 800 });
+        await shot("findings-narrow");
+        await openFiles(page, [sample(), dictionary]);
+        await page.waitForSelector(".fact.good");
+        await shot("overview-narrow");
+        await show(page, "symbols");
+        await page.click(".grid-body [role=row] >> nth=3");
+        await shot("symbols-narrow");
+        await page.context().close();
     }
     await browser.close();
 });

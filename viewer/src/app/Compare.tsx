@@ -57,8 +57,14 @@ export function Compare(): JSX.Element {
                 <span class="spring" />
                 <button onClick={() => void closeOther()}>Close the comparison</button>
             </div>
+            {summary.damage.map((text) => (
+                <p key={text} class="note bad">
+                    {text}
+                </p>
+            ))}
+            {summary.damage.length > 0 && <p class="quiet">What damage hides from the reader counts as not there.</p>}
             {same ? (
-                <p class="note good">The two files hold the same.</p>
+                <p class="note good">{summary.damage.length > 0 ? "What can be read of the two files is the same." : "The two files hold the same."}</p>
             ) : (
                 <>
                     <table class="plain compare">

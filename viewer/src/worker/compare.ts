@@ -69,6 +69,9 @@ export class Comparison {
             name: this.after.overview.name,
             size: this.after.size,
             sections: this.counts,
+            damage: [this.before, this.after].flatMap(({ overview }) =>
+                overview.sections.flatMap(({ title, damage }) => damage.map((text) => `${overview.name}: ${title}: ${text}`)),
+            ),
             fields: changed.filter((field) => field.changed > 0),
         };
     }
