@@ -12,7 +12,8 @@ namespace {
 std::vector<SymbolField> SortedFields(std::string_view value) {
     std::vector<SymbolField> fields;
     for (RecordParts parts(value); !parts.AtEnd();) fields.push_back(parts.Field());
-    std::ranges::stable_sort(fields, {}, &SymbolField::id);
+    std::stable_sort(fields.begin(), fields.end(),
+                     [](const SymbolField& a, const SymbolField& b) { return a.id < b.id; });
     return fields;
 }
 
@@ -30,8 +31,9 @@ std::vector<Problem> Comparison::Read(std::size_t number, Reader& reader) {
     Side& side = sides[number];
     std::vector<Problem> problems;
     for (const DirectoryEntry& entry : reader.Directory().entries) {
-        const bool wanted = options.sections.empty() ||
-                            std::ranges::find(options.sections, entry.id) != options.sections.end();
+        const auto end = options.sections.end();
+        const bool wanted =
+            options.sections.empty() || std::find(options.sections.begin(), end, entry.id) != end;
         if (wanted && entry.Readable()) {
             side.sections.insert(entry.id);
             counts[entry.id];

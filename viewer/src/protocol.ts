@@ -4,8 +4,8 @@
 // Files beside each other: the one being looked at, and the one it is compared with.
 export type Slot = 0 | 1;
 
-export type ValueType = "text" | "unsigned" | "signed" | "float" | "date" | "hex";
-export const valueTypes: readonly ValueType[] = ["text", "unsigned", "signed", "float", "date", "hex"];
+export type ValueType = "text" | "unsigned" | "signed" | "float" | "date" | "bool" | "hex";
+export const valueTypes: readonly ValueType[] = ["text", "unsigned", "signed", "float", "date", "bool", "hex"];
 
 export interface DictionaryEntry {
     name: string;

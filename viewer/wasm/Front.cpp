@@ -377,7 +377,7 @@ json Record(const OpenFile& file, u32 row) {
 
 json Check(const OpenFile& file) {
     const std::string encoding = "UTF-8";
-    torva::tables::TextCodec codec(encoding);
+    torva::TextCodec codec(encoding);
     torva::tables::CheckOptions options;
     options.limit = kFindingsOfOneKind;
     options.budget = Budget(file.bytes.size());

@@ -243,7 +243,7 @@ function cellClass(column: ColumnInfo, state: number | undefined, active: boolea
 
 function columnWidth(column: ColumnInfo): number {
     const title = column.title.length * 7.2 + 34;
-    const byType = { text: 150, unsigned: 96, signed: 96, float: 110, date: 108, hex: 220, list: 220 }[column.type];
+    const byType = { text: 150, unsigned: 96, signed: 96, float: 110, date: 108, bool: 80, hex: 220, list: 220 }[column.type];
     const named = column.key === "symbol" ? 150 : /name|desc|text/i.test(column.title) ? 220 : byType;
     return Math.round(Math.max(title, column.key === "#" ? 72 : named));
 }

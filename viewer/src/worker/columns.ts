@@ -92,6 +92,11 @@ export function dateText(value: number): string {
     return date.toISOString().slice(0, 10);
 }
 
+// Numbers above 1 stay numbers.
+export function boolText(value: number | bigint): string {
+    return value > 1 ? String(value) : String(value == 1);
+}
+
 const dayMs = 86_400_000;
 
 export type Value = string | number | bigint | Uint8Array | number[] | null;
@@ -229,6 +234,7 @@ export class Column {
         if (this.type === "hex") return "0x" + hexText(littleEndian(BigInt(value), (this.place.bits ?? 0) / 8));
         if (this.place.kind === "date") return new Date(Number(value) * dayMs).toISOString().slice(0, 10);
         if (this.type === "date") return dateText(Number(value));
+        if (this.type === "bool") return boolText(value);
         if (this.place.kind === "float" && this.place.width === 4) return shortestFloat(Number(value));
         return String(value);
     }

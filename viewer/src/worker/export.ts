@@ -69,11 +69,15 @@ export function jsonValue(value: Value): unknown {
     return value;
 }
 
+function jsonBool(value: Value): unknown {
+    return value == 0 || value == 1 ? value == 1 : jsonValue(value);
+}
+
 function* jsonLines(columns: TableColumn[], rows: Uint32Array): Generator<string> {
     for (const row of rows) {
         const object: [string, unknown][] = columns.map(({ title, type, column }) => [
             title,
-            type === "date" ? (column.isNull(row) ? null : column.text(row)) : jsonValue(column.value(row)),
+            column.isNull(row) ? null : type === "date" ? column.text(row) : type === "bool" ? jsonBool(column.value(row)) : jsonValue(column.value(row)),
         ]);
         yield JSON.stringify(Object.fromEntries(object)) + "\n";
     }

@@ -1,7 +1,7 @@
 // Typed fields as they are stored: values by tag and dictionary, and a record's detail with its bytes.
 
 import type { DetailField, Dictionary, RecordDetail, ValueType } from "../protocol";
-import { Column, dateText, displayText, hexText, shortestFloat, type ColumnPlace, type Memory, type Value } from "./columns";
+import { boolText, Column, dateText, displayText, hexText, shortestFloat, type ColumnPlace, type Memory, type Value } from "./columns";
 import type { OpenFile } from "./engine";
 import type { Front } from "./front";
 
@@ -24,6 +24,7 @@ export function typeOf(type: ValueType | undefined, tag: number, size: number): 
     switch (type) {
         case "unsigned":
         case "signed":
+        case "bool":
             return size > 0 ? type : "hex";
         case "date":
             return size >= 4 ? type : "hex";
@@ -43,6 +44,8 @@ export function valueText(type: ValueType, payload: Uint8Array): { text: string;
     switch (type) {
         case "unsigned":
             return { text: String(payloadNumber(payload)), odd: false };
+        case "bool":
+            return { text: boolText(payloadNumber(payload)), odd: payloadNumber(payload) > 1n };
         case "signed":
             return { text: String(BigInt.asIntN(payload.length * 8, payloadNumber(payload))), odd: false };
         case "date": {

@@ -268,6 +268,7 @@ export function predicate(column: Column, filter: Filter): (row: number) => bool
 export function filterNumber(text: string, type: string): number | null {
     const trimmed = text.trim().replaceAll("_", "");
     if (trimmed === "") return null;
+    if (type === "bool" && /^(true|false)$/i.test(trimmed)) return /^t/i.test(trimmed) ? 1 : 0;
     if (type === "date") {
         const parts = /^(\d{4})-?(\d{2})?-?(\d{2})?$/.exec(trimmed);
         if (parts) return Number(parts[1]) * 10000 + Number(parts[2] ?? 0) * 100 + Number(parts[3] ?? 0);
