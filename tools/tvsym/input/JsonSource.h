@@ -18,9 +18,9 @@ struct SourceOptions {
     std::string encoding = "UTF-8";  // of the texts in the symbol file
 };
 
-// Reads the document. What is wrong in the content goes to `errors`, of the dictionary first; when that has
-// any, the document was not read. Throws ToolError with kExitUnreadable for a file that cannot be read, with
-// kExitUsage for an unknown encoding.
+// Reads the dictionary, then the document. What is wrong in the content goes to `errors`; if the dictionary
+// has any, the document is not read. Throws ToolError with kExitUnreadable for a file that cannot be read,
+// with kExitUsage for an unknown encoding.
 //
 // `errorsIn` is the name of the file that the errors are about.
 symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors& errors,
@@ -30,7 +30,7 @@ symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors
 void WithSource(const std::string& path, const std::function<void(std::istream&)>& read,
                 ProgressBar* progress = nullptr);
 
-// Bytes of a file; 0 for what has no size.
+// Bytes of a file; 0 if it has no size.
 u64 SourceSize(const std::string& path);
 
 // The name of a source for messages.

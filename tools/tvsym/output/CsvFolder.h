@@ -1,12 +1,12 @@
-// A folder of CSV files that stands for a whole symbol file: a file for each section, named like it, and
-// directory.csv, which tells which files make the symbol file, in what order, and what lies between them.
+// A folder of CSV files that represents a whole symbol file: a file for each section, named after it, and
+// directory.csv, which lists these files in order, with the bytes between them.
 //
 //   id,file,before
 //   2,symbols.csv,
 //   5,section-5.csv,aabbcc     before: bytes of no section ahead of this one, as hex
 //   ,,ff                       without a file: the bytes at the symbol file's end
 //
-// A section that no reader delivers has one column, "bytes", and one row: what stands behind its id, as hex.
+// A section without a reader has one column, "bytes", and one row: the bytes after its id, as hex.
 #pragma once
 
 #include "tools/tvsym/Tool.h"
@@ -18,12 +18,12 @@ namespace tvsym {
 constexpr const char* kCsvDirectoryFile = "directory.csv";
 constexpr const char* kCsvRawColumn = "bytes";
 
-// A folder that is being filled. All files take their places at the end, so that a failure leaves what was
-// there.
+// A folder that is being filled. All files are put in place at the end, so that a failure leaves the old
+// ones.
 class CsvFolder {
 public:
-    // Makes the folder where it is not there; throws ToolError with kExitUnreadable. `sourceFile` is what is
-    // read, and not to be written over.
+    // Creates the folder if needed; throws ToolError with kExitUnreadable. `sourceFile` is the file that is
+    // read; it is never overwritten.
     CsvFolder(std::string folderPath, std::string sourceFile);
     ~CsvFolder();
     CsvFolder(const CsvFolder&) = delete;
@@ -37,8 +37,7 @@ public:
         out.Close();
     }
 
-    // Adds the files of all sections, or of those in `wanted`, and directory.csv. Gives what is wrong in
-    // them.
+    // Adds the files of all sections, or of those in `wanted`, and directory.csv. Returns their problems.
     std::vector<Problem> AddSections(Reader& reader, const RowContext& context,
                                      const std::vector<u16>& wanted);
 
@@ -49,7 +48,7 @@ private:
 
     std::string path;
     std::string source;
-    bool made = false;  // by this object, and to go away with it
+    bool made = false;  // by this object, which removes it unless TakePlace was called
     std::vector<std::unique_ptr<Replacement>> files;
 };
 

@@ -14,8 +14,8 @@
 namespace tvsym {
 
 // Writes values in the order of the calls, and the commas between them. A document of any size passes through
-// a small buffer. (`dump` by way of nlohmann-json, which builds each element before it is written, takes seven
-// times as long.)
+// a small buffer. (`dump` by way of nlohmann-json, which builds each element before it is written, takes
+// seven times as long.)
 class JsonWriter {
 public:
     explicit JsonWriter(Output& output) : out(output) {}

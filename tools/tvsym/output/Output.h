@@ -9,7 +9,8 @@
 
 namespace tvsym {
 
-// Standard output, or a file. Throws PipeClosed when the reader has gone, ToolError for every other failure.
+// Standard output, or a file. Throws PipeClosed when the reader closed the pipe, ToolError for other
+// failures.
 class Output {
 public:
     Output() = default;                                               // standard output

@@ -23,8 +23,8 @@ inline std::optional<u16> AnySection(u16 id) { return id == 0 ? std::nullopt : s
 // "tvsym: FILE: section 14 (foreign trade), offset 0x1a2b: WHAT"
 std::string ProblemLine(const std::string& file, const Problem& problem);
 
-// Writes one line. Control characters, and bytes that are not UTF-8, appear as \xHH, whoever they come from;
-// a visible progress bar is wiped first.
+// Writes one line. Control characters, and bytes that are not UTF-8, appear as \xHH, whatever their origin; a
+// visible progress bar is erased first.
 void PrintError(const std::string& line);
 void PrintProblem(const std::string& file, const Problem& problem);
 

@@ -1,5 +1,5 @@
-// A new file beside the target that takes its place when all of it is written, or goes away: whatever fails
-// leaves an old file as it was.
+// A new file beside the target that replaces it once it is complete, and is removed otherwise: a failure
+// leaves the old file as it was.
 #pragma once
 
 #include <filesystem>
@@ -9,9 +9,9 @@ namespace tvsym {
 
 class Replacement {
 public:
-    // A target that is there and no regular file (a pipe, a device) is written to itself; of a link, the file
-    // behind it is replaced. Throws ToolError with kExitUnreadable for a directory, and where there is none
-    // to write in, with kExitUsage for `source`, the file that is being read.
+    // An existing target that is not a regular file (a pipe, a device) is written directly; of a link, the
+    // file that it leads to is replaced. Throws ToolError: with kExitUnreadable for a directory and for a
+    // target in none, with kExitUsage for `source`, the file that is being read.
     Replacement(std::string targetName, const std::string& source);
     ~Replacement();
     Replacement(const Replacement&) = delete;
@@ -19,13 +19,13 @@ public:
 
     const std::string& Target() const { return name; }
 
-    // Where to write; a replacement is not there yet.
+    // Where to write. The file does not exist yet, unless the target is written directly.
     std::string Path() const { return path.string(); }
 
     // The three steps to the end. The file must be closed. All throw ToolError with kExitUnreadable.
     void Synchronize() const;  // waits until its bytes are on the disk
-    void Rename();             // puts it in the place of the old one, with its permissions
-    void TakePlace();          // both, and waits for the directory
+    void Rename();             // replaces the old file and keeps its permissions
+    void TakePlace();          // both, then waits for the directory
 
 private:
     [[noreturn]] void Fail(const std::error_code& error) const;

@@ -14,8 +14,8 @@ struct Blob {
     std::string bytes;
 };
 
-// Nothing for a field without payload. Where the dictionary has no type, and for numbers without one, a
-// payload is an unsigned number. Numbers from 2^63 on, and floats that are not numbers, are text.
+// Empty for a field without payload. Without a type from the dictionary, a payload is an unsigned number.
+// Numbers from 2^63 on, and floats that are not finite, are text.
 using SqlValue = std::variant<std::monostate, i64, double, std::string, Blob>;
 
 SqlValue FieldValue(const Dictionary& dictionary, TextCodec& codec, u16 id, u8 tag, std::string_view payload);

@@ -56,7 +56,8 @@ private:
 // "1.4 MiB"
 std::string ByteSize(u64 bytes);
 
-// On stderr, for work that takes longer than a moment; nothing when that is no terminal or `quiet` is set.
+// On stderr, for work that takes longer than a moment; never shown when stderr is not a terminal or with
+// `quiet`.
 class ProgressBar {
 public:
     ProgressBar(const std::string& name, u64 totalBytes, bool quiet);
@@ -69,7 +70,7 @@ public:
     void Hide();
     static void HideVisible();
 
-    // Adds what it is called with; for as long as the bar lives.
+    // Adds the bytes that it is called with. The bar must outlive it.
     Progress Callback();
 
 private:

@@ -1,5 +1,5 @@
 // What the tool asks of the operating system beyond the standard library. SystemPosix.cpp and
-// SystemWindows.cpp stand side by side; no other file of the tool includes a system header.
+// SystemWindows.cpp implement it; no other file of the tool includes a system header.
 #pragma once
 
 #include <cstdio>
@@ -7,15 +7,15 @@
 
 namespace tvsym {
 
-// Once, first thing in main: a closed pipe and a file that may not grow give an error instead of a signal,
-// streams carry bytes as they are.
+// Called once, first in main: a closed pipe and a file-size limit become errors instead of signals, and
+// streams carry bytes unchanged.
 void PrepareProcess();
 
-// Creates an empty file of its own in `directory` and gives its path; throws ToolError. An empty directory
-// stands for the one for temporary files. It is removed when the process is killed.
+// Creates an empty file with a unique name in `directory` and returns its path; throws ToolError. An empty
+// `directory` stands for the one for temporary files. The file is removed when the process is killed.
 std::string MakeTemporaryFile(const std::string& directory);
 
-// The file goes away when a signal that can be caught ends the process. It need not be there.
+// Removes the file when a signal that can be caught ends the process. The file need not exist.
 void RemoveWhenKilled(const std::string& path);
 
 // Waits until what was written to a file is on the disk; throws std::system_error.
