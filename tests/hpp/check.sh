@@ -24,7 +24,7 @@ host() {
     local program=$work/$1
     # shellcheck disable=SC2086 # flags are words
     "$2" $warnings $includes "${@:4}" -DTORVA_API_STATIC "$3" -o "$program" "$build/lib/libTorvaAPI.a" -pthread \
-        -lfmt -lstdc++ >"$program.log" 2>&1 && (cd "$work" && "$program" "$file" >>"$program.log" 2>&1) || {
+        -lfmt -Wl,-lstdc++ >"$program.log" 2>&1 && (cd "$work" && "$program" "$file" >>"$program.log" 2>&1) || {
         cat "$program.log"
         fail "$@"
     }
