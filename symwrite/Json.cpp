@@ -114,13 +114,17 @@ std::optional<double> ParseFloat(const Json& value) {
 class Reader {
 public:
     Reader(const FromJsonOptions& options, JsonErrors& sink)
-        : dictionary(options.dictionary), codec(options.codec), errors(sink) {}
+        : dictionary(options.dictionary), codec(options.codec), damaged(options.damaged), errors(sink) {}
 
     File Document(const JsonNode& root) {
         File file;
         if (!root.Value().is_object()) {
             root.FailExpected("an object");
             return file;
+        }
+        const auto mark = root.Value().find("_damaged");
+        if (mark != root.Value().end() && *mark == true && !damaged) {
+            root.Fail("dumped from a damaged file, parts of which are missing here");
         }
         if (!dictionaryTaken) {
             root.Optional("dictionary", [&](const JsonNode& node) { dictionary.Load(node); });
@@ -511,6 +515,7 @@ private:
 
     FieldDictionary dictionary;
     torva::TextCodec* codec;
+    bool damaged;
     JsonErrors& errors;
     bool dictionaryTaken = false;
     std::map<std::size_t, Bytes> takenSymbols;  // by the index of their section

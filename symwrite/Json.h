@@ -45,6 +45,7 @@ private:
 struct FromJsonOptions {
     FieldDictionary dictionary;         // a dictionary in the document adds to it
     torva::TextCodec* codec = nullptr;  // null: texts of the file are UTF-8
+    bool damaged = false;  // takes documents that are marked as dumped from a damaged file; else an error
 };
 
 // The file that the document tells. Without errors, `Write` can refuse it only for sizes: groups over 65,535

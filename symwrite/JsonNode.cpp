@@ -1,6 +1,7 @@
 #include "symwrite/JsonNode.h"
 
 #include <algorithm>
+#include <charconv>
 #include <istream>
 
 namespace symwrite {
@@ -86,6 +87,13 @@ bool JsonNode::IsObjectOf(std::span<const std::string_view> names) const {
 }
 
 std::uint64_t JsonNode::Number(std::uint64_t max) const {
+    // What doubles cannot hold is written as a string of its digits.
+    if (value->is_string() && max > kMostExactInteger) {
+        const std::string& digits = value->get_ref<const std::string&>();
+        std::uint64_t number = 0;
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+        if (error == std::errc() && end == digits.data() + digits.size() && number <= max) return number;
+    }
     // A number that was put into a document by a program may be signed without being negative.
     const bool whole =
         value->is_number_unsigned() || (value->is_number_integer() && value->get<std::int64_t>() >= 0);

@@ -40,6 +40,9 @@ private:
     std::size_t count = 0;
 };
 
+// Integers up to it, and no others, survive programs that know no numbers but doubles.
+constexpr std::int64_t kMostExactInteger = std::int64_t{1} << 53;
+
 // A step of a JSON pointer.
 std::string EscapedStep(std::string_view key);
 

@@ -18,7 +18,7 @@ text                include format
 symwrite            include format text
 reference           include format library/platform symwrite
 tables              include format library/platform library/core library/stream library/sections library/file text symwrite
-tools/tvsym         include format text symwrite tables
+tools/tvsym         include format text symwrite tables tools/sqlite
 tools/sqlite        include format text tables
 python              include format text tables
 viewer              include format text tables

@@ -40,9 +40,8 @@ std::string Dictionary::NameOf(u16 id) const {
     return definition ? definition->name : fmt::format("{}", id);
 }
 
-ValueType Dictionary::TypeOf(u16 id, u8 tag, std::size_t payloadSize) const {
+ValueType Dictionary::TypeOf(const FieldDefinition* definition, u8 tag, std::size_t payloadSize) {
     const ValueType plain = tag == kTextTag ? ValueType::Text : ValueType::Hex;
-    const FieldDefinition* definition = Find(id);
     if (!definition || tag == kTextTag || definition->type == ValueType::Text) {
         return definition && definition->type == ValueType::Text ? ValueType::Text : plain;
     }

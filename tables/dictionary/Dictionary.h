@@ -40,7 +40,11 @@ public:
 
     // The type that a value of this id and tag is shown as: the dictionary's where the payload can be that,
     // else text for tag 7 and hex for the others.
-    ValueType TypeOf(u16 id, u8 tag, std::size_t payloadSize) const;
+    ValueType TypeOf(u16 id, u8 tag, std::size_t payloadSize) const {
+        return TypeOf(Find(id), tag, payloadSize);
+    }
+    // The same with what Find returned for the id.
+    static ValueType TypeOf(const FieldDefinition* definition, u8 tag, std::size_t payloadSize);
 
 private:
     symwrite::FieldDictionary fields;

@@ -110,6 +110,7 @@ SymbolCursor::SymbolCursor(std::unique_ptr<SymbolRows> symbolRows) : symbols(std
 SymbolCursor::SymbolCursor(SymbolCursor&&) noexcept = default;
 SymbolCursor& SymbolCursor::operator=(SymbolCursor&&) noexcept = default;
 SymbolCursor::~SymbolCursor() = default;
+void SymbolCursor::MoveTo(u32 offset) { symbols->MoveTo(offset); }
 bool SymbolCursor::Next() { return symbols->NextSymbol(); }
 const SymbolView& SymbolCursor::Symbol() const { return symbols->Symbol(); }
 const Walk& SymbolCursor::Result() const { return symbols->result; }

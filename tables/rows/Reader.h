@@ -38,6 +38,9 @@ struct ReaderOptions {
     std::vector<u16> filter = {};  // field ids that symbols deliver; empty: all
     Progress progress = {};
     u64 budget = 0;  // bytes for the values of a row; 0: enough for every row of the file
+    // Called once for each symbol of a walk, with its number in the file from 1 on: false leaves it out. All
+    // are taken where it is empty.
+    std::function<bool(u64 number)> takes = {};
 };
 
 class SectionRows;
@@ -72,6 +75,10 @@ public:
     SymbolCursor& operator=(SymbolCursor&&) noexcept;
     ~SymbolCursor();
 
+    // The next call of Next reads the record that begins `offset` bytes after the section's start. Of a walk
+    // in which no record broke off.
+    void MoveTo(u32 offset);
+
     bool Next();
     const SymbolView& Symbol() const;  // valid until the next call of Next
     const Walk& Result() const;        // rows: symbols, and fields with defaults
@@ -92,6 +99,7 @@ public:
 
     const std::string& Name() const { return source->Name(); }
     const FileSource& Bytes() const { return *source; }
+    const std::shared_ptr<const FileSource>& Source() const { return source; }
     const ReaderOptions& Options() const { return options; }
     const FileDirectory& Directory() const { return directory; }
 

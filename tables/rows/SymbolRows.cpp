@@ -32,6 +32,15 @@ SymbolRows::SymbolRows(Reader& reader)
     stream.defaults.ClearSeen();
 }
 
+void SymbolRows::MoveTo(u32 offset) {
+    if (entry != nullptr && result.present && file.SeekSection(2)) {
+        ended = false;
+        file.source.SeekTo(entry->offset + offset);
+        file.sectionConsumed = offset;
+        consumed = offset;
+    }
+}
+
 void SymbolRows::Release() {
     for (std::size_t at = 0; at < itemCount; ++at) {
         SymFreeValue(items[at].value);
@@ -81,9 +90,15 @@ bool SymbolRows::NextSymbol() {
 }
 
 i32 SymbolRows::Call() {
-    if (broken) {
-        return kEnd;
+    for (;;) {
+        const i32 outcome = broken ? kEnd : NextRecord();
+        if (outcome == kEnd || !owner.Options().takes || owner.Options().takes(++number)) {
+            return outcome;
+        }
     }
+}
+
+i32 SymbolRows::NextRecord() {
     bool part = false;
     const i32 outcome = ReadRecord(part);
     if (outcome == kEnd) {

@@ -14,6 +14,9 @@ public:
     explicit SymbolRows(Reader& reader);
     ~SymbolRows() override { Release(); }
 
+    // Goes on with the record that begins `offset` bytes after the section's start.
+    void MoveTo(u32 offset);
+
     // Moves to the next symbol. Either this or Next.
     bool NextSymbol();
     const SymbolView& Symbol() const { return symbol; }
@@ -23,6 +26,7 @@ private:
     i32 Call() override;
     bool Item() override;
 
+    i32 NextRecord();
     i32 ReadRecord(bool& part);
     void View(bool complete);
     void MarkFields(u64 ownBytes, bool complete);
@@ -35,6 +39,7 @@ private:
     std::size_t chunk;
     std::vector<SymbolField> fields;
     SymbolView symbol;
+    u64 number = 0;            // of the record, from 1
     bool broken = false;       // the walk ends with the record in hand
     std::size_t nextItem = 0;  // of the rows of the record: 0 is the symbol; past the end: none
 };

@@ -31,8 +31,9 @@ constexpr const char* kCommands[] = {
     "info FILE", "info --json FILE", "symbols FILE", "symbols --json --fields 7 --file-mode FILE",
     "dump FILE", "dump --format ndjson FILE", "dump --format table FILE", "dump FILE --output OLD",
     "dump --format csv FILE --output NEW", "dump --format csv FILE --output OLD", "get FILE A --prefix",
-    "get FILE --where 7=own --json", "stats FILE", "stats --json FILE", "check FILE", "check --json FILE",
-    "diff FILE small", "diff --json small FILE", "export --format sqlite FILE OLD",
+    "get FILE --where \"symbol <> ''\" --json", "symbols FILE --order-by 'symbol DESC'",
+    "sql FILE 'SELECT * FROM symbol_fields'", "stats FILE", "stats --json FILE", "check FILE",
+    "check --json FILE", "diff FILE small", "diff --json small FILE", "export --format sqlite FILE OLD",
     "export --format csv FILE NEW", "export FILE OLD/", "build FILE OLD",
     // The same file as source and target.
     "dump FILE --output FILE", "export --format sqlite FILE FILE", "build FILE FILE"};

@@ -143,4 +143,47 @@ expect 2 'tvsym: edited/gone.csv: No such file or directory' "$tvsym" build edit
 expect 2 'tvsym: directory: *symbols.csv' "$tvsym" build directory old.sym
 same old.sym again.sym
 
+# Rows that say nothing, or two things, are errors: none is dropped.
+mkdir rows
+printf 'symbol_no,symbol,field_no,id,tag,value\n1,A,1,7,7,x\n1,B,1,7,7,y\n,C,1,7,7,z\n2,D,,,,\n2,D,,,,\n3,E,,7,7,v\n' >rows/symbols.csv
+expect 1 'tvsym: rows: symbols.csv: line 3: symbol_no 1 was another symbol in the row before
+tvsym: rows: symbols.csv: line 4: symbol_no is empty
+tvsym: rows: symbols.csv: line 6: symbol_no 2 again, with nothing below it
+tvsym: rows: symbols.csv: line 7: field_no is empty, but not what follows' "$tvsym" build rows old.sym
+
+# What dump writes of a damaged file is marked, and not built without being asked.
+head -c 5000 old.sym >cut.sym
+"$tvsym" dump -q cut.sym >cut.json 2>messages
+"$tvsym" dump -q --format csv --output cut cut.sym 2>messages
+expect 1 'tvsym: cut.json: dumped from a damaged file*' "$tvsym" build cut.json cut2.sym
+expect 1 'tvsym: cut: directory.csv: line *: dumped from a damaged file*' "$tvsym" build cut cut2.sym
+expect 0 '' "$tvsym" build --damaged cut.json cut2.sym
+expect 0 '' "$tvsym" build --damaged cut cut3.sym
+same cut2.sym cut3.sym
+expect 1 '*' "$tvsym" dump -q --format ndjson cut.sym
+[ "$(tail -n 1 stdout)" = '{"damaged":true}' ] || { echo "FAILED: ndjson not marked"; failures=$((failures + 1)); }
+
+# Numbers of 8 bytes survive what knows doubles only.
+echo '{"sections": [{"id": 2, "symbols": [{"symbol": "A", "fields": [{"id": 1, "tag": 6, "value": 4607632778762754458}, {"id": 2, "tag": 6, "value": 9007199254740992}]}]}]}' >eight.json
+expect 0 '' "$tvsym" build eight.json eight.sym
+expect 0 '' "$tvsym" dump eight.sym
+python3 -c 'import json, sys; json.dump(json.load(sys.stdin, parse_int=float), sys.stdout)' <stdout | sed 's/\([0-9]\)\.0\b/\1/g' >doubles.json
+expect 0 '' "$tvsym" build doubles.json doubles.sym
+same eight.sym doubles.sym
+
+# No source is written over.
+echo '{}' >words.json
+expect 64 'tvsym: tables/symbols.csv: is what is read*' "$tvsym" build tables tables/symbols.csv
+expect 64 'tvsym: words.json: is what is read*' "$tvsym" build --dictionary words.json chinese.json words.json
+
+# An answer that nobody could read is not "nothing is wrong".
+mkfifo closed
+exec 8<>closed 9>closed 8<&-
+for command in "check old.sym" "diff old.sym edited.sym" "diff --summary --json old.sym old.sym"; do
+    # shellcheck disable=SC2086 # they are words
+    "$tvsym" $command >&9 2>messages
+    [ $? = 2 ] || { echo "FAILED: $command on a broken pipe"; failures=$((failures + 1)); }
+done
+exec 9>&-
+
 [ "$failures" = 0 ]

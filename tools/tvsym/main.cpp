@@ -82,9 +82,15 @@ int Run(int argc, char** argv) {
     }
     for (const auto& [command, run] : line.commands) {
         if (command->parsed()) {
-            const int status = run();
-            Output().Close();
-            return status;
+            try {
+                const int status = run();
+                Output().Close();
+                return status;
+            } catch (const PipeClosed&) {
+                // Whoever read the output has seen enough, unless the status is the answer.
+                const bool answers = command->get_name() == "check" || command->get_name() == "diff";
+                return answers ? kExitUnreadable : kExitOk;
+            }
         }
     }
     return kExitUsage;
@@ -96,8 +102,8 @@ int main(int argc, char** argv) {
     try {
         PrepareProcess();
         return Run(argc, argv);
-    } catch (const PipeClosed&) {
-        return kExitOk;  // whoever read the output has seen enough
+    } catch (const PipeClosed&) {  // of a help text
+        return kExitOk;
     } catch (const ToolError& error) {
         PrintError(fmt::format("tvsym: {}", error.what()));
         return error.status;

@@ -81,6 +81,12 @@ int RunBuild(const BuildOptions& options) {
         PrintErrors(errorsIn, errors);
         return kExitFindings;
     }
+    if (options.target != "-") {
+        Replacement::RefuseSource(options.target, options.dictionary);
+        for (const auto& entry : std::filesystem::directory_iterator(options.source, ignored)) {
+            Replacement::RefuseSource(options.target, entry.path().string());
+        }
+    }
     if (options.target == "-") {
         Output output;
         WriteTo(output, file);
@@ -102,6 +108,8 @@ RunCommand AddBuild(CLI::App& app) {
                    "names and types of the field ids, a JSON file, beside a dictionary in SOURCE")
         ->type_name("JSON");
     AddEncoding(app, options->encoding, "in the symbol file");
+    app.add_flag("--damaged", options->damaged,
+                 "take a SOURCE that dump marked as incomplete, since its file was damaged");
     AddQuiet(app, options->quiet);
     return [options] { return RunBuild(*options); };
 }

@@ -37,13 +37,32 @@ constexpr CommandSpec kCommands[] = {
      "tvsym dump instruments.sym --format table --section 14 --section eidr-countries",
      AddDump},
     {"get", "Print some symbols with all their fields, defaults marked",
-     "A symbol is looked for from the first to the last, so that all of the same text are found. Values of "
-     "--where are "
-     "compared with what the output shows, defaults without their parentheses.",
+     "A symbol is looked for from the first to the last, so that all of the same text are found. --where "
+     "takes "
+     "an SQL expression over the columns of the table symbols; see sql.",
      "tvsym get instruments.sym AAPL MSFT\n"
      "tvsym get instruments.sym 60 --prefix --json\n"
-     "tvsym get instruments.sym --where currency=USD --where lot=100",
+     "tvsym get instruments.sym --where \"currency = 'USD' AND kind = 1\"\n"
+     "tvsym get instruments.sym --search hsbc --columns 'symbol, name' --order-by name",
      AddGet},
+    {"sql", "Ask one or more symbol files in SQL, without an import",
+     "Tables: symbols (symbol_no, symbol, a column for each field of the dictionary with defaults filled in; "
+     "without a dictionary field_N for each field that occurs), symbol_fields (own fields, one a row), and a "
+     "table for each level of every other section, as export makes them. The tables of a file are "
+     "NAME.TABLE, "
+     "those of the first also TABLE; NAME is the file's name without its extension, or given. Only what the "
+     "query uses is read, and no further than it needs. Statements can only read these tables. Unsigned "
+     "numbers from 2^63 on are TEXT with all digits, bytes that are not text are BLOBs. In JSON, integers "
+     "beyond 2^53 are strings. Of a damaged file the rows up to the damage take part; the damage is "
+     "reported, "
+     "and the exit status is 1. Memory does not grow with the file, except for an equality looked up again "
+     "and again (a join), which takes 12 bytes for each symbol.",
+     "tvsym sql instruments.sym 'SELECT venue, count(*) FROM symbols GROUP BY 1 ORDER BY 2 DESC'\n"
+     "tvsym sql old=yesterday.sym new=today.sym 'SELECT symbol FROM new.symbols EXCEPT SELECT symbol FROM "
+     "old.symbols'\n"
+     "tvsym sql instruments.sym --format csv 'SELECT * FROM eidr_countries'\n"
+     "tvsym sql instruments.sym 'SELECT * FROM pragma_table_list'",
+     AddSql},
     {"stats", "Count elements, texts and values: by section and by field id",
      "Distinct values are counted exactly up to 16,384 a field, and with an error of some 3 percent above "
      "that (marked "

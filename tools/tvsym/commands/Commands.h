@@ -28,6 +28,7 @@ RunCommand AddInfo(CLI::App& app);
 RunCommand AddSymbols(CLI::App& app);
 RunCommand AddDump(CLI::App& app);
 RunCommand AddGet(CLI::App& app);
+RunCommand AddSql(CLI::App& app);
 RunCommand AddStats(CLI::App& app);
 RunCommand AddBuild(CLI::App& app);
 RunCommand AddCheck(CLI::App& app);

@@ -6,6 +6,7 @@
 #include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/Selection.h"
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/CsvFolder.h"
 #include "tools/tvsym/output/Json.h"
@@ -18,6 +19,7 @@ namespace tvsym {
 namespace {
 
 struct DumpOptions : FileOptions {
+    SelectOptions select;
     std::vector<std::string> sections;
     std::string format = "json";
     std::string output;
@@ -30,7 +32,9 @@ public:
           dictionary(LoadDictionary(options.dictionary, options.file)),
           codec(options.encoding),
           progress(options.file, 0, options.quiet || (options.output.empty() && IsOutputTerminal())),
-          reader(OpenSource(options.file), {options.Mode(), {}, progress.Callback()}),
+          source(OpenSource(options.file)),
+          selection(options.select, options, source, dictionary),
+          reader(source, {options.Mode(), {}, progress.Callback(), 0, selection.Takes()}),
           wanted(SectionIds(options.sections)),
           context{dictionary, codec} {}
 
@@ -156,6 +160,9 @@ private:
                 json.Raw("}\n");
             }
         }
+        if (!problems.empty() || !DirectoryProblems(reader.Directory()).empty()) {
+            json.Raw("{\"damaged\":true}\n");
+        }
     }
 
     void Tables(Output& out) {
@@ -198,6 +205,8 @@ private:
     Dictionary dictionary;
     TextCodec codec;
     ProgressBar progress;
+    std::shared_ptr<const FileSource> source;
+    Selection selection;
     Reader reader;
     std::vector<u16> wanted;
     RowContext context;
@@ -210,6 +219,7 @@ RunCommand AddDump(CLI::App& app) {
     auto options = std::make_shared<DumpOptions>();
     AddFileOptions(app, *options);
     AddValueOptions(app, *options);
+    AddWhere(app, options->select);
     AddSections(app, options->sections);
     app.add_option(
            "--format", options->format,

@@ -9,6 +9,7 @@
 
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/Selection.h"
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/Export.h"
 #include "tools/tvsym/output/Problems.h"
@@ -20,6 +21,7 @@ namespace tvsym {
 namespace {
 
 struct ExportOptions : FileOptions {
+    SelectOptions select;
     std::string target;
     std::string format;
 };
@@ -79,7 +81,9 @@ int RunExport(const ExportOptions& options) {
     const Dictionary dictionary = LoadDictionary(options.dictionary, options.file);
     TextCodec codec(options.encoding);
     ProgressBar progress(options.file, 0, options.quiet);
-    Reader reader(OpenSource(options.file), {options.Mode(), {}, progress.Callback()});
+    const std::shared_ptr<const FileSource> file = OpenSource(options.file);
+    Selection selection(options.select, options, file, dictionary);
+    Reader reader(file, {options.Mode(), {}, progress.Callback(), 0, selection.Takes()});
     const bool csv = IsCsv(options);
     const DirectoryEntry* symbols = reader.Directory().Find(2);
     progress.SetTotal(reader.Directory().fileSize + (csv ? u64{2} : u64{1}) * (symbols ? symbols->size : 0));
@@ -109,6 +113,7 @@ RunCommand AddExport(CLI::App& app) {
     AddFileOptions(app, *options);
     AddArgument(app, "TARGET", options->target, "SQLite database to write, or directory for CSV files");
     AddValueOptions(app, *options);
+    AddWhere(app, options->select);
     app.add_option("--format", options->format,
                    "sqlite or csv; without it csv where TARGET is a directory or ends with a slash")
         ->type_name("FORMAT")

@@ -2,10 +2,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
+#include <istream>
 #include <unordered_set>
 
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/commands/SelectedSymbols.h"
+#include "tools/tvsym/input/JsonSource.h"
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/SymbolPrinter.h"
@@ -17,34 +21,17 @@ namespace {
 
 struct GetOptions : FileOptions {
     std::vector<std::string> symbols;
-    std::vector<std::string> where;
+    std::string from;
+    std::string search;
+    SelectOptions select;
     bool prefix = false;
     bool json = false;
 };
 
-struct Condition {
-    u16 id;
-    std::string value;
-};
-
-std::vector<Condition> ParseConditions(const std::vector<std::string>& texts, const Dictionary& dictionary) {
-    std::vector<Condition> conditions;
-    for (const std::string& text : texts) {
-        const size_t equals = text.find('=');
-        if (equals == std::string::npos) {
-            throw ToolError(kExitUsage, fmt::format("--where {}: expected FIELD=VALUE", text));
-        }
-        conditions.push_back(
-            {FieldIds({text.substr(0, equals)}, dictionary).front(), text.substr(equals + 1)});
-    }
-    return conditions;
-}
-
-class Selection {
+class Wanted {
 public:
-    Selection(const GetOptions& getOptions, const Dictionary& names, TextCodec& textCodec)
-        : prefix(getOptions.prefix), dictionary(names), codec(textCodec) {
-        conditions = ParseConditions(getOptions.where, dictionary);
+    Wanted(const GetOptions& getOptions, const Dictionary& names, TextCodec& textCodec)
+        : prefix(getOptions.prefix), search(Lower(getOptions.search)), dictionary(names), codec(textCodec) {
         for (const std::string& symbol : getOptions.symbols) {
             const std::optional<std::string> bytes = codec.Encode(symbol);
             if (!bytes) {
@@ -56,10 +43,28 @@ public:
         whole.insert(texts.begin(), texts.end());
     }
 
-    bool Takes(const SymbolView& symbol) {
-        return TakesText(symbol.text) &&
-               std::all_of(conditions.begin(), conditions.end(),
-                           [&](const Condition& one) { return Holds(symbol, one); });
+    bool Takes(const SymbolView& symbol) { return Holds(symbol) && TakesText(symbol.text); }
+
+    // The same as a condition in SQL.
+    std::string Condition() const {
+        std::string condition;
+        if (!texts.empty()) {
+            for (const std::string& text : texts) {
+                const std::string bytes = SqlText(codec.Decode(text).value_or(text));
+                condition += condition.empty() ? "" : prefix ? " OR " : ",";
+                condition += prefix ? fmt::format("substr(symbol, 1, length({0})) = {0}", bytes) : bytes;
+            }
+            condition = prefix ? fmt::format("({})", condition) : fmt::format("symbol IN ({})", condition);
+        }
+        if (!search.empty()) {
+            const std::string text = SqlText(search);
+            condition += condition.empty() ? "" : " AND ";
+            condition += fmt::format(
+                "(instr(lower(symbol), {0}) OR symbol_no IN (SELECT symbol_no FROM symbol_fields WHERE "
+                "instr(lower(value), {0})))",
+                text);
+        }
+        return condition;
     }
 
     // The symbols asked for that no symbol matched.
@@ -95,55 +100,89 @@ private:
         return taken;
     }
 
-    // Any of the fields of that id, own or default, with a value that is written so.
-    bool Holds(const SymbolView& symbol, const Condition& condition) {
+    // The symbol, or one of its own fields as the output shows it, contains the text searched for.
+    bool Holds(const SymbolView& symbol) {
+        if (search.empty() || Lower(codec.Display(symbol.text)).find(search) != std::string::npos)
+            return true;
         return std::any_of(symbol.fields.begin(), symbol.fields.end(), [&](const SymbolField& field) {
+            if (field.isDefault) return false;
             const ValueType type = dictionary.TypeOf(field.id, field.tag, field.value.size());
-            return field.id == condition.id && ValueText(type, field.value, codec) == condition.value;
+            return Lower(ValueText(type, field.value, codec)).find(search) != std::string::npos;
         });
     }
 
+    static std::string Lower(std::string text) {
+        std::transform(text.begin(), text.end(), text.begin(),
+                       [](unsigned char c) { return static_cast<char>(c < 0x80 ? std::tolower(c) : c); });
+        return text;
+    }
+
     bool prefix;
+    std::string search;
     const Dictionary& dictionary;
     TextCodec& codec;
-    std::vector<Condition> conditions;
     std::vector<std::string> texts;
     std::unordered_set<std::string> whole;
     std::unordered_set<std::string> matched;
 };
 
-int RunGet(const GetOptions& options) {
-    if (options.symbols.empty() && options.where.empty()) {
-        throw ToolError(kExitUsage, "get needs a SYMBOL or --where");
+// Adds the lines of a file to the symbols, without empty ones.
+void AddFrom(const std::string& path, std::vector<std::string>& symbols) {
+    WithSource(path, [&](std::istream& in) {
+        for (std::string line; std::getline(in, line);) {
+            if (line.ends_with('\r')) line.pop_back();
+            if (!line.empty()) symbols.push_back(line);
+        }
+    });
+}
+
+int RunGet(GetOptions options) {
+    if (!options.from.empty()) AddFrom(options.from, options.symbols);
+    if (options.symbols.empty() && options.search.empty() && options.select.where.empty()) {
+        if (!options.from.empty()) return kExitOk;
+        throw ToolError(kExitUsage, "get needs a SYMBOL, --from, --search or --where");
     }
     const Dictionary dictionary = LoadDictionary(options.dictionary, options.file);
     TextCodec codec(options.encoding);
-    Selection selection(options, dictionary, codec);
+    Wanted wanted(options, dictionary, codec);
+    const std::shared_ptr<const FileSource> source = OpenSource(options.file);
+    bool any = false;
+    int status = kExitOk;
+    if (options.select.IsQuery()) {
+        Selection selection(options.select, options, source, dictionary, wanted.Condition());
+        status =
+            PrintSelected(selection, options.select, options, source, dictionary, options.json, {}, &any);
+        if (!any) PrintError(fmt::format("tvsym: {}: no symbol meets the conditions", source->Name()));
+        return any ? status : kExitFindings;
+    }
+    Selection selection(options.select, options, source, dictionary);
     ProgressBar progress(options.file, 0, options.quiet || IsOutputTerminal());
-    Reader reader(OpenSource(options.file), {options.Mode(), {}, progress.Callback()});
+    Reader reader(source, {options.Mode(), {}, progress.Callback(), 0, selection.Takes()});
     const DirectoryEntry* entry = reader.Directory().Find(2);
     progress.SetTotal(entry ? entry->size : 0);
     Output out;
     SymbolPrinter printer(out, dictionary, codec, options.json);
-    bool any = false;
+    u64 left = options.select.limit ? options.select.limit : UINT64_MAX;
     const Walk walk = reader.WalkSymbols([&](const SymbolView& symbol) {
-        if (selection.Takes(symbol)) {
+        if (wanted.Takes(symbol)) {
             any = true;
             printer.Print(symbol);
+            --left;
         }
-        return true;
+        return left > 0;
     });
     out.Close();
     progress.Hide();
-    const int status = ReportProblems(reader, {1, 2}, walk.problems);
-    for (const std::string& text : selection.Missing()) {
+    status = ReportProblems(reader, {1, 2}, walk.problems);
+    const std::vector<std::string> missing = left > 0 ? wanted.Missing() : std::vector<std::string>();
+    for (const std::string& text : missing) {
         PrintError(fmt::format("tvsym: {}: no symbol {} {}", reader.Name(),
                                options.prefix ? "begins with" : "is called", codec.Display(text)));
     }
-    if (selection.Missing().empty() && !any) {
+    if (missing.empty() && !any) {
         PrintError(fmt::format("tvsym: {}: no symbol meets the conditions", reader.Name()));
     }
-    return any && selection.Missing().empty() ? status : kExitFindings;
+    return any && missing.empty() ? status : kExitFindings;
 }
 
 }  // namespace
@@ -151,14 +190,16 @@ int RunGet(const GetOptions& options) {
 RunCommand AddGet(CLI::App& app) {
     auto options = std::make_shared<GetOptions>();
     AddFileOptions(app, *options);
-    app.add_option("SYMBOL", options->symbols, "symbols to find; without any, all that --where takes")
-        ->type_name("");
+    app.add_option("SYMBOL", options->symbols, "symbols to find")->type_name("");
     AddValueOptions(app, *options);
     app.add_flag("--prefix", options->prefix, "take every symbol that begins with a SYMBOL");
-    app.add_option("--where", options->where,
-                   "only symbols with this value, written as the output shows it; may be repeated")
-        ->type_name("FIELD=VALUE")
-        ->allow_extra_args(false);
+    app.add_option("--from", options->from,
+                   "symbols to find from this file, one a line; - is the standard input")
+        ->type_name("FILE");
+    app.add_option("--search", options->search,
+                   "only symbols with this text in their name or a field, whatever the case of its letters")
+        ->type_name("TEXT");
+    AddSelection(app, options->select);
     app.add_flag("--json", options->json, "one JSON object a line");
     return [options] { return RunGet(*options); };
 }

@@ -12,6 +12,7 @@
 #include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/Selection.h"
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/Json.h"
 #include "tools/tvsym/output/Problems.h"
@@ -23,6 +24,7 @@ namespace tvsym {
 namespace {
 
 struct StatsOptions : FileOptions {
+    SelectOptions select;
     bool json = false;
 };
 
@@ -138,7 +140,9 @@ public:
           dictionary(LoadDictionary(options.dictionary, options.file)),
           codec(options.encoding),
           progress(options.file, 0, options.quiet),
-          reader(OpenSource(options.file), {options.Mode(), {}, progress.Callback()}) {}
+          source(OpenSource(options.file)),
+          selection(options.select, options, source, dictionary),
+          reader(source, {options.Mode(), {}, progress.Callback(), 0, selection.Takes()}) {}
 
     int Run() {
         progress.SetTotal(reader.Directory().fileSize);
@@ -293,6 +297,8 @@ private:
     Dictionary dictionary;
     TextCodec codec;
     ProgressBar progress;
+    std::shared_ptr<const FileSource> source;
+    Selection selection;
     Reader reader;
     std::map<u16, SectionStats> sections;
     std::map<u16, FieldStats> fields;
@@ -305,6 +311,7 @@ RunCommand AddStats(CLI::App& app) {
     auto options = std::make_shared<StatsOptions>();
     AddFileOptions(app, *options);
     AddValueOptions(app, *options);
+    AddWhere(app, options->select);
     app.add_flag("--json", options->json, "one JSON document");
     return [options] { return Stats(*options).Run(); };
 }

@@ -141,6 +141,12 @@ public:
     // Of the chosen column in the row.
     const std::string& Cell(size_t column) const { return cells[places[column]]; }
 
+    // Whether the chosen columns from one on are all empty in the row.
+    bool EmptyFrom(size_t column) const {
+        return std::all_of(places.begin() + static_cast<std::ptrdiff_t>(column), places.end(),
+                           [&](size_t place) { return cells[place].empty(); });
+    }
+
     std::string Place(size_t ofLine) const { return fmt::format("{}: line {}", name, ofLine); }
     size_t Line() const { return line; }
     void Fail(const std::string& what) { errors.Add(Place(line), what); }
@@ -181,7 +187,8 @@ public:
           elements(section.id, reading),
           errors(sink),
           open(section.levels.size(), nullptr),
-          numbers(section.levels.size()) {}
+          numbers(section.levels.size()),
+          values(section.levels.size()) {}
 
     symwrite::Section Read() {
         if (table.Choose(CsvColumns(section, false))) {
@@ -198,20 +205,45 @@ private:
     void Row() {
         size_t column = 0;
         bool fresh = false;
+        bool added = false;
         for (size_t level = 0; level < section.levels.size(); ++level) {
             const bool last = level + 1 == section.levels.size();
             const bool numbered = section.levels.size() > 1;
             const std::string number = numbered ? table.Cell(column++) : "";
             if (numbered && number.empty()) {
+                if (level == 0) {
+                    table.Fail(fmt::format("{}_no is empty", section.levels[0].singular));
+                } else if (!added) {
+                    table.Fail(fmt::format("{}_no {} again, with nothing below it",
+                                           section.levels[level - 1].singular, numbers[level - 1]));
+                } else if (!table.EmptyFrom(column)) {
+                    table.Fail(
+                        fmt::format("{}_no is empty, but not what follows", section.levels[level].singular));
+                }
                 return;
             }
             fresh = fresh || last || open[level] == nullptr || number != numbers[level];
             if (fresh) {
                 numbers[level] = number;
+                values[level] = Values(level, column);
                 Begin(level, column);
+                added = true;
+            } else if (Values(level, column) != values[level]) {
+                table.Fail(fmt::format("{}_no {} was another {} in the row before",
+                                       section.levels[level].singular, number,
+                                       section.levels[level].singular));
             }
             column += section.levels[level].columns.size();
         }
+    }
+
+    // The cells of a level's element.
+    std::vector<std::string> Values(size_t level, size_t column) const {
+        std::vector<std::string> cells;
+        for (size_t at = 0; at < section.levels[level].columns.size(); ++at) {
+            cells.push_back(table.Cell(column + at));
+        }
+        return cells;
     }
 
     // Makes an element of a level from the cells that begin at `column`.
@@ -308,10 +340,11 @@ private:
     CsvTable& table;
     symwrite::ElementReader elements;
     symwrite::JsonErrors& errors;
-    Json element;                      // of level 0, under way
-    std::vector<Json*> open;           // the element under way of each level; null for none
-    std::vector<std::string> numbers;  // its number
-    size_t firstLine = 1;              // of the element
+    Json element;                                  // of level 0, under way
+    std::vector<Json*> open;                       // the element under way of each level; null for none
+    std::vector<std::string> numbers;              // its number
+    std::vector<std::vector<std::string>> values;  // its cells, above the last level
+    size_t firstLine = 1;                          // of the element
 };
 
 symwrite::Section ReadSection(u16 id, CsvTable& table, const symwrite::FromJsonOptions& reading,
@@ -338,7 +371,7 @@ struct SectionFile {
 };
 
 // From directory.csv. Bytes at the end of the symbol file go to `behind`.
-std::vector<SectionFile> ListedFiles(CsvTable& table, symwrite::Bytes& behind) {
+std::vector<SectionFile> ListedFiles(CsvTable& table, symwrite::Bytes& behind, bool damaged) {
     std::vector<SectionFile> files;
     if (!table.Choose({"id", "file", "before"})) {
         return files;
@@ -349,6 +382,8 @@ std::vector<SectionFile> ListedFiles(CsvTable& table, symwrite::Bytes& behind) {
         const std::string& name = table.Cell(1);
         if (table.Cell(0).empty() && name.empty()) {
             behind = std::move(before);
+        } else if (table.Cell(0).empty() && name == kCsvDamaged) {
+            if (!damaged) table.Fail("dumped from a damaged file, parts of which are missing here");
         } else if (!id || *id > UINT16_MAX) {
             table.Fail(fmt::format("id: expected a number from 0 to 65535, found \"{}\"",
                                    table.Cell(0).substr(0, 40)));
@@ -405,7 +440,8 @@ symwrite::File ReadCsvSource(const SourceOptions& options, symwrite::JsonErrors&
     std::vector<SectionFile> files;
     std::error_code ignored;
     if (std::filesystem::exists(folder / kCsvDirectoryFile, ignored)) {
-        withTable(kCsvDirectoryFile, [&](CsvTable& table) { files = ListedFiles(table, file.behind); });
+        withTable(kCsvDirectoryFile,
+                  [&](CsvTable& table) { files = ListedFiles(table, file.behind, options.damaged); });
     } else {
         files = KnownFiles(folder);
         if (files.empty()) {

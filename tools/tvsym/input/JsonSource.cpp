@@ -67,6 +67,7 @@ symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors
     TextCodec codec(options.encoding);
     symwrite::FromJsonOptions reading;
     reading.codec = &codec;
+    reading.damaged = options.damaged;
     if (!options.dictionary.empty()) {
         errorsIn = SourceName(options.dictionary);
         WithSource(options.dictionary, [&](std::istream& in) {

@@ -16,6 +16,7 @@ struct SourceOptions {
     std::string source;  // "-" for the standard input; a folder holds CSV files
     std::string dictionary;
     std::string encoding = "UTF-8";  // of the texts in the symbol file
+    bool damaged = false;            // takes sources that are marked as dumped from a damaged file
 };
 
 // Reads the dictionary, then the document. What is wrong in the content goes to `errors`; if the dictionary

@@ -69,6 +69,9 @@ std::vector<Problem> CsvFolder::AddSections(Reader& reader, const RowContext& co
             }
             out.Write("\r\n");
         }
+        if (!problems.empty() || !DirectoryProblems(reader.Directory()).empty()) {
+            out.Write(fmt::format(",{},\r\n", kCsvDamaged));
+        }
         if (stored.behind > 0) {
             out.Write(",,");
             writeHex(out, reader.Directory().fileSize - stored.behind, stored.behind);

@@ -5,6 +5,7 @@
 //   2,symbols.csv,
 //   5,section-5.csv,aabbcc     before: bytes of no section ahead of this one, as hex
 //   ,,ff                       without a file: the bytes at the symbol file's end
+//   ,damaged,                  the symbol file was damaged: what the files hold is not all of it
 //
 // A section without a reader has one column, "bytes", and one row: the bytes after its id, as hex.
 #pragma once
@@ -17,6 +18,7 @@ namespace tvsym {
 
 constexpr const char* kCsvDirectoryFile = "directory.csv";
 constexpr const char* kCsvRawColumn = "bytes";
+constexpr const char* kCsvDamaged = "damaged";
 
 // A folder that is being filled. All files are put in place at the end, so that a failure leaves the old
 // ones.

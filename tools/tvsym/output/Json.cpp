@@ -62,6 +62,18 @@ JsonWriter& JsonWriter::Key(std::string_view name) {
     return *this;
 }
 
+JsonWriter& JsonWriter::AnyKey(std::string_view utf8) {
+    Value(utf8);
+    text += ':';
+    comma = false;
+    return *this;
+}
+
+JsonWriter& JsonWriter::Value(double number) {
+    const std::string digits = fmt::format("{}", number);
+    return std::isfinite(number) ? Token(digits) : Value(std::string_view(digits));
+}
+
 JsonWriter& JsonWriter::Value(std::string_view utf8) {
     Begin();
     text += '"';
@@ -87,9 +99,10 @@ JsonWriter& JsonWriter::Payload(ValueType type, std::string_view payload, TextCo
         case ValueType::Text:
             return Text(payload, codec);
         case ValueType::Unsigned:
-        case ValueType::Signed:
         case ValueType::Bool:
-            return Token(ValueText(type, payload, codec));
+            return Value(PayloadNumber(payload));
+        case ValueType::Signed:
+            return Value(PayloadSigned(payload));
         case ValueType::Float:
             return std::isfinite(PayloadFloat(payload)) ? Token(FloatText(payload))
                                                         : Value(FloatText(payload));

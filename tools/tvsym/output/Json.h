@@ -5,8 +5,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "symwrite/JsonNode.h"
 #include "tables/dictionary/Values.h"
 #include "tools/tvsym/Tool.h"
 #include "tools/tvsym/output/Output.h"
@@ -26,14 +28,24 @@ public:
     // The key of the value that follows: a name of this program or of format/, in which nothing needs an
     // escape.
     JsonWriter& Key(std::string_view name);
+    JsonWriter& AnyKey(std::string_view utf8);  // any other
 
     JsonWriter& Value(std::string_view utf8);
     JsonWriter& Value(std::nullptr_t) { return Token("null"); }
+    // Integers beyond 2^53 are strings of their digits: many programs know no numbers but doubles, and would
+    // round them.
     template <std::integral Number>
     JsonWriter& Value(Number number) {
-        if constexpr (std::same_as<Number, bool>) return Token(number ? "true" : "false");
-        return Token(std::to_string(number));
+        if constexpr (std::same_as<Number, bool>) {
+            return Token(number ? "true" : "false");
+        } else {
+            const bool exact = std::cmp_less_equal(number, symwrite::kMostExactInteger) &&
+                               std::cmp_greater_equal(number, -symwrite::kMostExactInteger);
+            const std::string digits = std::to_string(number);
+            return exact ? Token(digits) : Value(std::string_view(digits));
+        }
     }
+    JsonWriter& Value(double number);  // a string for nan and inf
     template <class T>
     JsonWriter& Value(const std::optional<T>& value) {
         return value ? Value(*value) : Value(nullptr);

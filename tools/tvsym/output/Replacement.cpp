@@ -21,9 +21,7 @@ Replacement::Replacement(std::string targetName, const std::string& source)
     if (fs::exists(old) && !fs::is_regular_file(old)) {
         return;
     }
-    if (fs::equivalent(target, source, error)) {
-        throw ToolError(kExitUsage, fmt::format("{}: is what is read, and would be lost", name));
-    }
+    RefuseSource(name, source);
     if (fs::is_symlink(target, error)) {
         const fs::path real = fs::weakly_canonical(target, error);
         target = error ? target : real;
@@ -38,6 +36,13 @@ Replacement::Replacement(std::string targetName, const std::string& source)
         path += fmt::format(".{:08x}.part", device());
     } while (fs::exists(path));
     RemoveWhenKilled(path.string());
+}
+
+void Replacement::RefuseSource(const std::string& target, const std::string& source) {
+    std::error_code ignored;
+    if (fs::equivalent(target, source, ignored)) {
+        throw ToolError(kExitUsage, fmt::format("{}: is what is read, and would be lost", target));
+    }
 }
 
 Replacement::~Replacement() {

@@ -14,6 +14,9 @@ public:
     // target in none, with kExitUsage for `source`, the file that is being read.
     Replacement(std::string targetName, const std::string& source);
     ~Replacement();
+
+    // Throws ToolError with kExitUsage where `target` is the file `source`, which is read.
+    static void RefuseSource(const std::string& target, const std::string& source);
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
 

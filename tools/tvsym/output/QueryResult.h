@@ -1,0 +1,21 @@
+// The rows of a query: as a table, CSV or JSON lines, or in a database.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/tvsym/input/SqlSession.h"
+#include "tools/tvsym/output/Output.h"
+
+namespace tvsym {
+
+// Runs the query to its end and returns the number of its rows. `format` is table, csv or ndjson. Integers
+// that a double cannot hold are strings in JSON; bytes that are no text are "hex:..." in CSV and {"hex":
+// "..."} in JSON.
+u64 WriteQuery(SqlQuery& query, Output& out, const std::string& format);
+
+// The same into the table `result` of a new database, which takes the place of an old file when all of it is
+// written. Throws ToolError for one of `sources`, the files that are read.
+void SaveQuery(SqlQuery& query, const std::string& target, const std::vector<std::string>& sources);
+
+}  // namespace tvsym
