@@ -10,7 +10,7 @@ namespace fuzz {
 
 namespace {
 
-constexpr size_t kMostWalked = 40;  // bounds a walk, in place of the size of the file
+constexpr size_t kMostWalked = 40;  // bounds a walk instead of the file's size
 
 std::string WalkBothModes(const driver::Bytes& file, const uint8_t* calls, const uint8_t* callsEnd,
                           driver::OpenOptions open) {
@@ -49,7 +49,7 @@ std::string RunBuild(const uint8_t* data, size_t size) {
         if (!errors.Empty()) return "";
         file = Write(content);
     } catch (const symwrite::WriteError&) {
-        return "";  // something is too large for its place, which is told
+        return "";  // a value too large for its place is reported
     }
     return WalkBothModes(file, nullptr, nullptr, {});
 }

@@ -1,5 +1,5 @@
 // What the fuzz targets do with one input, and what the tests do with the inputs that are kept in
-// fuzz/found/. Each gives what was wrong, in words; nothing for an input that is taken as it should be.
+// fuzz/found/. Each returns what was wrong, or an empty text for an input that was handled correctly.
 #pragma once
 
 #include <cstddef>

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A directory of this process, in memory where there is such a file system.
+// A directory for this process, in memory where such a file system exists.
 class Directory {
 public:
     Directory()

@@ -1,4 +1,4 @@
-// The allocator of the whole test program, in the place of the language's: it counts, and it can fail on
+// The allocator of the whole test program, replacing the language's: it counts, and it can fail on
 // purpose.
 #pragma once
 

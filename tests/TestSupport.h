@@ -82,7 +82,7 @@ public:
     TempFile& operator=(const TempFile&) = delete;
     const char* Path() const { return path.c_str(); }
 
-    // A path in the temporary directory at which nothing stands yet.
+    // A path in the temporary directory at which nothing exists yet.
     static std::string NewPath();
 
 private:
@@ -124,14 +124,14 @@ inline void InBothModes(const Bytes& bytes, const std::function<void(u16)>& chec
         check(file.Handle());
     }
 }
-// The same for a walk that gives its outcome as text.
+// The same for a walk that returns its outcome as text.
 inline void ExpectWalk(const Bytes& bytes, const std::function<std::string(u16)>& walk,
                        const std::string& expected, const HowToOpen& how = {}) {
     InBothModes(
         bytes, [&](u16 h) { EXPECT_EQ(walk(h), expected); }, how);
 }
 
-// A file and what the walk over it gives.
+// A file and the outcome of the walk over it.
 struct WalkCase {
     const char* name;
     Bytes bytes;
@@ -156,14 +156,14 @@ private:
     std::string text;
 };
 
-// The outcomes of calls that stand in braces are those of calls made from left to right.
+// Outcomes in braces are those of calls made from left to right.
 inline std::string InTurn(std::initializer_list<std::string> outcomes) {
     Calls calls;
     for (const std::string& outcome : outcomes) calls << outcome;
     return calls.Text();
 }
 
-// The outcome of an initial call and of each call of `next` behind it, up to the first that does not begin
+// The outcome of an initial call and of each call of `next` after it, up to the first that does not begin
 // with OK or MORE.
 std::string WalkOn(i32 initial, const std::function<std::string()>& next);
 
@@ -183,8 +183,8 @@ inline std::string Hex(const void* bytes, std::size_t size) {
 inline void FreeValue(void* value) { delete[] static_cast<u8*>(value); }
 
 // A call of the symbol stream as text: its result, then its items as "id:value" with blocks in hex, texts in
-// quotes and null as "-". Frees the blocks. Of a call without a hand-over only the number of its items is
-// told: "END (2)". `count` is a reference so that the call may stand among the arguments.
+// quotes and null as "-". Frees the blocks. A call that delivers nothing shows only the number of its
+// items: "END (2)". `count` is a reference so that the call may be one of the arguments.
 std::string TakeItems(i32 result, const std::vector<SymFieldItem>& items, const i32& count);
 
 // An array with guard bytes on both sides; its own bytes begin as 0xcd.

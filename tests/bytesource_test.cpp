@@ -1,4 +1,4 @@
-// The byte source by itself: both read modes against a plain model, its limits, and a file whose reads fail.
+// The byte source on its own: both read modes against a plain model, its limits, and a file whose reads fail.
 #include "library/core/ByteSource.h"
 
 #include <algorithm>
@@ -55,14 +55,14 @@ private:
     bool inMemory;
 };
 
-// The same calls on the byte source, told in the same words.
+// The same calls on the byte source, described in the same words.
 std::string Read(ByteSource& source, u32 n) {
     Guarded<u8> room(n);
     const ByteSource::Delivery delivery = source.ReadBytes(room.Data(), n);
     EXPECT_TRUE(room.Intact());
     EXPECT_TRUE(std::all_of(room.Data() + delivery.got, room.Data() + n, [](u8 byte) {
         return byte == 0xcd;
-    })) << "written behind what came";
+    })) << "written past what was read";
     return delivery.failed ? "failed" : std::to_string(delivery.got) + " " + Hex(room.Data(), delivery.got);
 }
 
@@ -196,7 +196,7 @@ TEST(ByteSource, NoBytes) {
 // --------------------------------------------------------------------------------------------------
 
 // A file in memory with a bad sector; `badReads` is how many reads that touch it fail. Behind its bytes it
-// goes on with zeros up to `size`.
+// continues with zeros up to `size`.
 struct Disk {
     Bytes bytes;
     u64 badFrom = 0, badTo = 0;
@@ -251,7 +251,7 @@ TEST_F(FailingReads, MeetOnlyTheCallThatNeedsTheSector) {
     EXPECT_EQ(ReadText(source, 7), "TOO_SMALL 8") << "turns without a byte count like characters";
     EXPECT_EQ(source.Position(), 100U);
     source.SeekTo(150);
-    EXPECT_EQ(Read(source, 60), "50 " + Hex(Fill(50, 'x').data(), 50)) << "behind the sector";
+    EXPECT_EQ(Read(source, 60), "50 " + Hex(Fill(50, 'x').data(), 50)) << "after the sector";
     EXPECT_EQ(Skip(source, 5), "true");
 }
 
@@ -272,7 +272,7 @@ TEST_F(FailingReads, ATransientFailureLosesNothing) {
     EXPECT_EQ(taken, 4U) << "a failed turn takes nothing";
 }
 
-// Without its image a file counts as open and gives nothing.
+// Without its image a file counts as open and has no data.
 TEST_F(FailingReads, NoImage) {
     const Bytes bytes = FileOf({RawSection(17, U32(2) + U16(1) + U8(1) + U8(2))});
     const struct {
@@ -336,7 +336,7 @@ TEST_F(FailingReads, ASkipReads) {
     }
 }
 
-// A directory entry whose read fails is dropped; the next one may come again. Strict reads give SYM_ERR_READ.
+// A directory entry whose read fails is dropped; the next one may succeed. Strict reads return SYM_ERR_READ.
 TEST_F(FailingReads, SeenThroughTheExports) {
     const Bytes bytes =
         FileOf({RawSection(17, U32(4) + U16(2) + U32(0x04030201)), RawSection(5, {}), RawSection(7, {})});

@@ -19,11 +19,11 @@ std::string Shown(const List& values) {
 }
 std::string Show(Guarded<u16>& items, u16 count, std::size_t capacity) {
     EXPECT_TRUE(items.Intact());
-    for (std::size_t i = count; i < capacity; ++i) EXPECT_EQ(items[i], 0xcdcd) << "written behind the list";
+    for (std::size_t i = count; i < capacity; ++i) EXPECT_EQ(items[i], 0xcdcd) << "written past the list";
     return Shown(List(items.Data(), items.Data() + count));
 }
 
-// Sections 18 and 21 behind one face. A group has one list of each kind; section 21 keeps the first alone.
+// Sections 18 and 21 through one interface. A group has one list of each kind; section 21 has only the first.
 struct Group {
     List ids, first, second, third;
 };
@@ -203,7 +203,7 @@ TEST_P(Definitions, MemoryGrowsWithTheFile) {
             EXPECT_GT(allocations::peakBytes, before) << "the counting works";
             EXPECT_LT(allocations::peakBytes - before, 4 << 20);
             EXPECT_LT(allocations::liveBytes - before, repeat == 0 ? 4 << 20 : 1 << 16)
-                << "a repeat gives back what it held";
+                << "a repeated id frees what it held";
         }
         std::string expected = "OK 1";
         for (std::size_t list = 0; list < kind.lists; ++list) expected += Shown(many);

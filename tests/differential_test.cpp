@@ -141,7 +141,7 @@ TEST(DifferentialSweep, RandomCalls) {
     }
 }
 
-// Every number that the container or a section's head tells, wrong in every way that a reader may stumble
+// Every number in the section directory or in a section's head, wrong in every way that a reader may stumble
 // over.
 TEST(DifferentialSweep, WrongOnPurpose) {
     const symwrite::File good = symwrite::SmallFile();
@@ -193,7 +193,7 @@ TEST(DifferentialSweep, Budgets) {
 }
 
 // A file of the sections that place texts in the arena: one text of `length` and one of `second` in each.
-// With `only` the default fields and that section alone.
+// With `only`, just the default fields and that section.
 symwrite::File ArenaFile(size_t length, size_t second, uint16_t only = 0) {
     const std::string text(length, 'a');
     const std::string other(second, 'b');
@@ -220,7 +220,7 @@ symwrite::File ArenaFile(size_t length, size_t second, uint16_t only = 0) {
 }
 
 TEST(DifferentialSweep, TextsAtTheArenasEnd) {
-    // The budget leaves 102401 bytes for the arena of a call: a text alone in it may have 102395 characters.
+    // The budget leaves 102401 bytes for the arena of a call: a single text in it may have 102395 characters.
     OpenOptions open;
     open.memoryBudget = 102401 + (7 + 6) + 14 * 2 + 4;
     const std::vector<WalkOptions> walks = {
@@ -233,7 +233,7 @@ TEST(DifferentialSweep, TextsAtTheArenasEnd) {
             const Bytes bytes = Write(file);
             const std::string what = std::to_string(length) + " and " + std::to_string(second);
             if (!WalksAgree(bytes, walks, what, open)) return;
-            // Cut inside, right behind and right ahead of the texts' ends.
+            // Cut inside, just after and just before the texts' ends.
             for (const int id : {2, 7, 8, 9, 13, 14, 15}) {
                 const symwrite::File single = ArenaFile(length, second, static_cast<uint16_t>(id));
                 const Bytes one = Write(single);

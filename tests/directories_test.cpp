@@ -98,11 +98,11 @@ TEST_P(Directories, WhereTheWalkEnds) {
         {"wrong id", With(three, [](auto& s) { s.idInFile = 1; }), "NO_SECTION; END"},
         {"cut in the head value", cut(12 + 5), "READ; END"},
         {"cut in the count", cut(elements - 1), "READ; END"},
-        {"cut behind the head", cut(elements), "END; END"},
+        {"cut after the head", cut(elements), "END; END"},
         {"cut in an id", cut(elements + 1), "3; READ"},
-        {"cut behind an id", cut(elements + family.idWidth), "3; READ id 1"},
+        {"cut after an id", cut(elements + family.idWidth), "3; READ id 1"},
         {"cut in a name", cut(elements + family.idWidth + 2), "3; READ id 1"},
-        {"cut behind an element", cut(elements + first), "3; MORE 1=AA; END"},
+        {"cut after an element", cut(elements + first), "3; MORE 1=AA; END"},
         {"cut in the next id", cut(elements + first + 1), "3; MORE 1=AA; READ"},
     };
     ExpectWalks(kCases, [&](u16 h) { return Walk(h); });
@@ -161,7 +161,7 @@ TEST_P(Directories, WideNumbers) {
     }
 }
 
-// Each section has a cursor of its own, but they share the one read position.
+// Each section has its own cursor, but they share one read position.
 TEST(DirectoriesTogether, OneAfterTheOther) {
     std::vector<symwrite::Section> sections;
     for (const Family& family : kFamilies) {
@@ -237,7 +237,7 @@ TEST(SectionGroupTable, EveryCapacity) {
     InBothModes(bytes, [](u16 h) {
         EXPECT_EQ(NextGroup(h, 4), "END") << "not entered";
         EXPECT_EQ(tv_InitializeSection11(h), 2);
-        EXPECT_EQ(NextGroup(h, 4, 3), "MORE 7: 1") << "the array goes on filling";
+        EXPECT_EQ(NextGroup(h, 4, 3), "MORE 7: 1") << "the array continues to fill";
         EXPECT_EQ(NextGroup(h, 4, 4), "MORE 7:") << "no room: nothing moves inside a group";
         EXPECT_EQ(NextGroup(h, 4, 9), "MORE 7:");
         EXPECT_EQ(NextGroup(h, 4, -1), "PARAM");
@@ -249,7 +249,7 @@ TEST(SectionGroupTable, EveryCapacity) {
         EXPECT_EQ(WalkSectionGroups(h), "2; MORE 7: 1 2 3; OK 9:; END") << "an initial call begins anew";
         tv_InitializeSection11(h);
         EXPECT_EQ(NextGroup(h, 0), "MORE 7:") << "no room at a group head: the head is read";
-        EXPECT_EQ(NextGroup(h, 3), "MORE 1: 3 9") << "and the next two bytes are taken for a head";
+        EXPECT_EQ(NextGroup(h, 3), "MORE 1: 3 9") << "and the next two bytes are read as a head";
     });
 }
 
@@ -276,11 +276,11 @@ TEST(SectionGroupTable, WhereTheWalkEnds) {
         {"no section", FileOf({}), "NO_SECTION; END"},
         {"cut in the head value", CutAt(FileOf({two}), 17), "READ; END"},
         {"cut ahead of the group count", CutAt(FileOf({two}), 18), "READ; END"},
-        {"cut behind the head", cut(0), "END; END"},
+        {"cut after the head", cut(0), "END; END"},
         {"cut in a group head", cut(1), "2; READ"},
-        {"cut behind a group head", cut(2), "2; READ 7:"},
+        {"cut after a group head", cut(2), "2; READ 7:"},
         {"cut in the members", cut(4), "2; READ 7: 1 2"},
-        {"cut behind a group", cut(5), "2; MORE 7: 1 2 3; END"},
+        {"cut after a group", cut(5), "2; MORE 7: 1 2 3; END"},
         {"cut in the next head", cut(6), "2; MORE 7: 1 2 3; READ"},
     };
     ExpectWalks(kCases, [](u16 h) { return WalkSectionGroups(h); });
@@ -340,12 +340,12 @@ TEST(ExchangeTable, WhereTheWalkEnds) {
         {"no section", FileOf({}), "NO_SECTION; END"},
         {"cut in the head value", CutAt(FileOf({three}), 17), "READ; END"},
         {"cut in the count", CutAt(FileOf({three}), 19), "READ; END"},
-        {"cut behind the head", cut(0), "END; END"},
+        {"cut after the head", cut(0), "END; END"},
         {"cut in an id", cut(1), "3; READ"},
-        {"cut behind an id", cut(2), "3; READ id 1"},
+        {"cut after an id", cut(2), "3; READ id 1"},
         {"cut in the first text", cut(4), "3; READ id 1"},
         {"cut in the second text", cut(6), "3; READ id 1"},
-        {"cut behind an element", cut(7), "3; MORE 1/ab/c; END"},
+        {"cut after an element", cut(7), "3; MORE 1/ab/c; END"},
     };
     ExpectWalks(kCases, [](u16 h) { return WalkExchanges(h); });
     ExpectWalk(
@@ -399,9 +399,9 @@ TEST(RealDelayTable, WhereTheWalkEnds) {
         {"no section", FileOf({}), "NO_SECTION; END"},
         {"cut in the head value", CutAt(FileOf({three}), 17), "READ; END"},
         {"cut in the count", CutAt(FileOf({three}), 19), "READ; END"},
-        {"cut behind the head", CutAt(FileOf({three}), 20), "END; END"},
+        {"cut after the head", CutAt(FileOf({three}), 20), "END; END"},
         {"cut in a pair", CutAt(FileOf({three}), 23), "3; OK 1>2; READ 3"},
-        {"cut behind a pair", CutAt(FileOf({three}), 22), "3; OK 1>2; END"},
+        {"cut after a pair", CutAt(FileOf({three}), 22), "3; OK 1>2; END"},
     };
     ExpectWalks(kCases, WalkPairs);
     InBothModes(FileOf({three, kOther}), [&](u16 h) {

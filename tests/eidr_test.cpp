@@ -41,7 +41,7 @@ struct QuickCall {
         }
         EXPECT_EQ(count, before + 1);
         EXPECT_EQ(room2, size);
-        EXPECT_EQ(value[size], 0xcd) << "nothing behind the value";
+        EXPECT_EQ(value[size], 0xcd) << "nothing after the value";
         const bool isText = target.tag == kTextTag;
         return text + " " + name + "." + std::to_string(target.id) + ":" +
                (isText ? "'" + std::string(reinterpret_cast<char*>(value.Data())) + "'"
@@ -103,20 +103,20 @@ TEST(EidrQuickGroups, WhereTheSectionEnds) {
         {"head value 0", With(two, [](auto& s) { s.headValue = 0; }), "OK; FORMAT g.1:05"},
         {"head value inside the last field", With(two, [](auto& s) { s.headValue = 9; }),
          "OK; MORE g.1:05; FORMAT g.2:06"},
-        {"head value inside a group",  // the next call begins with a group head, wherever it stands
+        {"head value inside a group",  // the next call begins with a group head, wherever the position is
          With(Quick({{"g", {Byte(1, 5), TextField(2, "xy"), Byte(3, 7)}, {}}}),
               [](auto& s) { s.headValue = 8; }),
          "OK; OK g.1:05; FORMAT \axy.3:07"},
         {"wrong id", With(two, [](auto& s) { s.idInFile = 7; }), "NO_SECTION; END"},
         {"no section", FileOf({}), "NO_SECTION; END"},
         {"cut in the head value", CutAt(FileOf({two}), kHead - 1), "READ; END"},
-        {"cut behind the head", cut(0), "END; END"},
+        {"cut after the head", cut(0), "END; END"},
         {"cut in the group size", cut(1), "OK; READ"},
         {"cut in the name", cut(3), "OK; READ"},
-        {"cut behind the name", cut(4), "OK; MORE g.52685:; END"},  // id and tag stay the caller's
+        {"cut after the name", cut(4), "OK; MORE g.52685:; END"},  // id and tag stay the caller's
         {"cut in an id", cut(5), "OK; MORE g.52481:; END"},
-        {"cut behind a tag", cut(7), "OK; MORE g.1:00; END"},
-        {"cut behind a field", cut(8), "OK; MORE g.1:05; END"},
+        {"cut after a tag", cut(7), "OK; MORE g.1:00; END"},
+        {"cut after a field", cut(8), "OK; MORE g.1:05; END"},
         {"cut in the last value", cut(11), "OK; MORE g.1:05; OK g.2:00; END"},
     };
     ExpectWalks(kCases, WalkQuick);
@@ -174,7 +174,7 @@ TEST(EidrQuickGroups, ValuesWithoutRoom) {
     const Bytes cut = CutAt(FileOf({Quick({{"g", {TextField(2, "cut")}, {}}})}), kHead + 4 + 3 + 2);
     InBothModes(cut, [](u16 h) {
         EXPECT_EQ(WalkQuick(h), "OK; READ size 0");
-        EXPECT_DOUBLE_EQ(tv_GetSymDataProgress(h), 13.0 / 17) << "of the field its head alone counts";
+        EXPECT_DOUBLE_EQ(tv_GetSymDataProgress(h), 13.0 / 17) << "only the head of the field counts";
     });
 }
 
@@ -218,12 +218,12 @@ TEST(EidrSections, WhereTheSectionEnds) {
         {"wrong id", With(two, [](auto& s) { s.idInFile = 6; }), "NO_SECTION; END"},
         {"no section", FileOf({}), "NO_SECTION; END"},
         {"cut in the head value", CutAt(FileOf({two}), kHead - 1), "READ; END"},
-        {"cut behind the head", cut(0), "END; END"},
+        {"cut after the head", cut(0), "END; END"},
         {"cut in an id", cut(1), "OK; READ"},
         {"cut in the first text", cut(3), "OK; READ"},
         {"cut ahead of the second text", cut(4), "OK; READ"},
         {"cut in the second text", cut(6), "OK; READ"},
-        {"cut behind an element", cut(7), "OK; MORE 1/a/bc; END"},
+        {"cut after an element", cut(7), "OK; MORE 1/a/bc; END"},
     };
     ExpectWalks(kCases, WalkEidrPlainly);
 }

@@ -1,4 +1,4 @@
-// The header in C, and the shared library by itself: loaded, used, unloaded, loaded anew.
+// The header in C, and the shared library on its own: loaded, used, unloaded, loaded anew.
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -44,8 +44,8 @@ public:
 #endif
 };
 
-// What the header declares is what the library has; that it has nothing more, the check of its symbol table
-// tells.
+// The library exports what the header declares; the check of its symbol table shows that it exports
+// nothing more.
 TEST(SharedLibraryFile, ExportsWhatTheHeaderDeclares) {
     std::ifstream in(std::string(TORVA_SOURCE_DIR) + "/include/TorvaAPI.h");
     const std::string header{std::istreambuf_iterator<char>(in), {}};

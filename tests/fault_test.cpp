@@ -20,7 +20,7 @@ namespace {
 
 using torva::test::allocations::liveBlocks;
 
-// Allocations inside the library fail when told to.
+// Allocations inside the library fail on request.
 int64_t allocationsUntilFailure = 0;
 bool failAllBehind = false;
 uint64_t failedAllocations = 0;
@@ -99,7 +99,7 @@ Trial OpenAndWalk(const Bytes& file, bool wholeFile, const Plan& plan, int32_t c
     return trial;
 }
 
-// What holds after any trial, whatever went wrong in it. `lossless` is what a walk gives when nothing goes
+// What holds after any trial, whatever went wrong in it. `lossless` is what a walk returns when nothing goes
 // wrong.
 void ExpectNothingLost(const Bytes& file, bool wholeFile, const Trial& trial, const Trial& lossless,
                        const std::string& what, int32_t capacity = 3) {
@@ -144,7 +144,7 @@ void FaultSweep::FailEachOperation(const Bytes& file, bool wholeFile, int32_t ca
                     const std::string what = std::string(wholeFile ? "memory" : "file") +
                                              " mode, operation " + std::to_string(n) +
                                              (kind == Plan::Kind::kFail ? " fails" : " is short") +
-                                             (all ? " and all behind it" : "");
+                                             (all ? " and all after it" : "");
                     ExpectNothingLost(file, wholeFile, trial, lossless, what, capacity);
                     if (HasFatalFailure()) return;
                 }
@@ -154,7 +154,7 @@ void FaultSweep::FailEachOperation(const Bytes& file, bool wholeFile, int32_t ca
     }
 }
 
-// The n-th read or size query fails or comes back short, alone or with all behind it, for every n.
+// The n-th read or size query fails or comes back short, alone or with all after it, for every n.
 TEST_F(FaultSweep, DiskOperations) {
     const std::pair<Bytes, int32_t> cases[] = {{SpreadFile(70000, 120, 150), 3}, {LongRuns(), kRoomForRuns}};
     for (const auto& [file, capacity] : cases) {
@@ -166,7 +166,7 @@ TEST_F(FaultSweep, DiskOperations) {
 }
 
 // A bad sector shows in exactly the calls that need its bytes, read-ahead or not, with the results of a
-// reader that reads each thing by itself, and skips byte by byte. It may recover between two calls.
+// reader that reads each item separately, and skips byte by byte. It may recover between two calls.
 TEST_F(FaultSweep, BadSectors) {
     const std::pair<Bytes, uint64_t> cases[] = {{Write(symwrite::SmallFile()), 1},
                                                 {SpreadFile(6000, 30, 100), FullSweep() ? 37 : 397}};
@@ -222,7 +222,7 @@ TEST_F(FaultSweep, LongRuns) {
     }
 }
 
-// The n-th allocation of the library fails, alone or with all behind it, until a run has no failure.
+// The n-th allocation of the library fails, alone or with all after it, until a run has no failure.
 TEST_F(FaultSweep, Allocations) {
     const Bytes file = SpreadFile(100, 6, 20);
     for (const bool wholeFile : {false, true}) {
@@ -315,8 +315,8 @@ TEST_F(FaultSweep, CallsThatAllocate) {
     }
 }
 
-// A call allocates its values and nothing else, however often a record repeats a default field. One value for
-// which there is no memory is null; the tails of earlier values show it all the same.
+// A call allocates only its values, however often a record repeats a default field. A value for which there
+// is no memory is null; the tails of earlier values show it nevertheless.
 TEST_F(FaultSweep, ValuesWithoutMemory) {
     using namespace torva::test;
     constexpr int32_t kFields = 100;

@@ -15,7 +15,7 @@ Bytes OneSymbol(std::vector<Field> fields, std::vector<Field> defaults = {}) {
     return FileOf(std::move(sections));
 }
 
-// Begins the first record, goes on with it to its end, and tells each call: "MORE 1:ff 2:'text'; OK".
+// Begins the first record, continues to its end, and describes each call: "MORE 1:ff 2:'text'; OK".
 std::string WalkRecord(u16 h, i32 maxItems = 8) {
     Calls calls;
     char text[16];
@@ -49,10 +49,10 @@ TEST(Fields, BlockOfEachTag) {
         {"tag 9 alone is followed by zeros", {NumberField(1, 9, n)}, "OK 1:112233000000000000"},
         {"null values", {NullField(1, 0), NullField(2, 10), NullField(3, 255)}, "OK 1:- 2:- 3:-"},
         {"null values take 3 bytes", {NullField(1, 200), NumberField(2, 1, n)}, "OK 1:- 2:11"},
-        {"behind tag 8 stand the gap and the next value",
+        {"after tag 8: the gap and the next value",
          {NumberField(1, 8, n), NumberField(2, 6, n)},
          "OK 1:1122334400112233445566 2:1122334455667788"},
-        {"a null value leaves a gap of its own",
+        {"a null value leaves its own gap",
          {NumberField(1, 9, n), NullField(2), NumberField(3, 1, n)},
          "OK 1:112233000011000000 2:- 3:11"},
         {"an empty text",
@@ -69,7 +69,7 @@ TEST(Fields, BlockOfEachTag) {
         if (c.fields.size() < 4)
             ExpectWalk(OneSymbol({}, c.fields), walk, c.expected, {0, kBudget, {1, 2, 3}});
     }
-    // The default arena holds all default fields, so behind a tag-8 value one shows that is not wanted.
+    // The default arena holds all default fields, so the bytes after a tag-8 value show an unwanted one.
     ExpectWalk(OneSymbol({}, kCases[std::size(kCases) - 1].fields), [](u16 h) { return WalkRecord(h); },
                "OK 1:1122334400112233445566 2:11223344006e6f74207761", {0, kBudget, {1, 2, 3}});
 }
@@ -114,7 +114,7 @@ TEST(Fields, ArenaRoom) {
         {"longest text", {text(2, kRoom - 2), byte}, "MORE 2:" + shown(kRoom - 2) + "; OK" + b},
         {"read but not placed", {text(2, kRoom - 1), byte}, "TOO_SMALL"},
         {"not even read", {text(2, kRoom), byte}, "TOO_SMALL"},
-        {"longest behind a byte",
+        {"longest after a byte",
          {byte, text(2, kRoom - 4), byte},
          "MORE" + b + " 2:" + shown(kRoom - 4) + "; OK" + b},
         {"one more waits", {byte, text(2, kRoom - 3)}, "MORE" + b + "; OK 2:" + shown(kRoom - 3)},

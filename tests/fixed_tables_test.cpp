@@ -25,7 +25,7 @@ std::string Show(const SectionL2Item& item) {
     return " " + std::to_string(item.leadByte) + "/" + shown(text1) + "/" + shown(text2);
 }
 
-// What a call left in an array whose elements were 0xcd: `count` records, and zeros behind them up to the
+// What a call left in an array whose elements were 0xcd: `count` records, and zeros after them up to the
 // capacity.
 template <class Record>
 std::string ShowArray(i32 result, Guarded<Record>& records, i32 count, i32 capacity) {
@@ -135,8 +135,8 @@ TEST(JumpPrices, WhereTheTableEnds) {
          "7: MORE 1; END"},
         {"only a head", FileOf({noGroups, kOther}), "END"},
         {"empty group at the section's end", FileOf({JumpTable({Jumps(7, {})}), kOther}), "7: END"},
-        {"section ends behind a record", sized(7 + 3 + 24), "7: FORMAT 1 2"},
-        {"section ends behind a group", sized(7 + 3 + 48), "7: OK 1 2; END"},
+        {"section ends after a record", sized(7 + 3 + 24), "7: FORMAT 1 2"},
+        {"section ends after a group", sized(7 + 3 + 48), "7: OK 1 2; END"},
         {"section ends inside a record", sized(7 + 3 + 47), "7: FORMAT 1 2"},
         {"section ends inside the first record", sized(7 + 3 + 1), "7: FORMAT 1"},
         {"group count 0 with groups", FileOf({countZero, kOther}), "OK"},
@@ -241,14 +241,14 @@ TEST(Brokers, WhereTheTableEnds) {
     const Bytes last = FileOf({BrokerTable({1, 2})});
     const WalkCase kCases[] = {
         {"at the end of the file", last, "2; MORE 1 2; END"},
-        {"cut behind a record", CutAt(last, 12 + 8 + 30), "2; MORE 1; END"},
-        {"cut behind the head", CutAt(last, 20), "END; END"},
+        {"cut after a record", CutAt(last, 12 + 8 + 30), "2; MORE 1; END"},
+        {"cut after the head", CutAt(last, 20), "END; END"},
         {"cut in the count", CutAt(last, 19), "READ; END"},
         {"cut in the head value", CutAt(last, 15), "READ; END"},
         {"only a head", FileOf({BrokerTable({}), kOther}), "END; END"},
         {"count 0 with records", with([](auto& s) { s.count = 0; }), "OK; END"},
         {"fewer than there are", with([](auto& s) { s.count = 1; }), "1; OK 1; END"},
-        {"the section's end is met on entry alone", with([](auto& s) { s.directorySize = 9; }),
+        {"the section's end matters only on entry", with([](auto& s) { s.directorySize = 9; }),
          "2; OK 1 2; END"},
         {"section of 8 bytes", with([](auto& s) { s.directorySize = 8; }), "END; END"},
         {"wrong id", with([](auto& s) { s.idInFile = 5; }), "NO_SECTION; END"},
@@ -317,7 +317,7 @@ TEST(Level2, EveryCapacity) {
     });
 }
 
-// The directory tells the size of the groups alone; the six bytes ahead of them do not count.
+// The section directory records the size of the groups only; the six bytes before them do not count.
 TEST(Level2, WhereTheTableEnds) {
     const std::vector<Row> two = {{{7}, {{{1, "a", "b"}}, {{2, "c", "d"}}}}, {{8}, {{{3, "e", "f"}}}}};
     const auto sized = [&](u32 size) {
@@ -336,10 +336,10 @@ TEST(Level2, WhereTheTableEnds) {
         {"inside the first item", sized(6), "7: FORMAT 1/a/b"},
         {"empty group at the section's end", FileOf({Level2({{{7}}}), kOther}), "7: END"},
         {"no section", FileOf({kOther}), "END"},
-        {"cut behind a lead byte", CutAt(last, groups + 3), "7: FORMAT 1/null/null"},
-        {"cut behind a text", CutAt(last, groups + 5), "7: FORMAT 1/a/null"},
-        {"cut behind an item", CutAt(last, groups + 7), "7: MORE 1/a/b; END"},
-        {"cut behind a group head", CutAt(last, groups + 2), "7: END"},
+        {"cut after a lead byte", CutAt(last, groups + 3), "7: FORMAT 1/null/null"},
+        {"cut after a text", CutAt(last, groups + 5), "7: FORMAT 1/a/null"},
+        {"cut after an item", CutAt(last, groups + 7), "7: MORE 1/a/b; END"},
+        {"cut after a group head", CutAt(last, groups + 2), "7: END"},
         {"cut inside a group head", CutAt(last, groups + 1), "7: END"},
         {"cut ahead of the groups", CutAt(last, groups), "END"},
     };
@@ -360,7 +360,7 @@ TEST(Level2, WhereTheTableEnds) {
     });
 }
 
-// An item whose texts find no room while the arena holds others waits for the next call; alone in the arena
+// An item whose texts find no room while the arena holds others waits for the next call; with an empty arena
 // it arrives with null for the text that is too long, and the walk stays in step.
 TEST(Level2, FullArena) {
     const std::size_t kRoom = 102397;  // of the least budget; a text takes its characters and 2
@@ -376,10 +376,10 @@ TEST(Level2, FullArena) {
         {"first text takes all",
          {{{1, whole, "x"}}, {{2, "b", "c"}}},
          "7: MORE 1/" + whole + "/null; OK 2/b/c; 9: OK 5/z/z; END"},
-        {"too long alone",
+        {"too long on its own",
          {{{1, over, "x"}}, {{2, "b", over}}, {{3, "", ""}}},
          "7: MORE 1/null/x; OK 2/b/null 3//; 9: OK 5/z/z; END"},
-        {"too long behind others",
+        {"too long after others",
          {{{1, "a", "b"}}, {{2, over, over}}, {{3, "", ""}}},
          "7: MORE 1/a/b; OK 2/null/null 3//; 9: OK 5/z/z; END"},
     };

@@ -33,7 +33,7 @@ using torva::test::RationedRealloc;
 namespace torva::test {
 namespace {
 
-// What a walk through ranges came to.
+// The outcome of a walk through ranges.
 struct Tally {
     std::size_t elements = 0;
     std::set<i32> codes;  // other than SYM_OK

@@ -223,7 +223,7 @@ TEST(Hpp, ARangeThatLostItsPlaceSaysSo) {
         EXPECT_EQ(countries.result(), code);
     }
 
-    // A section that was read whole goes on, but the ids that one range took are missing in another.
+    // A section that was read whole continues, but the ids that one range took are missing in another.
     ASSERT_EQ(file.open(bytes.Path()), SYM_OK);
     auto support = file.exchangeSupport();
     auto it = support.begin();
@@ -505,7 +505,7 @@ TEST(Hpp, DamageCostsWhatItHitAndNothingAhead) {
     EXPECT_FALSE(reached.broken);
 }
 
-// Elements that pass the end of their section, or that the end of the file cuts off, stand behind the error.
+// Elements that pass the end of their section, or that the end of the file cuts off, come with the error.
 TEST(Hpp, ElementsThatPassTheEndAreShown) {
     // Opens a file of one section, by its directory so many bytes shorter, and really so many.
     const auto open = [](symwrite::Section section, u32 announcedLess, std::size_t cut) {

@@ -37,7 +37,7 @@ TEST(Lifecycle, LowestFreeHandle) {
     EXPECT_EQ(Open(c.Path()), 1) << "the failed open left the handle free";
     EXPECT_EQ(Open(a.Path()), 3);
     for (const int h : {1, 2, 2, 3, 0, 77})
-        tv_CloseSymFile(static_cast<u16>(h));  // unknown handles are no error
+        tv_CloseSymFile(static_cast<u16>(h));  // unknown handles are not an error
     EXPECT_EQ(Open(c.Path()), 1);
     tv_CloseSymFile(1);
 }
@@ -131,9 +131,9 @@ TEST(Directory, ListsTheExtendedSections) {
         {"empty file", {}, {}},
         {"one byte", {1}, {}},
         {"no entries", U16(0), {}},
-        {"entries 1 and 2 alone", FileOf({raw(1), raw(2)}), {}},
+        {"only entries 1 and 2", FileOf({raw(1), raw(2)}), {}},
         {"readers or not, and twice", seven, {7, 5, 999, 7}},
-        {"directory cut behind an entry", CutAt(seven, 2 + 10), {7}},
+        {"directory cut after an entry", CutAt(seven, 2 + 10), {7}},
         {"directory cut inside an entry", CutAt(seven, 2 + 21), {7, 5}},
         {"only the low byte of an id", U16(1) + U8(9), {9}},
         {"more entries than bytes", U16(65535) + U16(22) + Fill(8), {22}},
@@ -159,7 +159,7 @@ TEST(Directory, ListsTheExtendedSections) {
     }
 }
 
-// Of two sections with one id the first counts; a section whose id is wrong, or whose offset lies behind the
+// Of two sections with one id the first counts; a section whose id is wrong, or whose offset lies past the
 // end, is as good as absent.
 TEST(Directory, FirstEntryOfAnIdCounts) {
     const auto pairs = [](u8 first) { return MakeSection(17, {{{first, 1}}}); };
@@ -193,7 +193,7 @@ TEST(Directory, FirstEntryOfAnIdCounts) {
 struct Export {
     const char* name;
     std::function<i32(u16)> enter;      // what makes the good call below possible; may be empty
-    std::function<i32(u16)> withZeros;  // all arguments behind the handle 0 and null
+    std::function<i32(u16)> withZeros;  // all arguments after the handle 0 and null
     std::function<i32(u16)> good;
     std::vector<std::function<i32(u16)>> nulls;  // the good call with one pointer null, each in turn
     i32 result;                                  // of the good call
@@ -222,7 +222,7 @@ Export Make(const char* name, i32 result, std::function<i32(u16)> enter, i32 (*c
     return e;
 }
 
-// Room for what one call of any export gives back.
+// Room for what one call of any export returns.
 struct Room {
     char text[64];
     char text2[64];
@@ -299,7 +299,7 @@ std::function<i32(u16)> After(const Export& e) {
 // All exports with a handle and a numeric result, in the order in which a caller meets them.
 std::vector<Export> AllExports(Room& r) {
     std::vector<Export> all;
-    const auto leave = tv_InitialRealDelayMappingSection;  // what enters by itself then begins anew
+    const auto leave = tv_InitialRealDelayMappingSection;  // an entry on its own then begins again
     const auto add = [&](Export e) -> Export& { return all.emplace_back(std::move(e)); };
     const auto directory = [&](const char* initialName, i32 (*initial)(u16), const char* nextName,
                                i32 (*next)(u16, i32*, u32*, char**, u32)) {
@@ -399,8 +399,8 @@ TEST(EveryExport, RefusesABadHandle) {
     for (const Export& e : all) EXPECT_EQ(e.withZeros(1), SYM_ERR_BAD_HANDLE) << e.name << ", handle closed";
 }
 
-// A null pointer is refused with nothing read, moved or written: the good call then gives what it always
-// gives.
+// A null pointer is refused with nothing read, moved or written: the valid call then returns what it
+// always returns.
 TEST(EveryExport, RefusesNullPointers) {
     Room room{};
     InBothModes(EverySection(), [&](u16 h) {
@@ -543,7 +543,7 @@ TEST(Threads, TheHostsAllocatorMayCallTheLibraryAndStartAThread) {
     EXPECT_EQ(tv_GetNextSymData(file.Handle(), text, 31, &count, items, 4), SYM_OK);
     threadOfTheAllocator.join();
     EXPECT_EQ(sectionsSeenByTheAllocator, 19);
-    EXPECT_FALSE(threadsCallEndedFirst) << "two calls at once";
+    EXPECT_FALSE(threadsCallEndedFirst) << "two calls ran at the same time";
     for (const SymFieldItem& item : items) FreeValue(item.value);
 }
 
@@ -593,7 +593,7 @@ TEST(Lifecycle, OpensWithoutTheExports) {
     }
     tv_CloseSymFile(1);
     const auto shared = platform::OpenFile(file.Path(), platform::Sharing::shared);
-    EXPECT_EQ(Open(file.Path()), 1) << "a shared open keeps nobody out";
+    EXPECT_EQ(Open(file.Path()), 1) << "a shared open excludes no other";
     tv_CloseSymFile(1);
 }
 

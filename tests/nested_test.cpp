@@ -97,11 +97,11 @@ TEST(ObjectTreeWalk, WhereItEnds) {
         {"no section", FileOf({}), "NO_SECTION; END"},
         {"cut in the head value", CutAt(last, 17), "READ; READ"},
         {"cut in the type count", CutAt(last, 19), "READ; READ"},
-        {"cut behind the head", cut(0), "END; READ"},
+        {"cut after the head", cut(0), "END; READ"},
         {"cut in a type id", cut(1), "2; READ"},
         {"cut in a block size", cut(4), "2; READ"},
         {"cut in a source count", cut(7), "2; READ"},
-        {"cut behind a type", cut(8), "2; 7(2)[READ] READ"},
+        {"cut after a type", cut(8), "2; 7(2)[READ] READ"},
         {"cut in a source", cut(9), "2; 7(2)[READ] READ"},
         {"cut in a symbol count", cut(11), "2; 7(2)[READ] READ"},
         {"cut in a symbol", cut(14), "2; 7(2)[s(2)[READ] READ] READ"},
@@ -111,7 +111,7 @@ TEST(ObjectTreeWalk, WhereItEnds) {
     ExpectWalks(kCases, WalkAllObjects);
 }
 
-// What is left of a block is skipped; behind the last block the section ends, and the block counts as used
+// What is left of a block is skipped; after the last block the section ends, and the block counts as used
 // up.
 TEST(ObjectTreeWalk, SkipsAndRestarts) {
     const Bytes bytes =
@@ -156,7 +156,7 @@ TEST(ObjectTreeWalk, LifetimesAndLimits) {
         u8 byte = 0;
         for (int i = 0; i < 255; ++i) EXPECT_EQ(tv_GetNextObjectData(h, &byte, &text), SYM_MORE_DATA);
         EXPECT_EQ(NextData(h), "END");
-        EXPECT_STREQ(text, "d") << "an END leaves the arena alone";
+        EXPECT_STREQ(text, "d") << "an END leaves the arena unchanged";
         for (int i = 1; i < 65535; ++i) ASSERT_EQ(NextSym(h), "1(0)");
         EXPECT_EQ(InTurn({NextSym(h), NextSource(h), NextType(h)}), "END; END; END");
     });
@@ -167,7 +167,7 @@ TEST(ObjectTreeWalk, LifetimesAndLimits) {
         NextType(h);
         EXPECT_EQ(tv_GetNextObjectSourceSym(h, &text, &count), SYM_MORE_DATA);
         EXPECT_EQ(NextType(h), "8(0)");
-        EXPECT_STREQ(text, "s") << "a type leaves the arena alone";
+        EXPECT_STREQ(text, "s") << "a type leaves the arena unchanged";
     });
     const std::size_t kRoom = 102397;
     for (const std::size_t characters : {kRoom - 2, kRoom - 1, kRoom}) {
@@ -204,7 +204,7 @@ struct Kind {
         if (result != SYM_OK) return Name(result);
         return trade ? std::to_string(head.id) + Shown(head.name) : std::to_string(headId);
     }
-    // The first call of an item or list, or a further one: "OK 9: a b", "MORE a".
+    // The first call of an item or list, or a later one: "OK 9: a b", "MORE a".
     std::string Entries(u16 h, bool first, u32 capacity) const {
         Guarded<const char*> names(capacity);
         Guarded<::GlobalRelatedItem> items(capacity);
@@ -303,7 +303,7 @@ TEST_P(HeadsAndBodies, EveryCapacity) {
         EXPECT_EQ(kind.Entries(h, false, 1), Told("MORE a", "MORE 5a"));
         EXPECT_EQ(kind.Head(h), Told("2h", "2")) << "out of an open list";
         EXPECT_EQ(kind.Head(h), Told("3h", "3"));
-        EXPECT_EQ(kind.Head(h), "END") << "behind the skip of the last body";
+        EXPECT_EQ(kind.Head(h), "END") << "after the skip of the last body";
         EXPECT_EQ(tv_GetSymDataProgress(h), 1.0);
         EXPECT_EQ(kind.Entries(h, true, 2), "END") << "which counts as used up";
         EXPECT_EQ(kind.Head(h), "END");
@@ -329,14 +329,14 @@ TEST_P(HeadsAndBodies, WhereTheWalkEnds) {
         {"body size too small", FileOf({Section({{{"a", "b"}}, {}}, 2), kOther}), all},
         {"cut in the head value", CutAt(last, 17), "READ; READ"},
         {"cut in the head count", CutAt(last, 19), "READ; READ"},
-        {"cut behind the section's head", cut(0), "END; READ"},
+        {"cut after the section's head", cut(0), "END; READ"},
         {"cut in a head id", cut(1), "2; READ"},
         {"cut in a body size", cut(head - 1), "2; READ"},
-        {"cut behind a head", cut(head), Told("2; 1h; READ; READ", "2; 1; READ; READ")},
+        {"cut after a head", cut(head), Told("2; 1h; READ; READ", "2; 1; READ; READ")},
         {"cut in a name", cut(head + 4), Told("2; 1h; READ 9:; READ", "2; 1; READ 2: 5a; READ")},
         {"cut between two names", cut(head + (kind.trade ? 5 : 4)),
          Told("2; 1h; READ 9: a; READ", "2; 1; READ 2: 5a; READ")},
-        {"cut behind a body", cut(head + 7),
+        {"cut after a body", cut(head + 7),
          Told("2; 1h; OK 9: a b; END; READ", "2; 1; OK 2: 5a 5b; END; READ")},
     };
     ExpectWalks(kCases, Walk(8));
@@ -363,7 +363,7 @@ TEST_P(HeadsAndBodies, Arena) {
             EXPECT_EQ(tv_GetForeignTrade(h, &byte, names, &count, 2), SYM_OK);
             EXPECT_STREQ(names[0], "abc");
             EXPECT_EQ(tv_GetForeignTrade(h, &byte, names, &count, 2), SYM_END_OF_DATA);
-            EXPECT_STREQ(names[0], "abc") << "an END leaves the arena alone";
+            EXPECT_STREQ(names[0], "abc") << "an END leaves the arena unchanged";
             EXPECT_EQ(tv_GetNextForeignTrade(h, names, &count, 2), SYM_OK);
             EXPECT_STREQ(names[0], "") << "a reset, though nothing was delivered";
         } else {
@@ -372,7 +372,7 @@ TEST_P(HeadsAndBodies, Arena) {
             const char* const name = items[0].name;
             EXPECT_STREQ(name, "abc");
             EXPECT_EQ(tv_GetGlobalReleated(h, &byte, items, &count, 2), SYM_END_OF_DATA);
-            EXPECT_STREQ(name, "abc") << "an END leaves the arena alone";
+            EXPECT_STREQ(name, "abc") << "an END leaves the arena unchanged";
             EXPECT_EQ(tv_GetNextGlobalReleatedHead(h, &headId), SYM_OK);
             EXPECT_STREQ(name, "") << "a head resets the arena";
         }

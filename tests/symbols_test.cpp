@@ -9,7 +9,7 @@ namespace {
 
 using namespace symwrite;
 
-// Walks section 2 with arrays of `maxItems`: "A: MORE 1:01; OK 2:02; B: OK; END". Stops behind an error.
+// Walks section 2 with arrays of `maxItems`: "A: MORE 1:01; OK 2:02; B: OK; END". Stops after an error.
 std::string WalkSymbols(u16 h, i32 maxItems = 8, i32 textMax = 15) {
     Calls calls;
     std::vector<SymFieldItem> items(static_cast<std::size_t>(std::max(maxItems, 0)));
@@ -86,7 +86,7 @@ TEST(Symbols, DefaultsAndFilters) {
         SCOPED_TRACE(c.name);
         ExpectWalk(FileWith({{"A", c.fields, {}}}, c.defaults), Walk, c.expected, {0, kBudget, c.ids});
     }
-    // Of the next record nothing is remembered: each gets its defaults, in blocks of its own.
+    // Nothing is remembered for the next record: each gets its own defaults, in its own blocks.
     ExpectWalk(
         FileWith({{"A", {Byte(7, 1)}, {}}, {"B", {}, {}}, {"", {Byte(7, 2)}, {}}}, {TextField(7, "x")}), Walk,
         "A: OK 7:01; B: OK 7:'x'; : OK 7:02; END");
@@ -94,7 +94,7 @@ TEST(Symbols, DefaultsAndFilters) {
 
 TEST(Symbols, LargestFilter) {
     std::vector<u16> ids(65535);
-    for (u32 i = 0; i < 65535; ++i) ids[i] = static_cast<u16>(65535 - i);  // all but 0
+    for (u32 i = 0; i < 65535; ++i) ids[i] = static_cast<u16>(65535 - i);  // all except 0
     const Bytes bytes =
         FileWith({{"A", {Byte(0, 1), Byte(1, 2), Byte(40000, 3)}, {}}}, {Byte(0, 4), Byte(65535, 5)});
     ExpectWalk(bytes, Walk, "A: OK 1:02 40000:03 65535:05; END", {0, kBudget, ids});
@@ -130,8 +130,8 @@ TEST(Symbols, EveryCapacity) {
             for (int capacity = 1; capacity <= own + extra + 1; ++capacity) {
                 SCOPED_TRACE(testing::Message()
                              << own << " own, " << extra << " defaults, capacity " << capacity);
-                // An array that own fields fill gives MORE, whatever follows; one that the last default fills
-                // gives OK.
+                // An array filled by own fields returns MORE, whatever follows; one filled by the last
+                // default returns OK.
                 Calls record;
                 for (std::size_t at = 0, size = static_cast<std::size_t>(capacity);; at += size) {
                     const bool full = at + size <= shown.size();
@@ -194,7 +194,7 @@ TEST(Symbols, RecordsThatDisagree) {
         const char* expected;
     } kCases[] = {
         {"true size", sized(10), "A: OK 1:01 2:02 9:09; B: OK 9:09; END"},
-        {"ends behind the text", sized(2), "A: OK 9:09; \x02: FORMAT"},
+        {"ends after the text", sized(2), "A: OK 9:09; \x02: FORMAT"},
         {"ends inside the text", sized(1), "A: FORMAT"},
         {"ends inside a field", sized(7), "A: FORMAT (2)"},
         {"takes the next record along", sized(16), "A: OK 1:01 2:02 2:- 16896:- 9:09; END"},
@@ -207,7 +207,7 @@ TEST(Symbols, RecordsThatDisagree) {
     }
 }
 
-// Entering section 2 anew gives the first record; otherwise the end stays the end.
+// Entering section 2 again returns the first record; otherwise the end stays the end.
 TEST(Symbols, WhereAWalkBegins) {
     InBothModes(FileWith({{"A", {}, {}}, {"B", {Byte(1, 1), Byte(2, 2)}, {}}}), [](u16 h) {
         EXPECT_EQ(Walk(h), "A: OK; B: OK 1:01 2:02; END");
@@ -235,7 +235,7 @@ TEST(Symbols, TextLimits) {
 TEST(Symbols, WithoutSection2) {
     const Bytes bytes = FileOf({DefaultsSection({Byte(1, 1)}), MakeSection(17, {{{1, 2}}})});
     InBothModes(bytes, [](u16 h) {
-        EXPECT_EQ(Walk(h), "OK untouched") << "the cursor stands in section 1, which is not exhausted";
+        EXPECT_EQ(Walk(h), "OK untouched") << "the cursor is in section 1, which is not exhausted";
         EnterAnotherSection(h);
         EXPECT_EQ(Walk(h), "OK untouched");
     });
@@ -261,7 +261,7 @@ TEST(Symbols, Progress) {
     InBothModes({}, [](u16 h) { EXPECT_EQ(tv_GetSymDataProgress(h), 0.0); });
 }
 
-// A file cut at every length. Without a filter, items of id 0 stand for bytes that did not come; with one
+// A file cut at every length. Without a filter, items of id 0 represent missing bytes; with one
 // that does not name id 0 the record ends there.
 TEST(Symbols, EveryTruncation) {
     const Bytes whole =

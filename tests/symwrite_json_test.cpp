@@ -68,7 +68,7 @@ TEST(SymWriteJson, TheShortFormMeansWhatTheDictionarySays) {
                                              "elements": [{"id": 1, "name": "a"}]}], "behind": "0001"})")),
               Write(exact));
 
-    // A dictionary from elsewhere, and one id of a preloaded section in the place of a list.
+    // A dictionary from elsewhere, and one id of a preloaded section instead of a list.
     FromJsonOptions options;
     JsonErrors errors;
     const Json words = Json::parse(R"({"9": {"name": "nine", "type": "unsigned", "tag": 1}})");
