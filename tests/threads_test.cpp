@@ -1,4 +1,4 @@
-// Many threads at the same time: each walks its own files, two more share one handle, one opens and closes all the
+// Many threads: each walks its own files, two more share one handle, one opens and closes all the
 // time.
 #include <gtest/gtest.h>
 
