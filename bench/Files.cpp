@@ -18,7 +18,7 @@ std::filesystem::path Directory() {
     return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bench-files";
 }
 
-// Ending a walk that begins by itself needs another section to begin.
+// A walk that begins without an initial call ends only when another section begins.
 symwrite::Section OtherSection() { return {.id = 17, .rows = {{{1, 2}}}}; }
 
 }  // namespace

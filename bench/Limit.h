@@ -1,7 +1,7 @@
 // The limit: what a loop written by hand over the mapped bytes of a well-formed file needs to deliver the
 // same copies. It knows no handles, locks, truncated files, budgets or places to come back to.
 //
-// The same copies means: of each symbol field a heap block of its own; texts of sections 8, 13, 14 and 15 in
+// The same copies means: a separate heap block for each symbol field; texts of sections 8, 13, 14 and 15 in
 // an area of the reader with pointers to them; everything else in the caller's arrays and buffers.
 #pragma once
 
@@ -94,7 +94,7 @@ private:
         return std::strlen(reinterpret_cast<const char*>(text)) + 1;
     }
 
-    // The same into the reader's own area; gives its place there.
+    // The same into the reader's own area; returns its place there.
     const char* PlaceText(char*& area) {
         const char* const text = area;
         const std::size_t n = TextSize(p);
@@ -104,7 +104,7 @@ private:
         return text;
     }
 
-    // Puts the read position behind the section's id and head value and gives the section's end.
+    // Puts the read position after the section's id and head value and returns the section's end.
     const std::uint8_t* Enter(std::uint16_t section) {
         p = file;
         for (std::uint32_t left = Take<std::uint16_t>(); left > 0; --left) {
@@ -348,7 +348,7 @@ private:
     }
 
     // Groups of ids with lists; the last group of an id counts, and the ids come in ascending order. In the
-    // file the three lists of section 18 stand in the order second, third, first.
+    // file the three lists of section 18 are in the order second, third, first.
     template <class Count, std::size_t kLists, class Sink>
     void Definitions(Sink& sink) {
         listsOf.assign(65536, nullptr);

@@ -10,7 +10,7 @@
 namespace bench {
 namespace {
 
-// A value as it stands in a symbol file, a text with its zero byte.
+// A value as in a symbol file, a text with its zero byte.
 std::string_view Payload(const symwrite::Field& field) {
     return {field.value.c_str(), field.value.size() + (field.tag == symwrite::kTextTag ? 1 : 0)};
 }
@@ -96,7 +96,7 @@ constexpr std::int64_t kDefaults = -1;  // the "symbol" of the default fields
 
 }  // namespace
 
-// Fields stand in the order in which they are read, so that a walk is one pass over two tables.
+// Fields are stored in the order in which they are read, so that a walk is one pass over two tables.
 void WriteSqliteFile(const SymbolOptions& options, const std::string& path) {
     std::filesystem::remove(path);
     sqlite3* database = nullptr;

@@ -80,7 +80,7 @@ struct OpenFile {
     OpenFile(const std::string& path, const Ids& ids, bool wholeFile) {
         const std::int32_t opened = tv_OpenSymFile(path.c_str(), kBudget, ids.data(),
                                                    static_cast<std::uint32_t>(ids.size()), wholeFile ? 1 : 0);
-        if (opened <= 0) Fail("tv_OpenSymFile gives " + std::to_string(opened) + " for " + path);
+        if (opened <= 0) Fail("tv_OpenSymFile returned " + std::to_string(opened) + " for " + path);
         file.handle = static_cast<std::uint16_t>(opened);
     }
     ~OpenFile() { tv_CloseSymFile(file.handle); }
@@ -326,7 +326,7 @@ Row OpenRow(const std::string& name, const SymbolOptions& options, bool wholeFil
             }};
 }
 
-// Every thread walks a file of its own; the figure is wall time for each value delivered by all of them.
+// Every thread walks its own file; the figure is wall time for each value delivered by all of them.
 Row ThreadRow(const std::string& name, const SymbolOptions& options, unsigned threads) {
     struct Files {
         std::vector<std::unique_ptr<TemporaryFile>> paths;
@@ -549,7 +549,7 @@ double ResidentKib() {
     Fail("no RssAnon in /proc/self/status");
 }
 
-// What an open and a whole walk of the symbols add to a process that has nothing else to do.
+// What an open and a whole walk of the symbols add to an otherwise idle process.
 double ResidentOfWalk(const std::string& path, bool wholeFile) {
     const std::string command = "/proc/" + std::to_string(getpid()) + "/exe resident " +
                                 (wholeFile ? "memory '" : "file '") + path + "'";

@@ -15,7 +15,7 @@ AXES = {
     "filter ids": "ids in the filter",
     "defaults": "default fields",
     "text length": "longest text, in characters",
-    "threads": "threads, each with a file of its own (wall time for each value of all)",
+    "threads": "threads, each with its own file (wall time for each value of all)",
 }
 COLOURS = {"limit": "#777777", "memory": "#1f6fb4", "file": "#d9730d", "plain": "#7a9e3a"}
 LABELS = {"limit": "limit", "memory": "memory mode", "file": "file mode", "plain": "byte by byte"}
@@ -50,7 +50,7 @@ def draw(axis, contestants):
     lows, highs = math.log10(max(places[0], 1)), math.log10(max(places[-1], 2))
 
     def at_x(x):
-        # 0 has no logarithm and stands where 1 does, a little to the left.
+        # 0 has no logarithm; it is drawn a little to the left of 1.
         share = (math.log10(max(x, 1)) - lows) / (highs - lows) if highs > lows else 0.5
         return LEFT + (WIDTH - LEFT - RIGHT) * (share if x > 0 else share - 0.05)
 

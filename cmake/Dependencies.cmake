@@ -9,7 +9,7 @@ endif()
 
 function(torva_missing name debianPackage)
   message(FATAL_ERROR
-    "TorvaAPI needs ${name} here. On Debian: apt-get install ${debianPackage} (./dev does it by itself).")
+    "TorvaAPI needs ${name} here. On Debian: apt-get install ${debianPackage} (./dev does this itself).")
 endfunction()
 
 # torva_package(TARGET PACKAGE DEBIAN-PACKAGE): finds the imported target TARGET.

@@ -1,4 +1,4 @@
-# TorvaTables is installed by itself: its own components, CMake package and pkg-config file.
+# TorvaTables is installed separately: its own components, CMake package and pkg-config file.
 set(tables tables)
 set(tablesDevelopment tables_development)
 if(NOT PROJECT_IS_TOP_LEVEL)

@@ -86,7 +86,7 @@ else()
   add_library(TorvaAPI SHARED $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_exports_shared>)
   torva_library(TorvaAPI)
   set(versionScript ${PROJECT_SOURCE_DIR}/cmake/TorvaAPI.map)
-  # The file is named for the interface alone: what was built against one release finds that of the next.
+  # The file is named for the interface version only: what was built against one release finds the next one.
   set_target_properties(TorvaAPI PROPERTIES
     VERSION ${PROJECT_VERSION_MAJOR}
     SOVERSION ${PROJECT_VERSION_MAJOR}

@@ -1,4 +1,4 @@
-# TorvaTables: a library of its own over the same objects. TorvaAPI neither needs it nor is needed by it.
+# TorvaTables: a separate library over the same objects. TorvaAPI does not need it, nor it TorvaAPI.
 file(GLOB TORVA_TABLES_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tables/columns/*.cpp
   ${PROJECT_SOURCE_DIR}/tables/dictionary/*.cpp ${PROJECT_SOURCE_DIR}/tables/rows/*.cpp
   ${PROJECT_SOURCE_DIR}/tables/source/*.cpp)
@@ -9,11 +9,11 @@ else()
 endif()
 
 torva_object_library(torva_tables_objects ${TORVA_TABLES_SOURCES})
-# fmt as headers alone, so that the library needs none on the machines where it runs.
+# fmt as headers only, so that the library does not need it at run time.
 torva_headers(torva_fmt_headers fmt libfmt-dev)
 target_link_libraries(torva_tables_objects PRIVATE torva_fmt_headers)
 target_compile_definitions(torva_tables_objects PRIVATE FMT_HEADER_ONLY)
-# symwrite reads the dictionary of fields, with nlohmann-json, which is headers alone.
+# symwrite reads the dictionary of fields, with nlohmann-json, which is header-only.
 torva_json_dependency(torva_tables_objects)
 set(TORVA_TABLES_OBJECTS
   $<TARGET_OBJECTS:torva_objects> $<TARGET_OBJECTS:torva_tables_objects>

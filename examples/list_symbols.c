@@ -22,7 +22,7 @@ int main(int argc, char** argv) {
     SymFieldItem items[64];
     int32_t count, result;
     do {
-        count = -1; /* stays so when there is no further symbol */
+        count = -1; /* unchanged when there are no more symbols */
         result = tv_GetNextSymData((uint16_t)file, symbol, 255, &count, items, 64);
         if (count >= 0) printf("%s\n", symbol);
         while (result == SYM_MORE_DATA) {

@@ -9,7 +9,7 @@
 // A size or a count is there where the level has a width for it. `sizeFirst` and `ahead` are the two
 // exceptions from the order within an element.
 //
-// Sections 18 and 21 have two forms. In the file (`stored`) a group gives its lists to a set of ids, the
+// Sections 18 and 21 have two forms. In the file (`stored`) a group assigns its lists to a set of ids, the
 // level below it; readers (`levels`) deliver each id once, with the lists of the last group that names it. In
 // every other section both are the same.
 #pragma once
@@ -133,7 +133,7 @@ struct SectionInfo {  // NOLINT(clang-analyzer-optin.performance.Padding): a row
     const char* title = "";  // for people
     Head head = Head::Unused;
     Count count = Count::None;
-    bool sizeWithoutHead = false;  // the size in the directory counts the elements alone
+    bool sizeWithoutHead = false;  // the size in the directory counts only the elements
     Levels levels = {};            // as delivered
     Levels stored = {};            // as they are in the file
 
@@ -183,7 +183,7 @@ constexpr SectionInfo Names(u16 id, const char* name, const char* title, u8 coun
     return Make({id, name, title, Head::Bytes, Count::Ends, false, {level}, {}});
 }
 
-// Groups that give their lists to a set of ids.
+// Groups that assign their lists to a set of ids.
 constexpr SectionInfo Shared(u16 id, const char* name, const char* title, u8 countWidth, Level group) {
     SectionInfo section = {id, name, title, Head::Unused, Count::Ends, false, {}, {}};
     group.countWidth = countWidth;

@@ -22,7 +22,7 @@
  * was cut off their results may differ, because a skip beyond the end of the data succeeds in file mode and
  * fails in memory mode.
  *
- * The file is open to this library alone: on Windows without sharing, elsewhere under an exclusive advisory
+ * The file is opened exclusively: on Windows without sharing, elsewhere under an exclusive advisory
  * lock (where the file system has no locks the file opens without one). Opening a file a second time, in
  * this process too, returns SYM_ERR_OPEN. Only regular files open.
  *
@@ -69,7 +69,7 @@
  *   - Arrays, records and buffers that are passed in belong to the caller. The library keeps no pointer to
  *     them.
  *   - The values of symbol fields (SymFieldItem) are blocks of their own. The caller frees them with
- *     SymFreeValue or SymFreeItems of TorvaValues.h, and with nothing else. The library keeps no pointer to
+ *     SymFreeValue or SymFreeItems of TorvaValues.h, and only with these. The library keeps no pointer to
  *     them; they outlive the file.
  *   - Texts that sections 8, 13, 14 and 15 deliver as pointers are in the file's arena, which later calls
  *     reuse. Such a text is valid until one of these calls on the same handle, or until the file is closed:
@@ -304,7 +304,7 @@ TV_API void TV_CALL tv_ReleaseSymAPI(void);
  *   fieldIdCount  number of fieldIds, at most 65535 (only the low 16 bits count); 0 for all fields
  *   wholeFile     0: file mode; otherwise memory mode
  * Returns: a handle of 1 or more, valid until the file is closed.
- * Errors, checked in this order; a failed open leaves nothing behind:
+ * Errors, checked in this order; a failed open leaves nothing allocated or locked:
  *   SYM_ERR_NO_SLOT    the limit of open files is reached
  *   SYM_ERR_NO_MEMORY  no memory for the file's state
  *   SYM_ERR_PARAM      fieldIds is null with a count above 0, or the path is null or too long
@@ -415,7 +415,7 @@ TV_API double TV_CALL tv_GetSymDataProgress(uint16_t handle);
 
 /* ---- Section 3: jump prices ----
  *
- * Groups of 24-byte records. Begins by itself.
+ * Groups of 24-byte records. Needs no initial call.
  *
  *     JumpPriceRecord records[100];
  *     for (;;) {
@@ -583,7 +583,7 @@ TV_API int32_t TV_CALL tv_GetNextEidrSectionGroup(uint16_t handle, int32_t* coun
 
 /* ---- Section 8: level-2 sections ----
  *
- * Groups of items, an item being a byte and two texts. Begins by itself.
+ * Groups of items; an item is a byte and two texts. Needs no initial call.
  *
  *     SectionL2Item records[100];
  *     int32_t result;

@@ -60,14 +60,14 @@ public:
     }
     bool Null() { return (call.nulls >> argument++ & 1) != 0; }
 
-    // Replaces the pointer at `place` by what it is (null or not) and notes the text behind it.
+    // Replaces the pointer at `place` by what it is (null or not) and notes the text it points to.
     void Text(void* place) {
         char* text = Pointer(place);
         if (text == nullptr || text == Untouched()) return;
         behind.append(text, strlen(text) + 1);
         Mark(place);
     }
-    // The same for the value of a symbol field: of one that was handed over, notes the block and gives it
+    // The same for the value of a symbol field: of a delivered one, notes the block and gives it
     // back.
     void Value(SymFieldItem* item, int32_t result) {
         auto* block = static_cast<char*>(item->value);

@@ -1,5 +1,5 @@
 // Drives the library and the plain reader through the same calls and compares every result, every byte that a
-// call may write, what lies around it, the texts and values behind pointers, and the progress.
+// call may write, what lies around it, the texts and values that pointers point to, and the progress.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +24,7 @@ enum class Op : uint8_t { TORVA_OPERATIONS(TORVA_OP) kOps };
 
 // One call. `room` holds its capacities, text limits or buffer sizes in the order of its arguments; what
 // takes an unsigned size gets a negative one as 0. A set bit of `nulls` makes that pointer argument null; the
-// pointers inside a record count behind the arguments.
+// pointers inside a record count after the arguments.
 struct Call {
     Op op = Op::kGetExtendSectionList;
     int32_t room[3] = {};
@@ -60,7 +60,7 @@ public:
     Pair(const Pair&) = delete;
     Pair& operator=(const Pair&) = delete;
 
-    // SYM_OK, or what the library's open gave.
+    // SYM_OK, or what the library's open returned.
     int32_t OpenResult() const { return openResult; }
     Outcome Step(const Call& call);
     // In file mode: the bytes that could not be read can be from now on.
@@ -85,12 +85,12 @@ private:
 // True while the library works on a call of CallLibrary or Pair, for what should fail only there.
 extern thread_local bool insideLibrary;
 
-// The call on an open handle of the library alone.
+// The call on an open handle of the library only.
 Outcome CallLibrary(uint16_t handle, const Call& call);
 
 // Walks all sections in the order of their ids as a caller would, every array with room for `capacity`
 // elements and every text with room for `textRoom` bytes. Of the children of a nested record at most
-// `children` are taken, so that the rest is skipped. A walk that goes on for ever is left after a number of
+// `children` are taken, so that the rest is skipped. An endless walk is left after a number of
 // calls derived from the size of the file.
 struct WalkOptions {
     int32_t capacity = 4;

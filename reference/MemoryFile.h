@@ -1,4 +1,4 @@
-// A file object over bytes in memory, in place of the operating system's, that fails when a test wants it to.
+// A file object over bytes in memory, instead of the operating system's, that fails on request.
 #pragma once
 
 #include <cstdint>

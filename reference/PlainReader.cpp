@@ -357,7 +357,7 @@ int32_t Reader::AppendDefaults(int32_t* count, SymFieldItem* items, int32_t maxI
     return SYM_OK;
 }
 
-// A block of fixed size may be longer than its value: the arena's next bytes follow, and 0 behind those in
+// A block of fixed size may be longer than its value: the arena's next bytes follow, and 0 after those in
 // use.
 void* Reader::CopyFieldValue(const SymFieldItem& item) const {
     if (!HasValue(item.tag) || item.value == nullptr) return nullptr;
@@ -529,7 +529,7 @@ int32_t Reader::InitialSection7() {
     return Begun(SYM_OK);
 }
 
-// A text on its way through the arena into a caller's buffer; counted once it stands there.
+// A text on its way through the arena into a caller's buffer; counted once it is there.
 int32_t Reader::CopyTextTo(char* target, uint32_t size, uint32_t& counter) {
     perCall.Reset();
     std::string text;

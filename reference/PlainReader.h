@@ -13,8 +13,8 @@
 
 namespace plain {
 
-// One budgeted block: a value lies behind a zero byte, and the last 4 bytes are not given out. `bytes` holds
-// the part in use, so behind it everything is 0.
+// One budgeted block: a value follows a zero byte, and the last 4 bytes are not used. `bytes` holds
+// the part in use, so everything after it is 0.
 class Arena {
 public:
     void Init(uint64_t blockSize) {
@@ -50,10 +50,10 @@ public:
     // In file mode, at any time: all bytes can be read again.
     void Recover() { badBegin = badEnd = 0; }
 
-    // SYM_OK where the library would give a handle.
+    // SYM_OK where the library would return a handle.
     int32_t Open(uint32_t memoryBudget, const uint16_t* fieldIds, uint32_t fieldIdCount);
 
-    // After the open: a per-call arena of this size, at least 4, in the place of the one from the budget.
+    // After the open: a per-call arena of this size, at least 4, replacing the one from the budget.
     void ReplaceArena(uint64_t size) { perCall.Init(size); }
 
     int32_t GetExtendSectionList(uint32_t* list, int32_t capacity) const;

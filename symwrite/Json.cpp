@@ -26,7 +26,7 @@ constexpr std::pair<std::string_view, FieldType> kFieldTypes[] = {
     {"float", FieldType::Float}, {"date", FieldType::Date},         {"bool", FieldType::Bool},
     {"hex", FieldType::Hex}};
 
-// The tag that a type has when the dictionary gives none; 0 for none.
+// The tag of a type when the dictionary has none; 0 for none.
 std::uint8_t DefaultTag(FieldType type) {
     switch (type) {
         case FieldType::Text:
@@ -70,7 +70,7 @@ const char* ElementsKey(std::uint16_t id) {
     return info == nullptr ? "elements" : info->stored[0].name;
 }
 
-// Elements that are a single value stand for themselves instead of an object.
+// Elements with a single value are written as that value instead of an object.
 bool IsPlain(const Levels& levels, std::size_t level) {
     return level + 1 == levels.size() && levels[level].columns.size() == 1;
 }
@@ -110,7 +110,7 @@ std::optional<double> ParseFloat(const Json& value) {
     return std::nullopt;
 }
 
-// Reads one document. Results of nodes that gave an error are empty values, which nobody uses.
+// Reads one document. Results of nodes with an error are empty values, which are never used.
 class Reader {
 public:
     Reader(const FromJsonOptions& options, JsonErrors& sink)
@@ -249,7 +249,7 @@ private:
 
     // Fields.
 
-    // A number of the payload's width, a text or null, as the tag alone has it.
+    // A number of the payload's width, a text or null, as the tag determines.
     Field ExactField(std::uint16_t id, std::uint8_t tag, const JsonNode& value) {
         const std::size_t width = PayloadWidth(tag);
         Field field{id, tag, {}};
@@ -267,8 +267,8 @@ private:
         return field;
     }
 
-    // What the dictionary's type makes of a value; without a dictionary what can be told from the value
-    // alone.
+    // What the dictionary's type makes of a value; without a dictionary what follows from the value
+    // itself.
     Field NamedField(std::uint16_t id, const JsonNode& value) {
         const Json& json = value.Value();
         if (json.is_null()) {
@@ -586,7 +586,7 @@ File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& erro
     Reader reader(options, errors);
     const Json document = ParseJson(
         in, errors, [&](const auto& steps, const Json& object) { return reader.Take(steps, object); });
-    // What is missing behind an error of syntax would only give errors that nobody can use.
+    // After a syntax error, missing parts would only add useless errors.
     return errors.Empty() ? reader.Document(JsonNode(document, errors)) : File();
 }
 

@@ -48,8 +48,8 @@ struct FromJsonOptions {
     bool damaged = false;  // takes documents that are marked as dumped from a damaged file; else an error
 };
 
-// The file that the document tells. Without errors, `Write` can refuse it only for sizes: groups over 65,535
-// bytes, too many elements, a file over 4 GiB.
+// The file that the document describes. Without errors, `Write` can refuse it only for sizes: groups over
+// 65,535 bytes, too many elements, a file over 4 GiB.
 File FromJson(const Json& document, const FromJsonOptions& options, JsonErrors& errors);
 
 // The same from a stream, for large documents: symbols are turned into the bytes of their records while the

@@ -1,4 +1,4 @@
-// A JSON document under reading: values that know their place, errors that tell it, and a parser that can
+// A JSON document being read: values that know their place, errors that name it, and a parser that can
 // hand out and forget parts of a document while it reads on.
 #pragma once
 
@@ -27,7 +27,7 @@ struct JsonError {
     std::string what;
 };
 
-// Reading goes on behind an error, so that one run shows more than the first. The first 20 are kept.
+// Reading continues after an error, so that one run shows more than the first. The first 20 are kept.
 class JsonErrors {
 public:
     void Add(std::string where, std::string what);
@@ -110,7 +110,7 @@ public:
         return IsObjectOf(std::span(names.begin(), names.size()));
     }
 
-    // What follows gives an empty value, with an error, for anything else.
+    // The following return an empty value, with an error, for anything else.
 
     std::uint64_t Number(std::uint64_t max) const;
 

@@ -29,7 +29,7 @@ using torva::Level;
 using torva::Levels;
 using torva::SectionInfo;
 
-// Draws the parts of a file. Every draw is a statement of its own: the order of evaluation inside an
+// Draws the parts of a file. Every draw is a separate statement: the order of evaluation inside an
 // expression is not the same everywhere.
 class Maker {
 public:

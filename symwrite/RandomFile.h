@@ -25,7 +25,7 @@ struct RandomFileOptions {
     std::uint32_t symbols = 20;
     std::uint32_t fieldsPerSymbol = 8;
     std::uint32_t defaults = 4;     // fields of section 1
-    std::uint32_t elements = 5;     // elements or groups of each section, held to what its counts can tell
+    std::uint32_t elements = 5;     // elements or groups of each section, limited by what its counts can hold
     std::uint32_t inner = 3;        // elements of each level below that, held likewise
     std::uint32_t textLength = 12;  // the longest text
     std::uint32_t fieldIds = 200;   // field ids run from 1 to this
@@ -36,7 +36,7 @@ struct RandomFileOptions {
     bool anyBytes = false;
     // Sections 3 to 22 as well as 1 and 2, and one of an id without a reader.
     bool allSections = true;
-    // One section alone; 0 for no such choice.
+    // Only this section; 0 for all.
     std::uint16_t onlySection = 0;
     // The sections in random order, instead of ascending by id.
     bool shuffle = false;
@@ -44,8 +44,8 @@ struct RandomFileOptions {
 
 File RandomFile(const RandomFileOptions& options);
 
-// One symbol of such a file, for files that are written while they are made. Its text tells `index`, so that
-// no two are equal. Of the ids of its fields none stands twice while there are enough.
+// One symbol of such a file, for files that are written while they are made. Its text contains `index`, so
+// that no two are equal. Its field ids are distinct as long as there are enough.
 Row RandomSymbol(Random& random, const RandomFileOptions& options, std::uint64_t index);
 
 // Every section with at least two elements or groups, every tag, empty and longer texts, in less than 1.5 KB:

@@ -319,7 +319,8 @@ void EmitSection(Emitter& out, const Section& section, std::uint64_t elementByte
     EmitElements(out, section);
 }
 
-// Follows the offsets of the sections. All sums are 64 bits wide and held to what the directory can tell.
+// Follows the offsets of the sections. All sums are 64 bits wide and checked against what the directory can
+// hold.
 class Placer {
 public:
     explicit Placer(const File& file) : at(2 + std::uint64_t{10} * file.sections.size()) {}

@@ -108,9 +108,9 @@ struct File {
     std::optional<std::uint16_t> sectionCount;
 };
 
-// Where the sections lie in the file that `file` gives, with the true values: offset of the id, all bytes
-// from the id to the last one, and the size that the directory tells (in section 8 the bytes of the groups
-// alone).
+// Where the sections lie in the file written from `file`, with the true values: offset of the id, all bytes
+// from the id to the last one, and the size in the directory (in section 8 only the bytes of the
+// groups).
 struct SectionPlace {
     std::uint16_t id = 0;
     std::uint32_t offset = 0;

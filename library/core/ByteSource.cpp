@@ -11,8 +11,8 @@ namespace {
 
 constexpr u32 kUnknownSize = ~u32{0};
 
-// The first refill behind a seek is small, since a directory or a head is often all that is wanted there; a
-// walk that goes on soon fills the whole buffer.
+// The first refill after a seek is small, since often only a directory or a head is needed there; a
+// walk that continues soon fills the whole buffer.
 constexpr u32 kFirstReadAhead = 4 * 1024;
 
 // After a read-ahead that failed the next ones are tiny and grow again, so that the bytes ahead of a bad
@@ -76,10 +76,10 @@ void ByteSource::SetWindow(const u8* base, u64 size, u64 offset) {
     windowOffset = offset;
 }
 
-// File mode: brings the bytes that are left to the front of the buffer and reads on behind them, so that
-// `need` bytes stand in the window if the file has them. A read-ahead that fails is tried again with exactly
-// the bytes needed, so that a bad sector meets only the call that needs it. False when that fails too;
-// position and bytes are then as before.
+// File mode: brings the bytes that are left to the front of the buffer and continues to read after them, so
+// that `need` bytes are in the window if the file has them. A read-ahead that fails is tried again with
+// exactly the bytes needed, so that a bad sector meets only the call that needs it. False when that fails
+// too; position and bytes are then as before.
 bool ByteSource::Refill(u32 need) {
     const u32 held = static_cast<u32>(Lent());
     const u64 position = Position();

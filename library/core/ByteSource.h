@@ -14,7 +14,7 @@ inline const u8* FindZero(const u8* from, std::size_t n) {
     return static_cast<const u8*>(std::memchr(from, 0, n));
 }
 
-// A read position in a file, and a window: the flat region of bytes in memory behind that position. In memory
+// A read position in a file, and a window: the flat region of bytes in memory after that position. In memory
 // mode the window is the image of the whole file; in file mode it is a read-ahead buffer of fixed size that
 // is filled anew where it ends. The primitives run inside the window and are the same for both modes; the
 // modes differ where it ends:
@@ -79,7 +79,7 @@ public:
     // Reads a text of at most `max` characters and its terminator to `dst`, which has room for `max` + 1
     // bytes. SYM_OK: *outLen counts the terminator. SYM_ERR_BUFFER_TOO_SMALL: longer than `max`, or cut off
     // by the end of the data; *outLen is `max` + 1, and 0 for a negative `max`, where nothing is read. A text
-    // cut off took fewer bytes than *outLen from the source: Position() tells how many. A byte whose read
+    // cut off took fewer bytes than *outLen from the source: Position() shows how many. A byte whose read
     // failed leaves a gap in the text: `dst` stays as it was there.
     i32 ReadText(u8* dst, i32 max, u32* outLen) {
         const u8* const text = LendText(max, outLen);
@@ -88,7 +88,7 @@ public:
         return 0;
     }
 
-    // The same to an arena: a gap is 0, so that nothing old shows, and what stands behind the text, within
+    // The same to an arena: a gap is 0, so that nothing old shows, and what follows the text, within
     // `max` + 1 bytes, may be overwritten. That lets a short text be copied as a block of fixed size, which
     // is cheaper than a branch on its length.
     i32 ReadTextToArena(u8* dst, i32 max, u32* outLen) {
@@ -121,7 +121,7 @@ public:
     // Moves back by `n` bytes; where that lies ahead of the start of the file nothing changes.
     void StepBack(u64 n);
 
-    // Moves to `offset` bytes from the start of the file. In memory mode an offset behind the end changes
+    // Moves to `offset` bytes from the start of the file. In memory mode an offset past the end changes
     // nothing.
     void SeekTo(u32 offset);
 
@@ -155,9 +155,9 @@ private:
     std::unique_ptr<u8[]> block;  // the image, or the read-ahead buffer
     bool inMemory = false;
     bool hasImage = false;
-    u32 imageSize = 0;  // all ones when the size of the file could not be told
+    u32 imageSize = 0;  // all ones when the size of the file could not be determined
 
-    // The window: bytes `begin` to `end`, which stand at windowOffset in the file; `next` is the read
+    // The window: bytes `begin` to `end`, which are at windowOffset in the file; `next` is the read
     // position.
     const u8* begin = kNothing;
     const u8* next = kNothing;

@@ -41,7 +41,7 @@ public:
     // --- The section cursor
 
     // Places the cursor at the start of section `id`, after its id. False when the directory does not list
-    // the section, or when another id stands at its start; the cursor is then as before, and in the second
+    // the section, or when another id is at its start; the cursor is then as before, and in the second
     // case the read position has moved.
     bool SeekSection(u8 id);
 
@@ -175,7 +175,7 @@ public:
     u32 sectionSize = 0;
     u32 sectionConsumed = 0;
 
-    // The u32 that was read last from where a section's head value stands, or a record's size in section 2.
+    // The u32 that was read last from the place of a section's head value, or a record's size in section 2.
     // It is one value for all sections: a record that is continued after another section was entered takes
     // that section's head value for its size.
     u32 headValue = 0;

@@ -36,7 +36,7 @@ class FirstEntryIndex {
 public:
     static constexpr u32 kNone = ~u32{0};
 
-    // `idOf(i)` gives the id of entry i of `count` entries. Throws std::bad_alloc.
+    // `idOf(i)` returns the id of entry i of `count` entries. Throws std::bad_alloc.
     template <class IdOf>
     void Build(u32 count, IdOf idOf) {
         pageOf.fill(0);

@@ -20,7 +20,7 @@ static_assert(sizeof(SectionEntry) == 10);
 
 class SectionDirectory {
 public:
-    // Reads the directory from a source that stands at the start of its file. One that is cut off keeps the
+    // Reads the directory from a source positioned at the start of its file. One that is cut off keeps the
     // entries that came, the last one with zeros in the bytes that did not. Throws std::bad_alloc.
     void Load(ByteSource& source);
 

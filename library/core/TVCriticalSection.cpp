@@ -2,7 +2,7 @@
 
 namespace torva {
 
-// A sleeper announces itself, then looks at the word once more; a leaving thread clears the word, then looks
+// A sleeper registers itself, then checks the word once more; a leaving thread clears the word, then checks
 // for sleepers. In the one order of all these operations one of the two sees the other.
 TVCriticalSection::Entry TVCriticalSection::EnterShared() {
     const std::uintptr_t self = platform::ThisThread();

@@ -40,7 +40,7 @@ public:
     }
 
     // Refuses all further entries and waits for the running call, up to `milliseconds`. True when none runs
-    // any more: nobody enters again, the caller included.
+    // any more: no thread enters again, the caller included.
     bool Close(u32 milliseconds);
 
     // In a forked child, whose other threads are gone. True when one of them was inside the lock, which is

@@ -13,7 +13,7 @@
 
 namespace torva {
 
-// Values are placed with a gap of one zero byte ahead of each: a value of n bytes stands at pos + 1, and pos
+// Values are placed with a gap of one zero byte before each: a value of n bytes is at pos + 1, and pos
 // moves on by n + 1. The last 4 bytes of the block lie outside the placing room.
 //
 //   base                                  pos                               end         base + size
@@ -25,7 +25,7 @@ public:
     TempData& operator=(const TempData&) = delete;
     virtual ~TempData() = default;
 
-    // Takes a block of `newSize` bytes, at least 4, in the place of the one it holds; 0 is no block. False
+    // Takes a block of `newSize` bytes, at least 4, replacing the one it holds; 0 means no block. False
     // when there is no memory. No page of it is touched before it is used: only bytes that were placed are
     // ever handed out, and their gaps are zeroed with them.
     bool Init(u32 newSize) {
@@ -93,7 +93,7 @@ public:
         return static_cast<std::size_t>(pos - static_cast<const u8*>(value));
     }
 
-    // The write position: everything placed lies ahead of it. TakeBack(mark) gives up what was placed behind
+    // The write position: everything placed lies before it. TakeBack(mark) gives up what was placed behind
     // `mark`.
     u8* Mark() const { return pos; }
     void TakeBack(u8* mark) {

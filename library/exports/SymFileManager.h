@@ -29,7 +29,7 @@ public:
 
     void RaiseHandleLimit(u16 limit) { raisedLimit = std::max(raisedLimit, limit); }
 
-    // The handle, or a result code. A failed open leaves nothing behind. Throws std::bad_alloc.
+    // The handle, or a result code. A failed open leaves nothing allocated or locked. Throws std::bad_alloc.
     i32 Open(const char* path, u32 memoryBudget, const u16* fieldIds, u32 fieldIdCount, bool wholeFile);
 
     // The file of a handle; null when it is not open.

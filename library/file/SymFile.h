@@ -23,7 +23,7 @@
 
 namespace torva {
 
-// Each reader keeps the state of its own walk; all of them work on the one read position and section cursor
+// Each reader keeps the state of its own walk; all share one read position and section cursor
 // of `file`, which is the first argument of every operation. The operations serve the exports of the same
 // names: they test their pointers first (SYM_ERR_PARAM) and never write outside the caller's arrays. Nothing
 // here locks: one thread at a time uses an object, and different objects share nothing.
@@ -36,7 +36,7 @@ public:
     SymFile& operator=(const SymFile&) = delete;
     virtual ~SymFile() = default;
 
-    // Opens the file for itself alone, loads its section directory and default fields and divides
+    // Opens the file exclusively, loads its section directory and default fields and divides
     // `memoryBudget`. SYM_OK or an open's error. Throws std::bad_alloc. One of the three opens is called
     // once, before anything else.
     i32 Open(const char* path, u32 memoryBudget, bool wholeFile);

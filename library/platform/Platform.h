@@ -13,7 +13,7 @@
 
 namespace torva::platform {
 
-// An open file. It has no position of its own: every read names its offset, so copies of it in forked
+// An open file. It has no position: every read names its offset, so copies of it in forked
 // processes do not move each other. The destructor closes it.
 class File {
 public:
@@ -35,7 +35,7 @@ enum class Sharing {
 };
 
 // Opens the existing regular file `path` for reading. Never blocks. Null when the operating system refuses.
-// Throws std::bad_alloc. May be called by several threads at once.
+// Throws std::bad_alloc. May be called by several threads at the same time.
 std::unique_ptr<File> OpenFile(const char* path, Sharing sharing);
 
 // A file descriptor, on Windows a HANDLE.
@@ -49,7 +49,7 @@ std::unique_ptr<File> OpenFile(Descriptor descriptor);
 using FileOpener = std::unique_ptr<File> (*)(const char* path);
 void SetFileOpener(FileOpener opener);
 
-// Whether the calling thread is the only one of the process, as far as the system tells; it can start
+// Whether the calling thread is the only one of the process, as far as the system knows; it can start
 // another.
 inline bool OnlyThread() {
 #if __has_include(<sys/single_threaded.h>)

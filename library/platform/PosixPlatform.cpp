@@ -82,7 +82,7 @@ private:
 
     int descriptor;
     bool locked = false;
-    u32 forksAtLock = 0;  // tells the process that took the lock
+    u32 forksAtLock = 0;  // identifies the process that took the lock
 };
 
 FileOpener fileOpener = nullptr;

@@ -81,7 +81,7 @@ std::unique_ptr<File> TakeOver(HANDLE handle) {
 
 }  // namespace
 
-// Share mode 0: nobody else has the file open while this handle lives.
+// Share mode 0: no one else has the file open during this handle's life.
 std::unique_ptr<File> OpenFile(const char* path, Sharing sharing) {
     if (fileOpener != nullptr) return fileOpener(path);
     const DWORD share =

@@ -38,7 +38,7 @@ public:
 
     u32 Count() const { return count; }
 
-    // Gives every id the same lists, in the place of those it had. Throws std::bad_alloc, with nothing
+    // Assigns the same lists to every id, replacing those it had. Throws std::bad_alloc, with nothing
     // changed.
     void Store(const std::vector<u16>& ids, const std::array<u16, kMostLists>& lengths,
                const std::vector<u16>& values) {

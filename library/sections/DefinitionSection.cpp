@@ -7,7 +7,7 @@
 //
 // A group:  u16 id count | ids, u16 each | for each of its lists: u16 length | values, u16 each
 //
-// The counts alone govern the parse; the section's size does not bound it.
+// Only the counts govern the parse; the section's size does not bound it.
 
 #include "library/sections/DefinitionSection.h"
 

@@ -21,7 +21,7 @@ constexpr u8 kJumpPriceSection = 3;
 
 }  // namespace
 
-// Enters the section by itself and reads the next group's head, then delivers records.
+// Enters the section if needed and reads the next group's head, then delivers records.
 i32 JumpPriceReader::GetNextJumpPriceGroup(FileReader& file, u8* groupId, i32* count,
                                            JumpPriceRecord* records, i32 capacity) {
     if (AnyNull(groupId, count) || NullArray(records, capacity)) return SYM_ERR_PARAM;

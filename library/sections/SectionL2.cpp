@@ -7,7 +7,7 @@
 // A group:  u8 group id | u8 item count | items
 // An item:  u8 lead byte | first text | second text
 //
-// The section's size in the section directory counts the groups alone, without the six bytes before them. The
+// The section's size in the section directory counts only the groups, not the six bytes before them. The
 // texts stay in the per-call arena until its next reset.
 
 #include "library/sections/SectionL2.h"
@@ -21,7 +21,7 @@ constexpr u8 kSectionL2 = 8;
 
 }  // namespace
 
-// Enters the section by itself, reads the head of the next group unless one is open, then delivers items.
+// Enters the section if needed, reads the head of the next group unless one is open, then delivers items.
 i32 SectionL2Reader::GetNextSectionL2Group(FileReader& file, u8* groupId, i32* count, SectionL2Item* records,
                                            i32 capacity) {
     if (AnyNull(groupId, count) || NullArray(records, capacity)) return SYM_ERR_PARAM;

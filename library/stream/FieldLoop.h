@@ -11,7 +11,7 @@
 namespace torva {
 
 // The first zero byte of `from` to `end`, null where there is none. Most texts are short: their words are
-// looked at in line, and only longer ones are left to the C library.
+// checked inline; only longer ones go to the C library.
 inline const u8* FindTextEnd(const u8* from, const u8* end) {
     constexpr u64 kOnes = 0x0101010101010101U;
     constexpr u64 kTops = 0x8080808080808080U;

@@ -4,7 +4,7 @@
 //   2   records    one after the other, up to the section's size
 //
 // A record:
-//   0   u32        recordSize: bytes of the record behind this field
+//   0   u32        recordSize: bytes of the record after this field
 //   4   text       symbol
 //       fields     typed fields, up to recordSize
 //
@@ -109,7 +109,7 @@ void DropValuesInArena(const TempData& arena, i32 count, SymFieldItem* items) {
     }
 }
 
-// Moves the values that are not to be handed over to the place in the arena that was counted for them, where
+// Moves undelivered values to the place in the arena that was counted for them, where
 // they stay until its next reset. Only the last value can be shorter than its tag says, cut off by the end of
 // the data; each item after it used one byte.
 void TakeBackValues(TempData& arena, i32 count, SymFieldItem* items) {
@@ -135,7 +135,7 @@ SymbolStream::SymbolStream(const u16* fieldIds, u16 fieldIdCount) {
     for (u32 i = 0; fieldIds != nullptr && i < fieldIdCount; ++i) wantedIds->Add(fieldIds[i]);
 }
 
-// Begins the next record; enters the section by itself.
+// Begins the next record; enters the section if needed.
 i32 SymbolStream::GetNextSymData(FileReader& file, char* text, i32 textMax, i32* count, SymFieldItem* items,
                                  i32 maxItems) {
     if (AnyNull(count) || (text == nullptr && textMax >= 0) || NullArray(items, maxItems) || maxItems < 0) {
@@ -164,7 +164,7 @@ i32 SymbolStream::GetAgainSymData(FileReader& file, i32* count, SymFieldItem* it
     return ReadSymFields(file, count, items, maxItems);
 }
 
-// Delivers up to `maxItems` fields of the current record; the elements behind them are cleared.
+// Delivers up to `maxItems` fields of the current record; the elements after them are cleared.
 i32 SymbolStream::ReadSymFields(FileReader& file, i32* count, SymFieldItem* items, i32 maxItems) {
     *count = 0;
     i32 result = SYM_OK;
@@ -324,7 +324,7 @@ i32 SymbolStream::ReadOwnField(FileReader& file, i32* count, SymFieldItem* items
 // table.
 i32 SymbolStream::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems) {
     if (*count == maxItems) return SYM_MORE_DATA;
-    const u8* const limit = defaults.arena.Mark();  // values stand ahead of it, side by side
+    const u8* const limit = defaults.arena.Mark();  // values lie before it, side by side
     const DefaultField* const table = defaults.table.get();
     const auto entries = static_cast<u32>(defaults.wanted.size());
     for (u32 cursor = defaults.cursor; cursor < entries; ++cursor) {

@@ -1,5 +1,5 @@
 // SymFreeValue for hosts in C: include/TorvaValues.h declares it there and defines it inline for C++. A
-// static library of its own (TorvaValues), linked into the host beside the shared or the static TorvaAPI, so
+// separate static library (TorvaValues), linked into the host with the shared or the static TorvaAPI, so
 // that the exports stay the 54 and the host's `operator delete[]` is the one that the linker pairs with the
 // library's `operator new[]`, replaced or instrumented as it may be.
 
