@@ -94,8 +94,8 @@ TEST_F(ToolTest, ViewStartsTheBrowser) {
     std::filesystem::permissions("browser", std::filesystem::perms::owner_all);
     const std::string folder = std::filesystem::current_path().string();
     ::setenv("TMPDIR", folder.c_str(), 1);
-    const char* const before = std::getenv("PATH");
-    const std::string path = before != nullptr ? before : "";
+    const char* const given = std::getenv("PATH");
+    const std::string path = given != nullptr ? given : "";
     ::setenv("PATH", folder.c_str(), 1);  // with no other program that opens files
     const std::pair<const char*, int> browsers[] = {{"none:browser", 0}, {"none", 2}};
     for (const auto& [browser, status] : browsers) {
