@@ -176,8 +176,9 @@ int RunGet(GetOptions options) {
     status = ReportProblems(reader, {1, 2}, walk.problems);
     const std::vector<std::string> missing = left > 0 ? wanted.Missing() : std::vector<std::string>();
     for (const std::string& text : missing) {
-        PrintError(fmt::format("tvsym: {}: no symbol {} {}", reader.Name(),
-                               options.prefix ? "begins with" : "is called", codec.Display(text)));
+        PrintError(fmt::format("tvsym: {}: no symbol {} {}{}", reader.Name(),
+                               options.prefix ? "begins with" : "is called", codec.Display(text),
+                               options.select.where.empty() ? "" : " and meets the conditions"));
     }
     if (missing.empty() && !any) {
         PrintError(fmt::format("tvsym: {}: no symbol meets the conditions", reader.Name()));
