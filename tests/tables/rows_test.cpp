@@ -91,5 +91,38 @@ TEST_F(RowsTest, ProgressCountsTheFileAndCancels) {
     EXPECT_TRUE(reader.WalkSymbols([](const SymbolView&) { return true; }).cancelled);
 }
 
+// Counts and sizes of nested elements that do not agree. Nothing else of the file is wrong.
+TEST(RowsOfDamage, CountsAndSizesThatDisagree) {
+    symwrite::File file;
+    file.sections = {
+        {.id = 13, .raw = symwrite::Bytes{0, 0, 0, 0, 3, 0,                      // head value, types
+                                          1, 0, 6, 0, 0, 0, 2, 0, 'S', 0, 0, 0,  // 1 of 2 sources
+                                          2, 0, 3, 0, 0, 0, 0, 0, 9,             // a byte too many
+                                          3, 0, 2, 0, 0, 0, 0, 0}}};
+    const symwrite::Bytes bytes = symwrite::Write(file);
+    Reader reader(FileSource::FromBytes(bytes, "memory"));
+    const Walk walk = reader.WalkSection(13, [](std::size_t, std::span<const Cell>) {});
+    ASSERT_EQ(walk.problems.size(), 2U);
+    EXPECT_NE(walk.problems[0].what.find("1 of 2 source symbols"), std::string::npos)
+        << walk.problems[0].what;
+    EXPECT_NE(walk.problems[1].what.find("1 bytes at the end of the type block"), std::string::npos)
+        << walk.problems[1].what;
+    EXPECT_EQ(walk.rows, (std::vector<u64>{3, 1, 0, 0}));
+}
+
+TEST(Texts, OnlyWhatDecodesIsText) {
+    for (const char* good :
+         {"\x7f", "\xc2\x80", "\xe0\xa0\x80", "\xed\x9f\xbf", "\xee\x80\x80", "\xf4\x8f\xbf\xbf"}) {
+        EXPECT_TRUE(IsUtf8(good)) << Hex(good);
+    }
+    for (const char* bad : {"\x80", "\xc1\xbf", "\xe0\x9f\xbf", "\xed\xa0\x80", "\xf0\x8f\xbf\xbf",
+                            "\xf4\x90\x80\x80", "\xe2\x82"}) {
+        EXPECT_FALSE(IsUtf8(bad)) << Hex(bad);
+    }
+    EXPECT_EQ(TextCodec().Display("a\x1b\xc2\x9b\xff\xc3\xbc"), "a\\x1b\\xc2\\x9b\\xff\xc3\xbc");
+    EXPECT_EQ(FromHex("0x0aFf"), "\n\xff");
+    for (const char* bad : {"0", "0g", "-1", "0x0"}) EXPECT_EQ(FromHex(bad), std::nullopt) << bad;
+}
+
 }  // namespace
 }  // namespace torva::tables

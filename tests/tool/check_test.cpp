@@ -47,6 +47,8 @@ const Fault kFaults[] = {
                               8, 0, 0, 0, 'B', 0, 1, 0, 3, 1, 2, 3,     //
                               2, 0, 0, 0, 'A', 0};
      }},
+    {"record-one-byte-too-long", [](File& f) { Of(f, 2).raw = Bytes{3, 0, 0, 0, 'A', 0}; }},
+    {"group-without-field", [](File& f) { Of(f, 6).raw = Bytes{4, 0, 0, 0, 2, 0, 'G', 0}; }},
     {"block-size", [](File& f) { Of(f, 13).rows[0].size = 3; }},
     {"body-size", [](File& f) { Of(f, 14).rows[0].size = 1; }},
     {"inner-counts",
