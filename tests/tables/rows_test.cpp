@@ -10,6 +10,7 @@
 #include "TorvaAPI.h"
 #include "symwrite/RandomFile.h"
 #include "tables/check/Check.h"
+#include "tables/dictionary/Values.h"
 #include "tables/rows/Reader.h"
 
 namespace torva::tables {
@@ -122,6 +123,15 @@ TEST(Texts, OnlyWhatDecodesIsText) {
     EXPECT_EQ(TextCodec().Display("a\x1b\xc2\x9b\xff\xc3\xbc"), "a\\x1b\\xc2\\x9b\\xff\xc3\xbc");
     EXPECT_EQ(FromHex("0x0aFf"), "\n\xff");
     for (const char* bad : {"0", "0g", "-1", "0x0"}) EXPECT_EQ(FromHex(bad), std::nullopt) << bad;
+}
+
+TEST(Values, SignedNumbersOfEveryWidth) {
+    for (std::size_t width = 1; width <= 8; ++width) {
+        TextCodec codec;
+        EXPECT_EQ(ValueText(ValueType::Signed, "\xfe" + std::string(width - 1, '\xff'), codec), "-2")
+            << width;
+        EXPECT_EQ(ValueText(ValueType::Signed, "\x7f" + std::string(width - 1, '\0'), codec), "127") << width;
+    }
 }
 
 }  // namespace
