@@ -56,6 +56,9 @@ TEST(Comparison, RecordsOfOneNamePairInFileOrder) {
         SCOPED_TRACE(memory);
         EXPECT_EQ(Differences(Alike("x"), Alike("x"), {.memory = memory}), "");
         EXPECT_EQ(Differences(Alike("x"), Alike("y"), {.memory = memory}), "2 2 1:x/y/\n");
+        File shorter = Alike("x");
+        shorter.sections[0].rows.pop_back();
+        EXPECT_EQ(Differences(Alike("x"), shorter, {.memory = memory}), "2 1 1:x/-/\n");
     }
 }
 
