@@ -69,11 +69,12 @@ inline constexpr std::array<FaultWords, 30> kFaults = {{
     {Fault::CannotOpen, FindingKind::Reader, "readers{mode} cannot open it: {text}"},
 }};
 
-static_assert([] {
+constexpr bool FaultsAreInOrder() {
     for (std::size_t at = 0; at < kFaults.size(); ++at) {
         if (kFaults[at].fault != static_cast<Fault>(at)) return false;
     }
     return kFaults.back().fault == Fault::CannotOpen;
-}());
+}
+static_assert(FaultsAreInOrder());
 
 }  // namespace torva::tables
