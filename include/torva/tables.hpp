@@ -237,7 +237,7 @@ public:
         }
         define.first = {lists.data(), 0};
         define.second = {lists.data() + kLongest, 0};
-        define.third = {lists.data() + 2 * kLongest, 0};
+        define.third = {lists.data() + std::size_t{2} * kLongest, 0};
         return loaded(tv_InitialLevel2EODBasicItemDefineSection(handle));
     }
     TORVA_STEP std::int32_t next() noexcept {
