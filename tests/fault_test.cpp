@@ -298,7 +298,7 @@ TEST_F(FaultSweep, CallsThatAllocate) {
             [&](const driver::Call& call) {
                 constexpr int64_t kMany = 1 << 30;
                 allocationsUntilFailure = kMany;
-                const Outcome outcome = CallLibrary(1, call);
+                Outcome outcome = CallLibrary(1, call);
                 int64_t most = 0;
                 if (call.op == driver::Op::kGetNextSymData || call.op == driver::Op::kGetAgainSymData) {
                     most = call.room[0];

@@ -53,8 +53,8 @@ u64 DateOfDays(i32 days) {
     const std::chrono::year_month_day date{std::chrono::sys_days(std::chrono::days(days))};
     const auto year = static_cast<int>(date.year());
     if (year < 1000 || year > 9999) throw LoadError{TVT_ERR_PARAM, "a date outside the years 1000 to 9999"};
-    return static_cast<u64>(year) * 10000 + static_cast<unsigned>(date.month()) * 100U +
-           static_cast<unsigned>(date.day());
+    const u64 month = static_cast<unsigned>(date.month());
+    return static_cast<u64>(year) * 10000 + month * 100 + static_cast<unsigned>(date.day());
 }
 
 }  // namespace

@@ -72,6 +72,7 @@ public:
     void Free() {
         std::free(block);
         if (budget != nullptr) budget->Return(room);
+        budget = nullptr;  // which may end before the empty buffer does
         block = nullptr;
         room = 0;
     }

@@ -385,7 +385,7 @@ std::vector<u8> Directory(const Source& source) {
     const u32 size = (u32{head[0]} | u32{head[1]} << 8U) * kEntrySize;
     std::vector<u8> entries(size);
     source.Read(sizeof head, entries.data(), size, got);
-    entries.resize(got / kEntrySize * kEntrySize);
+    entries.resize(got - got % kEntrySize);
     return entries;
 }
 

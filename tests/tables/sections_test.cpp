@@ -44,7 +44,7 @@ Lines RowLines(Reader& reader, const SectionInfo& section, Walk& walk) {
                 line += List(cell.list);
             } else if (columns[i].kind == ColumnKind::Field && cell.number != kTextTag) {
                 u64 number = 0;
-                std::memcpy(&number, cell.bytes.data(), cell.bytes.size());
+                if (!cell.bytes.empty()) std::memcpy(&number, cell.bytes.data(), cell.bytes.size());
                 line += cell.bytes.empty() ? " null null" : " " + std::to_string(number) + " null";
             } else {
                 line += (columns[i].kind == ColumnKind::Field ? " null " : " ") + std::string(cell.bytes);
