@@ -1,5 +1,5 @@
 import { defineConfig } from "vitest/config";
 
 export default defineConfig({
-    test: { testTimeout: 120_000, hookTimeout: 60_000, fileParallelism: false, reporters: ["default"] },
+    test: { testTimeout: 400_000, hookTimeout: 60_000, fileParallelism: false, reporters: ["default"] },
 });
