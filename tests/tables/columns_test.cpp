@@ -344,6 +344,7 @@ TEST(Columns, DecodeTheNamedCharacterSet) {
     for (const auto& one : cases) {
         // Field 2 becomes a dictionary, field 1 does not.
         std::vector<symwrite::Row> content;
+        content.reserve(10000);
         for (int i = 0; i < 10000; ++i) {
             content.push_back({one.bytes + std::to_string(i),
                                {symwrite::TextField(1, one.bytes + std::to_string(i)),

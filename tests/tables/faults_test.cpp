@@ -125,6 +125,7 @@ TEST(TablesSharedByThreads, AreWholeWhileTheFileIsReplaced) {
     std::atomic<bool> done = false;
     std::atomic<int> read = 0;
     std::vector<std::thread> threads;
+    threads.reserve(3);
     for (int i = 0; i < 3; ++i) {
         threads.emplace_back([&] {
             while (!done) {

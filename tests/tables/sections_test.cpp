@@ -242,6 +242,7 @@ TEST(SectionTables, ListTheDirectoryAndRefuseWhatNoFileHas) {
     std::vector<u16> ids21(65535);
     for (std::size_t i = 0; i < ids21.size(); ++i) ids21[i] = static_cast<u16>(i);
     std::vector<symwrite::Row> idRows;
+    idRows.reserve(ids21.size());
     for (const u16 id : ids21) idRows.push_back({{id}});
     file.sections = {{.id = 21, .rows = {symwrite::Row({ids21}, idRows)}}};
     options.section = 21;
