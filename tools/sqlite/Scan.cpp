@@ -228,7 +228,8 @@ public:
     bool Next() override { return number < database.Base().Directory().entries.size() && ++number > 0; }
 
     Value Column(std::size_t column) override {
-        const DirectoryEntry& entry = database.Base().Directory().entries[static_cast<std::size_t>(number - 1)];
+        const DirectoryEntry& entry =
+            database.Base().Directory().entries[static_cast<std::size_t>(number - 1)];
         const SectionInfo* const section = FindSection(entry.id);
         switch (column) {
             case 0:
