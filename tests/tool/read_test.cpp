@@ -45,6 +45,9 @@ symwrite::File OddFile() {
 }
 
 TEST_F(ToolTest, WholeOutputs) {
+#ifndef TORVA_WITH_SQLITE
+    GTEST_SKIP() << "without SQLite tvsym has neither sql nor --where";
+#endif
     Save("small.sym", symwrite::SmallFile());
     Save("big5.sym", ChineseFile());
     Save("odd.sym", OddFile());
@@ -110,6 +113,9 @@ TEST_F(ToolTest, CsvIsAFileForEachSection) {
 }
 
 TEST_F(ToolTest, WrongUsage) {
+#ifndef TORVA_WITH_SQLITE
+    GTEST_SKIP() << "without SQLite tvsym has neither sql nor --where";
+#endif
     Save("small.sym", symwrite::SmallFile());
     const char* const commands[] = {"",
                                     "simbols small.sym",
