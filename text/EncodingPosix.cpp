@@ -14,10 +14,18 @@ namespace {
 
 class IconvConverter : public Converter {
 public:
-    explicit IconvConverter(iconv_t opened) : descriptor(opened) {}
-    ~IconvConverter() override { ::iconv_close(descriptor); }
+    IconvConverter(const std::string& from, const std::string& to)
+        : descriptor(::iconv_open(to.c_str(), from.c_str())) {}
+    ~IconvConverter() override {
+        if (IsOpen()) ::iconv_close(descriptor);
+    }
     IconvConverter(const IconvConverter&) = delete;
     IconvConverter& operator=(const IconvConverter&) = delete;
+
+    bool IsOpen() const {
+        return descriptor !=
+               reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr): its interface
+    }
 
     std::optional<std::string> Convert(std::string_view text) override {
         ::iconv(descriptor, nullptr, nullptr, nullptr, nullptr);
@@ -56,12 +64,9 @@ private:
 }  // namespace
 
 std::unique_ptr<Converter> Converter::Make(const std::string& from, const std::string& to) {
-    iconv_t opened = ::iconv_open(to.c_str(), from.c_str());
-    if (opened ==
-        reinterpret_cast<iconv_t>(-1)) {  // NOLINT(performance-no-int-to-ptr): the interface says so
-        return nullptr;
-    }
-    return std::make_unique<IconvConverter>(opened);
+    auto converter = std::make_unique<IconvConverter>(from, to);
+    if (!converter->IsOpen()) return nullptr;
+    return converter;
 }
 
 }  // namespace torva

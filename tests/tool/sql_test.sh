@@ -195,7 +195,8 @@ done
 # The extension, in the shell and in Python: damage is an error at its place.
 # A sanitizer's runtime must be loaded before the program that loads the extension.
 runtime=$(ldd "$extension.so" | awk '/lib[alt]san/ { print $3 }')
-shell() { LD_PRELOAD=$runtime ASAN_OPTIONS=detect_leaks=0 sqlite3 :memory: ".load $extension" "$@"; }
+host() { LD_PRELOAD=$runtime ASAN_OPTIONS=detect_leaks=0 "$@"; }
+shell() { host sqlite3 :memory: ".load $extension" "$@"; }
 answer 'A|5|7|d
 B||8|d
 two
@@ -210,15 +211,16 @@ B
 status 11' shell "CREATE VIRTUAL TABLE s USING torva('cut.sym', dictionary='')" 'SELECT symbol FROM s'
 answer '2
 status 0' shell "CREATE VIRTUAL TABLE s USING torva('cut.sym', damaged=skip)" 'SELECT count(*) FROM s'
-answer "('7', 0.1)
+# Debian's Python loads extensions; others may have been built without.
+python=/usr/bin/python3
+[ -x $python ] || python=python3
+if "$python" -c "import sqlite3; sqlite3.connect(':memory:').enable_load_extension(True)" 2>/dev/null; then
+    answer "('7', 0.1)
 cut.sym: section 2 (symbols)*
-status 0" python3 -c "
-import sqlite3, sys
+status 0" host "$python" -c "
+import sqlite3
 c = sqlite3.connect(':memory:')
-try:
-    c.enable_load_extension(True)
-except AttributeError:
-    print(('7', 0.1)); print('cut.sym: section 2 (symbols)'); sys.exit()
+c.enable_load_extension(True)
 c.load_extension('$extension')
 c.execute(\"CREATE VIRTUAL TABLE s USING torva('odd.sym')\")
 print(c.execute('SELECT symbol, ratio FROM s WHERE symbol_no = 2').fetchone())
@@ -228,5 +230,8 @@ try:
 except sqlite3.DatabaseError as error:
     print(error)
 "
+else
+    echo "not tried: the extension in Python, whose sqlite3 cannot load extensions here"
+fi
 
 [ "$failures" = 0 ] || { echo "$failures failures" && exit 1; }
