@@ -12,6 +12,7 @@ std::atomic<std::int64_t> liveBlocks{0};
 std::atomic<std::int64_t> liveBytes{0};
 std::atomic<std::int64_t> peakBytes{0};
 bool (*failsNow)() = nullptr;
+void (*beforeFree)() = nullptr;
 
 namespace {
 
@@ -43,6 +44,7 @@ void* TakeOrThrow(std::size_t size) {
 
 void Give(void* block) noexcept {
     if (block == nullptr) return;
+    if (beforeFree != nullptr) beforeFree();
     --liveBlocks;
     liveBytes -= SizeOf(block);
     std::free(block);

@@ -14,4 +14,7 @@ extern std::atomic<std::int64_t> peakBytes;  // the highest liveBytes since a te
 // Asked ahead of each allocation; true lets it fail. Null never does.
 extern bool (*failsNow)();
 
+// Called ahead of each deallocation unless null.
+extern void (*beforeFree)();
+
 }  // namespace torva::test::allocations

@@ -109,6 +109,10 @@ TEST(ByteSource, AgreesWithAPlainModel) {
         source.StepBack(kWindow + 9);
         EXPECT_EQ(source.Position(), 0U) << "all the way back, outside the window";
         Model model(bytes, wholeFile);
+        for (const u32 n : {kWindow, kWindow + 1}) {
+            source.SeekTo(0), model.SeekTo(0);
+            EXPECT_EQ(Read(source, n), model.Read(n)) << "the window's size, and a byte more";
+        }
         for (int turn = 0; turn < 3000 && !HasFailure(); ++turn) {
             const u32 few = upTo(3) == 0 ? upTo(kWindow) : upTo(40);
             SCOPED_TRACE(testing::Message() << "turn " << turn << " at " << model.at << ", " << few);

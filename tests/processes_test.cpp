@@ -423,6 +423,9 @@ TEST(Processes, TheHostsAllocatorMayBeACancellationPoint) {
                           if (driver::insideLibrary) pthread_testcancel();
                           return false;
                       };
+                      allocations::beforeFree = [] {
+                          if (driver::insideLibrary) pthread_testcancel();
+                      };
                       for (const u32 wholeFile : {0U, 1U}) {
                           const HowToOpen how{wholeFile, kBudget, {1, 2}};
                           driver::insideLibrary = true;

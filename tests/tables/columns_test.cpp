@@ -36,7 +36,7 @@ struct Walk {
 std::optional<Walk> WalkExports(const std::vector<std::uint16_t>& ids) {
     constexpr std::int32_t kItems = 4096;
     torva::SymFile file(ids.data(), static_cast<std::uint16_t>(ids.size()));
-    if (file.Open("any", 64U << 20U, false) != SYM_OK) return std::nullopt;
+    if (file.Open("any", 4U << 20U, false) != SYM_OK) return std::nullopt;
     Walk walk;
     std::vector<char> text(1U << 20U);
     std::vector<SymFieldItem> items(kItems);

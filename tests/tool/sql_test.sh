@@ -193,8 +193,10 @@ status 64' "$tvsym" get small.sym --where "$condition"
 done
 
 # The extension, in the shell and in Python: damage is an error at its place.
-# A sanitizer's runtime must be loaded before the program that loads the extension.
-runtime=$(ldd "$extension.so" | awk '/lib[alt]san/ { print $3 }')
+# A sanitizer's runtime must be loaded before the program that loads the extension, and the library whose exceptions
+# it intercepts along with it.
+runtime=$(ldd "$extension.so" | awk '/libasan/ { runtime = $3 } /libstdc/ { language = $3 }
+    END { if (runtime) print runtime, language }')
 host() { LD_PRELOAD=$runtime ASAN_OPTIONS=detect_leaks=0 "$@"; }
 shell() { host sqlite3 :memory: ".load $extension" "$@"; }
 answer 'A|5|7|d
