@@ -63,11 +63,21 @@ inline void CopyFew(u8* to, const u8* from, u32 size) {
     }
 }
 
+// A block of the host's; null when there is no memory. `new (std::nothrow)` is this behind one more call, and
+// there is a block for each value.
+inline u8* NewBlock(u32 size) {
+    try {
+        return new u8[size];
+    } catch (...) {
+        return nullptr;
+    }
+}
+
 // Copies a value of `size` bytes to a block of its own, which ends with `tail` zeros; null for a tag without
 // a value, and when there is no memory.
 inline void* CopyFieldValue(const u8* value, u32 size, u32 tail) {
     if (size + tail == 0) return nullptr;
-    auto* const copy = new (std::nothrow) u8[size + tail];
+    u8* const copy = NewBlock(size + tail);
     if (copy == nullptr) return nullptr;
     CopyFew(copy, value, size);
     if (tail > 0) std::memset(copy + size, 0, tail);
@@ -184,6 +194,7 @@ i32 SymbolStream::ReadOwnFields(FileReader& file, i32* count, SymFieldItem* item
     u32& recordSize = RecordSize(file);
     file.arena.Reset();
     valuesInArena = false;
+    tailsToFill = false;
     i32 result = SYM_OK;
     if (file.Exhausted()) {
         result = SYM_END_OF_DATA;
@@ -213,7 +224,7 @@ i32 SymbolStream::ReadOwnFields(FileReader& file, i32* count, SymFieldItem* item
     if (result == SYM_END_OF_DATA || result == SYM_ERR_FORMAT) {
         TakeBackValues(file.arena, *count, items);
     } else {
-        FillTails(file.arena, *count, items);
+        if (tailsToFill) FillTails(file.arena, *count, items);
         if (valuesInArena) DropValuesInArena(file.arena, *count, items);
     }
     return result;
@@ -243,7 +254,9 @@ public:
         if (room <= size) return false;
         if (wanted != nullptr && !wanted->Has(id)) return true;
         defaults.MarkSeen(id);
-        void* copy = CopyFieldValue(payload, size, TailSize(tag));
+        const u32 tail = TailSize(tag);
+        tails |= tail;
+        void* copy = CopyFieldValue(payload, size, tail);
         if (copy == nullptr && size > 0) {
             copy = std::memcpy(arena.Next() + Used(), payload, size);
             inArena = true;
@@ -256,6 +269,7 @@ public:
     SymFieldItem* Next() const { return next; }
     std::size_t Used() const { return roomBefore - room; }  // of the arena
     bool AnyInArena() const { return inArena; }
+    bool AnyTails() const { return tails != 0; }
 
 private:
     const IdSet* const wanted;  // null: every field
@@ -265,6 +279,7 @@ private:
     SymFieldItem* const end;
     const std::size_t roomBefore;
     std::size_t room;
+    u32 tails = 0;         // not 0: a value has a tail
     bool inArena = false;  // a value for which there was no memory
 };
 
@@ -283,6 +298,7 @@ void SymbolStream::ReadOwnFieldsInWindow(FileReader& file, i32* count, SymFieldI
     file.arena.Use(sink.Used());
     file.Consume(static_cast<u32>(taken), recordConsumed);
     if (sink.AnyInArena()) valuesInArena = true;
+    if (sink.AnyTails()) tailsToFill = true;
     *count = static_cast<i32>(sink.Next() - items);
 }
 
@@ -315,6 +331,7 @@ i32 SymbolStream::ReadOwnField(FileReader& file, i32* count, SymFieldItem* items
             item.value = value;
             valuesInArena = true;
         }
+        if (tail > 0) tailsToFill = true;
         items[(*count)++] = item;
     }
     return SYM_OK;
@@ -324,38 +341,24 @@ i32 SymbolStream::ReadOwnField(FileReader& file, i32* count, SymFieldItem* items
 // table.
 i32 SymbolStream::AddDefaultFields(i32* count, SymFieldItem* items, i32 maxItems) {
     if (*count == maxItems) return SYM_MORE_DATA;
-    const u8* const limit = defaults.arena.Mark();  // values lie before it, side by side
-    const DefaultField* const table = defaults.table.get();
-    const auto entries = static_cast<u32>(defaults.wanted.size());
-    for (u32 cursor = defaults.cursor; cursor < entries; ++cursor) {
-        const u32 entry = defaults.wanted[cursor];
-        const DefaultField& field = table[entry];
+    const WantedDefault* const first = defaults.wanted.data();
+    const WantedDefault* const end = first + defaults.wanted.size();
+    // After the last entry of the table the phase is over even where the items are full.
+    const WantedDefault* const last =
+        first != end && end[-1].field == &defaults.table[defaults.used - 1] ? end - 1 : end;
+    SymFieldItem* item = items + *count;
+    SymFieldItem* const itemsEnd = items + maxItems;
+    for (const WantedDefault* next = first + defaults.cursor; next != end; ++next) {
+        const DefaultField& field = *next->field;
         if (field.seen != 0) continue;
-        const bool walked = entry + 1 == defaults.used;
-        void* copy = nullptr;
-        if (field.value != nullptr) {
-            u32 size = PayloadWidth(field.tag);
-            u32 tail = TailSize(field.tag);
-            if (field.tag == kTextTag) {
-                // The next value lies right after this one, unless it found no room.
-                const u8* const next = walked ? limit + 1 : table[entry + 1].value;
-                size = next != nullptr ? static_cast<u32>(next - 1 - field.value) : TextSize(field.value);
-            } else if (const auto held = static_cast<std::size_t>(limit - field.value); held < size + tail) {
-                // Of the tail, what the arena has; of a value that its data cut off, too.
-                tail = size + tail - static_cast<u32>(held);
-                size = static_cast<u32>(held);
-            } else {
-                size += tail;
-                tail = 0;
-            }
-            copy = CopyFieldValue(field.value, size, tail);
-        }
-        items[(*count)++] = {field.id, field.tag, copy};
-        if (*count == maxItems && !walked) {
-            defaults.cursor = cursor + 1;
+        *item++ = {field.id, field.tag, CopyFieldValue(field.value, next->size, next->tail)};
+        if (item == itemsEnd && next != last) {
+            *count = maxItems;
+            defaults.cursor = static_cast<u32>(next + 1 - first);
             return SYM_MORE_DATA;
         }
     }
+    *count = static_cast<i32>(item - items);
     defaults.cursor = 0;
     defaults.ClearSeen();
     defaultsPhase = false;

@@ -34,6 +34,7 @@ private:
     std::unique_ptr<IdSet> wantedIds;  // null: every field is wanted
     u32 recordConsumed = 0;            // bytes of the current record's text and fields
     bool defaultsPhase = false;        // the record's own fields are delivered
+    bool tailsToFill = false;          // of the running call: an item's value has a tail
     bool valuesInArena = false;  // of the running call: an item's value is in the arena, for lack of memory
 };
 

@@ -33,22 +33,20 @@ i32 Open(SymFile& file, const FileSource& source, ReadMode mode, u32 budget) {
 }
 
 // The value of an entry as the library delivers it: of a payload that its data cut off, the rest is 0.
-std::string_view DefaultValue(const UtilityData& defaults, const DefaultField& field,
-                              std::vector<std::unique_ptr<char[]>>& copies) {
-    const auto* value = reinterpret_cast<const char*>(field.value);
+std::string_view DefaultValue(const WantedDefault& wanted, std::vector<std::unique_ptr<char[]>>& copies) {
+    const auto* value = reinterpret_cast<const char*>(wanted.field->value);
     if (!value) {
         return {};
     }
-    if (field.tag == kTextTag) {
+    if (wanted.field->tag == kTextTag) {
         return value;
     }
-    const std::size_t width = PayloadWidth(field.tag);
-    const auto there = static_cast<std::size_t>(defaults.arena.Mark() - field.value);
-    if (there >= width) {
+    const std::size_t width = PayloadWidth(wanted.field->tag);
+    if (wanted.size >= width) {
         return {value, width};
     }
     copies.push_back(std::unique_ptr<char[]>(new char[width]()));
-    std::memcpy(copies.back().get(), value, there);
+    std::memcpy(copies.back().get(), value, wanted.size);
     return {copies.back().get(), width};
 }
 
@@ -84,10 +82,9 @@ Reader::Reader(std::shared_ptr<const FileSource> bytes, ReaderOptions readerOpti
         throw Error(fmt::format("{}: cannot be opened: not enough memory for its default fields", Name()));
     }
     open->textMax = static_cast<u32>(std::min(source->Size(), kLongestText));
-    const UtilityData& table = open->symFile.symbols.defaults;
-    for (const u32 at : table.wanted) {
-        const DefaultField& field = table.table[at];
-        defaults.push_back({field.id, field.tag, true, false, DefaultValue(table, field, open->values)});
+    for (const WantedDefault& one : open->symFile.symbols.defaults.wanted) {
+        const DefaultField& field = *one.field;
+        defaults.push_back({field.id, field.tag, true, false, DefaultValue(one, open->values)});
     }
 }
 

@@ -15,7 +15,7 @@ using symwrite::File;
 // into a temporary file, run by run.
 std::string Differences(const File& old, const File& now, CompareOptions options = {}) {
     options.makeFile = [number = 0]() mutable {
-        const std::string path = testing::TempDir() + "compare-" + std::to_string(++number);
+        std::string path = testing::TempDir() + "compare-" + std::to_string(++number);
         std::ofstream(path).flush();
         return path;
     };
