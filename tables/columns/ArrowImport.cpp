@@ -49,6 +49,29 @@ bool IsNull(const ArrowArray& array, i64 at) {
            !Bit(static_cast<const u8*>(array.buffers[0]), static_cast<u64>(at));
 }
 
+// A text between two offsets of that width.
+std::string_view RangeAt(const ArrowArray& array, i64 at, u32 width) {
+    const u64 begin = Load(array, 1, at, width);
+    const u64 end = Load(array, 1, at + 1, width);
+    if (end <= begin) return {};
+    return {static_cast<const char*>(array.buffers[2]) + begin, static_cast<std::size_t>(end - begin)};
+}
+
+// A text of the view layout: 16 bytes for each, with its size ahead. Up to 12 bytes follow there; of a longer
+// text the first 4, the number of the data buffer among those from the third on, and where it begins there.
+std::string_view ViewAt(const ArrowArray& array, i64 at) {
+    constexpr u32 kMostInline = 12;
+    const auto* const view = static_cast<const char*>(array.buffers[1]) + at * 16;
+    const auto number = [&](u32 offset) {
+        u32 value = 0;
+        std::memcpy(&value, view + offset, sizeof value);
+        return value;
+    };
+    const u32 size = number(0);
+    if (size <= kMostInline) return {view + 4, size};
+    return {static_cast<const char*>(array.buffers[2 + number(8)]) + number(12), size};
+}
+
 u64 DateOfDays(i32 days) {
     const std::chrono::year_month_day date{std::chrono::sys_days(std::chrono::days(days))};
     const auto year = static_cast<int>(date.year());
@@ -79,6 +102,10 @@ void ImportedColumn::ReadFormat(const char* format) {
         kind = Kind::kText;
         utf8 = letter == 'u' || letter == 'U';
         largeOffsets = letter == 'U' || letter == 'Z';
+    } else if (std::strcmp(format, "vu") == 0 || std::strcmp(format, "vz") == 0) {
+        kind = Kind::kText;
+        utf8 = format[1] == 'u';
+        views = true;
     } else if (plain && letter == 'b') {
         kind = Kind::kBool;
     } else if (std::strcmp(format, "tdD") == 0) {
@@ -132,13 +159,7 @@ Value ImportedColumn::At(const ArrowArray& array, i64 row) const {
     }
     value.null = false;
     if (kind == Kind::kText) {
-        const u32 step = largeOffsets ? 8 : 4;
-        const u64 begin = Load(*from, 1, at, step);
-        const u64 end = Load(*from, 1, at + 1, step);
-        if (end > begin) {
-            value.text = {static_cast<const char*>(from->buffers[2]) + begin,
-                          static_cast<std::size_t>(end - begin)};
-        }
+        value.text = views ? ViewAt(*from, at) : RangeAt(*from, at, largeOffsets ? 8 : 4);
         if (value.text.find('\0') != std::string_view::npos)
             throw LoadError{TVT_ERR_PARAM, "a text with a zero byte"};
         return value;

@@ -41,6 +41,7 @@ private:
     u32 width = 0;
     bool utf8 = false;
     bool largeOffsets = false;
+    bool views = false;
 };
 
 }  // namespace torva::tables::columns

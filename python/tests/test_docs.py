@@ -1,0 +1,31 @@
+"""Every example of docs/python.md, one after the other."""
+
+from __future__ import annotations
+
+import json
+import pathlib
+import re
+import shutil
+
+import pytest
+from conftest import ROOT, tvsym
+
+
+def test_examples(
+    sample: pathlib.Path, tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str]
+) -> None:
+    document = json.loads(tvsym("dump", "--format", "json", sample))
+    del document["sections"][1]["symbols"][0]
+    (tmp_path / "tomorrow.json").write_text(json.dumps(document))
+    tvsym("build", tmp_path / "tomorrow.json", tmp_path / "tomorrow.sym")
+    for name in (sample.name, f"{sample.name}.fields.json"):
+        shutil.copy(sample.with_name(name), tmp_path)
+    monkeypatch.chdir(tmp_path)
+    examples = re.findall(r"^```python\n(.*?)^```$", (ROOT / "docs/python.md").read_text(), re.M | re.S)
+    assert len(examples) > 8
+    names: dict[str, object] = {}
+    for example in examples:
+        exec(compile(example, "docs/python.md", "exec"), names)
+    printed = capsys.readouterr().out
+    assert "removed 2 0005.HK-HKD name 0005.HK/HKD None" in printed
+    assert "symbols: 1,499 rows, 4 columns" in printed and "AAPL.US/USD USD" in printed

@@ -1,0 +1,34 @@
+"""Market symbol master files as tables.
+
+    import torvaapi
+
+    with torvaapi.open("instruments.sym") as file:
+        frame = file.symbols().to_polars()
+
+Tables speak the Arrow C stream protocol, so that pyarrow, polars, pandas and DuckDB use them without a copy.
+"""
+
+from ._errors import DamagedError, Error, FormatError, LimitError, OpenError, ParameterError
+from ._file import File, Finding, Findings, Watch, diff, open, watch, write
+from ._table import Column, Damage, Schema, Table
+
+__all__ = [
+    "Column",
+    "Damage",
+    "DamagedError",
+    "Error",
+    "File",
+    "Finding",
+    "Findings",
+    "FormatError",
+    "LimitError",
+    "OpenError",
+    "ParameterError",
+    "Schema",
+    "Table",
+    "Watch",
+    "diff",
+    "open",
+    "watch",
+    "write",
+]
