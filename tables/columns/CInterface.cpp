@@ -207,9 +207,11 @@ i32 tvt_LoadDescriptor(intptr_t descriptor, const TvtOptions* options, TvtTable*
         auto file = torva::platform::OpenFile(descriptor);
         if (file == nullptr) throw LoadError{TVT_ERR_OPEN, "the descriptor is not of a regular file"};
         const LoadOptions read = ReadOptions(options, "");
-        *table = WantsSymbols(options)
-                     ? SymbolsOf(Source(std::move(file)), read)
-                     : SectionOf(FileSource::FromFile(std::move(file), "file"), options->section, read);
+        if (WantsSymbols(options)) {
+            *table = SymbolsOf(Source(std::move(file)), read);
+            return;
+        }
+        *table = SectionOf(FileSource::FromFile(std::move(file), "file"), options->section, read);
     });
 }
 

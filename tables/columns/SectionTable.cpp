@@ -251,7 +251,8 @@ LoadedSection LoadSection(std::shared_ptr<const FileSource> source, u16 id, cons
         const std::size_t at = rows.Level();
         const u32 above = at > 0 ? levels[at - 1].Rows() : 1;
         if (above == 0) throw LoadError{SYM_ERR_FORMAT, Place(id, 0, "an element belongs to no other")};
-        levels[at].Put(rows.Cells(), above - 1, at + 1 < levels.size() ? levels[at + 1].Rows() : 0);
+        const u32 below = at + 1 < levels.size() ? levels[at + 1].Rows() : 0;
+        levels[at].Put(rows.Cells(), above - 1, below);
     }
     LoadedSection loaded;
     for (std::size_t at = levels.size(); at-- > 0;)

@@ -218,7 +218,8 @@ private:
 // A schema or an array of a stream, released with the object.
 template <class T>
 struct Imported : T {
-    Imported() : T() {}
+    // cppcheck-suppress uninitDerivedMemberVar  ; T{} is all zeros
+    Imported() : T{} {}
     Imported(const Imported&) = delete;
     Imported& operator=(const Imported&) = delete;
     ~Imported() { Release(); }
