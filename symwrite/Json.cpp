@@ -139,6 +139,8 @@ public:
         return file;
     }
 
+    const FieldDictionary& Dictionary() const { return dictionary; }
+
     // Adds the elements of a list to a section that has a reader.
     void AddElements(Section& section, const JsonNode& list) {
         ReadElements(list, FindSection(section.id)->stored, 0, section.rows, section.fields);
@@ -178,7 +180,7 @@ private:
     Section OneSection(const JsonNode& node, std::size_t index) {
         Section section;
         std::uint16_t id = 0;
-        node.IsObjectOf({"id", "name", "head", "before", "bytes", ElementsKey(IdOf(node))});
+        node.IsObjectOf({"id", "name", "head", "count", "size", "before", "bytes", ElementsKey(IdOf(node))});
         node.Require("id", [&](const JsonNode& member) { id = member.Number<std::uint16_t>(); });
         const SectionInfo* info = FindSection(id);
         section.id = id;
@@ -200,12 +202,22 @@ private:
                          [&](const JsonNode& member) { TakeElements(section, index, member); });
         }
         node.Optional("head", [&](const JsonNode& member) {
-            if (section.raw || info->head == torva::Head::None) {
+            if (info == nullptr || section.raw || info->head == torva::Head::None) {
                 member.Fail("this section has no head value of its own");
             } else {
                 section.headValue = member.Number<std::uint32_t>();
             }
         });
+        node.Optional("count", [&](const JsonNode& member) {
+            const std::uint8_t width = section.raw ? 0 : info->stored[0].countWidth;
+            if (width == 0) {
+                member.Fail("this section has no count of its own");
+            } else {
+                section.count = static_cast<std::uint32_t>(member.Number(torva::LargestNumber(width)));
+            }
+        });
+        node.Optional(
+            "size", [&](const JsonNode& member) { section.directorySize = member.Number<std::uint32_t>(); });
         node.Optional("before", [&](const JsonNode& member) { section.before = HexBytes(member); });
         return section;
     }
@@ -560,11 +572,25 @@ void FieldDictionary::LoadOne(std::string_view key, const JsonNode& node) {
         node.Fail("a field of this type cannot have the tag " + std::to_string(definition.tag));
         return;
     }
-    if (definitions.contains(*id) || !ids.emplace(definition.name, *id).second) {
+    const FieldDefinition* same = Find(*id);
+    if (same != nullptr && *same == definition) {
+        return;  // said twice
+    }
+    if (same != nullptr || !ids.emplace(definition.name, *id).second) {
         node.Fail("the id or the name stands in the dictionary already");
         return;
     }
     definitions.emplace(*id, std::move(definition));
+}
+
+void FieldDictionary::Add(const FieldDefinition& definition) {
+    if (!definitions.contains(definition.id) && ids.emplace(definition.name, definition.id).second) {
+        definitions.emplace(definition.id, definition);
+    }
+}
+
+void FieldDictionary::AddMissing(const FieldDictionary& other) {
+    for (const auto& [id, definition] : other.definitions) Add(definition);
 }
 
 const FieldDefinition* FieldDictionary::Find(std::uint16_t id) const {
@@ -582,12 +608,15 @@ File FromJson(const Json& document, const FromJsonOptions& options, JsonErrors& 
     return reader.Document(JsonNode(document, errors));
 }
 
-File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& errors) {
+File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& errors,
+              FieldDictionary* dictionary) {
     Reader reader(options, errors);
     const Json document = ParseJson(
         in, errors, [&](const auto& steps, const Json& object) { return reader.Take(steps, object); });
     // After a syntax error, missing parts would only add useless errors.
-    return errors.Empty() ? reader.Document(JsonNode(document, errors)) : File();
+    File file = errors.Empty() ? reader.Document(JsonNode(document, errors)) : File();
+    if (dictionary != nullptr) *dictionary = reader.Dictionary();
+    return file;
 }
 
 struct ElementReader::State {

@@ -20,6 +20,7 @@ struct FieldDefinition {
     std::uint8_t tag = kTextTag;
     FieldType type = FieldType::Text;
     std::string name;
+    bool operator==(const FieldDefinition&) const = default;
 };
 
 // Names and types of field ids, for documents that use names.
@@ -28,6 +29,10 @@ public:
     // From {"1": {"name": "name", "type": "text", "tag": 7}, ...}, added to what is there. Wrong entries give
     // errors.
     void Load(const JsonNode& node);
+
+    // Takes over what has an id and a name that are not there yet.
+    void Add(const FieldDefinition& definition);
+    void AddMissing(const FieldDictionary& other);
 
     // Null when the id, or the name, is not there.
     const FieldDefinition* Find(std::uint16_t id) const;
@@ -54,7 +59,9 @@ File FromJson(const Json& document, const FromJsonOptions& options, JsonErrors& 
 
 // The same from a stream, for large documents: symbols are turned into the bytes of their records while the
 // document is parsed, so that it needs about as much memory as the file has bytes. Section 2 is then raw.
-File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& errors);
+// `dictionary`, where it is not null, becomes the one of the options with what the document added.
+File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& errors,
+              FieldDictionary* dictionary = nullptr);
 
 // The elements of one section, each as the document has them, one at a time.
 class ElementReader {

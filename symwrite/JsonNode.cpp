@@ -181,7 +181,13 @@ public:
         return true;
     }
 
-    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception& error) override {
+    bool parse_error(std::size_t, const std::string& token,
+                     const nlohmann::detail::exception& error) override {
+        if (dynamic_cast<const Json::out_of_range*>(&error) != nullptr) {
+            errors.Add(Pointer(steps.size()),
+                       Printable("the number " + token.substr(0, kShownLength) + " is too large"));
+            return false;
+        }
         // "[json.exception.parse_error.101] parse error at line 1, column 2: what"
         std::string what = Printable(error.what());
         std::string where;
@@ -246,6 +252,15 @@ private:
         }
     }
 
+    // To the place in the first `depth` containers.
+    std::string Pointer(std::size_t depth) const {
+        std::string pointer;
+        for (std::size_t i = 0; i < depth; ++i) {
+            pointer += '/' + (steps[i].inArray ? std::to_string(steps[i].index) : EscapedStep(steps[i].key));
+        }
+        return pointer;
+    }
+
     void CheckKeys(const Json::object_t& members) {
         std::vector<std::string_view> keys;
         keys.reserve(members.size());
@@ -255,12 +270,8 @@ private:
         std::sort(keys.begin(), keys.end());
         for (auto twin = std::adjacent_find(keys.begin(), keys.end()); twin != keys.end();
              twin = std::adjacent_find(std::upper_bound(twin, keys.end(), *twin), keys.end())) {
-            std::string where;
-            for (std::size_t i = 0; i + 1 < steps.size(); ++i) {
-                where +=
-                    '/' + (steps[i].inArray ? std::to_string(steps[i].index) : EscapedStep(steps[i].key));
-            }
-            errors.Add(where, "the member \"" + std::string(*twin) + "\" stands there twice");
+            errors.Add(Pointer(steps.size() - 1),
+                       "the member \"" + std::string(*twin) + "\" stands there twice");
         }
     }
 

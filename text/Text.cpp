@@ -111,10 +111,13 @@ TextCodec::TextCodec(const std::string& encoding) {
 
 std::optional<std::string_view> TextCodec::Decode(std::string_view bytes) {
     if (!decoder) {
-        return IsUtf8(bytes) ? std::optional(bytes) : std::nullopt;
+        const bool good = IsUtf8(bytes);
+        allDecoded = allDecoded && good;
+        return good ? std::optional(bytes) : std::nullopt;
     }
     std::optional<std::string> text = decoder->Convert(bytes);
     if (!text || encoder->Convert(*text) != bytes) {
+        allDecoded = false;
         return std::nullopt;
     }
     decoded = std::move(*text);
@@ -129,6 +132,10 @@ std::optional<std::string> TextCodec::Encode(std::string_view utf8) {
 }
 
 std::string TextCodec::Display(std::string_view bytes) {
+    const auto plain = [](char c) { return c >= 0x20 && c < 0x7f; };
+    if (!decoder && std::all_of(bytes.begin(), bytes.end(), plain)) {
+        return std::string(bytes);
+    }
     const std::optional<std::string_view> text = Decode(bytes);
     std::string_view rest = text.value_or(bytes);
     std::string shown;

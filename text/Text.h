@@ -40,6 +40,9 @@ public:
     // is valid until the next call.
     std::optional<std::string_view> Decode(std::string_view bytes);
 
+    // Whether Decode, or Display, has ever met bytes that do not decode.
+    bool AllDecoded() const { return allDecoded; }
+
     // Bytes of the file; none when the character set lacks one of the characters.
     std::optional<std::string> Encode(std::string_view utf8);
 
@@ -51,6 +54,7 @@ private:
     std::unique_ptr<Converter> decoder;  // null for UTF-8
     std::unique_ptr<Converter> encoder;
     std::string decoded;
+    bool allDecoded = true;
 };
 
 }  // namespace torva

@@ -122,7 +122,7 @@ void SectionScan::Elements() {
             Done(Ended::ByCount);
         }
     }
-    if (sound && section->head == Head::Bytes && head != bytes.Position() - start) {
+    if (sound && section->head != Head::None && head != bytes.Position() - start) {
         Add({.fault = Fault::HeadValue,
              .offset = u64{entry->offset} + 2,
              .expected = bytes.Position() - start,

@@ -41,16 +41,18 @@ std::string Dictionary::NameOf(u16 id) const {
 }
 
 ValueType Dictionary::TypeOf(const FieldDefinition* definition, u8 tag, std::size_t payloadSize) {
-    const ValueType plain = tag == kTextTag ? ValueType::Text : ValueType::Hex;
-    if (!definition || tag == kTextTag || definition->type == ValueType::Text) {
-        return definition && definition->type == ValueType::Text ? ValueType::Text : plain;
+    if (tag == kTextTag || (definition && definition->type == ValueType::Text)) {
+        return ValueType::Text;
     }
     if (payloadSize != PayloadWidth(tag) || payloadSize == 0) {
-        return plain;
+        return ValueType::Hex;
+    }
+    if (!definition) {
+        return ValueType::Unsigned;
     }
     if (definition->type == ValueType::Float && payloadSize != sizeof(float) &&
         payloadSize != sizeof(double)) {
-        return plain;
+        return ValueType::Unsigned;
     }
     return definition->type;
 }

@@ -29,6 +29,10 @@ public:
     // The dictionary that goes with a symbol file, where there is such a file: FILE.fields.json.
     static std::string PathBeside(const std::string& symbolFile) { return symbolFile + ".fields.json"; }
 
+    // Adds the ids of `other` that are not there yet, unless their names are.
+    void AddMissing(const Dictionary& other) { fields.AddMissing(other.fields); }
+
+    const symwrite::FieldDictionary& Fields() const { return fields; }
     const std::map<u16, FieldDefinition>& All() const { return fields.All(); }
     const FieldDefinition* Find(u16 id) const { return fields.Find(id); }
 
@@ -39,7 +43,7 @@ public:
     std::string NameOf(u16 id) const;
 
     // The type that a value of this id and tag is shown as: the dictionary's where the payload can be that,
-    // else text for tag 7 and hex for the others.
+    // else text for tag 7, an unsigned number for the others, and hex for what was cut off.
     ValueType TypeOf(u16 id, u8 tag, std::size_t payloadSize) const {
         return TypeOf(Find(id), tag, payloadSize);
     }

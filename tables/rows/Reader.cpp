@@ -73,10 +73,12 @@ Reader::Reader(std::shared_ptr<const FileSource> bytes, ReaderOptions readerOpti
     }
     if (result == SYM_ERR_OPEN) {
         const DirectoryEntry* entry = directory.Find(1);
-        throw Error(
-            fmt::format("{}: section 1 (default fields), offset 0x{:x}: the default fields cannot be "
-                        "loaded: their data ends too early",
-                        Name(), entry ? entry->offset : 0));
+        const std::string what = fmt::format(
+            "{}: section 1 (default fields), offset 0x{:x}: the default fields cannot be "
+            "loaded: their data ends too early",
+            Name(), entry ? entry->offset : 0);
+        if (options.mode == ReadMode::File) throw Error(what);
+        throw DefaultsUnreadable(what);
     }
     if (result != SYM_OK) {
         throw Error(fmt::format("{}: cannot be opened: not enough memory for its default fields", Name()));

@@ -43,6 +43,12 @@ struct ReaderOptions {
     std::function<bool(u64 number)> takes = {};
 };
 
+// The default fields cannot be loaded in memory mode; file mode may read the other sections without them.
+class DefaultsUnreadable : public Error {
+public:
+    using Error::Error;
+};
+
 class SectionRows;
 class SymbolRows;
 

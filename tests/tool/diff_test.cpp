@@ -79,8 +79,9 @@ TEST_F(DiffCommand, OrderDoesNotMatter) {
     Save("b.sym", file);
     const ToolResult changed = Run("diff --json a.sym b.sym");
     EXPECT_EQ(changed.status, 1);
-    EXPECT_NE(changed.out.find(R"("name":"symbols","added":0,"removed":0,"changed":1,"same":119999)"),
-              std::string::npos)
+    EXPECT_NE(
+        changed.out.find(R"("section":"symbols","id":2,"added":0,"removed":0,"changed":1,"same":119999)"),
+        std::string::npos)
         << changed.out;
 }
 

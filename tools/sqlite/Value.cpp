@@ -69,7 +69,7 @@ u32 HashOf(const Value& value) {
 }
 
 Value ValueMaker::Text(std::string_view bytes) {
-    if (codec.IsIdentity()) return IsAscii(bytes) || IsUtf8(bytes) ? Value::Text(bytes) : Value::Blob(bytes);
+    if (codec.IsIdentity() && IsAscii(bytes)) return Value::Text(bytes);
     const std::optional<std::string_view> text = codec.Decode(bytes);
     return text && text->find('\0') == std::string_view::npos ? Value::Text(*text) : Value::Blob(bytes);
 }
@@ -94,12 +94,8 @@ Value ValueMaker::Field(const FieldDefinition* definition, u8 tag, std::string_v
         case ValueType::Signed:
             return {Value::Kind::Integer, PayloadSigned(payload), 0, {}};
         case ValueType::Float: {
-            double number = PayloadFloat(payload);
+            const double number = PayloadDecimal(payload);
             if (!std::isfinite(number)) return Digits(FloatText(payload));
-            if (payload.size() == sizeof(float)) {
-                const std::string shortest = FloatText(payload);
-                std::from_chars(shortest.data(), shortest.data() + shortest.size(), number);
-            }
             return {Value::Kind::Real, 0, number, {}};
         }
         case ValueType::Date: {
@@ -107,7 +103,7 @@ Value ValueMaker::Field(const FieldDefinition* definition, u8 tag, std::string_v
             return DateOf(date) ? Digits(DateText(date)) : Number(date);
         }
         case ValueType::Hex:
-            if (definition && definition->type == ValueType::Hex) return Value::Blob(payload);
+            if (definition && definition->type == ValueType::Hex) return Digits("0x" + Hex(payload));
             break;
         default:
             break;

@@ -34,7 +34,7 @@ u32 HashOf(const Value& value);
 //   float     REAL, of 4 bytes the decimal number that tells it from its neighbours (0.1, not
 //             0.10000000149011612); TEXT for nan and inf
 //   date      TEXT, "2024-01-31"; a number where it is no day
-//   hex       BLOB
+//   hex       TEXT, "0x0aff"
 //   none      NULL, for a tag without a payload
 //
 // Without a definition a payload is an unsigned number.
@@ -44,6 +44,7 @@ public:
     explicit ValueMaker(const std::string& encoding) : codec(encoding) {}
 
     Value Text(std::string_view bytes);
+    bool AllDecoded() const { return codec.AllDecoded(); }
     Value Field(const tables::FieldDefinition* definition, u8 tag, std::string_view payload);
 
 private:

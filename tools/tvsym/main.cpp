@@ -5,6 +5,7 @@
 #include <exception>
 #include <iostream>
 
+#include "tables/rows/Reader.h"
 #include "text/Text.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
@@ -16,57 +17,63 @@ namespace {
 
 using namespace tvsym;
 
-// The command that the words name; the whole tool when they name none.
-const CLI::App& ChosenCommand(const CommandLine& line, int argc, char** argv) {
-    for (int at = 1; at < argc; ++at) {
-        for (const auto& [command, run] : line.commands) {
-            if (command->get_name() == argv[at]) {
-                return *command;
-            }
-        }
+// The command that the first word that is no option names; the whole tool when it names none.
+const CLI::App& ChosenCommand(const CommandLine& line, const std::vector<std::string>& words) {
+    const auto first = std::find_if(words.begin(), words.end(),
+                                    [](const std::string& word) { return !word.starts_with('-'); });
+    for (const auto& [command, run] : line.commands) {
+        if (first != words.end() && command->get_name() == *first) return *command;
     }
     return line.app;
 }
 
-// What is wrong with the first word that nothing takes, and the option or the command that was probably
-// meant; empty when all are known.
-std::string UnknownWord(const CLI::App& command, int argc, char** argv) {
-    std::vector<std::string> options;
-    for (const CLI::Option* option : command.get_options()) {
-        for (const std::string& name : option->get_lnames()) {
-            options.push_back("--" + name);
+// "; did you mean WORD?", or nothing.
+std::string Meant(const std::string& word, const std::vector<std::string>& known) {
+    const std::string nearest = Nearest(word, known);
+    return nearest.empty() ? "" : fmt::format("; did you mean {}?", nearest);
+}
+
+// What is wrong with the first word that nothing takes; empty when all are known.
+std::string UnknownWord(const CommandLine& line, const CLI::App& command,
+                        const std::vector<std::string>& words) {
+    if (&command == &line.app) {
+        std::vector<std::string> names;
+        for (const auto& [known, run] : line.commands) names.push_back(known->get_name());
+        for (const std::string& word : words) {
+            if (!word.starts_with('-')) return fmt::format("{}: no such command{}", word, Meant(word, names));
         }
     }
-    std::vector<std::string> names;
-    for (const CLI::App* subcommand : command.get_subcommands([](const CLI::App*) { return true; })) {
-        names.push_back(subcommand->get_name());
+    std::vector<std::string> options;
+    for (const CLI::Option* option : command.get_options()) {
+        for (const std::string& name : option->get_lnames()) options.push_back("--" + name);
+        for (const std::string& name : option->get_snames()) options.push_back("-" + name);
     }
-    for (int at = 1; at < argc; ++at) {
-        const std::string word = argv[at];
-        const std::string start = word.substr(0, word.find('='));
-        const bool option = word.size() > 2 && word[0] == '-';
-        const std::vector<std::string>& known = option ? options : names;
-        if (std::find(known.begin(), known.end(), start) == known.end()) {
-            const std::string nearest = Nearest(start, known);
-            if (!nearest.empty()) {
-                return fmt::format("{}: did you mean {}?", word, nearest);
-            }
-            if (option && start.starts_with("--")) {
-                return fmt::format("{}: there is no such option", start);
-            }
+    for (const std::string& word : words) {
+        if (word == "--") break;
+        const std::string start = word.substr(0, word.starts_with("--") ? word.find('=') : 2);
+        const bool option = word.size() > 1 && word[0] == '-';
+        if (option && std::find(options.begin(), options.end(), start) == options.end()) {
+            return fmt::format("{}: no such option{}", start, Meant(start, options));
         }
     }
     return "";
 }
 
-int WrongUsage(const CommandLine& line, const CLI::ParseError& error, int argc, char** argv) {
-    const CLI::App& command = ChosenCommand(line, argc, argv);
+int WrongUsage(const CommandLine& line, const CLI::ParseError& error, const std::vector<std::string>& words) {
+    const CLI::App& command = ChosenCommand(line, words);
     const bool whole = &command == &line.app;
-    std::string what = error.what();
-    std::replace(what.begin(), what.end(), '\n', ' ');
-    const std::string unknown = UnknownWord(command, argc, argv);
-    PrintError(fmt::format("tvsym: {}", unknown.empty() ? what : unknown));
-    PrintError(fmt::format("tvsym {}--help tells what there is", whole ? "" : command.get_name() + " "));
+    std::string what = UnknownWord(line, command, words);
+    std::vector<std::string> left = command.remaining();
+    if (what.empty() && !left.empty()) {
+        what = fmt::format("{}: one argument too many", left.front());
+    }
+    if (what.empty()) {
+        what = whole ? "a command is missing" : error.what();
+        std::replace(what.begin(), what.end(), '\n', ' ');
+    }
+    PrintError(fmt::format("tvsym{}: {}", whole ? "" : " " + command.get_name(), what));
+    PrintError(fmt::format("tvsym {}--help lists {}", whole ? "" : command.get_name() + " ",
+                           whole ? "the commands" : "arguments and options"));
     return kExitUsage;
 }
 
@@ -78,7 +85,7 @@ int Run(int argc, char** argv) {
         if (error.get_exit_code() == 0) {  // --help, --version
             return line.app.exit(error);
         }
-        return WrongUsage(line, error, argc, argv);
+        return WrongUsage(line, error, {argv + 1, argv + argc});
     }
     for (const auto& [command, run] : line.commands) {
         if (command->parsed()) {
@@ -110,6 +117,9 @@ int main(int argc, char** argv) {
     } catch (const UnknownEncoding& error) {
         PrintError(fmt::format("tvsym: --encoding {}", error.what()));
         return kExitUsage;
+    } catch (const DefaultsUnreadable& error) {
+        PrintError(fmt::format("tvsym: {}; with --file-mode the other sections can be read", error.what()));
+        return kExitUnreadable;
     } catch (const std::bad_alloc&) {
         PrintError("tvsym: not enough memory");
         return kExitUnreadable;

@@ -9,6 +9,9 @@
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
 #include "tools/tvsym/input/CsvSource.h"
+#include "tools/tvsym/input/SymbolFile.h"
+#include "tools/tvsym/output/CsvFolder.h"
+#include "tools/tvsym/output/DictionaryFile.h"
 #include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/Replacement.h"
 #include "tools/tvsym/output/Terminal.h"
@@ -63,12 +66,17 @@ void PrintErrors(const std::string& name, const symwrite::JsonErrors& errors) {
 
 int RunBuild(const BuildOptions& options) {
     symwrite::JsonErrors errors;
-    std::string errorsIn = SourceName(options.source);
+    const std::string source = SourceName(options.source);
     std::error_code ignored;
-    ProgressBar progress(errorsIn, 0, options.quiet);
+    TextCodec(options.encoding);
     const bool folder = std::filesystem::is_directory(options.source, ignored);
-    const symwrite::File file = folder ? ReadCsvSource(options, errors, progress)
-                                       : ReadJsonSource(options, errors, errorsIn, progress);
+    const std::string inFolder = (std::filesystem::path(options.source) / kCsvDictionary).string();
+    const bool found = options.dictionary.empty() && folder && std::filesystem::exists(inFolder, ignored);
+    symwrite::FieldDictionary dictionary =
+        LoadDictionary(found ? inFolder : options.dictionary, options.source).Fields();
+    ProgressBar progress(source, SourceSize(options.source), options.quiet);
+    const symwrite::File file = folder ? ReadCsvSource(options, dictionary, errors, progress)
+                                       : ReadJsonSource(options, dictionary, errors, progress);
     progress.Hide();
     if (errors.Empty()) {
         try {
@@ -78,24 +86,24 @@ int RunBuild(const BuildOptions& options) {
         }
     }
     if (!errors.Empty()) {
-        PrintErrors(errorsIn, errors);
+        PrintErrors(source, errors);
         return kExitFindings;
-    }
-    if (options.target != "-") {
-        Replacement::RefuseSource(options.target, options.dictionary);
-        for (const auto& entry : std::filesystem::directory_iterator(options.source, ignored)) {
-            Replacement::RefuseSource(options.target, entry.path().string());
-        }
     }
     if (options.target == "-") {
         Output output;
         WriteTo(output, file);
-    } else {
-        Replacement replacement(options.target, options.source);
-        Output output(replacement.Path(), options.target);
-        WriteTo(output, file);
-        replacement.TakePlace();
+        return kExitOk;
     }
+    Replacement::RefuseSource(options.target, options.dictionary);
+    for (const auto& entry : std::filesystem::directory_iterator(options.source, ignored)) {
+        Replacement::RefuseSource(options.target, entry.path().string());
+    }
+    Replacement replacement(options.target, options.source);
+    Output output(replacement.Path(), options.target);
+    WriteTo(output, file);
+    replacement.TakePlace();
+    if (std::filesystem::is_regular_file(options.target, ignored))
+        WriteDictionary(options.target, dictionary);
     return kExitOk;
 }
 

@@ -87,7 +87,7 @@ public:
         json.Member("total", total).Key("sections").Open('[');
         for (const auto& [id, reading] : report.readings[0].sections) {
             json.Line();
-            json.Open('{').Member("section", id).Member("name", SectionName(id));
+            json.Open('{').Section(id);
             json.Member("read", reading.walk.present).Key("elements").Rows(id, reading.walk.rows);
             json.Member("result", reading.walk.result).Member("readersGet", ReadingText(id, reading));
             json.Close('}');
@@ -102,8 +102,7 @@ private:
             return words.empty() ? std::nullopt : std::optional(words);
         };
         const FindingWords words = Describe(report, finding, codec, encoding);
-        json.Open('{').Member("section", AnySection(finding.section));
-        json.Member("name", SectionName(finding.section)).Member("offset", finding.offset);
+        json.Open('{').Section(finding.section).Member("offset", finding.offset);
         json.Member("kind", KindName(finding.Kind())).Member("what", words.what);
         json.Member("expected", orNull(words.expected)).Member("found", orNull(words.found));
         if (words.last) {

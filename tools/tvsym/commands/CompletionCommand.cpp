@@ -30,11 +30,17 @@ RunCommand AddCompletion(CLI::App& app) {
 }
 
 RunCommand AddHelp(CLI::App& app) {
-    auto form = std::make_shared<std::string>();
-    AddArgument(app, "FORM", *form, "man or markdown")->check(CLI::IsMember({"man", "markdown"}));
-    return [form] {
+    auto subject = std::make_shared<std::string>();
+    app.add_option("SUBJECT", *subject, "a command; man: the manual page; without, the list of commands")
+        ->type_name("");
+    return [subject] {
         const CommandLine line;
-        return PrintAll(*form == "man" ? ManPage(line) : MarkdownPage(line));
+        if (*subject == "man") return PrintAll(ManPage(line));
+        if (subject->empty()) return PrintAll(line.app.help());
+        for (const auto& [command, run] : line.commands) {
+            if (command->get_name() == *subject) return PrintAll(command->help("tvsym"));
+        }
+        throw ToolError(kExitUsage, "help " + *subject + ": no such command");
     };
 }
 

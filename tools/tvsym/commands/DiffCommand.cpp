@@ -23,12 +23,14 @@ struct DiffOptions {
     bool json = false;
     bool summary = false;
     bool quiet = false;
+    bool fileMode = false;
 };
 
 // Reads one of the files, reports its problems, and returns its name; `sound` becomes false when it has any.
 std::string ReadSide(const DiffOptions& options, size_t side, Comparison& comparison, bool& sound) {
     ProgressBar progress(options.files[side], 0, options.quiet);
-    Reader reader(OpenSource(options.files[side]), {ReadMode::Auto, {}, progress.Callback()});
+    Reader reader(OpenSource(options.files[side]),
+                  {options.fileMode ? ReadMode::File : ReadMode::Auto, {}, progress.Callback()});
     progress.SetTotal(reader.Directory().fileSize);
     const std::vector<Problem> problems = comparison.Read(side, reader);
     progress.Hide();
@@ -40,7 +42,8 @@ std::string ReadSide(const DiffOptions& options, size_t side, Comparison& compar
 }
 
 int RunDiff(const DiffOptions& options) {
-    const Dictionary dictionary = LoadDictionary(options.dictionary, options.files[1]);
+    Dictionary dictionary = LoadDictionary(options.dictionary, options.files[1]);
+    if (options.dictionary.empty()) dictionary.AddMissing(LoadDictionary("", options.files[0]));
     TextCodec codec(options.encoding);
     CompareOptions compare;
     compare.fields = FieldIds(options.fields, dictionary);
@@ -63,6 +66,7 @@ int RunDiff(const DiffOptions& options) {
     }
     writer->Finish(comparison.Counts());
     out.Close();
+    ReportEncoding(options.files[1], codec.AllDecoded(), options.encoding);
     return !sound ? kExitUnreadable : different ? kExitFindings : kExitOk;
 }
 
@@ -72,14 +76,17 @@ RunCommand AddDiff(CLI::App& app) {
     auto options = std::make_shared<DiffOptions>();
     AddArgument(app, "OLD", options->files[0], kFileArgument);
     AddArgument(app, "NEW", options->files[1], "symbol file to compare it with");
-    app.add_option("--dictionary", options->dictionary,
-                   "names and types of the field ids, a JSON file; NEW.fields.json when it is there")
+    app.add_option(
+           "--dictionary", options->dictionary,
+           "names and types of the field ids, a JSON file; NEW.fields.json and OLD.fields.json when they are "
+           "there")
         ->type_name("JSON");
     AddEncoding(app, options->encoding, "in the files");
     AddSections(app, options->sections);
     AddFields(app, options->fields);
     app.add_flag("--summary", options->summary, "only how much differs");
     app.add_flag("--json", options->json, "one JSON document");
+    AddFileMode(app, options->fileMode);
     AddQuiet(app, options->quiet);
     return [options] {
         if (options->files[0] == "-" && options->files[1] == "-") {

@@ -66,6 +66,7 @@ public:
             replacement.TakePlace();
         }
         progress.Hide();
+        ReportEncoding(options.file, codec.AllDecoded(), options.encoding);
         return ReportProblems(reader, ids, problems);
     }
 
@@ -97,8 +98,13 @@ private:
     // where the file is sound. What is wrong is told in members that begin with "_", which `build` passes
     // over.
     void Document(JsonWriter& json) {
-        json.Raw("{\"sections\": [");
-        const StoredFile stored = StoredSections(reader.Directory(), wanted);
+        json.Raw("{");
+        if (!dictionary.All().empty() && wanted.empty()) {
+            json.Raw("\"dictionary\": ");
+            json.Fields(dictionary.Fields()).Raw(",\n");
+        }
+        json.Raw("\"sections\": [");
+        const StoredFile stored = StoredSections(reader, wanted);
         const char* separator = "\n";
         for (const StoredSection& section : stored.sections) {
             const DirectoryEntry& entry = section.entry;
@@ -108,8 +114,11 @@ private:
                 json.Raw(fmt::format(", \"name\": \"{}\"", known->name));
             }
             RawMember(json, "before", entry.offset - section.before, section.before);
-            if (section.section) {
-                JsonElements(json, entry.id);
+            NumberMember(json, "head", section.odd.head);
+            NumberMember(json, "count", section.odd.count);
+            NumberMember(json, "size", section.odd.size);
+            if (section.section && !section.bytesOnly) {
+                JsonElements(json, section);
             } else {
                 json.Raw(", \"bytes\": ");
                 WriteHex(json, section.BodyOffset(), section.BodySize());
@@ -118,17 +127,23 @@ private:
         }
         json.Raw("\n]");
         RawMember(json, "behind", reader.Directory().fileSize - stored.behind, stored.behind);
-        if (!problems.empty() || !DirectoryProblems(reader.Directory()).empty()) {
+        if (lost || !stored.whole) {
             json.Raw(",\n\"_damaged\": true");
         }
         json.Raw("}\n");
     }
 
-    void JsonElements(JsonWriter& json, u16 id) {
+    static void NumberMember(JsonWriter& json, const char* name, const std::optional<u64>& number) {
+        if (number) json.Raw(fmt::format(", \"{}\": {}", name, *number));
+    }
+
+    void JsonElements(JsonWriter& json, const StoredSection& stored) {
+        const u16 id = stored.entry.id;
         const SectionInfo& section = StoredForm(id);
         json.Raw(fmt::format(", \"{}\": [", section.levels[0].name));
-        const std::optional<Problem> problem =
-            Take(WalkStored(reader, id, *MakeJsonRows(json, section, context, false)));
+        const Walk walk = WalkStored(reader, id, *MakeJsonRows(json, section, context, false));
+        lost = lost || !stored.IsWhole(walk);
+        const std::optional<Problem> problem = Take(walk);
         json.Raw("]");
         if (problem) {
             json.Raw(", \"_problem\": ");
@@ -150,24 +165,27 @@ private:
     }
 
     void Lines(JsonWriter& json) {
-        for (const StoredSection& stored : StoredSections(reader.Directory(), wanted).sections) {
+        const StoredFile file = StoredSections(reader, wanted);
+        for (const StoredSection& stored : file.sections) {
             const u16 id = stored.entry.id;
             if (stored.section) {
-                Take(WalkStored(reader, id, *MakeJsonRows(json, StoredForm(id), context, true)));
+                const Walk walk = WalkStored(reader, id, *MakeJsonRows(json, StoredForm(id), context, true));
+                lost = lost || !stored.IsWhole(walk);
+                Take(walk);
             } else {
-                json.Raw(fmt::format("{{\"section\":{},\"bytes\":", id));
+                json.Raw(fmt::format("{{\"section\":\"{}\",\"bytes\":", SectionWord(id)));
                 WriteHex(json, stored.BodyOffset(), stored.BodySize());
                 json.Raw("}\n");
             }
         }
-        if (!problems.empty() || !DirectoryProblems(reader.Directory()).empty()) {
+        if (lost || !file.whole) {
             json.Raw("{\"damaged\":true}\n");
         }
     }
 
     void Tables(Output& out) {
         bool first = true;
-        for (const StoredSection& stored : StoredSections(reader.Directory(), wanted).sections) {
+        for (const StoredSection& stored : StoredSections(reader, wanted).sections) {
             const std::string title =
                 fmt::format("section {}: {}", stored.entry.id, SectionTitle(stored.entry.id));
             out.Write(fmt::format("{}{}\n", first ? "" : "\n", Styled(Style::Bold, title)));
@@ -211,6 +229,7 @@ private:
     std::vector<u16> wanted;
     RowContext context;
     std::vector<Problem> problems;
+    bool lost = false;  // something of the file is not in what was written
 };
 
 }  // namespace

@@ -9,10 +9,14 @@
 
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/Schema.h"
 #include "tools/tvsym/input/Selection.h"
 #include "tools/tvsym/input/SymbolFile.h"
+#include "tools/tvsym/output/DictionaryFile.h"
 #include "tools/tvsym/output/Export.h"
 #include "tools/tvsym/output/Problems.h"
+#include "tools/tvsym/output/QueryResult.h"
+#include "tools/tvsym/output/Replacement.h"
 #include "tools/tvsym/output/SymbolPrinter.h"
 #include "tools/tvsym/output/Terminal.h"
 
@@ -26,12 +30,30 @@ struct ExportOptions : FileOptions {
     std::string format;
 };
 
-bool IsCsv(const ExportOptions& options) {
-    if (!options.format.empty()) {
-        return options.format == "csv";
-    }
+enum class ExportForm : u8 { Database, Folder, Csv, Lines };
+
+// By --format, else by the target's name.
+ExportForm FormOf(const ExportOptions& options) {
     std::error_code error;
-    return options.target.ends_with('/') || std::filesystem::is_directory(options.target, error);
+    const bool folder = options.target.ends_with('/') || std::filesystem::is_directory(options.target, error);
+    const std::string ending = std::filesystem::path(options.target).extension().string();
+    const auto is = [&](std::initializer_list<const char*> endings) {
+        return std::find(endings.begin(), endings.end(), ending) != endings.end();
+    };
+    if (options.format == "sqlite") return ExportForm::Database;
+    if (options.format == "ndjson") return ExportForm::Lines;
+    if (options.format == "csv") {
+        return options.target == "-" || (!folder && ending == ".csv") ? ExportForm::Csv : ExportForm::Folder;
+    }
+    if (folder) return ExportForm::Folder;
+    if (is({".db", ".sqlite", ".sqlite3"})) return ExportForm::Database;
+    if (is({".csv"})) return ExportForm::Csv;
+    if (is({".ndjson", ".jsonl"})) return ExportForm::Lines;
+    throw ToolError(
+        kExitUsage,
+        fmt::format(
+            "{}: no format follows from this name; give --format, or a name in .db, .csv or .ndjson, or DIR/",
+            options.target));
 }
 
 std::string Lower(std::string text) {
@@ -77,14 +99,54 @@ void FindWideColumns(ExportSource& source) {
     }
 }
 
+// One row for each symbol, as a query returns them.
+int ExportFlat(const ExportOptions& options, bool lines, const Dictionary& dictionary,
+               const std::shared_ptr<const FileSource>& file) {
+    SelectOptions select = options.select;
+    select.everyField = true;
+    Selection selection(select, options, file, dictionary);
+    SqlQuery rows = selection.Columns();
+    const char* const format = lines ? "ndjson" : "csv";
+    if (options.target == "-") {
+        Output out;
+        WriteQuery(rows, out, format);
+        out.Close();
+    } else {
+        Replacement replacement(options.target, options.file);
+        Output out(replacement.Path(), options.target);
+        WriteQuery(rows, out, format);
+        out.Close();
+        replacement.TakePlace();
+        Reader reader(file, {options.Mode()});
+        WriteDictionary(options.target, FindSchema(reader, dictionary, false));
+    }
+    ReportEncoding(options.file, selection.AllDecoded(), options.encoding);
+    int status = kExitOk;
+    for (const Problem& problem : selection.Problems()) {
+        PrintProblem(file->Name(), problem);
+        status = kExitFindings;
+    }
+    return status;
+}
+
 int RunExport(const ExportOptions& options) {
+    const ExportForm form = FormOf(options);
     const Dictionary dictionary = LoadDictionary(options.dictionary, options.file);
     TextCodec codec(options.encoding);
-    ProgressBar progress(options.file, 0, options.quiet);
     const std::shared_ptr<const FileSource> file = OpenSource(options.file);
+    if (form == ExportForm::Csv || form == ExportForm::Lines) {
+        return ExportFlat(options, form == ExportForm::Lines, dictionary, file);
+    }
+    if (options.select.IsQuery()) {
+        throw ToolError(kExitUsage,
+                        "--columns and --order-by need a single table: TARGET in .csv or .ndjson, or -");
+    }
+    if (options.target == "-")
+        throw ToolError(kExitUsage, "the standard output takes --format csv or ndjson");
+    ProgressBar progress(options.file, 0, options.quiet);
     Selection selection(options.select, options, file, dictionary);
     Reader reader(file, {options.Mode(), {}, progress.Callback(), 0, selection.Takes()});
-    const bool csv = IsCsv(options);
+    const bool csv = form == ExportForm::Folder;
     const DirectoryEntry* symbols = reader.Directory().Find(2);
     progress.SetTotal(reader.Directory().fileSize + (csv ? u64{2} : u64{1}) * (symbols ? symbols->size : 0));
     ExportSource source{reader, dictionary, codec, {}};
@@ -92,6 +154,7 @@ int RunExport(const ExportOptions& options) {
     const std::vector<Problem> problems =
         csv ? ExportCsv(source, options.target) : ExportSqlite(source, options.target);
     progress.Hide();
+    ReportEncoding(options.file, codec.AllDecoded(), options.encoding);
     return ReportProblems(reader, problems);
 }
 
@@ -111,13 +174,15 @@ std::vector<const SectionInfo*> ReadableSections(const Reader& reader) {
 RunCommand AddExport(CLI::App& app) {
     auto options = std::make_shared<ExportOptions>();
     AddFileOptions(app, *options);
-    AddArgument(app, "TARGET", options->target, "SQLite database to write, or directory for CSV files");
+    AddArgument(
+        app, "TARGET", options->target,
+        "SQLite database (.db, .sqlite), a table of symbols (.csv, .ndjson; - for the standard output), or "
+        "DIR/ for CSV files of all sections");
     AddValueOptions(app, *options);
-    AddWhere(app, options->select);
-    app.add_option("--format", options->format,
-                   "sqlite or csv; without it csv where TARGET is a directory or ends with a slash")
+    AddSelection(app, options->select);
+    app.add_option("--format", options->format, "sqlite, csv or ndjson; without it TARGET's name decides")
         ->type_name("FORMAT")
-        ->check(CLI::IsMember({"sqlite", "csv"}));
+        ->check(CLI::IsMember({"sqlite", "csv", "ndjson"}));
     return [options] { return RunExport(*options); };
 }
 

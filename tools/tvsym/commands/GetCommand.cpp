@@ -155,7 +155,9 @@ int RunGet(GetOptions options) {
         if (!any) PrintError(fmt::format("tvsym: {}: no symbol meets the conditions", source->Name()));
         return any ? status : kExitFindings;
     }
-    Selection selection(options.select, options, source, dictionary);
+    SelectOptions all = options.select;
+    all.limit = 0;  // counts what is printed
+    Selection selection(all, options, source, dictionary);
     ProgressBar progress(options.file, 0, options.quiet || IsOutputTerminal());
     Reader reader(source, {options.Mode(), {}, progress.Callback(), 0, selection.Takes()});
     const DirectoryEntry* entry = reader.Directory().Find(2);
@@ -173,6 +175,7 @@ int RunGet(GetOptions options) {
     });
     out.Close();
     progress.Hide();
+    ReportEncoding(options.file, codec.AllDecoded(), options.encoding);
     status = ReportProblems(reader, {1, 2}, walk.problems);
     const std::vector<std::string> missing = left > 0 ? wanted.Missing() : std::vector<std::string>();
     for (const std::string& text : missing) {

@@ -214,42 +214,6 @@ std::string ManPage(const CommandLine& line) {
     return page;
 }
 
-std::string MarkdownPage(const CommandLine& line) {
-    std::string page =
-        fmt::format("# tvsym\n\n{}\n\n{}\n\n| command | what it does |\n|---|---|\n", kToolPurpose, kGeneral);
-    const std::vector<Section> sections = Describe(line);
-    for (const Section& section : sections) {
-        page += fmt::format("| [`{0}`](#{0}) | {1} |\n", section.spec->name, section.spec->description);
-    }
-    for (const Section& section : sections) {
-        page += fmt::format("\n## {}\n\n`{}`\n\n{}.", section.spec->name, Synopsis(section),
-                            section.spec->description);
-        page += *section.spec->notes ? fmt::format(" {}\n\n", section.spec->notes) : "\n\n";
-        page += "| argument | meaning |\n|---|---|\n";
-        for (const Argument& argument : section.arguments) {
-            std::string text = argument.text;
-            for (size_t at = 0; (at = text.find('|', at)) != std::string::npos; at += 2) {
-                text.insert(at, "\\");
-            }
-            std::string value = argument.value.empty() ? "" : " " + argument.value;
-            for (size_t at = 0; (at = value.find('|', at)) != std::string::npos; at += 2) {
-                value.insert(at, "\\");
-            }
-            page += fmt::format("| `{}{}` | {} |\n", argument.names, value, text);
-        }
-        page += fmt::format("\n```sh\n{}\n```\n", section.spec->examples);
-    }
-    page += "\n## Exit status\n\n| status | meaning |\n|---|---|\n";
-    for (const auto& [status, meaning] : kStatuses) {
-        page += fmt::format("| {} | {} |\n", status, meaning);
-    }
-    page += "\n## Environment\n\n| variable | meaning |\n|---|---|\n";
-    for (const auto& [name, meaning] : kEnvironment) {
-        page += fmt::format("| `{}` | {} |\n", name, meaning);
-    }
-    return page;
-}
-
 std::string BashCompletion(const CommandLine& line) {
     const std::vector<Section> sections = Describe(line);
     std::string names;

@@ -8,8 +8,7 @@
 
 namespace tvsym {
 
-std::string ManPage(const CommandLine& line);       // tvsym(1)
-std::string MarkdownPage(const CommandLine& line);  // docs/tvsym.md
+std::string ManPage(const CommandLine& line);  // tvsym(1)
 std::string BashCompletion(const CommandLine& line);
 std::string ZshCompletion(const CommandLine& line);
 std::string FishCompletion(const CommandLine& line);

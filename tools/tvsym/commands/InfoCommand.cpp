@@ -77,7 +77,7 @@ void PrintJson(Output& out, const Reader& reader, const Walks& walks, const std:
         const Walk& walk = walks.at(entry.id);
         const bool read = entry.firstOfId && walk.present;
         json.Line();
-        json.Open('{').Member("id", entry.id).Member("name", SectionName(entry.id));
+        json.Open('{').Section(entry.id);
         json.Member("offset", entry.offset).Member("size", entry.size).Member("idAtStart", entry.idAtStart);
         json.Member("read", read).Key("elements");
         if (read) {
@@ -98,7 +98,7 @@ void PrintJson(Output& out, const Reader& reader, const Walks& walks, const std:
     json.Key("problems").Open('[');
     for (const Problem& problem : problems) {
         json.Line();
-        json.Open('{').Member("section", AnySection(problem.section)).Member("offset", problem.offset);
+        json.Open('{').Section(problem.section).Member("offset", problem.offset);
         json.Member("what", plain.Display(problem.what)).Close('}');
     }
     json.Close(']').Close('}').EndLine();

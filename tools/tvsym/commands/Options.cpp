@@ -69,15 +69,20 @@ void AddSections(CLI::App& app, std::vector<std::string>& namesOrIds) {
 void AddFields(CLI::App& app, std::vector<std::string>& namesOrIds) {
     app.add_option("--fields", namesOrIds, "only these fields: ids or names of the dictionary, by commas")
         ->delimiter(',')
-        ->type_name("FIELD,...");
+        ->type_name("FIELD,...")
+        ->allow_extra_args(false);
 }
 
 void AddQuiet(CLI::App& app, bool& quiet) { app.add_flag("-q,--quiet", quiet, "no progress bar"); }
 
+void AddFileMode(CLI::App& app, bool& fileMode) {
+    app.add_flag("--file-mode", fileMode,
+                 "read from the file as needed; files up to 64 MiB are otherwise read into memory first");
+}
+
 void AddFileOptions(CLI::App& app, FileOptions& options) {
     AddArgument(app, "FILE", options.file, kFileArgument);
-    app.add_flag("--file-mode", options.fileMode,
-                 "read from the file as needed; files up to 64 MiB are otherwise read into memory first");
+    AddFileMode(app, options.fileMode);
     AddQuiet(app, options.quiet);
 }
 
@@ -105,7 +110,7 @@ std::vector<u16> FieldIds(const std::vector<std::string>& namesOrIds, const Dict
             for (const auto& [known, definition] : dictionary.All()) {
                 names.push_back(definition.name);
             }
-            const char* otherwise = names.empty() ? "without a dictionary fields are told by id" : "";
+            const char* otherwise = names.empty() ? "without a dictionary, fields have ids only" : "";
             throw ToolError(kExitUsage, fmt::format("no field is called \"{}\"{}", text,
                                                     NearestText(text, names, otherwise)));
         }
@@ -134,7 +139,9 @@ std::vector<u16> SectionIds(const std::vector<std::string>& namesOrIds) {
 
 std::string Nearest(const std::string& word, const std::vector<std::string>& words) {
     std::string best;
-    size_t bestDistance = word.size() / 2 + 1;
+    // A letter in three may differ; dashes do not count.
+    const size_t dashes = word.find_first_not_of('-');
+    size_t bestDistance = (word.size() - std::min(dashes, word.size())) / 3 + 2;
     for (const std::string& candidate : words) {
         const size_t distance = EditDistance(word, candidate);
         if (distance < bestDistance) {

@@ -26,6 +26,7 @@ CLI::Option* AddArgument(CLI::App& app, const std::string& name, std::string& va
 void AddEncoding(CLI::App& app, std::string& encoding, const std::string& of = "in the file");
 void AddSections(CLI::App& app, std::vector<std::string>& namesOrIds);
 void AddFields(CLI::App& app, std::vector<std::string>& namesOrIds);
+void AddFileMode(CLI::App& app, bool& fileMode);
 void AddQuiet(CLI::App& app, bool& quiet);
 constexpr const char* kFileArgument = "symbol file; - reads the standard input";
 

@@ -1,5 +1,6 @@
 #include "tools/tvsym/commands/SelectedSymbols.h"
 
+#include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/QueryResult.h"
 #include "tools/tvsym/output/SymbolPrinter.h"
@@ -40,11 +41,11 @@ int PrintSelected(Selection& selection, const SelectOptions& select, const FileO
                   const std::vector<u16>& filter, bool* any) {
     Output out;
     bool found = false;
+    TextCodec codec(file.encoding);
     if (!select.columns.empty()) {
         SqlQuery rows = selection.Columns();
         found = WriteQuery(rows, out, json ? "ndjson" : "table") > 0;
     } else {
-        TextCodec codec(file.encoding);
         SymbolPrinter printer(out, dictionary, codec, json);
         Records records(source, filter, file.Mode());
         SqlQuery offsets = selection.Offsets();
@@ -56,6 +57,7 @@ int PrintSelected(Selection& selection, const SelectOptions& select, const FileO
     }
     out.Close();
     if (any != nullptr) *any = found;
+    ReportEncoding(file.file, codec.AllDecoded() && selection.AllDecoded(), file.encoding);
     int status = kExitOk;
     for (const Problem& problem : selection.Problems()) {
         PrintProblem(source->Name(), problem);

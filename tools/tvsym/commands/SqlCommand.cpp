@@ -67,6 +67,7 @@ int RunSql(const SqlOptions& options) {
     }
     int status = kExitOk;
     for (const auto& [name, database] : files) {
+        ReportEncoding(database->Base().Name(), database->Values().AllDecoded(), options.encoding);
         for (const Problem& problem : database->Problems()) {
             PrintProblem(database->Base().Name(), problem);
             status = kExitFindings;

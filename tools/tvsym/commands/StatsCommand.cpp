@@ -2,9 +2,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
+#include <limits>
 #include <map>
+#include <numbers>
 #include <set>
 #include <unordered_set>
 
@@ -28,54 +31,56 @@ struct StatsOptions : FileOptions {
     bool json = false;
 };
 
-// Counts different values in bounded memory: exactly as long as there is room for their hashes, which all
-// fields share; then by the longest runs of zero bits among the hashes that fall into each of 1,024
-// registers, which is right within some 3 percent.
+// What all counts of a file share.
+struct CountingRoom {
+    size_t hashes = size_t{1} << 18;  // that may be held for exact counts
+    size_t large = 512;               // counts that may have the larger number of registers
+};
+
+// Counts different values in bounded memory: exactly as long as there is room for their hashes; then by the
+// longest run of zero bits among the hashes that fall into each of many registers. The standard error is 0.8
+// percent with 16,384 registers, and 3.3 percent with the 1,024 that are left for files with very many
+// fields.
 class DistinctCount {
 public:
-    void Add(std::string_view value, size_t& room) {
+    void Add(std::string_view value, CountingRoom& room) {
         const u64 hash = Mixed(Hash(value));
-        if (!registers.empty()) {
-            return Register(hash);
-        }
-        if (exact.contains(hash)) {
-            return;
-        }
-        if (room > 0 && exact.size() < kExact) {
+        if (!registers.empty()) return Register(hash);
+        if (exact.contains(hash)) return;
+        if (room.hashes > 0 && exact.size() < kExact) {
             exact.insert(hash);
-            --room;
+            --room.hashes;
             return;
         }
-        registers.resize(kRegisters);
-        for (const u64 one : exact) {
-            Register(one);
-        }
-        room += exact.size();
+        const bool large = room.large > 0;
+        room.large -= large ? 1 : 0;
+        registers.resize(large ? kRegisters : kFewRegisters);
+        for (const u64 one : exact) Register(one);
+        room.hashes += exact.size();
         exact = {};
         Register(hash);
     }
 
     bool IsExact() const { return registers.empty(); }
 
+    // The estimate by Ertl ("New cardinality estimation algorithms for HyperLogLog sketches"), which is
+    // unbiased from the first value on.
     u64 Count() const {
-        if (IsExact()) {
-            return exact.size();
-        }
-        double sum = 0;
-        double unused = 0;
-        for (const u8 one : registers) {
-            sum += std::ldexp(1.0, -one);
-            unused += one == 0 ? 1 : 0;
-        }
-        constexpr double kCount = kRegisters;
-        const double estimate = 0.7213 / (1 + 1.079 / kCount) * kCount * kCount / sum;
-        const bool few = estimate <= 2.5 * kCount && unused > 0;
-        return static_cast<u64>(few ? kCount * std::log(kCount / unused) : estimate);
+        if (IsExact()) return exact.size();
+        std::array<double, kLongestRun + 2> runs = {};  // registers by their value
+        for (const u8 one : registers) runs[one] += 1;
+        const auto all = static_cast<double>(registers.size());
+        double sum = all * Tau(1 - runs[kLongestRun + 1] / all);
+        for (size_t run = kLongestRun; run >= 1; --run) sum = 0.5 * (sum + runs[run]);
+        sum += all * Sigma(runs[0] / all);
+        return static_cast<u64>(std::llround(all * all / (2 * std::numbers::ln2 * sum)));
     }
 
 private:
     static constexpr size_t kExact = 16384;
-    static constexpr size_t kRegisters = 1024;
+    static constexpr size_t kRegisters = 16384;
+    static constexpr size_t kFewRegisters = 1024;
+    static constexpr size_t kLongestRun = 50;
 
     // The bits of a hash mixed once more, so that all of them depend on all bytes.
     static u64 Mixed(u64 hash) {
@@ -85,8 +90,35 @@ private:
     }
 
     void Register(u64 hash) {
-        u8& one = registers[hash % kRegisters];
-        one = std::max(one, static_cast<u8>(std::countl_zero(hash / kRegisters | 1) - 9));
+        u8& one = registers[hash % registers.size()];
+        const u64 rest = hash / kRegisters << (64 - kLongestRun);
+        const auto run = static_cast<u8>(std::min<int>(std::countl_zero(rest), kLongestRun) + 1);
+        one = std::max(one, run);
+    }
+
+    static double Sigma(double x) {
+        if (x == 1) return std::numeric_limits<double>::infinity();
+        double sum = x;
+        double before = 0;
+        for (double y = 1; sum != before; y += y) {
+            x *= x;
+            before = sum;
+            sum += x * y;
+        }
+        return sum;
+    }
+
+    static double Tau(double x) {
+        if (x == 0 || x == 1) return 0;
+        double sum = 1 - x;
+        double before = 0;
+        for (double y = 1; sum != before;) {
+            x = std::sqrt(x);
+            before = sum;
+            y *= 0.5;
+            sum -= (1 - x) * (1 - x) * y;
+        }
+        return sum / 3;
     }
 
     std::unordered_set<u64> exact;
@@ -165,6 +197,7 @@ public:
             PrintTables(out);
         }
         out.Close();
+        ReportEncoding(options.file, codec.AllDecoded(), options.encoding);
         return ReportProblems(reader, ids, problems);
     }
 
@@ -195,6 +228,12 @@ private:
             }
             return true;
         });
+        u64 own = 0;
+        for (const auto& [id, field] : fields) {
+            own += field.own;
+            defaults += field.defaults;
+        }
+        if (stats.walk.present) stats.walk.rows[1] = own;  // as everywhere: what the records carry themselves
         return stats;
     }
 
@@ -227,7 +266,9 @@ private:
                     {{"id", Right}, {"section"}, {"bytes", Right}, {"longest text", Right}, {"elements"}});
         for (const auto& [id, stats] : sections) {
             table.Row({fmt::format("{}", id), SectionTitle(id), Grouped(reader.Directory().Find(id)->size),
-                       stats.longestText ? Grouped(stats.longestText) : "", RowsText(id, stats.walk.rows)},
+                       stats.longestText ? Grouped(stats.longestText) : "",
+                       RowsText(id, stats.walk.rows) +
+                           (id == 2 && defaults > 0 ? ", and " + Counted(defaults, "defaults") : "")},
                       stats.walk.present && stats.walk.problems.empty() ? Style::Plain : Style::Bad);
         }
         table.Finish();
@@ -257,9 +298,11 @@ private:
         json.Open('{').Key("sections").Open('[');
         for (const auto& [id, stats] : sections) {
             json.Line();
-            json.Open('{').Member("id", id).Member("name", FindSection(id)->name);
+            json.Open('{').Section(id);
             json.Member("bytes", reader.Directory().Find(id)->size).Member("longestText", stats.longestText);
-            json.Key("elements").Rows(id, stats.walk.rows).Close('}');
+            json.Key("elements").Rows(id, stats.walk.rows);
+            if (id == 2) json.Member("defaults", defaults);
+            json.Close('}');
         }
         json.Close(']').Line();
         json.Key("fields").Open('[');
@@ -302,7 +345,8 @@ private:
     Reader reader;
     std::map<u16, SectionStats> sections;
     std::map<u16, FieldStats> fields;
-    size_t room = size_t{1} << 18;  // hashes that may be held for exact counts
+    u64 defaults = 0;  // that fill in for fields which records do not carry
+    CountingRoom room;
 };
 
 }  // namespace

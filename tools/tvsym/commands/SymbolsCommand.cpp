@@ -42,6 +42,7 @@ int RunSymbols(const SymbolsOptions& options) {
     });
     out.Close();
     progress.Hide();
+    ReportEncoding(options.file, codec.AllDecoded(), options.encoding);
     return ReportProblems(reader, {1, 2}, walk.problems);
 }
 

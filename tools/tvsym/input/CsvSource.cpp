@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tables/dictionary/Values.h"
 #include "tools/tvsym/output/CsvFolder.h"
 
 namespace tvsym {
@@ -26,7 +27,7 @@ public:
     bool Next(std::vector<std::string>& cells) {
         cells.clear();
         rowLine = line;
-        if (in.sgetc() == kEnd) {
+        if (tooLong || in.sgetc() == kEnd) {
             return false;
         }
         for (;;) {
@@ -40,13 +41,26 @@ public:
 
     size_t Line() const { return rowLine; }
     bool Broken() const { return broken; }
+    bool EndedByLength() const { return tooLong; }
 
 private:
     static constexpr int kEnd = std::char_traits<char>::eof();
 
-    // Both give what ended the cell: a comma, a line end or the end of the file.
+    // More than any text or list of a record. What has no limit are the bytes of a section, which stop at the
+    // first that is no hex digit.
+    static constexpr size_t kLongestCell = size_t{64} << 20;
+
+    // Whether a cell has grown too long; the rows end there.
+    bool TooLong(const std::string& cell) {
+        tooLong = tooLong || (cell.size() >= kLongestCell &&
+                              cell.find_first_not_of("0123456789abcdefABCDEF") < cell.size());
+        return tooLong;
+    }
+
+    // Both return what ended the cell: a comma, a line end or the end of the file.
     int Plain(std::string& cell) {
         for (;;) {
+            if (cell.size() % kLongestCell == 0 && TooLong(cell)) return kEnd;
             const int c = in.sbumpc();
             if (c == ',' || c == '\n' || c == kEnd) {
                 if (c != ',' && cell.ends_with('\r')) {
@@ -62,6 +76,7 @@ private:
     int Quoted(std::string& cell) {
         in.sbumpc();
         for (;;) {
+            if (cell.size() % kLongestCell == 0 && TooLong(cell)) return kEnd;
             const int c = in.sbumpc();
             if (c == kEnd) {
                 broken = true;
@@ -85,6 +100,7 @@ private:
     size_t line = 1;
     size_t rowLine = 1;
     bool broken = false;
+    bool tooLong = false;
 };
 
 // The rows of one file, as far as they have certain columns: in whatever order these stand, whatever else
@@ -125,6 +141,10 @@ public:
     bool Next() {
         while (rows.Next(cells)) {
             line = rows.Line();
+            if (rows.EndedByLength()) {
+                Fail("a cell of more than 64 MiB");
+                return false;
+            }
             if (cells.size() == header.size()) {
                 return true;
             }
@@ -140,6 +160,12 @@ public:
 
     // Of the chosen column in the row.
     const std::string& Cell(size_t column) const { return cells[places[column]]; }
+
+    // The cell of a column that need not be there; null without it.
+    const std::string* Optional(std::string_view column) const {
+        const auto found = std::find(header.begin(), header.end(), column);
+        return found == header.end() ? nullptr : &cells[static_cast<size_t>(found - header.begin())];
+    }
 
     // Whether the chosen columns from one on are all empty in the row.
     bool EmptyFrom(size_t column) const {
@@ -184,6 +210,7 @@ public:
                    symwrite::JsonErrors& sink)
         : section(described),
           table(from),
+          options(reading),
           elements(section.id, reading),
           errors(sink),
           open(section.levels.size(), nullptr),
@@ -262,6 +289,7 @@ private:
             const std::string& cell = table.Cell(column++);
             made[one.name] = Value(one, cell, made);
         }
+        if (described.HoldsFields()) CheckShown(made);
         if (leaf && described.columns.size() == 1) {
             made = Json(made.begin().value());  // a list of plain values
         }
@@ -274,6 +302,43 @@ private:
         Json& list = (*open[level - 1])[described.name];
         list.push_back(std::move(made));
         open[level] = &list.back();
+    }
+
+    // field_name and field_value show what the dictionary makes of id and value. Where they differ one of
+    // them was edited, and building either would lose the other.
+    void CheckShown(const Json& field) {
+        const std::string* shown = table.Optional("field_value");
+        if (!shown) return;
+        if (options.dictionary.All().empty()) {
+            if (!complained)
+                table.Fail("field_value needs the dictionary it was made with, or must be removed");
+            complained = true;
+            return;
+        }
+        const auto* definition = options.dictionary.Find(field["id"].get<u16>());
+        const std::string* name = table.Optional("field_name");
+        if (name && *name != (definition ? definition->name : "")) {
+            table.Fail(fmt::format("field_name is \"{}\", but field {} is called \"{}\"", *name,
+                                   field["id"].get<u16>(), definition ? definition->name : ""));
+        }
+        const auto tag = static_cast<u8>(field["tag"].get<u64>());
+        const Json& value = field["value"];
+        std::string payload;
+        if (value.is_object()) {
+            payload = FromHex(value["hex"].get<std::string>()).value_or("");
+        } else if (value.is_string()) {
+            payload = options.codec->Encode(value.get<std::string>()).value_or("");
+        } else if (value.is_number() && PayloadWidth(tag) > 0) {
+            payload = symwrite::NumberField(0, tag, value.get<u64>()).value;
+        }
+        const ValueType type = Dictionary::TypeOf(definition, tag, payload.size());
+        const std::string expected = ValueText(type, payload, *options.codec);
+        if (*shown != expected) {
+            table.Fail(
+                fmt::format("field_value is \"{}\", but value says \"{}\": change both, or remove the column "
+                            "field_value",
+                            *shown, expected));
+        }
     }
 
     Json Value(const Column& column, const std::string& cell, const Json& row) {
@@ -338,6 +403,7 @@ private:
 
     const SectionInfo& section;
     CsvTable& table;
+    const symwrite::FromJsonOptions& options;
     symwrite::ElementReader elements;
     symwrite::JsonErrors& errors;
     Json element;                                  // of level 0, under way
@@ -345,6 +411,7 @@ private:
     std::vector<std::string> numbers;              // its number
     std::vector<std::vector<std::string>> values;  // its cells, above the last level
     size_t firstLine = 1;                          // of the element
+    bool complained = false;
 };
 
 symwrite::Section ReadSection(u16 id, CsvTable& table, const symwrite::FromJsonOptions& reading,
@@ -368,7 +435,19 @@ struct SectionFile {
     u16 id = 0;
     std::string name;
     symwrite::Bytes before = {};
+    std::optional<u32> head = {};
+    std::optional<u32> count = {};
+    std::optional<u32> size = {};
 };
+
+// From a column that may be missing, as the cell may be empty.
+std::optional<u32> OddNumber(CsvTable& table, const char* column) {
+    const std::string* cell = table.Optional(column);
+    if (!cell || cell->empty()) return std::nullopt;
+    const std::optional<u64> number = ParseNumber(*cell);
+    if (!number || *number > UINT32_MAX) table.Fail(fmt::format("{}: expected a number", column));
+    return static_cast<u32>(number.value_or(0));
+}
 
 // From directory.csv. Bytes at the end of the symbol file go to `behind`.
 std::vector<SectionFile> ListedFiles(CsvTable& table, symwrite::Bytes& behind, bool damaged) {
@@ -390,7 +469,8 @@ std::vector<SectionFile> ListedFiles(CsvTable& table, symwrite::Bytes& behind, b
         } else if (name.empty() || name.find_first_of("/\\") != std::string::npos) {
             table.Fail(fmt::format("file: expected the name of a file in this folder, found \"{}\"", name));
         } else {
-            files.push_back({static_cast<u16>(*id), name, std::move(before)});
+            files.push_back({static_cast<u16>(*id), name, std::move(before), OddNumber(table, "head"),
+                             OddNumber(table, "count"), OddNumber(table, "size")});
         }
     }
     return files;
@@ -422,11 +502,12 @@ std::vector<SectionFile> KnownFiles(const std::filesystem::path& folder) {
 
 }  // namespace
 
-symwrite::File ReadCsvSource(const SourceOptions& options, symwrite::JsonErrors& errors,
-                             ProgressBar& progress) {
+symwrite::File ReadCsvSource(const SourceOptions& options, const symwrite::FieldDictionary& dictionary,
+                             symwrite::JsonErrors& errors, ProgressBar& progress) {
     TextCodec codec(options.encoding);
     symwrite::FromJsonOptions reading;
     reading.codec = &codec;
+    reading.dictionary = dictionary;
     const std::filesystem::path folder = options.source;
     const auto withTable = [&](const std::string& name, const auto& read) {
         WithSource((folder / name).string(),
@@ -459,6 +540,9 @@ symwrite::File ReadCsvSource(const SourceOptions& options, symwrite::JsonErrors&
         withTable(one.name, [&](CsvTable& table) {
             file.sections.push_back(ReadSection(one.id, table, reading, errors));
             file.sections.back().before = std::move(one.before);
+            file.sections.back().headValue = one.head;
+            file.sections.back().count = one.count;
+            file.sections.back().directorySize = one.size;
         });
     }
     return file;

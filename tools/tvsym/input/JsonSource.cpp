@@ -62,29 +62,17 @@ void WithSource(const std::string& path, const std::function<void(std::istream&)
 
 std::string SourceName(const std::string& source) { return source == "-" ? "standard input" : source; }
 
-symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors& errors,
-                              std::string& errorsIn, ProgressBar& progress) {
+symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::FieldDictionary& dictionary,
+                              symwrite::JsonErrors& errors, ProgressBar& progress) {
     TextCodec codec(options.encoding);
     symwrite::FromJsonOptions reading;
     reading.codec = &codec;
     reading.damaged = options.damaged;
-    if (!options.dictionary.empty()) {
-        errorsIn = SourceName(options.dictionary);
-        WithSource(options.dictionary, [&](std::istream& in) {
-            const symwrite::Json words = symwrite::ParseJson(in, errors);
-            if (errors.Empty()) {
-                reading.dictionary.Load(symwrite::JsonNode(words, errors));
-            }
-        });
-    }
+    reading.dictionary = dictionary;
     symwrite::File file;
-    if (errors.Empty()) {
-        errorsIn = SourceName(options.source);
-        progress.SetTotal(SourceSize(options.source));
-        WithSource(
-            options.source, [&](std::istream& in) { file = symwrite::ReadJson(in, reading, errors); },
-            &progress);
-    }
+    WithSource(
+        options.source,
+        [&](std::istream& in) { file = symwrite::ReadJson(in, reading, errors, &dictionary); }, &progress);
     return file;
 }
 

@@ -19,13 +19,10 @@ struct SourceOptions {
     bool damaged = false;            // takes sources that are marked as dumped from a damaged file
 };
 
-// Reads the dictionary, then the document. What is wrong in the content goes to `errors`; if the dictionary
-// has any, the document is not read. Throws ToolError with kExitUnreadable for a file that cannot be read,
-// with kExitUsage for an unknown encoding.
-//
-// `errorsIn` is the name of the file that the errors are about.
-symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::JsonErrors& errors,
-                              std::string& errorsIn, ProgressBar& progress);
+// Reads a document. What it says of fields is added to the dictionary. What is wrong in the content goes to
+// `errors`. Throws ToolError with kExitUnreadable for a file that cannot be read.
+symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::FieldDictionary& dictionary,
+                              symwrite::JsonErrors& errors, ProgressBar& progress);
 
 // Calls `read` with the file, or the standard input, opened. Throws ToolError with kExitUnreadable.
 void WithSource(const std::string& path, const std::function<void(std::istream&)>& read,

@@ -38,11 +38,12 @@ Selection::Selection(const SelectOptions& selectOptions, const FileOptions& file
         if (condition.empty()) continue;
         conditions += fmt::format("{} (\n{}\n)", conditions.empty() ? " WHERE" : " AND", condition);
     }
-    if (conditions.empty() && !options.IsQuery()) return;
+    if (conditions.empty() && !options.IsQuery() && !options.everyField) return;
     const std::string all = conditions + options.orderBy + options.columns;
     database = std::make_shared<sql::SymbolDatabase>(
         std::move(source),
-        sql::DatabaseOptions{dictionary, file.encoding, all.find("field_") != std::string::npos});
+        sql::DatabaseOptions{dictionary, file.encoding,
+                             options.everyField || all.find("field_") != std::string::npos});
     session = std::make_unique<SqlSession>();
     session->Add("file", database, "symbols");
     Prepare(options.columns.empty() ? "symbol_no" : options.columns);  // says early what is wrong
@@ -55,12 +56,28 @@ SqlQuery Selection::Prepare(const std::string& what) {
     return session->Prepare(query, "SQL");
 }
 
+SqlQuery Selection::Columns() {
+    if (!options.columns.empty()) return Prepare(options.columns);
+    const std::vector<std::string> names = Prepare("*").Names();
+    std::string list;
+    for (const std::string& name : names) {
+        if (name == "symbol_no") continue;
+        list += list.empty() ? "\"" : ", \"";
+        for (const char c : name) list.append(c == '"' ? 2 : 1, c);
+        list += '"';
+    }
+    return Prepare(list);
+}
+
 std::function<bool(u64)> Selection::Takes() {
-    if (conditions.empty()) return {};
+    if (conditions.empty() && options.limit == 0) return {};
+    if (conditions.empty()) return [most = options.limit](u64 number) { return number <= most; };
     return [this](u64 number) {
         if (number == 1) {  // of a walk
             running = std::make_unique<SqlQuery>(session->Prepare(
-                fmt::format("SELECT symbol_no FROM symbols{} ORDER BY symbol_no", conditions), "SQL"));
+                fmt::format("SELECT symbol_no FROM symbols{} ORDER BY symbol_no{}", conditions,
+                            options.limit ? fmt::format(" LIMIT {}", options.limit) : ""),
+                "SQL"));
             next = 0;
         }
         while (running && next < number) {

@@ -12,10 +12,11 @@
 namespace tvsym {
 
 struct SelectOptions {
-    std::string where;    // an SQL expression over the columns of `tvsym sql`'s table symbols
-    std::string orderBy;  // a list of expressions, as after ORDER BY
-    std::string columns;  // a list of expressions, as after SELECT
-    u64 limit = 0;        // 0: all
+    std::string where;        // an SQL expression over the columns of `tvsym sql`'s table symbols
+    std::string orderBy;      // a list of expressions, as after ORDER BY
+    std::string columns;      // a list of expressions, as after SELECT
+    u64 limit = 0;            // 0: all
+    bool everyField = false;  // a column for each field of the file, not for those of the dictionary alone
 
     // Whether the result is in an order, or of a form, that only a query has.
     bool IsQuery() const { return !orderBy.empty() || !columns.empty(); }
@@ -39,9 +40,10 @@ public:
     // The symbols in their order, as offsets of their records (Reader::SymbolsFrom).
     SqlQuery Offsets() { return Prepare("record_offset"); }
 
-    // The columns asked for.
-    SqlQuery Columns() { return Prepare(options.columns); }
+    // The columns asked for; without any, the symbol and all fields.
+    SqlQuery Columns();
 
+    bool AllDecoded() const { return database->Values().AllDecoded(); }
     std::vector<Problem> Problems() const { return database->Problems(); }
 
 private:

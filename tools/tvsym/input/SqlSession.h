@@ -29,6 +29,11 @@ public:
 
     std::size_t Columns() const;
     std::string Name(std::size_t column) const;
+    std::vector<std::string> Names() const {
+        std::vector<std::string> names;
+        for (std::size_t at = 0; at < Columns(); ++at) names.push_back(Name(at));
+        return names;
+    }
 
     // Of the row; valid until the next call of Next.
     sql::Value Column(std::size_t column) const;

@@ -9,6 +9,7 @@
 
 #include "tools/tvsym/Tool.h"
 #include "tools/tvsym/input/JsonSource.h"
+#include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/system/System.h"
 
 namespace tvsym {
@@ -17,10 +18,11 @@ namespace {
 
 constexpr const char* kStandardInput = "(standard input)";
 
-// Copies the standard input to a new file and opens it. The file's name goes away at once.
+// Copies a stream to a new file and opens it. The file's name goes away at once.
 class Spool {
 public:
-    Spool() : path(MakeTemporaryFile("")) {}
+    Spool(std::FILE* stream, std::string streamName)
+        : in(stream), name(std::move(streamName)), path(MakeTemporaryFile("")) {}
     ~Spool() {
         std::error_code ignored;
         std::filesystem::remove(path, ignored);
@@ -32,28 +34,35 @@ public:
         std::ofstream file(path, std::ios::binary);
         std::vector<char> buffer(size_t{64} * 1024);
         while (file) {
-            const size_t got = std::fread(buffer.data(), 1, buffer.size(), stdin);
+            const size_t got = std::fread(buffer.data(), 1, buffer.size(), in);
             if (got == 0) {
                 break;
             }
             file.write(buffer.data(), static_cast<std::streamsize>(got));
         }
         file.close();
-        if (!file || std::ferror(stdin) != 0) {
-            throw ToolError(kExitUnreadable, fmt::format("{}: cannot be copied to {}: {}", kStandardInput,
-                                                         path, std::strerror(errno)));
+        if (!file || std::ferror(in) != 0) {
+            throw ToolError(kExitUnreadable,
+                            fmt::format("{}: cannot be copied to {}: {}", name, path, std::strerror(errno)));
         }
-        return FileSource::FromPath(path, kStandardInput);
+        return FileSource::FromPath(path, name);
     }
 
 private:
+    std::FILE* in;
+    std::string name;
     std::string path;
 };
 
 }  // namespace
 
 std::shared_ptr<const FileSource> OpenSource(const std::string& path) {
-    return path == "-" ? Spool().Open() : FileSource::FromPath(path);
+    if (path == "-") return Spool(stdin, kStandardInput).Open();
+    std::error_code error;
+    if (!std::filesystem::is_fifo(path, error)) return FileSource::FromPath(path);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(std::fopen(path.c_str(), "rb"), std::fclose);
+    if (!pipe) throw ToolError(kExitUnreadable, fmt::format("{}: {}", path, std::strerror(errno)));
+    return Spool(pipe.get(), path).Open();
 }
 
 Dictionary LoadDictionary(const std::string& path, const std::string& symbolFile) {
@@ -63,8 +72,22 @@ Dictionary LoadDictionary(const std::string& path, const std::string& symbolFile
         return {};
     }
     Dictionary dictionary;
-    WithSource(file, [&](std::istream& in) { dictionary = Dictionary::Read(in, file); });
+    try {
+        WithSource(file, [&](std::istream& in) { dictionary = Dictionary::Read(in, file); });
+    } catch (const std::exception& failure) {
+        if (!path.empty()) throw;
+        PrintError(fmt::format("tvsym: {}; fields have no names and types", failure.what()));
+    }
     return dictionary;
+}
+
+void ReportEncoding(const std::string& file, bool allDecoded, const std::string& encoding) {
+    if (!allDecoded) {
+        PrintError(
+            fmt::format("tvsym: {}: some texts are not valid {} and appear as bytes; --encoding names their "
+                        "character set",
+                        file == "-" ? kStandardInput : file, encoding));
+    }
 }
 
 }  // namespace tvsym

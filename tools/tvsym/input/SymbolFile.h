@@ -10,12 +10,16 @@
 
 namespace tvsym {
 
-// Opens a symbol file, shared. "-" is the standard input, which is copied to a temporary file that goes away
-// with the result. Throws Error or ToolError.
+// Opens a symbol file, shared. "-" is the standard input, which like a pipe is copied to a temporary file
+// that goes away with the result. Throws Error or ToolError.
 std::shared_ptr<const torva::tables::FileSource> OpenSource(const std::string& path);
 
-// Reads the dictionary in `path`; when that is empty, the one beside the symbol file where there is one, else
-// returns none. Throws Error or ToolError.
+// Reads the dictionary in `path`, and throws Error or ToolError where it cannot. When `path` is empty, the
+// one beside the symbol file where there is one, else none; one that cannot be read is a message, and left
+// out.
 torva::tables::Dictionary LoadDictionary(const std::string& path, const std::string& symbolFile);
+
+// Says on stderr that texts did not decode, if some did not, and which option there is.
+void ReportEncoding(const std::string& file, bool allDecoded, const std::string& encoding);
 
 }  // namespace tvsym

@@ -7,6 +7,9 @@
 //   ,,ff                       without a file: the bytes at the symbol file's end
 //   ,damaged,                  the symbol file was damaged: what the files hold is not all of it
 //
+// Where a section has a head value, a count, or a size in the directory, that does not follow from its
+// elements, there are three columns more: head,count,size.
+//
 // A section without a reader has one column, "bytes", and one row: the bytes after its id, as hex.
 #pragma once
 
@@ -19,6 +22,8 @@ namespace tvsym {
 constexpr const char* kCsvDirectoryFile = "directory.csv";
 constexpr const char* kCsvRawColumn = "bytes";
 constexpr const char* kCsvDamaged = "damaged";
+constexpr const char* kCsvDictionary = "fields.json";  // there where the file has a dictionary
+constexpr const char* kWideFile = "symbols-wide.csv";  // written by export, like the load scripts
 
 // A folder that is being filled. All files are put in place at the end, so that a failure leaves the old
 // ones.
@@ -47,6 +52,7 @@ public:
 
 private:
     Output Begin(const std::string& name);
+    void RemoveOld() const;
 
     std::string path;
     std::string source;

@@ -141,7 +141,7 @@ public:
 
     void Write(const Difference& difference) override {
         json.Line();
-        json.Open('{').Member("section", difference.section).Member("name", SectionName(difference.section));
+        json.Open('{').Section(difference.section);
         json.Member("change", Name(difference.change));
         if (difference.section == 2 && !difference.wholeSection) {
             json.Key("symbol");
@@ -170,7 +170,7 @@ public:
         json.Key("summary").Open('[');
         for (const auto& [id, count] : counts) {
             json.Line();
-            json.Open('{').Member("section", id).Member("name", SectionName(id));
+            json.Open('{').Section(id);
             for (const Change change : {Change::Added, Change::Removed, Change::Changed}) {
                 json.Member(Name(change), count.Of(change));
             }

@@ -11,8 +11,6 @@ namespace tvsym {
 
 namespace {
 
-constexpr const char* kWideFile = "symbols-wide.csv";
-
 enum class SqlType : u8 { Integer, LongInteger, Real, Date, Text, Key };
 
 struct LoadColumn {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tools/tvsym/output/Problems.h"
+
 namespace tvsym {
 
 namespace {
@@ -98,8 +100,10 @@ JsonWriter& JsonWriter::Payload(ValueType type, std::string_view payload, TextCo
     switch (type) {
         case ValueType::Text:
             return Text(payload, codec);
-        case ValueType::Unsigned:
         case ValueType::Bool:
+            if (PayloadNumber(payload) <= 1) return Value(PayloadNumber(payload) == 1);
+            return Value(PayloadNumber(payload));
+        case ValueType::Unsigned:
             return Value(PayloadNumber(payload));
         case ValueType::Signed:
             return Value(PayloadSigned(payload));
@@ -113,6 +117,21 @@ JsonWriter& JsonWriter::Payload(ValueType type, std::string_view payload, TextCo
             break;
     }
     return payload.empty() ? Value(nullptr) : Value("0x" + Hex(payload));
+}
+
+JsonWriter& JsonWriter::Section(u16 id) {
+    if (id == 0) return Member("section", nullptr).Member("id", nullptr);
+    return Member("section", SectionWord(id)).Member("id", id);
+}
+
+JsonWriter& JsonWriter::Fields(const symwrite::FieldDictionary& dictionary) {
+    Open('{');
+    for (const auto& [id, field] : dictionary.All()) {
+        Line();
+        Key(fmt::format("{}", id)).Open('{').Member("name", std::string_view(field.name));
+        Member("type", symwrite::TypeName(field.type)).Member("tag", field.tag).Close('}');
+    }
+    return Close('}');
 }
 
 JsonWriter& JsonWriter::Rows(u16 id, const std::vector<u64>& rows) {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "symwrite/JsonNode.h"
+#include "symwrite/Json.h"
 #include "tables/dictionary/Values.h"
 #include "tools/tvsym/Tool.h"
 #include "tools/tvsym/output/Output.h"
@@ -60,6 +60,12 @@ public:
 
     // A payload: a number where it is one, else a string, or as Text.
     JsonWriter& Payload(ValueType type, std::string_view payload, TextCodec& codec);
+
+    // "section":"symbols","id":2; null for 0, the directory.
+    JsonWriter& Section(u16 id);
+
+    // As Dictionary reads it: an entry a line.
+    JsonWriter& Fields(const symwrite::FieldDictionary& dictionary);
 
     // Rows of each level of a section: {"symbols":3,"fields":40}.
     JsonWriter& Rows(u16 id, const std::vector<u64>& rows);

@@ -15,9 +15,9 @@ const char* SectionTitle(u16 id) {
     return section ? section->title : "unknown";
 }
 
-std::optional<std::string_view> SectionName(u16 id) {
+std::string SectionWord(u16 id) {
     const SectionInfo* section = FindSection(id);
-    return section ? std::optional<std::string_view>(section->name) : std::nullopt;
+    return section ? section->name : fmt::format("section-{}", id);
 }
 
 std::string ProblemLine(const std::string& file, const Problem& problem) {

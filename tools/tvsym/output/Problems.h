@@ -14,11 +14,9 @@ namespace tvsym {
 // "foreign trade", or "unknown".
 const char* SectionTitle(u16 id);
 
-// For JSON: the name; none for an id without a reader.
-std::optional<std::string_view> SectionName(u16 id);
-
-// For JSON: none for 0, which stands for the directory.
-inline std::optional<u16> AnySection(u16 id) { return id == 0 ? std::nullopt : std::optional(id); }
+// "foreign-trade"; "section-99" for an id without a reader. So it is called in JSON, as a file and by
+// --section.
+std::string SectionWord(u16 id);
 
 // "tvsym: FILE: section 14 (foreign trade), offset 0x1a2b: WHAT"
 std::string ProblemLine(const std::string& file, const Problem& problem);

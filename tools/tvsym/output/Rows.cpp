@@ -265,7 +265,9 @@ private:
         if (static_cast<u8>(cell.number) == kTextTag) {
             AppendText(to, cell.bytes);
         } else if (!exact) {
-            to += ValueText(ValueType::Hex, cell.bytes, context.codec);
+            const ValueType type =
+                Dictionary::TypeOf(nullptr, static_cast<u8>(cell.number), cell.bytes.size());
+            to += ValueText(type, cell.bytes, context.codec);
         } else if (!cell.bytes.empty()) {
             AppendNumber(to, PayloadNumber(cell.bytes));
         }

@@ -13,7 +13,7 @@ SqlValue Number(u64 number) {
 }
 
 SqlValue Float(std::string_view payload, TextCodec& codec) {
-    const double number = PayloadFloat(payload);
+    const double number = PayloadDecimal(payload);
     return std::isfinite(number) ? SqlValue(number) : SqlValue(ValueText(ValueType::Float, payload, codec));
 }
 
@@ -45,7 +45,7 @@ SqlValue FieldValue(const Dictionary& dictionary, TextCodec& codec, u16 id, u8 t
         return DateOf(date) ? SqlValue(DateText(date)) : Number(date);
     }
     if (type == ValueType::Hex && definition && definition->type == ValueType::Hex) {
-        return Blob{std::string(payload)};
+        return "0x" + Hex(payload);
     }
     return Number(PayloadNumber(payload));
 }

@@ -9,7 +9,7 @@
 
 namespace tvsym {
 
-// Bytes that are not text, or that the dictionary shows as hex.
+// Bytes that are not text.
 struct Blob {
     std::string bytes;
 };

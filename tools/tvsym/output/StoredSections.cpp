@@ -4,6 +4,8 @@
 #include <map>
 #include <stdexcept>
 
+#include "tables/check/SectionScan.h"
+
 namespace tvsym {
 
 namespace {
@@ -117,19 +119,65 @@ private:
     std::map<std::vector<std::vector<u16>>, size_t> groupOf;
 };
 
+// Fills in `odd` and `rows`, and returns where the section ends.
+u64 FindOddNumbers(Reader& reader, StoredSection& stored) {
+    Findings findings(UINT16_MAX);
+    TextCodec codec;
+    const Progress progress;
+    RawBytes bytes(reader.Bytes());
+    std::vector<u64> rows =
+        SectionScan({bytes, reader.Directory(), codec, findings, progress}).Scan(stored.entry);
+    u64 end = stored.entry.End();
+    OddNumbers odd;
+    for (const Finding& finding : findings.Kept()) {
+        switch (finding.fault) {
+            case Fault::HeadValue:
+                odd.head = finding.found;
+                break;
+            case Fault::DefaultFieldsSize:  // the head value ends the fields
+                odd.size = stored.entry.size;
+                end = stored.entry.offset + stored.section->HeadSize() + finding.found;
+                break;
+            case Fault::Count:
+                odd.count = finding.found;
+                break;
+            case Fault::SectionSize:
+                odd.size = finding.found;
+                end = *finding.offset;
+                break;
+            default:
+                const FindingKind kind = finding.Kind();
+                if (kind != FindingKind::Duplicate && kind != FindingKind::Text) {
+                    const auto none = [](size_t, std::span<const Cell>) {};
+                    stored.bytesOnly = reader.WalkSection(stored.entry.id, none).problems.empty();
+                    return stored.entry.End();
+                }
+        }
+    }
+    stored.odd = odd;
+    stored.rows = std::move(rows);
+    return end;
+}
+
 }  // namespace
 
-StoredFile StoredSections(const FileDirectory& raw, const std::vector<u16>& wanted) {
+StoredFile StoredSections(Reader& reader, const std::vector<u16>& wanted) {
+    const FileDirectory& raw = reader.Directory();
     const bool between = wanted.empty() && std::ranges::is_sorted(raw.entries, {}, &DirectoryEntry::offset);
     StoredFile file;
+    file.whole = !raw.IsCut();
     u64 end = 2 + u64{10} * raw.entryCount;
     for (const DirectoryEntry& entry : raw.entries) {
         const bool isWanted = wanted.empty() || std::ranges::find(wanted, entry.id) != wanted.end();
+        u64 next = entry.End();
         if (isWanted && entry.idAtStart == entry.id) {
-            file.sections.push_back({entry, entry.Readable() ? FindSection(entry.id) : nullptr,
-                                     between && entry.offset > end ? entry.offset - end : 0});
+            StoredSection stored = {entry, entry.Readable() ? FindSection(entry.id) : nullptr,
+                                    between && entry.offset > end ? entry.offset - end : 0};
+            if (stored.section && entry.id != 2) next = FindOddNumbers(reader, stored);
+            file.sections.push_back(std::move(stored));
         }
-        end = entry.End();
+        file.whole = file.whole && (!isWanted || (entry.idAtStart == entry.id && next <= raw.fileSize));
+        end = next;
     }
     file.behind = between && end < raw.fileSize ? raw.fileSize - end : 0;
     return file;

@@ -1,0 +1,147 @@
+#!/usr/bin/env bash
+# What people do with tvsym, on the sample and on small files: nothing is lost on the way, one value has one form, and
+# every example of the documentation runs.
+# jobs_test.sh TVSYM SOURCE_DIR
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "$0")/shell.sh" "$@"
+
+tool() { "$tvsym" "$@"; }
+
+tool build -q "$samples/instruments.json" sample.sym || fail "the sample"
+cat >small.json <<'TEXT'
+{"dictionary": {"1": {"name": "ratio", "type": "float", "tag": 3}, "2": {"name": "day", "type": "date", "tag": 5},
+   "3": {"name": "flags", "type": "hex", "tag": 4}, "4": {"name": "on", "type": "bool", "tag": 1}},
+ "default-fields": {"day": "2024-01-31"},
+ "symbols": [{"symbol": "A", "fields": {"ratio": 0.1, "flags": "5801", "on": true}}, {"symbol": "B", "fields": {"ratio": 0.1, "day": "2024-02-29"}}],
+ "eidr-countries": [{"id": 20, "name": "Andorra"}, {"id": 344, "name": "Hong Kong"}]}
+TEXT
+answer 'status 0' tool build small.json small.sym
+cp small.sym bare.sym
+
+# poke FILE OFFSET BYTE...: overwrites bytes, given as \xHH.
+poke() { printf "$3" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none; }
+
+# Head values, counts and sizes that do not follow from the elements survive both ways, and check reports them.
+tool info --json sample.sym | sed -n 's/.*"id":\([0-9]*\),"offset":\([0-9]*\),.*/\1 \2/p' >sections
+entry=0
+while read -r id offset; do
+    entry=$((entry + 1))
+    for place in $((offset + 2)) $((offset + 6)) $((2 + 10 * (entry - 1) + 6)); do
+        [ "$id" != 2 ] || continue
+        cp sample.sym odd.sym
+        poke odd.sym "$place" '\x07'
+        cmp -s odd.sym sample.sym && continue
+        if tool check -q odd.sym >checked; then
+            cmp <(tool dump -q odd.sym) <(tool dump -q sample.sym) >/dev/null && fail "check calls section $id sound after a change at $place"
+        fi
+        tool dump -q odd.sym >odd.json 2>messages
+        tool dump -q --format csv --output odd odd.sym 2>messages
+        if ! grep '"_damaged"' odd.json >/dev/null; then
+            answer 'status 0' tool build odd.json odd1.sym
+            answer 'status 0' tool build odd odd2.sym
+            same odd1.sym odd.sym
+            same odd2.sym odd.sym
+            exact="${exact-} $id"
+        fi
+        rm -rf odd odd.json
+    done
+done <sections
+[ "$(tr ' ' '\n' <<<"${exact-}" | sort -u | wc -l)" -ge 16 ] || fail "few files come back byte by byte:${exact-}"
+
+# A second entry of an id is shown as bytes and built again: nothing is lost, and nothing needs --damaged.
+answer '*' tool dump sample.sym --output twice.json
+sed -i 's/^{"id": 22,/{"id": 10, "bytes": "0000"},\n&/' twice.json
+answer 'status 0' tool build twice.json twice.sym
+tool dump -q twice.sym 2>messages | tool build - twice2.sym || fail "two sections of one id need --damaged"
+same twice.sym twice2.sym
+
+# Damage in the first directory entry: the message names the way out.
+cp sample.sym first.sym
+poke first.sym 4 '\xff\xff\xff\x7f'
+for command in info symbols dump "diff first.sym" stats; do
+    # shellcheck disable=SC2086 # they are words
+    answer '*the default fields cannot be loaded*with --file-mode the other sections can be read
+status 2' tool $command first.sym
+done
+[ "$(tool symbols --json --file-mode first.sym 2>messages | wc -l)" = 1499 ] || fail "--file-mode does not read on"
+
+# One value has one form, with a dictionary and without.
+for file in bare small; do
+    [ $file = small ] && dictionary=small.sym.fields.json || dictionary=/dev/null
+    [ $file = small ] || echo '{}' >empty.json
+    [ $file = small ] || dictionary=empty.json
+    tool symbols $file.sym --dictionary $dictionary >a
+    tool symbols $file.sym --dictionary $dictionary --json >b
+    tool dump $file.sym --dictionary $dictionary --format ndjson --section symbols >c
+    tool dump $file.sym --dictionary $dictionary --format table --section symbols >d
+    cat a b c d >forms.$file
+done
+grep -E '0x|"value":true' forms.bare && fail "a number without a dictionary is not decimal"
+[ "$(grep -c 1036831949 forms.bare)" -ge 5 ] || fail "a number without a dictionary has two forms"
+grep '0\.10000000' forms.small && fail "a float of 4 bytes is rounded"
+for form in '0x5801' 'true' '2024-02-29'; do
+    [ "$(grep -c "$form" forms.small)" = 4 ] || fail "$form: not in all outputs: $(grep "$form" forms.small)"
+done
+for report in "check --json" "info --json" "stats --json" "diff --json small.sym"; do
+    # shellcheck disable=SC2086 # they are words
+    tool $report small.sym | grep '"section":"eidr-countries","id":10' >/dev/null || fail "$report: another form of sections"
+done
+
+# CSV: an edit of what the dictionary shows is not ignored.
+answer 'status 0' tool dump -q small.sym --format csv --output edits
+answer 'status 0' tool build edits edits.sym
+same edits.sym small.sym
+same edits.sym.fields.json small.sym.fields.json
+sed -i 's/2024-02-29/2025-02-28/' edits/symbols.csv
+answer '*symbols.csv: line *: field_value is "2025-02-28", but value says "2024-02-29"*
+status 1' tool build edits edits.sym
+rm edits/fields.json
+answer '*field_value needs the dictionary*
+status 1' tool build edits edits.sym
+{ printf 'symbol_no,symbol,field_no,id,tag,value\n1,'; head -c 70000000 /dev/zero | tr '\0' x; } >edits/symbols.csv
+answer '*symbols.csv: line 2: a cell of more than 64 MiB
+status 1' tool build edits edits.sym
+rm -r edits
+
+# Export: the target's name says what is written, and an earlier export does not shine through.
+answer 'status 0' tool export -q sample.sym out/
+answer 'status 0' tool dump -q sample.sym --format csv --section symbols --output out
+[ "$(ls out)" = $'directory.csv\nfields.json\nsymbols.csv' ] || fail "both exports are in the folder: $(ls out)"
+answer '*no format follows from this name*
+status 64' tool export sample.sym out.txt
+
+# stats and check count the same fields; distinct counts keep what they promise.
+fields=$(tool check --json sample.sym | sed -n 's/.*"section":"symbols".*"fields":\([0-9]*\).*/\1/p')
+tool stats --json sample.sym | grep "\"section\":\"symbols\".*\"fields\":$fields}" >/dev/null || fail "stats counts other fields than check: $fields"
+awk 'BEGIN { print "{\"symbols\": ["; for (i = 0; i < 60000; ++i) {
+    printf "%s{\"symbol\": \"S%d\", \"fields\": [", (i ? "," : ""), i
+    for (f = 1; f <= 12; ++f) printf "%s{\"id\": %d, \"tag\": 5, \"value\": %d}", (f > 1 ? "," : ""), f, (i * 7919 + f * 1000003) % (20000 + 3500 * f)
+    print "]}" } print "]}" }' | tool build - many.sym
+tool stats --json many.sym | sed -n 's/^{"id":\([0-9]*\),"name":null.*"distinct":\([0-9]*\),.*/\1 \2/p' |
+    awk '{ true_count = 20000 + 3500 * $1; error = $2 / true_count - 1; if (error > 0.03 || error < -0.03) { print "off by", error; bad = 1 } ++n } END { exit bad || n != 12 }' ||
+    fail "distinct counts"
+rm many.sym
+
+# Dictionaries: a bad one beside the file is a message; a comparison knows both files' names.
+cp small.sym bad.sym
+echo '{"1": ' >bad.sym.fields.json
+answer '*bad.sym.fields.json: *; fields have no names and types
+A
+*status 0' bash -c "'$tvsym' symbols bad.sym 2>&1"
+answer '*bad.sym.fields.json: *
+status 2' tool symbols small.sym --dictionary bad.sym.fields.json
+sed 's/"ratio": 0.1, "day"/"ratio": 0.2, "day"/' small.json >new.json
+tool build new.json new.sym && rm new.sym.fields.json
+answer '*ratio*0.1*0.2*status 1' tool diff small.sym new.sym
+
+# Texts in another character set, numbers that nothing holds, pipes.
+printf '{"symbols": [{"symbol": {"hex": "a4a4a4e5"}}]}' | tool build - big5.sym
+answer '*tvsym: big5.sym: some texts are not valid UTF-8*--encoding*
+status 0' tool symbols big5.sym
+answer $'\xe4\xb8\xad\xe6\x96\x87\nstatus 0' tool symbols --encoding BIG5 big5.sym
+echo '{"symbols": [{"symbol": "A", "fields": [{"id": 1, "tag": 6, "value": 1e400}]}]}' >overflow.json
+answer 'tvsym: overflow.json: /symbols/0/fields/0/value: the number 1e400 is too large
+status 1' tool build overflow.json overflow.sym
+answer '*small*status 0' bash -c "'$tvsym' diff --summary <(cat small.sym) <(cat small.sym) && echo small"
+
+finish
