@@ -14,6 +14,7 @@
 
 #include "python/native/Cells.h"
 #include "python/native/Select.h"
+#include "python/native/Views.h"
 #include "tables/check/Wording.h"
 
 namespace nb = nanobind;
@@ -237,6 +238,14 @@ public:
         });
     }
 
+    // The whole table, with texts as views.
+    nb::object ViewStream() const {
+        return Capsule<ArrowArrayStream>("arrow_array_stream", [&](auto* stream, TvtError*) {
+            ExportViews(table.get(), stream);
+            return TVT_OK;
+        });
+    }
+
     nb::object Schema() const {
         return Capsule<ArrowSchema>("arrow_schema", [&](auto* schema, TvtError* error) {
             return tvt_ExportSchema(table.get(), schema, error);
@@ -447,6 +456,7 @@ NB_MODULE(_native, module) {
         .def("prefix", &Table::Prefix)
         .def("select", &Table::SelectRows, "rows"_a.none(), "columns"_a)
         .def("stream", &Table::Stream)
+        .def("view_stream", &Table::ViewStream)
         .def("schema", &Table::Schema)
         .def("nested", &Table::Nested);
     nb::class_<Watch>(module, "Watch")
@@ -463,4 +473,7 @@ NB_MODULE(_native, module) {
     module.def("write", &Write, "path"_a, "base"_a.none(), "stream"_a, "dictionary"_a.none(),
                "encoding"_a.none());
     module.def("sections", &Sections);
+    // Objects in the globals of a script may outlive the module; only tests want to hear of them.
+    nb::set_leak_warnings(false);
+    module.def("warn_of_leaks", [] { nb::set_leak_warnings(true); });
 }

@@ -239,6 +239,7 @@ def test_threads_share_a_file(sample: pathlib.Path) -> None:
 # descriptors, and nanobind has nothing to report at the end.
 _PROCESS = """
 import gc, os, sys, torvaapi
+torvaapi._native.warn_of_leaks()
 path = sys.argv[1]
 with open(path, "rb") as opened:
     contents = opened.read()
@@ -256,7 +257,7 @@ def resident():
 def work():
     with torvaapi.open(path) as file:
         table = file.symbols(own=True, where={"currency": "EUR"})
-        table.__arrow_c_stream__(), table.__arrow_c_schema__(), table._native.nested()
+        table.__arrow_c_stream__(), table.__arrow_c_schema__(), table._native.nested(), table._native.view_stream()
         len(list(table)), file.prefix("A"), file.tables(), torvaapi.diff(file, file), file.check()
         torvaapi.write(sys.argv[2], table, sections=file)
         torvaapi.watch(path).refresh()

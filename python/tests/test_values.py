@@ -16,6 +16,7 @@ from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
 import torvaapi
+from torvaapi._table import _Views
 
 END_OF_DATA = -6
 
@@ -31,6 +32,9 @@ def load(path: pathlib.Path, **options: bool) -> torvaapi.Table:
     arrow = table.to_arrow()
     arrow.validate(full=True)
     assert arrow.num_rows == len(table) and arrow.column_names == table.column_names
+    views = pyarrow.RecordBatchReader.from_stream(_Views(table._native)).read_all()
+    views.validate(full=True)
+    assert views.to_pylist() == arrow.to_pylist()
     assert pyarrow.schema(table) == pyarrow.schema(table.schema) == arrow.schema
     return table
 

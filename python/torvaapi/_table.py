@@ -178,13 +178,14 @@ class Table:
         import pyarrow
 
         if not nested:
-            return pyarrow.table(self)
+            return pyarrow.RecordBatchReader.from_stream(self).read_all()  # pyarrow.table would import pandas
         return pyarrow.Table.from_batches([pyarrow.record_batch(_Nested(self._native))])
 
     def to_polars(self) -> polars.DataFrame:
+        """Texts of up to 12 bytes are copied, all else is not."""
         import polars
 
-        return polars.DataFrame(self)
+        return polars.DataFrame(_Views(self._native))
 
     def to_pandas(self) -> pandas.DataFrame:
         """With types of Arrow (pandas.ArrowDtype): integers stay integers where there are nulls."""
@@ -300,6 +301,16 @@ class Table:
             cells = self._cells(position, first, first + _BATCH)
             found += [row for row, cell in enumerate(cells, first) if test(cell)]
         return found
+
+
+class _Views:
+    """A table with texts in the layout of polars, which takes them as they are."""
+
+    def __init__(self, native: _native.Table) -> None:
+        self._native = native
+
+    def __arrow_c_stream__(self, requested_schema: object = None) -> object:
+        return self._native.view_stream()
 
 
 class _Nested:
