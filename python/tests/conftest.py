@@ -16,6 +16,7 @@ BUILT = pathlib.Path(os.environ.get("TORVA_BUILT", ROOT / "build/release"))
 WIDTHS = {1: 1, 2: 1, 3: 4, 4: 2, 5: 4, 6: 8, 8: 4, 9: 3}
 TEXT = 7
 OK, MORE_DATA = 0, -5
+MOST = 100000  # fields of a walk: of a damaged file there can be billions
 
 
 def tvsym(*arguments: object, check: bool = True) -> bytes:
@@ -84,7 +85,8 @@ def walk() -> Callable[[pathlib.Path], tuple[Walk, int] | None]:
         text = ctypes.create_string_buffer(most + 1)
         items = (_Item * 512)()
         symbols: Walk = []
-        while True:
+        result, delivered = OK, 0
+        while delivered < MOST:
             count = ctypes.c_int32(-1)
             result = library.tv_GetNextSymData(handle, text, most, ctypes.byref(count), items, 512)
             if count.value < 0:
@@ -98,6 +100,7 @@ def walk() -> Callable[[pathlib.Path], tuple[Walk, int] | None]:
             if result != OK:
                 break
             symbols.append((text.value, fields))
+            delivered += len(fields)
         library.tv_CloseSymFile(handle)
         return symbols, result
 

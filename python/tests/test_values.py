@@ -11,7 +11,7 @@ from collections.abc import Callable
 import polars
 import pyarrow
 import pytest
-from conftest import TEXT, WIDTHS, Walk, symbol_file, tvsym
+from conftest import MOST, OK, TEXT, WIDTHS, Walk, symbol_file, tvsym
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
@@ -97,7 +97,7 @@ def test_sample_is_what_the_walk_delivers(
     bare.write_bytes(contents)
     assert_same(load(bare), walk(bare)[0])
     chosen = random.Random(5)
-    damaged = 0
+    damaged = compared = 0
     for _ in range(60):
         broken = bytearray(contents)
         if chosen.random() < 0.3:
@@ -112,15 +112,15 @@ def test_sample_is_what_the_walk_delivers(
             with pytest.raises(torvaapi.Error):
                 load(bare)
             continue
-        try:
-            table = load(bare)
-        except torvaapi.LimitError:
-            continue
+        if sum(len(fields) for _, fields in walked[0]) >= MOST:
+            continue  # each symbol has thousands of default fields: the walk was not taken to its end
+        table = load(bare)
+        compared += 1
         assert_same(table, walked[0])
-        if walked[1] not in (0, END_OF_DATA):
+        if walked[1] not in (OK, END_OF_DATA):
             assert table.damage is not None and table.damage.code == walked[1]
         damaged += table.damage is not None
-    assert damaged > 5
+    assert damaged > 5 and compared > 20
 
 
 _TEXTS = st.binary(max_size=12).map(lambda it: it.replace(b"\0", b"?")) | st.text(max_size=6).map(
