@@ -90,7 +90,7 @@ private:
     }
 
     void Register(u64 hash) {
-        u8& one = registers[hash % registers.size()];
+        u8& one = registers[static_cast<std::size_t>(hash % registers.size())];
         const u64 rest = hash / kRegisters << (64 - kLongestRun);
         const auto run = static_cast<u8>(std::min<int>(std::countl_zero(rest), kLongestRun) + 1);
         one = std::max(one, run);
