@@ -114,7 +114,11 @@ std::optional<double> ParseFloat(const Json& value) {
 class Reader {
 public:
     Reader(const FromJsonOptions& options, JsonErrors& sink)
-        : dictionary(options.dictionary), codec(options.codec), damaged(options.damaged), errors(sink) {}
+        : dictionary(options.dictionary),
+          codec(options.codec),
+          typed(options.typed),
+          damaged(options.damaged),
+          errors(sink) {}
 
     File Document(const JsonNode& root) {
         File file;
@@ -305,8 +309,16 @@ private:
     Field TaggedField(std::uint16_t id, const JsonNode& node) {
         Field field{id, 0, {}};
         node.Require("tag", [&](const JsonNode& member) { field.tag = member.Number<std::uint8_t>(); });
-        const bool hasValue = node.Optional(
-            "value", [&](const JsonNode& member) { field = ExactField(id, field.tag, member); });
+        const FieldDefinition* definition = typed ? dictionary.Find(id) : nullptr;
+        const bool hasValue = node.Optional("value", [&](const JsonNode& member) {
+            if (definition == nullptr || field.tag == kTextTag || PayloadWidth(field.tag) == 0 ||
+                !TypeFitsTag(definition->type == FieldType::Date ? FieldType::Unsigned : definition->type,
+                             field.tag)) {
+                field = ExactField(id, field.tag, member);
+            } else {
+                field = TypedField({id, field.tag, definition->type, {}}, member);
+            }
+        });
         if (!hasValue && (PayloadWidth(field.tag) != 0 || field.tag == kTextTag)) {
             node.Fail("the member \"value\" is missing");
         }
@@ -329,6 +341,8 @@ private:
             case FieldType::Date:
                 if (const auto date = ParseDate(value.Value())) {
                     bits = *date;
+                } else if (typed && value.Value().is_number()) {  // how a number that is no day is shown
+                    bits = value.Number(torva::LargestNumber(width));
                 } else {
                     value.FailExpected("a day, as in \"2018-01-02\" or 20180102");
                 }
@@ -424,10 +438,7 @@ private:
     }
 
     std::optional<std::uint16_t> IdOfName(std::string_view name, const JsonNode& place) {
-        if (const FieldDefinition* definition = dictionary.Find(name)) {
-            return definition->id;
-        }
-        const auto id = ParseId(name);
+        const auto id = FieldOf(name, dictionary);
         if (!id) {
             place.Fail("no dictionary ahead of this has a field \"" + std::string(name) + "\"");
         }
@@ -527,6 +538,7 @@ private:
 
     FieldDictionary dictionary;
     torva::TextCodec* codec;
+    bool typed;
     bool damaged;
     JsonErrors& errors;
     bool dictionaryTaken = false;
@@ -617,6 +629,13 @@ File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& erro
     File file = errors.Empty() ? reader.Document(JsonNode(document, errors)) : File();
     if (dictionary != nullptr) *dictionary = reader.Dictionary();
     return file;
+}
+
+std::optional<std::uint16_t> FieldOf(std::string_view name, const FieldDictionary& dictionary) {
+    if (const FieldDefinition* definition = dictionary.Find(name)) return definition->id;
+    constexpr std::string_view kNumbered = "field_";
+    if (name.starts_with(kNumbered)) name.remove_prefix(kNumbered.size());
+    return ParseId(name);
 }
 
 struct ElementReader::State {

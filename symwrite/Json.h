@@ -50,6 +50,9 @@ private:
 struct FromJsonOptions {
     FieldDictionary dictionary;         // a dictionary in the document adds to it
     torva::TextCodec* codec = nullptr;  // null: texts of the file are UTF-8
+    // A field with a tag has the value that the dictionary's type makes of its payload, as in JSON lines;
+    // else the payload as a number.
+    bool typed = false;
     bool damaged = false;  // takes documents that are marked as dumped from a damaged file; else an error
 };
 
@@ -62,6 +65,9 @@ File FromJson(const Json& document, const FromJsonOptions& options, JsonErrors& 
 // `dictionary`, where it is not null, becomes the one of the options with what the document added.
 File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& errors,
               FieldDictionary* dictionary = nullptr);
+
+// The id that a key or a column stands for: a name of the dictionary, field_7, or 7.
+std::optional<std::uint16_t> FieldOf(std::string_view name, const FieldDictionary& dictionary);
 
 // The elements of one section, each as the document has them, one at a time.
 class ElementReader {

@@ -28,7 +28,8 @@ struct Readings {
 struct CheckOptions {
     u64 limit = 20;  // findings of one kind kept for each section; UINT64_MAX: all
     Progress progress = {};
-    u64 budget = 0;  // of its readers, as ReaderOptions::budget
+    u64 budget = 0;                // of its readers, as ReaderOptions::budget
+    std::vector<u16> filter = {};  // of its readers, as ReaderOptions::filter
 };
 
 struct CheckReport {

@@ -67,7 +67,8 @@ Reader::Reader(std::shared_ptr<const FileSource> bytes, ReaderOptions readerOpti
         budget = kModestBudget;
         result = attempt(budget);
     }
-    while (result == SYM_ERR_PARAM && budget < kLargestBudget) {  // the default fields need more
+    while (result == SYM_ERR_PARAM && options.budget == 0 &&
+           budget < kLargestBudget) {  // the default fields need more
         budget = budget > kLargestBudget / 2 ? kLargestBudget : budget * 2;
         result = attempt(budget);
     }

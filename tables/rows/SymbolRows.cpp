@@ -92,6 +92,7 @@ bool SymbolRows::NextSymbol() {
 i32 SymbolRows::Call() {
     for (;;) {
         const i32 outcome = broken ? kEnd : NextRecord();
+        if (outcome == kEnd) nextItem = symbol.fields.size() + 1;  // the last record may have been left out
         if (outcome == kEnd || !owner.Options().takes || owner.Options().takes(++number)) {
             return outcome;
         }

@@ -144,4 +144,69 @@ answer 'tvsym: overflow.json: /symbols/0/fields/0/value: the number 1e400 is too
 status 1' tool build overflow.json overflow.sym
 answer '*small*status 0' bash -c "'$tvsym' diff --summary <(cat small.sym) <(cat small.sym) && echo small"
 
+# A condition that leaves out the last symbols prints nothing of them.
+[ "$(tool dump sample.sym --where 'symbol_no = 1' --format ndjson --section symbols | wc -l)" = 1 ] || fail "a symbol that was left out is printed"
+[ "$(tool dump sample.sym --limit 2 --format ndjson --section symbols | wc -l)" = 2 ] || fail "--limit in dump"
+
+# Flat tables: what export writes build reads; only which values are defaults is not in them.
+values() { tool sql "$1" --all-fields --format csv 'SELECT * FROM symbols'; }
+for target in wide.csv wide.ndjson; do
+    answer 'status 0' tool export sample.sym $target
+    answer 'status 0' tool build $target wide.sym
+    same <(values wide.sym) <(values sample.sym)
+    answer 'status 0' tool build $target --optimize-defaults smaller.sym
+    same <(values smaller.sym) <(values sample.sym)
+    [ "$(wc -c <smaller.sym)" -lt "$(wc -c <wide.sym)" ] || fail "--optimize-defaults saves nothing"
+    answer 'status 0' tool build $target --default currency=USD smaller.sym
+    same <(values smaller.sym) <(values sample.sym)
+    tool dump smaller.sym | grep '"default-fields", "fields": \[' >/dev/null || fail "--default makes no default"
+    rm wide.sym* smaller.sym*
+done
+answer 'status 0' bash -c "'$tvsym' dump --format ndjson sample.sym | '$tvsym' build --format ndjson --dictionary '$samples/fields.json' - lines.sym"
+same lines.sym sample.sym
+printf 'symbol,lot,note\nA,1,x\n' >flat.csv
+echo '{"1": {"name": "lot", "type": "unsigned", "tag": 1}, "2": {"name": "day", "type": "date", "tag": 5}}' >flat.json
+answer 'tvsym: flat.csv: line 1: no field is called "note"*
+status 1' tool build flat.csv flat.sym --dictionary flat.json
+printf 'lot,symbol,day\n1,A,2024-01-31\n300,B,\n,C,2024-02-30\n' >flat.csv
+answer 'tvsym: flat.csv: line 3: *found 300
+tvsym: flat.csv: line 4: *found "2024-02-30"
+status 1' tool build flat.csv flat.sym --dictionary flat.json
+answer 'tvsym: standard input: line 2: /fields/lot: *found "x"
+tvsym: standard input: line 3: *
+status 1' bash -c "printf '%s\n' '{\"symbol\":\"A\",\"lot\":1}' '{\"symbol\":\"B\",\"lot\":\"x\"}' '[' | '$tvsym' build --format ndjson - flat.sym --dictionary flat.json"
+answer 'tvsym: --default lot: *
+status 64' tool build small.json flat.sym --default lot
+
+# Questions by eye, and what a host will see.
+answer 'venue   symbols
+US          615  ####*
+(none)      379  ###*
+status 0' tool stats sample.sym --by venue --top 2
+tool info --schema bare.sym | grep '"2":{"name":"field_2","type":"date","tag":5}' >/dev/null || fail "no date in the schema"
+echo 'name, venue' >ids.txt
+answer '*sound
+status 0' tool check sample.sym --budget 4MiB --filter ids.txt
+answer '*readers cannot open it: *
+status 2' tool check sample.sym --budget 60
+
+# The examples of the documentation and of the help texts.
+mkdir examples && cd examples || exit 1
+tool build "$samples/instruments.json" instruments.sym
+for name in yesterday today old; do cp instruments.sym $name.sym; cp instruments.sym.fields.json $name.sym.fields.json; done
+cp "$samples/fields.json" fields.json
+echo name >ids.txt
+printf 'symbol,lot,currency\nA,100,USD\nB,200,USD\nC,100,EUR\n' >lots.csv
+echo '{"1": {"name": "lot", "type": "unsigned", "tag": 3}, "4": {"name": "currency", "type": "text"}}' >lots.json
+PATH=$(dirname "$tvsym"):$PATH
+sed -n '/^```sh$/,/^```$/{/^```/d;p}' "$source_dir/docs/tvsym.md" >commands
+for command in info symbols dump get sql stats build check diff export; do
+    tool help $command | sed -n '/^Examples:/,$s/^  \(tvsym\|sqlite3\) /\1 /p'
+done >>commands
+while IFS= read -r line; do
+    rm -f lots.sym* copy.sym*
+    bash -c "set -o pipefail; $line" >output 2>&1 </dev/null || fail "example: $line: $(head -n 3 output)"
+done <commands
+[ "$(wc -l <commands)" -gt 50 ] || fail "where are the examples?"
+
 finish

@@ -62,6 +62,13 @@ void PrintErrors(const std::string& name, const symwrite::JsonErrors& errors) {
     }
 }
 
+// json, csv or ndjson.
+std::string FormatOf(const BuildOptions& options, bool folder) {
+    if (!options.format.empty()) return options.format;
+    const std::string ending = std::filesystem::path(options.source).extension().string();
+    return folder || ending == ".csv" ? "csv" : ending == ".ndjson" || ending == ".jsonl" ? "ndjson" : "json";
+}
+
 }  // namespace
 
 int RunBuild(const BuildOptions& options) {
@@ -75,11 +82,18 @@ int RunBuild(const BuildOptions& options) {
     symwrite::FieldDictionary dictionary =
         LoadDictionary(found ? inFolder : options.dictionary, options.source).Fields();
     ProgressBar progress(source, SourceSize(options.source), options.quiet);
-    const symwrite::File file = folder ? ReadCsvSource(options, dictionary, errors, progress)
-                                       : ReadJsonSource(options, dictionary, errors, progress);
+    const std::string format = FormatOf(options, folder);
+    symwrite::File file = format == "csv"      ? ReadCsvSource(options, dictionary, errors, progress)
+                          : format == "ndjson" ? ReadLinesSource(options, dictionary, errors, progress)
+                                               : ReadJsonSource(options, dictionary, errors, progress);
     progress.Hide();
     if (errors.Empty()) {
         try {
+            TextCodec codec(options.encoding);
+            symwrite::FromJsonOptions reading;
+            reading.codec = &codec;
+            reading.dictionary = dictionary;
+            AddDefaults(file, options.defaults, reading);
             symwrite::Layout(file);
         } catch (const symwrite::WriteError& error) {
             errors.Add("", error.what());
@@ -110,10 +124,25 @@ int RunBuild(const BuildOptions& options) {
 RunCommand AddBuild(CLI::App& app) {
     const auto options = std::make_shared<BuildOptions>();
     AddArgument(app, "SOURCE", options->source,
-                "JSON document, - for one from the standard input, or a folder of CSV files");
+                "JSON document, JSON lines (.ndjson), CSV table of symbols (.csv) or folder of CSV files; - "
+                "reads the "
+                "standard input");
     AddArgument(app, "FILE", options->target, "symbol file to make; - writes the standard output");
+    app.add_option("--format", options->format, "json, csv or ndjson; without it SOURCE's name decides")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"json", "csv", "ndjson"}));
+    app.add_option("--default", options->defaults.chosen,
+                   "a default field, which symbols with this value, or without the field, do not store; may "
+                   "be repeated")
+        ->type_name("FIELD=VALUE")
+        ->allow_extra_args(false);
+    app.add_flag(
+        "--optimize-defaults", options->defaults.optimize,
+        "make the most frequent value of a field that all symbols have its default, where that saves bytes");
     app.add_option("--dictionary", options->dictionary,
-                   "names and types of the field ids, a JSON file, beside a dictionary in SOURCE")
+                   "names and types of the field ids, a JSON file, beside a dictionary in SOURCE; "
+                   "SOURCE.fields.json when "
+                   "it is there")
         ->type_name("JSON");
     AddEncoding(app, options->encoding, "in the symbol file");
     app.add_flag("--damaged", options->damaged,

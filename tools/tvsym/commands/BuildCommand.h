@@ -2,12 +2,15 @@
 #pragma once
 
 #include "tools/tvsym/Tool.h"
+#include "tools/tvsym/input/Defaults.h"
 #include "tools/tvsym/input/JsonSource.h"
 
 namespace tvsym {
 
 struct BuildOptions : SourceOptions {
     std::string target;  // "-" for the standard output
+    std::string format;  // "json", "csv", "ndjson"; empty: by the name of the source
+    DefaultOptions defaults;
     bool quiet = false;
 };
 

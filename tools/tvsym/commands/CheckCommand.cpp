@@ -1,10 +1,14 @@
 // tvsym check: what is wrong in a symbol file, where, and what readers get there.
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <sstream>
+
 #include "tables/check/Check.h"
 #include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/JsonSource.h"
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/Json.h"
 #include "tools/tvsym/output/Problems.h"
@@ -17,7 +21,25 @@ namespace {
 struct CheckCommandOptions : FileOptions {
     bool json = false;
     u64 limit = 20;
+    u64 budget = 0;
+    std::string filter;
 };
+
+// Field ids, or names, by lines or commas.
+std::vector<u16> ReadFilter(const CheckCommandOptions& options) {
+    std::vector<std::string> words;
+    if (!options.filter.empty()) {
+        WithSource(options.filter, [&](std::istream& in) {
+            for (std::string line; std::getline(in, line);) {
+                std::replace(line.begin(), line.end(), ',', ' ');
+                std::istringstream list(line);
+                for (std::string word; list >> word;) words.push_back(word);
+            }
+        });
+        if (words.empty()) throw ToolError(kExitUsage, fmt::format("{}: has no field ids", options.filter));
+    }
+    return FieldIds(words, LoadDictionary("", options.file));
+}
 
 std::string SectionText(u16 id) {
     return id == 0 ? "directory" : fmt::format("section {} ({})", id, SectionTitle(id));
@@ -121,8 +143,9 @@ int RunCheck(const CheckCommandOptions& options) {
     TextCodec codec(options.encoding);
     const std::shared_ptr<const FileSource> source = OpenSource(options.file);
     ProgressBar progress(source->Name(), 3 * source->Size(), options.quiet);
-    const CheckReport report =
-        Check(source, codec, {options.limit ? options.limit : UINT64_MAX, progress.Callback()});
+    const CheckReport report = Check(source, codec,
+                                     {options.limit ? options.limit : UINT64_MAX, progress.Callback(),
+                                      options.budget, ReadFilter(options)});
     progress.Hide();
     Output out;
     CheckOutput output(report, *source, codec, options.encoding);
@@ -145,6 +168,16 @@ RunCommand AddCheck(CLI::App& app) {
         ->type_name("N")
         ->check(WholeNumber())
         ->capture_default_str();
+    app.add_option("--budget", options->budget,
+                   "read as a host with so many bytes for values (4MiB) and report what it does not get; "
+                   "otherwise enough "
+                   "for all")
+        ->type_name("SIZE")
+        ->transform(CLI::AsSizeValue(false));
+    app.add_option(
+           "--filter", options->filter,
+           "read as a host that asks for the fields in this file only, ids or names by lines or commas")
+        ->type_name("FILE");
     app.add_flag("--json", options->json, "one JSON document");
     AddQuiet(app, options->quiet);
     return [options] { return RunCheck(*options); };

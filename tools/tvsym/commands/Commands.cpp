@@ -12,36 +12,38 @@ namespace tvsym {
 namespace {
 
 constexpr CommandSpec kCommands[] = {
-    {"info", "Show the directory of a symbol file: its sections with offset, size and number of elements",
-     "The id column shows what the directory says; a section whose first bytes tell another id is marked, "
-     "and so are "
-     "overlaps and bytes that belong to no section.",
-     "tvsym info instruments.sym\ntvsym info --json instruments.sym", AddInfo},
+    {"info", "Show the sections of a symbol file with offset, size and number of elements",
+     "The id column is the directory's; a section that starts with another id is marked, and so are overlaps "
+     "and "
+     "bytes that belong to no section.",
+     "tvsym info instruments.sym\ntvsym info --json instruments.sym\ntvsym info --schema instruments.sym > "
+     "mine.json",
+     AddInfo},
     {"symbols", "Print the symbols with their fields",
      "Default fields that a symbol does not carry itself are shown in parentheses, and have \"default\": "
-     "true in JSON. "
-     "With --fields the library hands out these fields alone and nothing tells defaults apart.",
+     "true in "
+     "JSON. With --fields the library delivers only these fields, and defaults are not marked.",
      "tvsym symbols instruments.sym --limit 10\ntvsym symbols instruments.sym --fields name,currency --json",
      AddSymbols},
-    {"dump", "Print the content of every section, or of some",
-     "The json format is one document, which build reads and makes the same file of. Section 2 holds the "
-     "fields "
-     "that the records carry themselves; default fields are section 1. In ndjson and table values are what "
-     "the "
-     "dictionary makes of them; csv has them in columns of their own, and the folder builds the same file as "
-     "well. Sections without a reader appear as bytes. "
-     "Memory does not grow with the file, but for sections 18 and 21, which are held.",
+    {"dump", "Print the content of all sections, or of some",
+     "The json format is one document, from which build makes the same file; a csv folder works as well. "
+     "Section 2 "
+     "holds the fields that the records carry themselves; default fields are section 1. In ndjson and table, "
+     "values "
+     "are what the dictionary makes of them; csv has columns for both. Sections without a reader appear as "
+     "bytes. "
+     "Sections 18 and 21 are held in memory.",
      "tvsym dump instruments.sym > instruments.json\n"
-     "tvsym dump instruments.sym --format ndjson --section symbols | head\n"
+     "tvsym dump instruments.sym --format ndjson --section symbols --limit 2\n"
      "tvsym dump instruments.sym --format csv --output tables/\n"
      "tvsym dump instruments.sym --format table --section 14 --section eidr-countries",
      AddDump},
     {"get", "Print some symbols with all their fields, defaults marked",
-     "A symbol is looked for from the first to the last, so that all of the same text are found. --where "
-     "takes "
-     "an SQL expression over the columns of the table symbols; see sql.",
-     "tvsym get instruments.sym AAPL MSFT\n"
-     "tvsym get instruments.sym 60 --prefix --json\n"
+     "Every symbol with a text asked for is found. --where takes an SQL expression over the columns of the "
+     "table "
+     "symbols; see sql.",
+     "tvsym get instruments.sym XAU-USD ZURN.CH-CHF\n"
+     "tvsym get instruments.sym 00 --prefix --json\n"
      "tvsym get instruments.sym --where \"currency = 'USD' AND kind = 1\"\n"
      "tvsym get instruments.sym --search hsbc --columns 'symbol, name' --order-by name",
      AddGet},
@@ -61,44 +63,63 @@ constexpr CommandSpec kCommands[] = {
      "tvsym sql old=yesterday.sym new=today.sym 'SELECT symbol FROM new.symbols EXCEPT SELECT symbol FROM "
      "old.symbols'\n"
      "tvsym sql instruments.sym --format csv 'SELECT * FROM eidr_countries'\n"
-     "tvsym sql instruments.sym 'SELECT * FROM pragma_table_list'",
+     "tvsym sql instruments.sym 'SELECT name FROM instruments.sqlite_schema'",
      AddSql},
-    {"stats", "Count elements, texts and values: by section and by field id",
-     "Distinct values are counted exactly up to 16,384 a field, and with an error of some 3 percent above "
-     "that (marked "
-     "~); fields without a value are not counted. Memory grows with the number of field ids alone.",
-     "tvsym stats instruments.sym\ntvsym stats instruments.sym --json", AddStats},
-    {"build",
-     "Make a symbol file from what dump writes: JSON, also in a short form, or a folder of CSV files",
-     "The document is told in docs/json.md. The file is written beside its place and renamed at the end, so "
-     "that a failed build leaves an old file as it was. Holds the file that is made, up to twice.",
+    {"stats", "Count elements, texts and values by section and by field",
+     "Distinct values are counted exactly up to 16,384 a field, and above that within 3 percent (marked ~; "
+     "within 10 "
+     "percent from the 513th such field on); fields without a payload are not counted. Memory grows with the "
+     "number "
+     "of field ids only. --top and --by count in SQL.",
+     "tvsym stats instruments.sym\ntvsym stats instruments.sym --top 3\n"
+     "tvsym stats instruments.sym --by venue --where 'kind = 1'",
+     AddStats},
+    {"build", "Make a symbol file from JSON, JSON lines or CSV: what dump and export write, or your own",
+     "A document of dump, or a folder of its CSV files, makes the same bytes again. A table of symbols has a "
+     "column, "
+     "or a key, for each field, whose types a dictionary gives: symbol,name,lot. docs/json.md describes the "
+     "formats. "
+     "A failed build leaves an old file as it was. The dictionary is written beside the file. Holds the file "
+     "that "
+     "is made, up to twice.",
      "tvsym build instruments.json instruments.sym\ntvsym build tables/ instruments.sym\n"
+     "tvsym build lots.csv lots.sym --dictionary lots.json --default currency=USD\n"
      "tvsym dump old.sym | tvsym build - new.sym",
      AddBuild},
-    {"check", "Say what is wrong in a symbol file, where, and what readers get there",
-     "Compares sizes and counts with what is there, tells ids and symbols that stand twice and texts that "
-     "do not decode, and reads every section in both read modes. Behind a broken element it goes on where a "
-     "size tells the place of the next one; where none does, the finding says that the rest of the section "
-     "was not looked at. Holds 16 bytes for each symbol and, in the "
-     "pass in memory mode, the file. Exit status: 0 sound, 1 findings, 2 no reader can open it.",
-     "tvsym check instruments.sym\ntvsym check --encoding BIG5 --json instruments.sym", AddCheck},
-    {"diff", "Tell what was added, removed and changed from one symbol file to another",
-     "Symbols are compared field by field, other sections by element; order does not matter. A default "
-     "field stands in parentheses, where a symbol has one of its own in the other file alone. Sorts in 16 "
-     "MiB for each file, and in temporary files. Exit status: 0 same, 1 different, 2 one of them cannot be "
-     "read whole.",
+    {"check", "Find what is wrong in a symbol file, where, and what readers get there",
+     "Compares sizes and counts with what is there, finds ids and symbols that occur twice and texts that do "
+     "not "
+     "decode, and reads every section in both read modes. After a broken element it continues where a size "
+     "gives the "
+     "place of the next one; where none does, the finding says that the rest of the section was not checked. "
+     "Holds "
+     "16 bytes for each symbol and, in the pass in memory mode, the file. Exit status: 0 sound, 1 findings, "
+     "2 no "
+     "reader can open it.",
+     "tvsym check instruments.sym\ntvsym check instruments.sym --budget 4MiB --filter ids.txt", AddCheck},
+    {"diff", "Show what was added, removed and changed from one symbol file to another",
+     "Symbols are compared field by field, other sections by element; order does not matter. A default field "
+     "is shown "
+     "in parentheses where a symbol has its own in only one of the files. Sorts in 16 MiB for each file, and "
+     "in "
+     "temporary files. Exit status: 0 same, 1 different, 2 one of them cannot be read whole.",
      "tvsym diff yesterday.sym today.sym --summary\n"
      "tvsym diff yesterday.sym today.sym --section symbols --fields name,currency\n"
      "tvsym diff --json yesterday.sym today.sym",
      AddDiff},
-    {"export", "Write a symbol file as an SQLite database, or as CSV files with scripts that load them",
-     "The table symbols has a column for each field, named by the dictionary, with defaults filled in; "
+    {"export",
+     "Write a symbol file as an SQLite database, as a table of symbols, or as CSV files with load scripts",
+     "In a database the table symbols has a column for each field, named by the dictionary, with defaults "
+     "filled in; "
      "symbol_fields has the fields as they are stored; each level of the other sections is a table of its "
-     "own. The database takes the place of an old one when all of it is written. CSV files are those of "
-     "dump, with symbols-wide.csv and a load script each for PostgreSQL, MySQL or MariaDB (both tried), and "
-     "SQL Server (written by its documentation, never run). Memory does not grow with the file.",
+     "own. A "
+     "table of symbols is CSV or JSON lines, which build reads. A folder has the CSV files of dump, "
+     "symbols-wide.csv "
+     "and a load script each for PostgreSQL, MySQL or MariaDB (both tried), and SQL Server (written by its "
+     "documentation, never run). What is there under the name is replaced when all of it is written.",
      "tvsym export instruments.sym instruments.db\n"
      "sqlite3 instruments.db \"SELECT symbol, name FROM symbols WHERE currency = 'HKD'\"\n"
+     "tvsym export instruments.sym - --columns 'symbol, lower(currency)' --limit 3\n"
      "tvsym export instruments.sym tables/ --dictionary fields.json",
      AddExport},
     {"view", "Open the viewer's page with a symbol file, or two to compare, in the browser",
@@ -119,8 +140,8 @@ constexpr CommandSpec kCommands[] = {
      AddCompletion},
 };
 
-constexpr CommandSpec kHelp = {"help", "Print the manual page or the reference in Markdown", "",
-                               "tvsym help man > tvsym.1\ntvsym help markdown > docs/tvsym.md", AddHelp};
+constexpr CommandSpec kHelp = {"help", "Print what --help prints, or the manual page", "",
+                               "tvsym help build\ntvsym help man > tvsym.1", AddHelp};
 
 std::string VersionText() {
     SymApiVersion version = {};
@@ -179,7 +200,7 @@ CommandLine::CommandLine() : app(kToolPurpose, kToolName) {
     app.formatter(std::make_shared<HelpFormatter>());
     app.footer(
         "Exit status: 0 done; 1 something is wrong in a file, or files differ; 2 a file cannot be read or "
-        "written; 64 wrong usage.\ntvsym COMMAND --help tells more about each command.");
+        "written; 64 wrong usage.\ntvsym COMMAND --help shows a command's arguments and options.");
     for (const CommandSpec& spec : Commands()) {
         Add(spec);
     }

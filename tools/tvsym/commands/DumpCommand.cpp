@@ -239,6 +239,7 @@ RunCommand AddDump(CLI::App& app) {
     AddFileOptions(app, *options);
     AddValueOptions(app, *options);
     AddWhere(app, options->select);
+    AddLimit(app, options->select);
     AddSections(app, options->sections);
     app.add_option(
            "--format", options->format,

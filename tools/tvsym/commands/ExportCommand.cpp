@@ -47,7 +47,7 @@ ExportForm FormOf(const ExportOptions& options) {
     }
     if (folder) return ExportForm::Folder;
     if (is({".db", ".sqlite", ".sqlite3"})) return ExportForm::Database;
-    if (is({".csv"})) return ExportForm::Csv;
+    if (is({".csv"}) || options.target == "-") return ExportForm::Csv;
     if (is({".ndjson", ".jsonl"})) return ExportForm::Lines;
     throw ToolError(
         kExitUsage,
@@ -142,7 +142,7 @@ int RunExport(const ExportOptions& options) {
                         "--columns and --order-by need a single table: TARGET in .csv or .ndjson, or -");
     }
     if (options.target == "-")
-        throw ToolError(kExitUsage, "the standard output takes --format csv or ndjson");
+        throw ToolError(kExitUsage, "a database cannot be written to the standard output");
     ProgressBar progress(options.file, 0, options.quiet);
     Selection selection(options.select, options, file, dictionary);
     Reader reader(file, {options.Mode(), {}, progress.Callback(), 0, selection.Takes()});

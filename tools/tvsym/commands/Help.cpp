@@ -39,8 +39,10 @@ std::vector<std::string> Choices(const std::string& command, const std::string& 
         return {"UTF-8", "BIG5", "GB18030", "SHIFT_JIS", "EUC-KR", "ISO-8859-1", "WINDOWS-1252"};
     }
     if (option == "--format") {
+        if (command == "export") return {"sqlite", "csv", "ndjson"};
+        if (command == "build") return {"json", "csv", "ndjson"};
         return command == "dump" ? std::vector<std::string>{"json", "ndjson", "csv", "table"}
-                                 : std::vector<std::string>{};
+                                 : std::vector<std::string>{"table", "csv", "ndjson"};
     }
     return option == "SHELL" ? std::vector<std::string>{"bash", "zsh", "fish"} : std::vector<std::string>{};
 }
@@ -121,17 +123,15 @@ constexpr std::pair<const char*, const char*> kStatuses[] = {
 constexpr const char* kGeneral =
     "A symbol file is a list of market symbols with typed fields and some twenty side tables. tvsym reads it "
     "through "
-    "the TorvaAPI library and goes through it in one pass: memory does not grow with the file, but where a "
-    "command "
-    "says so. Texts in the file are bytes; --encoding names their character set. Field ids get names and "
-    "types from a "
-    "dictionary, a JSON file such as {\"1\": {\"name\": \"currency\", \"type\": \"text\", \"tag\": 7}}, with "
-    "the types "
-    "text, unsigned, signed, float, date, bool and hex; FILE.fields.json beside the symbol file is found by "
-    "itself. Where a "
-    "file is damaged, what can be read is still printed, and each fault is told on standard error with its "
-    "section and "
-    "offset.";
+    "the TorvaAPI library, in one pass: memory does not grow with the file, unless stated otherwise. Texts "
+    "in the file "
+    "are bytes; --encoding names their character set. Field ids get names and types from a dictionary, a "
+    "JSON file such "
+    "as {\"1\": {\"name\": \"currency\", \"type\": \"text\", \"tag\": 7}}, with the types text, unsigned, "
+    "signed, float, "
+    "date, bool and hex; FILE.fields.json beside the symbol file is used without being asked for. Of a "
+    "damaged file, "
+    "what can be read is printed, and each fault is reported on standard error with its section and offset.";
 
 constexpr std::pair<const char*, const char*> kEnvironment[] = {
     {"NO_COLOR", "when set, output on a terminal has no colour"},

@@ -7,6 +7,7 @@
 #include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/Schema.h"
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/Json.h"
 #include "tools/tvsym/output/Problems.h"
@@ -18,7 +19,20 @@ namespace {
 
 struct InfoOptions : FileOptions {
     bool json = false;
+    bool schema = false;
 };
+
+// A dictionary to start from.
+int PrintSchema(const InfoOptions& options) {
+    const Dictionary known = LoadDictionary(options.dictionary, options.file);
+    Reader reader(OpenSource(options.file), {options.Mode()});
+    Output out;
+    JsonWriter json(out);
+    json.Fields(FindSchema(reader, known, true)).EndLine();
+    json.Flush();
+    out.Close();
+    return ReportProblems(reader, {1, 2}, {});
+}
 
 // What stands in the column on the id at the section's start.
 std::string StartText(const DirectoryEntry& entry) {
@@ -139,7 +153,13 @@ RunCommand AddInfo(CLI::App& app) {
     auto options = std::make_shared<InfoOptions>();
     AddFileOptions(app, *options);
     app.add_flag("--json", options->json, "one JSON document");
-    return [options] { return RunInfo(*options); };
+    app.add_flag(
+        "--schema", options->schema,
+        "a dictionary with every field that occurs, types found in the values, for you to fill in the names");
+    app.add_option("--dictionary", options->dictionary,
+                   "with --schema: what is known already; FILE.fields.json when it is there")
+        ->type_name("JSON");
+    return [options] { return options->schema ? PrintSchema(*options) : RunInfo(*options); };
 }
 
 }  // namespace tvsym

@@ -15,6 +15,7 @@
 #include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/commands/TopValues.h"
 #include "tools/tvsym/input/Selection.h"
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/Json.h"
@@ -28,6 +29,7 @@ namespace {
 
 struct StatsOptions : FileOptions {
     SelectOptions select;
+    TopOptions top;
     bool json = false;
 };
 
@@ -356,8 +358,20 @@ RunCommand AddStats(CLI::App& app) {
     AddFileOptions(app, *options);
     AddValueOptions(app, *options);
     AddWhere(app, options->select);
+    AddLimit(app, options->select);
     app.add_flag("--json", options->json, "one JSON document");
-    return [options] { return Stats(*options).Run(); };
+    app.add_option("--top", options->top.top, "the N most frequent values of each field, with bars")
+        ->type_name("N")
+        ->check(WholeNumber());
+    app.add_option("--by", options->top.by,
+                   "how many symbols have each value of this field; with --top the first N")
+        ->type_name("FIELD");
+    return [options] {
+        if (options->top.top > 0 || !options->top.by.empty()) {
+            return PrintTopValues(options->top, options->select, *options, options->json);
+        }
+        return Stats(*options).Run();
+    };
 }
 
 }  // namespace tvsym

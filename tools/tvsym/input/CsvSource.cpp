@@ -120,6 +120,11 @@ public:
     // Whether this is the only column.
     bool IsOnly(const char* column) const { return header.size() == 1 && header[0] == column; }
 
+    const std::vector<std::string>& Header() const { return header; }
+    bool Has(std::string_view column) const {
+        return std::find(header.begin(), header.end(), column) != header.end();
+    }
+
     // Which columns Next gives; false, with an error, when one is missing.
     bool Choose(const std::vector<std::string>& columns) {
         if (header.empty()) {
@@ -173,7 +178,9 @@ public:
                            [&](size_t place) { return cells[place].empty(); });
     }
 
-    std::string Place(size_t ofLine) const { return fmt::format("{}: line {}", name, ofLine); }
+    std::string Place(size_t ofLine) const {
+        return fmt::format("{}line {}", name.empty() ? "" : name + ": ", ofLine);
+    }
     size_t Line() const { return line; }
     void Fail(const std::string& what) { errors.Add(Place(line), what); }
 
@@ -414,9 +421,97 @@ private:
     bool complained = false;
 };
 
+// A row for each symbol and a column for each field: symbol,name,lot. An empty cell is no field.
+class WideSymbols {
+public:
+    WideSymbols(CsvTable& from, const symwrite::FromJsonOptions& reading, symwrite::JsonErrors& sink)
+        : table(from), errors(sink), options(Typed(reading)), symbols(2, options) {
+        for (const std::string& name : table.Header()) {
+            if (name == "symbol" || name == "symbol_no") continue;
+            const std::optional<u16> id = symwrite::FieldOf(name, reading.dictionary);
+            if (!id) {
+                table.Fail(fmt::format(
+                    "no field is called \"{}\": a dictionary names the columns (--dictionary)", name));
+                continue;
+            }
+            names.push_back(name);
+            fields.push_back({*id, reading.dictionary.Find(*id)});
+        }
+    }
+
+    symwrite::Section Read() {
+        std::vector<std::string> columns = names;
+        columns.insert(columns.begin(), "symbol");
+        if (table.Choose(columns)) {
+            while (table.Next()) Row();
+        }
+        return symbols.Take();
+    }
+
+private:
+    static symwrite::FromJsonOptions Typed(symwrite::FromJsonOptions from) {
+        from.typed = true;
+        return from;
+    }
+
+    struct Column {
+        u16 id;
+        const FieldDefinition* definition;  // null: a text
+    };
+
+    void Row() {
+        Json row = {{"symbol", TextOf(table.Cell(0))}, {"fields", Json::array()}};
+        for (size_t at = 0; at < fields.size(); ++at) {
+            const std::string& cell = table.Cell(at + 1);
+            if (cell.empty()) continue;
+            row["fields"].push_back({{"id", fields[at].id}, {"value", Value(fields[at].definition, cell)}});
+        }
+        symwrite::JsonErrors found;
+        symbols.Add(std::move(row), found);
+        for (const symwrite::JsonError& error : found.First()) {
+            // "/fields/3/value" is the fourth cell that is not empty; its value is in the message
+            errors.Add(table.Place(table.Line()), error.what);
+        }
+    }
+
+    static Json TextOf(const std::string& cell) {
+        constexpr std::string_view kHex = "hex:";
+        return cell.starts_with(kHex) ? Json{{"hex", cell.substr(kHex.size())}} : Json(cell);
+    }
+
+    // A cell that is not what the type asks for stays a text, and is an error where the field is made.
+    static Json Value(const FieldDefinition* definition, const std::string& cell) {
+        const ValueType type = definition ? definition->type : ValueType::Text;
+        if (type == ValueType::Text) return TextOf(cell);
+        if (type == ValueType::Hex) return cell;
+        if (type == ValueType::Bool && (cell == "true" || cell == "false")) return cell == "true";
+        if (type == ValueType::Signed) return Parsed<i64>(cell);
+        if (type == ValueType::Float) return Parsed<double>(cell);
+        return Parsed<u64>(cell);
+    }
+
+    template <class Number>
+    static Json Parsed(const std::string& cell) {
+        Number number = {};
+        const auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), number);
+        return error == std::errc() && end == cell.data() + cell.size() && cell != "nan" && cell != "inf"
+                   ? Json(number)
+                   : Json(cell);
+    }
+
+    CsvTable& table;
+    symwrite::JsonErrors& errors;
+    symwrite::FromJsonOptions options;
+    symwrite::ElementReader symbols;
+    std::vector<std::string> names;
+    std::vector<Column> fields;
+};
+
 symwrite::Section ReadSection(u16 id, CsvTable& table, const symwrite::FromJsonOptions& reading,
                               symwrite::JsonErrors& errors) {
     const SectionInfo* known = FindSection(id);
+    if (id == 2 && table.Has("symbol") && !table.Has("field_no"))
+        return WideSymbols(table, reading, errors).Read();
     if (known && !table.IsOnly(kCsvRawColumn)) {
         return SectionFromCsv(StoredForm(id), table, reading, errors).Read();
     }
@@ -508,6 +603,21 @@ symwrite::File ReadCsvSource(const SourceOptions& options, const symwrite::Field
     symwrite::FromJsonOptions reading;
     reading.codec = &codec;
     reading.dictionary = dictionary;
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(options.source, ignored)) {
+        symwrite::File file;
+        const std::string stem = std::filesystem::path(options.source).stem().string();
+        const SectionInfo* section = torva::FindSectionNamed(stem);
+        WithSource(
+            options.source,
+            [&](std::istream& in) {
+                CsvTable table("", in, errors);
+                file.sections.push_back(ReadSection(section && section->name == stem ? section->id : u16{2},
+                                                    table, reading, errors));
+            },
+            &progress);
+        return file;
+    }
     const std::filesystem::path folder = options.source;
     const auto withTable = [&](const std::string& name, const auto& read) {
         WithSource((folder / name).string(),
@@ -519,7 +629,6 @@ symwrite::File ReadCsvSource(const SourceOptions& options, const symwrite::Field
     };
     symwrite::File file;
     std::vector<SectionFile> files;
-    std::error_code ignored;
     if (std::filesystem::exists(folder / kCsvDirectoryFile, ignored)) {
         withTable(kCsvDirectoryFile,
                   [&](CsvTable& table) { files = ListedFiles(table, file.behind, options.damaged); });

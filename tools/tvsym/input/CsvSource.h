@@ -1,5 +1,6 @@
-// A folder of CSV files as a symbol file's data: the files that dump --format csv writes, one for each
-// section, named like it. Other files in the folder are passed over.
+// CSV as a symbol file's data: a folder of the files that dump --format csv writes, one for each section,
+// named like it (other files are passed over); or one such file, or a table of symbols with a column for each
+// field.
 #pragma once
 
 #include "tools/tvsym/Tool.h"

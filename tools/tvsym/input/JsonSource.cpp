@@ -2,11 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 
 namespace tvsym {
 
@@ -28,6 +31,96 @@ protected:
 
 private:
     ProgressBar* progress;
+};
+
+using symwrite::Json;
+
+// Puts the lines together to sections, in the order of their first lines.
+class Lines {
+public:
+    Lines(const symwrite::FromJsonOptions& from, symwrite::JsonErrors& sink) : options(from), errors(sink) {}
+
+    void Add(const std::string& text, size_t number) {
+        symwrite::JsonErrors found;
+        std::istringstream in(text);
+        Json line = symwrite::ParseJson(in, found);
+        if (found.Empty() && !line.is_object()) found.Add("", "expected an object");
+        if (found.Empty()) Take(std::move(line), found);
+        for (const symwrite::JsonError& error : found.First()) {
+            errors.Add(fmt::format("line {}{}{}", number, error.where.starts_with('/') ? ": " : "",
+                                   error.where.starts_with('/') ? error.where : ""),
+                       error.what);
+        }
+    }
+
+    symwrite::File Finish() {
+        for (auto& [index, reader] : readers) {
+            symwrite::Section section = reader->Take();
+            section.id = file.sections[index].id;
+            file.sections[index] = std::move(section);
+        }
+        return std::move(file);
+    }
+
+private:
+    void Take(Json line, symwrite::JsonErrors& found) {
+        if (line.contains("damaged")) {
+            if (!options.damaged)
+                found.Add("", "dumped from a damaged file, parts of which are missing here");
+            return;
+        }
+        const bool named = line.contains("section") && line["section"].is_string();
+        const std::string name = named ? line["section"].get<std::string>() : "symbols";
+        line.erase("section");
+        std::optional<u16> id = SectionId(name);
+        if (!id || (!FindSection(*id) && !line.contains("bytes")))
+            return found.Add("/section", "no section is called \"" + name + "\"");
+        if (line.contains("bytes") && line.size() == 1) {
+            const std::string bytes = symwrite::JsonNode(line["bytes"], found).Hex();
+            file.sections.push_back({.id = *id, .raw = symwrite::Bytes(bytes.begin(), bytes.end())});
+            return;
+        }
+        if (*id == 2 && !line.contains("fields")) line = Flat(line);
+        const SectionInfo* section = FindSection(*id);
+        if (section->stored.size() == 1 &&
+            section->stored[0].columns.size() == 1) {  // a list of plain values
+            line = Json(line.value(section->stored[0].columns[0].name, Json()));
+        }
+        auto reader =
+            std::ranges::find(readers, *id, [&](const auto& one) { return file.sections[one.first].id; });
+        if (reader == readers.end()) {
+            readers.emplace_back(file.sections.size(),
+                                 std::make_unique<symwrite::ElementReader>(*id, options));
+            file.sections.push_back({.id = *id});
+            reader = std::prev(readers.end());
+        }
+        reader->second->Add(std::move(line), found);
+    }
+
+    // {"symbol":"X","lot":100} as {"symbol":"X","fields":{"lot":100}}, without what is null.
+    static Json Flat(const Json& line) {
+        Json symbol = {{"symbol", line.value("symbol", Json())}, {"fields", Json::object()}};
+        for (const auto& [key, value] : line.items()) {
+            if (key != "symbol" && key != "symbol_no" && !value.is_null()) symbol["fields"][key] = value;
+        }
+        return symbol;
+    }
+
+    static std::optional<u16> SectionId(std::string_view name) {
+        constexpr std::string_view kNumbered = "section-";
+        const SectionInfo* section = torva::FindSectionNamed(name);
+        if (section && section->name == name) return section->id;
+        if (!name.starts_with(kNumbered)) return std::nullopt;
+        u16 id = 0;
+        const auto [end, error] =
+            std::from_chars(name.data() + kNumbered.size(), name.data() + name.size(), id);
+        return error == std::errc() && end == name.data() + name.size() ? std::optional(id) : std::nullopt;
+    }
+
+    const symwrite::FromJsonOptions& options;
+    symwrite::JsonErrors& errors;
+    symwrite::File file;
+    std::vector<std::pair<size_t, std::unique_ptr<symwrite::ElementReader>>> readers;  // by index in the file
 };
 
 }  // namespace
@@ -58,6 +151,28 @@ void WithSource(const std::string& path, const std::function<void(std::istream&)
     } catch (const std::ios_base::failure&) {
         throw ToolError(kExitUnreadable, fmt::format("{}: cannot be read to its end", name));
     }
+}
+
+symwrite::File ReadLinesSource(const SourceOptions& options, const symwrite::FieldDictionary& dictionary,
+                               symwrite::JsonErrors& errors, ProgressBar& progress) {
+    TextCodec codec(options.encoding);
+    symwrite::FromJsonOptions reading;
+    reading.codec = &codec;
+    reading.dictionary = dictionary;
+    reading.typed = true;
+    reading.damaged = options.damaged;
+    Lines lines(reading, errors);
+    WithSource(
+        options.source,
+        [&](std::istream& in) {
+            size_t number = 0;
+            for (std::string line; std::getline(in, line);) {
+                ++number;
+                if (line.find_first_not_of(" \t\r") != std::string::npos) lines.Add(line, number);
+            }
+        },
+        &progress);
+    return lines.Finish();
 }
 
 std::string SourceName(const std::string& source) { return source == "-" ? "standard input" : source; }

@@ -24,6 +24,10 @@ struct SourceOptions {
 symwrite::File ReadJsonSource(const SourceOptions& options, symwrite::FieldDictionary& dictionary,
                               symwrite::JsonErrors& errors, ProgressBar& progress);
 
+// Reads JSON lines: elements of sections as dump --format ndjson writes them, or {"symbol":"X","lot":100}.
+symwrite::File ReadLinesSource(const SourceOptions& options, const symwrite::FieldDictionary& dictionary,
+                               symwrite::JsonErrors& errors, ProgressBar& progress);
+
 // Calls `read` with the file, or the standard input, opened. Throws ToolError with kExitUnreadable.
 void WithSource(const std::string& path, const std::function<void(std::istream&)>& read,
                 ProgressBar* progress = nullptr);

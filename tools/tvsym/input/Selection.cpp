@@ -61,12 +61,16 @@ SqlQuery Selection::Columns() {
     const std::vector<std::string> names = Prepare("*").Names();
     std::string list;
     for (const std::string& name : names) {
-        if (name == "symbol_no") continue;
-        list += list.empty() ? "\"" : ", \"";
-        for (const char c : name) list.append(c == '"' ? 2 : 1, c);
-        list += '"';
+        if (name != "symbol_no") list += (list.empty() ? "" : ", ") + SqlName(name);
     }
     return Prepare(list);
+}
+
+SqlQuery Selection::Values(const std::string& column, u64 most) {
+    return session->Prepare(
+        fmt::format("SELECT {}, count(*) FROM symbols{} GROUP BY 1 ORDER BY 2 DESC, 1{}", SqlName(column),
+                    conditions, most > 0 ? fmt::format(" LIMIT {}", most) : ""),
+        "SQL");
 }
 
 std::function<bool(u64)> Selection::Takes() {
@@ -89,6 +93,12 @@ std::function<bool(u64)> Selection::Takes() {
         }
         return running && next == number;
     };
+}
+
+std::string SqlName(std::string_view name) {
+    std::string quoted = "\"";
+    for (const char c : name) quoted.append(c == '"' ? 2 : 1, c);
+    return quoted + '"';
 }
 
 std::string SqlText(std::string_view text) {

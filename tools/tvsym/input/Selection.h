@@ -43,6 +43,10 @@ public:
     // The columns asked for; without any, the symbol and all fields.
     SqlQuery Columns();
 
+    // The values of a column and how many symbols have each, the most frequent first; `most` of them, 0 for
+    // all.
+    SqlQuery Values(const std::string& column, u64 most);
+
     bool AllDecoded() const { return database->Values().AllDecoded(); }
     std::vector<Problem> Problems() const { return database->Problems(); }
 
@@ -56,6 +60,9 @@ private:
     std::unique_ptr<SqlQuery> running;  // of Takes
     u64 next = 0;                       // number of the next symbol that is taken; 0: none is left
 };
+
+// "a ""name""", a column in SQL.
+std::string SqlName(std::string_view name);
 
 // 'it''s', a text in SQL.
 std::string SqlText(std::string_view text);

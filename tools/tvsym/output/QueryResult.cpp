@@ -70,7 +70,11 @@ std::string PlainText(const Value& value, bool exact) {
     return "hex:" + Hex(value.bytes);
 }
 
-void WriteJson(JsonWriter& json, const Value& value) {
+}  // namespace
+
+std::string ShownValue(const Value& value) { return PlainText(value, false); }
+
+void WriteValue(JsonWriter& json, const Value& value) {
     TextCodec codec;
     switch (value.kind) {
         case Value::Kind::Null:
@@ -90,6 +94,8 @@ void WriteJson(JsonWriter& json, const Value& value) {
             break;
     }
 }
+
+namespace {
 
 u64 WriteTable(SqlQuery& query, Output& out) {
     std::vector<Table::Column> columns;
@@ -137,7 +143,7 @@ u64 WriteJsonLines(SqlQuery& query, Output& out) {
         ++rows;
         json.Open('{');
         for (std::size_t at = 0; at < names.size(); ++at) {
-            WriteJson(json.AnyKey(names[at]), query.Column(at));
+            WriteValue(json.AnyKey(names[at]), query.Column(at));
         }
         json.Close('}').EndLine();
     }

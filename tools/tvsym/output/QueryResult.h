@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/tvsym/input/SqlSession.h"
+#include "tools/tvsym/output/Json.h"
 #include "tools/tvsym/output/Output.h"
 
 namespace tvsym {
@@ -13,6 +14,10 @@ namespace tvsym {
 // that a double cannot hold are strings in JSON; bytes that are no text are "hex:..." in CSV and {"hex":
 // "..."} in JSON.
 u64 WriteQuery(SqlQuery& query, Output& out, const std::string& format);
+
+// One value, as the table has it and in JSON.
+std::string ShownValue(const sql::Value& value);
+void WriteValue(JsonWriter& json, const sql::Value& value);
 
 // The same into the table `result` of a new database, which takes the place of an old file when all of it is
 // written. Throws ToolError for one of `sources`, the files that are read.
