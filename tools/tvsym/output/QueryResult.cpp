@@ -112,7 +112,7 @@ u64 WriteTable(SqlQuery& query, Output& out) {
         std::vector<std::string> cells;
         for (std::size_t at = 0; at < columns.size(); ++at)
             cells.push_back(PlainText(query.Column(at), false));
-        table.Row(std::move(cells));
+        table.Row(cells);
     }
     table.Finish();
     return rows;

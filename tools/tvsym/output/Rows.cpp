@@ -191,8 +191,9 @@ public:
             const u16 id = static_cast<u16>(cells[0].number);
             const u8 tag = static_cast<u8>(cells[1].number);
             const ValueType type = context.dictionary.TypeOf(id, tag, cells[2].bytes.size());
-            line[at++] = context.dictionary.Find(id) ? context.dictionary.NameOf(id) : "";
-            line[at] = ValueText(type, cells[2].bytes, context.codec);
+            const FieldDefinition* definition = context.dictionary.Find(id);
+            line[at++] = definition ? definition->name : std::string();
+            AppendValue(Cleared(at), type, cells[2].bytes);
         }
         if (leaf) {
             return Emit();
@@ -235,6 +236,14 @@ private:
         waiting = 0;
     }
 
+    void AppendValue(std::string& to, ValueType type, std::string_view bytes) const {
+        if (type == ValueType::Unsigned) {
+            AppendNumber(to, PayloadNumber(bytes));
+        } else {
+            to += ValueText(type, bytes, context.codec);
+        }
+    }
+
     void AppendText(std::string& to, std::string_view bytes) const {
         if (!exact) {
             to += context.codec.Display(bytes);
@@ -265,9 +274,8 @@ private:
         if (static_cast<u8>(cell.number) == kTextTag) {
             AppendText(to, cell.bytes);
         } else if (!exact) {
-            const ValueType type =
-                Dictionary::TypeOf(nullptr, static_cast<u8>(cell.number), cell.bytes.size());
-            to += ValueText(type, cell.bytes, context.codec);
+            AppendValue(to, Dictionary::TypeOf(nullptr, static_cast<u8>(cell.number), cell.bytes.size()),
+                        cell.bytes);
         } else if (!cell.bytes.empty()) {
             AppendNumber(to, PayloadNumber(cell.bytes));
         }

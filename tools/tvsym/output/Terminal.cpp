@@ -27,14 +27,10 @@ bool ColourWanted() {
 // ---- tables
 
 size_t DisplayWidth(std::string_view utf8) {
-    size_t width = 0;
-    while (!utf8.empty()) {
-        width += static_cast<u8>(utf8[0]) < 0x80 ? 1 : 0;
-        if (static_cast<u8>(utf8[0]) < 0x80) {
-            utf8.remove_prefix(1);
-        } else {
-            width += static_cast<size_t>(CharacterWidth(NextCharacter(utf8)));
-        }
+    const auto wide = [](char c) { return static_cast<u8>(c) >= 0x80; };
+    auto width = static_cast<size_t>(std::find_if(utf8.begin(), utf8.end(), wide) - utf8.begin());
+    for (utf8.remove_prefix(width); !utf8.empty();) {
+        width += static_cast<size_t>(CharacterWidth(NextCharacter(utf8)));
     }
     return width;
 }
@@ -56,15 +52,14 @@ Table::Table(Output& out, std::vector<Column> tableColumns) : output(out), colum
     }
 }
 
-void Table::Row(std::vector<std::string> cells, Style style) {
-    Line line{std::move(cells), style};
+void Table::Row(std::span<const std::string> cells, Style style) {
     if (!holding) {
-        return Print(line);
+        return Print(cells, style);
     }
     for (size_t at = 0; at < columns.size(); ++at) {
-        widths[at] = std::max(widths[at], std::min(DisplayWidth(line.cells[at]), kWidestColumn));
+        widths[at] = std::max(widths[at], std::min(DisplayWidth(cells[at]), kWidestColumn));
     }
-    held.push_back(std::move(line));
+    held.push_back({{cells.begin(), cells.end()}, style});
     if (held.size() == kRowsForWidths) {
         Release();
     }
@@ -78,29 +73,31 @@ void Table::Finish() {
 
 void Table::Release() {
     holding = false;
-    Line titles{{}, Style::Bold};
+    std::vector<std::string> titles;
     for (const Column& column : columns) {
-        titles.cells.push_back(column.title);
+        titles.push_back(column.title);
     }
-    Print(titles);
+    Print(titles, Style::Bold);
     for (const Line& line : held) {
-        Print(line);
+        Print(line.cells, line.style);
     }
     held.clear();
 }
 
-void Table::Print(const Line& line) {
-    std::string text;
+void Table::Print(std::span<const std::string> cells, Style style) {
+    text.clear();
     for (size_t at = 0; at < columns.size(); ++at) {
-        const size_t width = DisplayWidth(line.cells[at]);
+        const size_t width = DisplayWidth(cells[at]);
         const size_t gap = width < widths[at] ? widths[at] - width : 0;
         const bool right = columns[at].align == Align::Right;
-        const bool last = at + 1 == columns.size();
-        text += fmt::format("{:{}}{}{:{}}", "", right ? gap : 0, line.cells[at], "", right || last ? 0 : gap);
-        text += last ? "" : "  ";
+        text.append(right ? gap : 0, ' ');
+        text += cells[at];
+        if (at + 1 < columns.size()) text.append((right ? 0 : gap) + 2, ' ');
     }
     text.erase(text.find_last_not_of(' ') + 1);
-    output.Write(Styled(line.style, text) + "\n");
+    if (style != Style::Plain) text = Styled(style, text);
+    text += '\n';
+    output.Write(text);
 }
 
 std::string ByteSize(u64 bytes) {

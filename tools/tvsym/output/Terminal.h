@@ -4,6 +4,8 @@
 
 #include <chrono>
 #include <cstdio>
+#include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,7 +37,10 @@ public:
 
     Table(Output& out, std::vector<Column> tableColumns);
 
-    void Row(std::vector<std::string> cells, Style style = Style::Plain);
+    void Row(std::span<const std::string> cells, Style style = Style::Plain);
+    void Row(std::initializer_list<std::string> cells, Style style = Style::Plain) {
+        Row(std::span(cells.begin(), cells.size()), style);
+    }
     void Finish();
 
 private:
@@ -43,13 +48,14 @@ private:
         std::vector<std::string> cells;
         Style style;
     };
-    void Print(const Line& line);
+    void Print(std::span<const std::string> cells, Style style);
     void Release();
 
     Output& output;
     std::vector<Column> columns;
     std::vector<size_t> widths;
     std::vector<Line> held;
+    std::string text;  // of the line that is written
     bool holding = true;
 };
 

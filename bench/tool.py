@@ -1,0 +1,130 @@
+#!/usr/bin/env python3
+"""The jobs of tvsym beside other programs on the same data.
+
+    tool.py TVSYM [SYMBOLS [OLD_TVSYM]]
+
+A row is a job: tvsym, then a peer, each on the form of the data that it reads (the symbol file; the file imported into
+SQLite; JSON lines; CSV), and an older tvsym where one is named. The contestants of a row take turns, round after round. A
+figure is the median of the process's processor time, a ratio the median of the ratios in the same round; memory is the
+largest resident set. Conversions that a peer needs first are not counted. Peers that are not installed are left out.
+"""
+import multiprocessing
+import os
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+
+import sql
+
+ROUNDS = 3
+JSON_GET = "import json,sys\nfor line in open('flat.ndjson'):\n if json.loads(line)['symbol']=='500000.HK': print(line)"
+JSON_SUM = ("import json,collections\nc=collections.Counter(json.loads(l)['currency'] for l in open('flat.ndjson'))\nprint(c)")
+CSV_SUM = ("import csv,collections\nprint(collections.Counter(row['currency'] for row in csv.DictReader(open('flat.csv'))))")
+CSV_WRITE = ("import json,csv,sys\nw=None\nfor l in open('flat.ndjson'):\n d=json.loads(l)\n"
+             " w=w or csv.DictWriter(sys.stdout,d.keys())\n w.writerow(d)")
+
+# Job, tvsym's arguments, the peer's name and command; the old tool runs the same arguments where it can.
+JOBS = (
+    ("get one symbol", "get a.sym 500000.HK", "sqlite3", ["sqlite3", "a.db", "SELECT * FROM symbols WHERE +symbol='500000.HK'"]),
+    ("get one symbol", "get a.sym 500000.HK", "jq", ["jq", "-c", 'select(.symbol=="500000.HK")', "flat.ndjson"]),
+    ("get one symbol", "get a.sym 500000.HK", "python json", [sys.executable, "-c", JSON_GET]),
+    ("get by a condition", "get a.sym --where lot=500 --limit 10 --json", "sqlite3",
+     ["sqlite3", "a.db", "SELECT * FROM symbols WHERE lot=500 LIMIT 10"]),
+    ("symbols by currency", "stats a.sym --by currency", "sqlite3",
+     ["sqlite3", "a.db", "SELECT currency, count(*) FROM symbols GROUP BY 1"]),
+    ("symbols by currency", "stats a.sym --by currency", "python csv", [sys.executable, "-c", CSV_SUM]),
+    ("symbols by currency", "stats a.sym --by currency", "python json", [sys.executable, "-c", JSON_SUM]),
+    ("stats", "stats a.sym", None, None),
+    ("check", "check a.sym", None, None),
+    ("diff", "diff a.sym b.sym --summary", "sqldiff", ["sqldiff", "--summary", "--table", "symbols", "a.db", "b.db"]),
+    ("dump as JSON", "dump a.sym", "sqlite3 -json", ["sqlite3", "-json", "a.db", "SELECT * FROM symbol_fields"]),
+    ("dump as JSON lines", "dump a.sym --format ndjson", "sqlite3 -json",
+     ["sqlite3", "-json", "a.db", "SELECT * FROM symbol_fields"]),
+    ("dump as a table", "dump a.sym --format table", "tvsym ndjson", ["TVSYM", "dump", "a.sym", "--format", "ndjson", "-q"]),
+    ("export a CSV table", "export a.sym -", "sqlite3 -csv", ["sqlite3", "-csv", "a.db", "SELECT * FROM symbols"]),
+    ("export a CSV table", "export a.sym -", "python", [sys.executable, "-c", CSV_WRITE]),
+    ("build from CSV", "build flat.csv new.sym --dictionary a.sym.fields.json", "sqlite3 .import",
+     ["sqlite3", ":memory:", ".mode csv", ".import flat.csv symbols"]),
+    ("build from JSON lines", "build flat.ndjson new.sym --dictionary a.sym.fields.json", None, None),
+)
+
+
+def run(command):
+    """Processor time in milliseconds and memory in KiB; none where the command fails."""
+    process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    _, status, usage = os.wait4(process.pid, 0)
+    process.returncode = status
+    failed = os.waitstatus_to_exitcode(status) not in (0, 1)
+    return None if failed else ((usage.ru_utime + usage.ru_stime) * 1000, usage.ru_maxrss / 1024)
+
+
+def write(count):
+    sql.write("a.sym", count)
+    # One symbol of a thousand has another lot size.
+    with open("a.sym", "rb") as file:
+        data = bytearray(file.read())
+    place = 0
+    for _ in range(count // 1000):
+        place = data.find(b"\x04\x00\x03", place + 50000)
+        if place < 0:
+            break
+        data[place + 3] ^= 1
+    with open("b.sym", "wb") as file:
+        file.write(data)
+
+
+def prepare(tool, count):
+    # In a process of its own: a child's memory counts from what its parent holds.
+    writer = multiprocessing.Process(target=write, args=(count,))
+    writer.start()
+    writer.join()
+    shutil.copy("a.sym.fields.json", "b.sym.fields.json")
+    for target in ("a.db", "flat.csv", "flat.ndjson"):
+        subprocess.run([tool, "export", "--quiet", "a.sym", target], check=True)
+    if shutil.which("sqldiff"):
+        subprocess.run([tool, "export", "--quiet", "b.sym", "b.db"], check=True)
+
+
+def figures(results):
+    times = [time for time, _ in results]
+    return f"{statistics.median(times):8.0f} ms {max(memory for _, memory in results):7.1f} MiB"
+
+
+def main():
+    tool = os.path.abspath(sys.argv[1])
+    count = int(sys.argv[2]) if len(sys.argv) > 2 else 1000000
+    old = os.path.abspath(sys.argv[3]) if len(sys.argv) > 3 else None
+    with tempfile.TemporaryDirectory() as directory:
+        os.chdir(directory)
+        prepare(tool, count)
+        print(f"{count} symbols with 10 fields; job, tvsym, peer and ratio, older tvsym and ratio")
+        for job, arguments, name, peer in JOBS:
+            if peer and peer[0] != "TVSYM" and not shutil.which(peer[0]):
+                print(f"{job:22} {name}: not installed")
+                continue
+            words = arguments.split() + ([] if " --by " in arguments else ["--quiet"])
+            commands = {"tvsym": [tool, *words]}
+            if peer:
+                commands[name] = [tool if word == "TVSYM" else word for word in peer]
+            if old:
+                commands["older"] = [old, *words]
+            results = {contestant: [] for contestant in commands}
+            for _ in range(ROUNDS):
+                for contestant, command in commands.items():
+                    result = run(command)
+                    if result:
+                        results[contestant].append(result)
+            line = f"{job:22} {figures(results['tvsym'])}"
+            for contestant in list(commands)[1:]:
+                if len(results[contestant]) < ROUNDS:
+                    line += f"   {contestant}: cannot"
+                    continue
+                ratio = statistics.median(ours[0] / theirs[0] for ours, theirs in zip(results["tvsym"], results[contestant]))
+                line += f"   {contestant} {figures(results[contestant])} {ratio:5.2f}"
+            print(line, flush=True)
+
+
+if __name__ == "__main__":
+    main()
