@@ -126,7 +126,7 @@ nb::object Capsule(const char* name, Fill fill) {
         held->release(held.get());
         throw nb::python_error();
     }
-    held.release();
+    static_cast<void>(held.release());
     return nb::steal(capsule);
 }
 
