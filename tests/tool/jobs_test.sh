@@ -190,6 +190,17 @@ status 0' tool check sample.sym --budget 4MiB --filter ids.txt
 answer '*readers cannot open it: *
 status 2' tool check sample.sym --budget 60
 
+# How it looks.
+answer '*"file": "small.sym",*
+      "section": "symbols",*
+status 0' tool info --json --pretty small.sym
+python3 -c 'import json, sys; json.load(sys.stdin)' < <(tool stats --json --pretty sample.sym) || fail "--pretty is no JSON"
+answer '*tvsym stats: * s, * read, */s
+status 0' tool stats sample.sym --verbose
+tool symbols small.sym --limit 1 --color always | grep $'^\e' >/dev/null || fail "no colour"
+answer '*--color: *
+status 64' tool symbols small.sym --color sometimes
+
 # The examples of the documentation and of the help texts.
 mkdir examples && cd examples || exit 1
 tool build "$samples/instruments.json" instruments.sym

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <iostream>
 
@@ -90,8 +91,19 @@ int Run(int argc, char** argv) {
     for (const auto& [command, run] : line.commands) {
         if (command->parsed()) {
             try {
+                const auto start = std::chrono::steady_clock::now();
                 const int status = run();
                 Output().Close();
+                if (Look::Chosen().verbose) {
+                    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+                    const u64 bytes = ProgressBar::BytesRead();
+                    PrintError(fmt::format(
+                        "tvsym {}: {:.3f} s{}", command->get_name(), took.count(),
+                        bytes == 0 ? ""
+                                   : fmt::format(", {} read, {}/s", ByteSize(bytes),
+                                                 ByteSize(static_cast<u64>(static_cast<double>(bytes) /
+                                                                           took.count())))));
+                }
                 return status;
             } catch (const PipeClosed&) {
                 // Whoever read the output has seen enough, unless the status is the answer.

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "TorvaAPI.h"
+#include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
 
@@ -221,6 +222,16 @@ void CommandLine::Add(const CommandSpec& spec) {
     }
     command->footer(footer);
     commands.emplace_back(command, spec.add(*command));
+    Look& look = Look::Chosen();
+    command
+        ->add_option("--color", look.color,
+                     "auto, always or never; auto: on a terminal, unless NO_COLOR is set")
+        ->type_name("WHEN")
+        ->check(CLI::IsMember({"auto", "always", "never"}));
+    if (command->get_option_no_throw("--json") != nullptr) {
+        command->add_flag("--pretty", look.pretty, "with --json: a line for each value, indented");
+    }
+    command->add_flag("--verbose", look.verbose, "time, and the rate of reading, on standard error");
 }
 
 }  // namespace tvsym

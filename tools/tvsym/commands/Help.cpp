@@ -44,6 +44,7 @@ std::vector<std::string> Choices(const std::string& command, const std::string& 
         return command == "dump" ? std::vector<std::string>{"json", "ndjson", "csv", "table"}
                                  : std::vector<std::string>{"table", "csv", "ndjson"};
     }
+    if (option == "--color") return {"auto", "always", "never"};
     return option == "SHELL" ? std::vector<std::string>{"bash", "zsh", "fish"} : std::vector<std::string>{};
 }
 

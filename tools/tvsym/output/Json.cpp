@@ -34,6 +34,15 @@ std::string Escape(char c) {
 void JsonWriter::Begin() {
     if (comma) text += ',';
     comma = true;
+    if (pretty) {
+        if (depth > 0 && !afterKey) Indent();
+        afterKey = false;
+    }
+}
+
+void JsonWriter::Indent() {
+    text += '\n';
+    text.append(2 * depth, ' ');
 }
 
 JsonWriter& JsonWriter::Token(std::string_view token) {
@@ -46,10 +55,13 @@ JsonWriter& JsonWriter::Open(char bracket) {
     Begin();
     text += bracket;
     comma = false;
+    ++depth;
     return *this;
 }
 
 JsonWriter& JsonWriter::Close(char bracket) {
+    --depth;
+    if (pretty && comma) Indent();  // not an empty one
     text += bracket;
     comma = true;
     return *this;
@@ -59,15 +71,17 @@ JsonWriter& JsonWriter::Key(std::string_view name) {
     Begin();
     text += '"';
     text += name;
-    text += "\":";
+    text += pretty ? "\": " : "\":";
     comma = false;
+    afterKey = true;
     return *this;
 }
 
 JsonWriter& JsonWriter::AnyKey(std::string_view utf8) {
     Value(utf8);
-    text += ':';
+    text += pretty ? ": " : ":";
     comma = false;
+    afterKey = true;
     return *this;
 }
 
@@ -143,6 +157,7 @@ JsonWriter& JsonWriter::Rows(u16 id, const std::vector<u64>& rows) {
 }
 
 void JsonWriter::Line() {
+    if (pretty && depth > 0) return FlushWhenLong();  // every value has its line
     text += comma ? ",\n" : "\n";
     comma = false;
     FlushWhenLong();

@@ -12,6 +12,7 @@
 #include "tables/dictionary/Values.h"
 #include "tools/tvsym/Tool.h"
 #include "tools/tvsym/output/Output.h"
+#include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
 
@@ -20,7 +21,7 @@ namespace tvsym {
 // seven times as long.)
 class JsonWriter {
 public:
-    explicit JsonWriter(Output& output) : out(output) {}
+    explicit JsonWriter(Output& output) : out(output), pretty(Look::Chosen().pretty) {}
 
     JsonWriter& Open(char bracket);  // '{' or '['
     JsonWriter& Close(char bracket);
@@ -87,10 +88,14 @@ private:
     JsonWriter& Token(std::string_view token);
     void Begin();
     void FlushWhenLong();
+    void Indent();
 
     Output& out;
     std::string text;
     bool comma = false;  // before the next value or key
+    bool pretty;         // each value on a line of its own, indented by its depth
+    size_t depth = 0;
+    bool afterKey = false;
 };
 
 }  // namespace tvsym

@@ -17,7 +17,10 @@ constexpr size_t kWidestColumn = 60;
 
 ProgressBar* visibleBar = nullptr;
 
+u64 bytesRead = 0;
+
 bool ColourWanted() {
+    if (Look::Chosen().color != "auto") return Look::Chosen().color == "always";
     const char* noColour = std::getenv("NO_COLOR");
     return !(noColour && *noColour) && IsTerminal(stdout);
 }
@@ -34,6 +37,13 @@ size_t DisplayWidth(std::string_view utf8) {
     }
     return width;
 }
+
+Look& Look::Chosen() {
+    static Look look;
+    return look;
+}
+
+u64 ProgressBar::BytesRead() { return bytesRead; }
 
 bool IsOutputTerminal() { return IsTerminal(stdout); }
 
@@ -128,6 +138,7 @@ ProgressBar::~ProgressBar() {
 }
 
 void ProgressBar::Add(u64 bytes) {
+    bytesRead += bytes;
     if (!active) {
         return;
     }

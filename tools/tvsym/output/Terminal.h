@@ -15,6 +15,15 @@
 
 namespace tvsym {
 
+// What every command lets its user choose. There is one for the process.
+struct Look {
+    std::string color = "auto";  // "always", "never"
+    bool pretty = false;         // JSON with a line for each value
+    bool verbose = false;        // time and rate, on stderr
+
+    static Look& Chosen();
+};
+
 bool IsOutputTerminal();
 
 // Columns on a terminal.
@@ -75,6 +84,7 @@ public:
     void Add(u64 bytes);  // that are done
     void Hide();
     static void HideVisible();
+    static u64 BytesRead();  // that all bars of the process have counted
 
     // Adds the bytes that it is called with. The bar must outlive it.
     Progress Callback();
