@@ -103,7 +103,7 @@ def main():
         for job, arguments, name, peer in JOBS:
             if peer and peer[0] != "TVSYM" and not shutil.which(peer[0]):
                 print(f"{job:22} {name}: not installed")
-                continue
+                peer = None
             words = arguments.split() + ([] if " --by " in arguments else ["--quiet"])
             commands = {"tvsym": [tool, *words]}
             if peer:
