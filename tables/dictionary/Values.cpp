@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
-#include <cmath>
 #include <cstring>
 
 #include "format/LittleEndian.h"
@@ -30,15 +28,6 @@ double PayloadFloat(std::string_view payload) {
 
 std::optional<std::chrono::year_month_day> PayloadDate(std::string_view payload) {
     return DateOf(PayloadNumber(payload));
-}
-
-double PayloadDecimal(std::string_view payload) {
-    double number = PayloadFloat(payload);
-    if (payload.size() == sizeof(float) && std::isfinite(number)) {
-        const std::string shortest = FloatText(payload);
-        std::from_chars(shortest.data(), shortest.data() + shortest.size(), number);
-    }
-    return number;
 }
 
 // A float prints with the digits that tell it from its neighbours, not with those of the double that holds

@@ -17,9 +17,6 @@ u64 PayloadNumber(std::string_view payload);
 i64 PayloadSigned(std::string_view payload);    // not of an empty one
 double PayloadFloat(std::string_view payload);  // of 4 or 8 bytes
 
-// The number that FloatText shows: 0.1 for the 4 bytes of 0.1f, not 0.10000000149011612.
-double PayloadDecimal(std::string_view payload);
-
 // The day; none where the number is not one, which is then shown as a number everywhere.
 std::optional<std::chrono::year_month_day> PayloadDate(std::string_view payload);
 

@@ -68,6 +68,15 @@ u32 HashOf(const Value& value) {
     return static_cast<u32>(hash ^ hash >> 32);
 }
 
+double PayloadDecimal(std::string_view payload) {
+    double number = PayloadFloat(payload);
+    if (payload.size() == sizeof(float) && std::isfinite(number)) {
+        const std::string shortest = FloatText(payload);
+        std::from_chars(shortest.data(), shortest.data() + shortest.size(), number);
+    }
+    return number;
+}
+
 Value ValueMaker::Text(std::string_view bytes) {
     if (codec.IsIdentity() && IsAscii(bytes)) return Value::Text(bytes);
     const std::optional<std::string_view> text = codec.Decode(bytes);

@@ -26,6 +26,9 @@ struct Value {
 // ' 01'. Of the others, few have the same.
 u32 HashOf(const Value& value);
 
+// The number that FloatText shows: 0.1 for the 4 bytes of 0.1f, not 0.10000000149011612.
+double PayloadDecimal(std::string_view payload);
+
 // Makes values of what a symbol file holds:
 //
 //   text      TEXT; a BLOB where the bytes are not text in the file's character set, or hold a zero byte

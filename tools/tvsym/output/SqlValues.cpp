@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "tools/sqlite/Value.h"
+
 namespace tvsym {
 
 namespace {
@@ -13,7 +15,7 @@ SqlValue Number(u64 number) {
 }
 
 SqlValue Float(std::string_view payload, TextCodec& codec) {
-    const double number = PayloadDecimal(payload);
+    const double number = sql::PayloadDecimal(payload);
     return std::isfinite(number) ? SqlValue(number) : SqlValue(ValueText(ValueType::Float, payload, codec));
 }
 
