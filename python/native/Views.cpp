@@ -49,10 +49,11 @@ void CopyMasked(u8* to, const char* text, const std::array<u8, kInline>& mask) {
 
 // The memory of a column's views; what a released column frees.
 struct Views {
-    explicit Views(const Column& column) : views(new View[column.rows > 0 ? column.rows : 1]) {
+    explicit Views(const Column& column)
+        : views(new View[column.rows > 0 ? column.rows : 1]),
+          dataSize(column.offsets.As<i32>()[column.rows]) {
         const i32* const offsets = column.offsets.As<i32>();
         const char* const bytes = column.values.As<char>();
-        dataSize = offsets[column.rows];
         for (u64 row = 0; row < column.rows; ++row) {
             View& view = views[row];
             const auto begin = static_cast<u32>(offsets[row]);
@@ -72,7 +73,7 @@ struct Views {
     }
 
     std::unique_ptr<View[]> views;
-    i64 dataSize = 0;
+    i64 dataSize;
     std::array<const void*, 4> buffers{};
     ArrowArray plain{};  // the column as the table exports it, which holds the rest of the memory
 };
