@@ -4,6 +4,7 @@
 # jobs_test.sh TVSYM SOURCE_DIR
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/shell.sh" "$@"
+needs_sqlite
 
 tool() { "$tvsym" "$@"; }
 

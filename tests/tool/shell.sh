@@ -40,6 +40,16 @@ expect() {
     fi
 }
 
+# Ends a test of what SQLite does where this tvsym was built without it.
+needs_sqlite() {
+    "$tvsym" sql none.sym 'SELECT 1' >probe 2>&1
+    if grep 'built without SQLite' probe >/dev/null; then
+        echo "not tried: SQLite, which this tvsym was built without"
+        exit 0
+    fi
+    rm probe
+}
+
 same() { cmp "$@" || fail "not the same: $*"; }
 
 finish() {
