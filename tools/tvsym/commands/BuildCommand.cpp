@@ -75,7 +75,7 @@ int RunBuild(const BuildOptions& options) {
     symwrite::JsonErrors errors;
     const std::string source = SourceName(options.source);
     std::error_code ignored;
-    TextCodec(options.encoding);
+    const TextCodec known(options.encoding);  // throws for one that is not, before anything is read
     const bool folder = std::filesystem::is_directory(options.source, ignored);
     const std::string inFolder = (std::filesystem::path(options.source) / kCsvDictionary).string();
     const bool found = options.dictionary.empty() && folder && std::filesystem::exists(inFolder, ignored);

@@ -102,10 +102,12 @@ private:
         if (x == 1) return std::numeric_limits<double>::infinity();
         double sum = x;
         double before = 0;
-        for (double y = 1; sum != before; y += y) {
+        double y = 1;
+        while (sum != before) {
             x *= x;
             before = sum;
             sum += x * y;
+            y += y;
         }
         return sum;
     }
@@ -114,7 +116,8 @@ private:
         if (x == 0 || x == 1) return 0;
         double sum = 1 - x;
         double before = 0;
-        for (double y = 1; sum != before;) {
+        double y = 1;
+        while (sum != before) {
             x = std::sqrt(x);
             before = sum;
             y *= 0.5;
