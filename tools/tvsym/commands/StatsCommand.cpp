@@ -69,7 +69,7 @@ public:
     // unbiased from the first value on.
     u64 Count() const {
         if (IsExact()) return exact.size();
-        std::array<double, kLongestRun + 2> runs = {};  // registers by their value
+        std::array<double, kValues> runs = {};  // registers by their value
         for (const u8 one : registers) runs[one] += 1;
         const auto all = static_cast<double>(registers.size());
         double sum = all * Tau(1 - runs[kLongestRun + 1] / all);
@@ -83,6 +83,7 @@ private:
     static constexpr size_t kRegisters = 16384;
     static constexpr size_t kFewRegisters = 1024;
     static constexpr size_t kLongestRun = 50;
+    static constexpr size_t kValues = kLongestRun + 2;  // of a register
 
     // The bits of a hash mixed once more, so that all of them depend on all bytes.
     static u64 Mixed(u64 hash) {
