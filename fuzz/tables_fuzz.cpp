@@ -2,6 +2,7 @@
 // and all of its sections, flat and nested.
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "TorvaTables.h"
 #include "format/Sections.h"
@@ -108,7 +109,8 @@ std::string RunTables(const uint8_t* data, size_t size) {
     options.threads = 1;
     options.batchRows = 7;
     {
-        const memoryfile::Scope scope({data, data + size});
+        const std::vector<uint8_t> bytes(data, data + size);  // which the scope refers to
+        const memoryfile::Scope scope(bytes);
         const int64_t rows = Stream(options);
         if (alone.code == TVT_OK && rows >= 0 && rows != alone.rows)
             return "a stream has other rows than the table";

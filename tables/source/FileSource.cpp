@@ -82,7 +82,7 @@ u32 FileSource::ReadAt(u64 offset, void* to, u32 count) const {
     if (file) {
         return file->ReadAt(offset, to, count, got) ? got : 0;
     }
-    if (offset < size) {
+    if (offset < size && count > 0) {
         got = static_cast<u32>(std::min<u64>(count, size - offset));
         std::memcpy(to, memory.data() + offset, got);
     }

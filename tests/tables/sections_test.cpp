@@ -232,6 +232,8 @@ TEST(SectionTables, ListTheDirectoryAndRefuseWhatNoFileHas) {
         EXPECT_EQ(directory["readable"].Number<int>(row), 1);
     }
     EXPECT_FALSE(directory.Below().has_value());
+    const std::vector<u8> noEntries = {0, 0, 1};  // a directory without bytes, and bytes after it
+    EXPECT_THROW(Table::Load(std::as_bytes(std::span(noEntries)), options), torvatables::Error);
     EXPECT_EQ(tvt_Find(directory.Raw(), "A", 1), TVT_ERR_PARAM);
     for (const u32 unknown : {5U, 23U, 65538U}) {
         options.section = unknown;
