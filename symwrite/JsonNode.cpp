@@ -270,8 +270,7 @@ private:
         std::sort(keys.begin(), keys.end());
         for (auto twin = std::adjacent_find(keys.begin(), keys.end()); twin != keys.end();
              twin = std::adjacent_find(std::upper_bound(twin, keys.end(), *twin), keys.end())) {
-            errors.Add(Pointer(steps.size() - 1),
-                       "the member \"" + std::string(*twin) + "\" stands there twice");
+            errors.Add(Pointer(steps.size() - 1), "the member \"" + std::string(*twin) + "\" occurs twice");
         }
     }
 

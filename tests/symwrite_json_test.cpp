@@ -97,7 +97,7 @@ TEST(SymWriteJson, WhatIsWrongIsToldWithItsPlace) {
         {"{} {}", "line 1, column 4", "expected end of input"},
         {"[]", "", "expected an object, found an array"},
         {std::string(100, '['), "", "deeper than 64"},
-        {R"({"symbols": [{"symbol": "A", "symbol": "B"}]})", "/symbols/0", "\"symbol\" stands there twice"},
+        {R"({"symbols": [{"symbol": "A", "symbol": "B"}]})", "/symbols/0", "\"symbol\" occurs twice"},
         {R"({"simbols": []})", "/simbols", "not known"},
         {R"({"symbols": {}})", "/symbols", "expected an array, found an object"},
         {R"({"symbols": [{"symbol": "A"}, {"fields": []}]})", "/symbols/1", "\"symbol\" is missing"},

@@ -121,12 +121,7 @@ int ExportFlat(const ExportOptions& options, bool lines, const Dictionary& dicti
         WriteDictionary(options.target, FindSchema(reader, dictionary, false));
     }
     ReportEncoding(options.file, selection.AllDecoded(), options.encoding);
-    int status = kExitOk;
-    for (const Problem& problem : selection.Problems()) {
-        PrintProblem(file->Name(), problem);
-        status = kExitFindings;
-    }
-    return status;
+    return ReportProblems(file->Name(), selection.Problems());
 }
 
 int RunExport(const ExportOptions& options) {

@@ -58,12 +58,7 @@ int PrintSelected(Selection& selection, const SelectOptions& select, const FileO
     out.Close();
     if (any != nullptr) *any = found;
     ReportEncoding(file.file, codec.AllDecoded() && selection.AllDecoded(), file.encoding);
-    int status = kExitOk;
-    for (const Problem& problem : selection.Problems()) {
-        PrintProblem(source->Name(), problem);
-        status = kExitFindings;
-    }
-    return status;
+    return ReportProblems(source->Name(), selection.Problems());
 }
 
 }  // namespace tvsym

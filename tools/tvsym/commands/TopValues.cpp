@@ -77,12 +77,7 @@ int PrintTopValues(const TopOptions& top, SelectOptions select, const FileOption
     lines.Flush();
     out.Close();
     ReportEncoding(file.file, selection.AllDecoded(), file.encoding);
-    int status = kExitOk;
-    for (const Problem& problem : selection.Problems()) {
-        PrintProblem(source->Name(), problem);
-        status = kExitFindings;
-    }
-    return status;
+    return ReportProblems(source->Name(), selection.Problems());
 }
 
 }  // namespace tvsym

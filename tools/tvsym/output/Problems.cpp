@@ -41,6 +41,11 @@ void PrintError(const std::string& line) {
 
 void PrintProblem(const std::string& file, const Problem& problem) { PrintError(ProblemLine(file, problem)); }
 
+int ReportProblems(const std::string& file, const std::vector<Problem>& problems) {
+    for (const Problem& problem : problems) PrintProblem(file, problem);
+    return problems.empty() ? kExitOk : kExitFindings;
+}
+
 int ReportProblems(const Reader& reader, std::span<const u16> sections,
                    const std::vector<Problem>& problems) {
     bool found = !problems.empty();

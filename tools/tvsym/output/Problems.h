@@ -26,6 +26,9 @@ std::string ProblemLine(const std::string& file, const Problem& problem);
 void PrintError(const std::string& line);
 void PrintProblem(const std::string& file, const Problem& problem);
 
+// Prints the problems of a file. Returns kExitOk or kExitFindings.
+int ReportProblems(const std::string& file, const std::vector<Problem>& problems);
+
 // Prints what is wrong with the directory itself and its entries of `sections`, then `problems`. Returns
 // kExitOk or kExitFindings.
 int ReportProblems(const Reader& reader, std::span<const u16> sections, const std::vector<Problem>& problems);
