@@ -1,8 +1,11 @@
 // The messages between the page and its worker. The page asks by method name and gets one reply; the worker
 // owns the files, and only what is on screen crosses over. Everything here is plain data.
 
-// Files beside each other: the one being looked at, and the one it is compared with.
+// The file being looked at, and the one it is compared with.
 export type Slot = 0 | 1;
+
+// The one section that the page treats unlike the others.
+export const symbolsSection = 2;
 
 export type ValueType = "text" | "unsigned" | "signed" | "float" | "date" | "bool" | "hex";
 export const valueTypes: readonly ValueType[] = ["text", "unsigned", "signed", "float", "date", "bool", "hex"];
@@ -23,6 +26,7 @@ export interface LevelInfo {
 export interface SectionInfo {
     id: number;
     entry: number; // place in the section directory, from 0
+    entryBytes: Extent; // of the directory
     name: string; // "fund-companies"; empty for an id without a reader
     title: string;
     offset: number;
@@ -38,6 +42,18 @@ export interface Finding {
     section: number; // 0: the directory and the file as a whole
     offset: number | null;
     text: string;
+}
+
+// A row of a section's level.
+export interface RowPlace {
+    level: number;
+    row: number;
+}
+
+// Bytes of the file.
+export interface Extent {
+    offset: number;
+    size: number;
 }
 
 export interface Gap {
@@ -58,7 +74,7 @@ export interface FieldInfo {
 export interface Overview {
     name: string;
     size: number;
-    directoryEntries: number;
+    directorySize: number;
     sections: SectionInfo[];
     gaps: Gap[];
     problems: string[]; // of the directory and the file as a whole
@@ -236,8 +252,11 @@ export interface Methods {
     place(query: Query, row: number): number;
     // The row of the level above that a row belongs to; -1 on the first level.
     parent(slot: Slot, section: number, level: number, row: number): number;
-    // The row of a section whose bytes hold this offset; -1 if none does or it is not known.
-    rowAt(slot: Slot, section: number, offset: number): number;
+    // The innermost row of a section whose element holds this offset, or after the last element that one. Null in
+    // the section's head, and where damage hides the place.
+    rowAt(slot: Slot, section: number, offset: number): RowPlace | null;
+    // The bytes of a row's element, symbols excepted (see detail).
+    element(slot: Slot, section: number, level: number, row: number): Extent | null;
     bytes(slot: Slot, offset: number, size: number): Uint8Array;
     // `names`: the section whose names stand beside the values; 0 for none, -1 for the one that the column's title
     // suggests.

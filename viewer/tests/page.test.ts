@@ -135,6 +135,17 @@ describe("the sample", () => {
         const listsIn = (element: unknown, except: string[]): [string, unknown[]][] =>
             isObject(element) ? (Object.entries(element).filter(([key, value]) => Array.isArray(value) && !except.includes(key)) as [string, unknown[]][]) : [];
         const plain = (value: unknown): string => String(value).replace(/^0x/, "").replace(/^(\d{4})-(\d\d)-(\d\d)$/, "$1$2$3");
+        // The bytes of the last row end where the next section begins.
+        const { size: fileSize, sections } = JSON.parse(tvsym("info", "--json", sample())) as { size: number; sections: { id: number; offset: number }[] };
+        const starts = [...sections.map(({ offset }) => offset), fileSize].sort((a, b) => a - b);
+        const lastRowEndsSection = async (id: number): Promise<void> => {
+            await page.focus(".grid");
+            await page.keyboard.press("Control+End");
+            await page.waitForSelector(".active-cell:not(:empty)");
+            await page.keyboard.press("Space");
+            const [, offset, size] = /0x(\w+) · ([\d,]+) byte/.exec(await page.locator(".side p.mono").innerText()) ?? [];
+            expect(parseInt(offset ?? "", 16) + Number(size?.replaceAll(",", "")), `section ${id}`).toBe(starts[starts.indexOf(sections.find((one) => one.id === id)?.offset ?? -1) + 1]);
+        };
         // The dump has sections 18 and 21 as they are stored, the page as they are read.
         for (const section of dumped.sections.filter(({ id }) => ![2, 18, 21].includes(id as number))) {
             let [name, elements] = listsIn(section, [])[0] ?? ["", []];
@@ -147,6 +158,7 @@ describe("the sample", () => {
                 const keys = Object.keys(rows[0] ?? {}).filter((key) => key !== "#");
                 const wanted = elements.map((element) => keys.map((key) => plain(isObject(element) ? element[key] : element)));
                 expect(rows.map((row) => keys.map((key) => plain(row[key]))), `section ${String(section["id"])}, ${name}`).toEqual(wanted);
+                if (level === 0) await lastRowEndsSection(section["id"] as number);
                 const below = elements.flatMap((element) => listsIn(element, keys));
                 [name, elements] = [below[0]?.[0] ?? "", below.flatMap(([, list]) => list)];
             }
@@ -209,9 +221,15 @@ test("two versions: added, removed and changed, field by field", async () => {
     writeFileSync(join(folder, "next.json"), JSON.stringify(document));
     tvsym("build", join(folder, "next.json"), join(folder, "next.sym"));
 
-    await openSample();
+    // A link keeps what is shown of the comparison.
+    await openSample("#view=compare&kinds=added,removed&find=new");
     await openFiles(page, [join(folder, "next.sym")], 1);
-    await page.waitForSelector(".changes tbody tr");
+    await page.waitForFunction(() => document.querySelectorAll(".changes tbody tr").length === 1);
+    expect(await page.locator(".changes tbody tr").innerText()).toContain("NEW.ONE");
+    await page.fill('input[aria-label="Search the changes"]', "");
+    await page.click('.segments button:text-is("changed")');
+    await page.waitForFunction(() => document.querySelectorAll(".changes tbody tr").length === 3);
+    expect(page.url()).not.toContain("kinds");
     const row = async (title: string): Promise<string[]> => page.locator(`.compare tr:has(button:text-is("${title}")) td`).allInnerTexts();
     expect(await row("symbols")).toEqual(["1", "1", "1", "1,497"]);
     expect((await row("Eidr countries")).slice(0, 3)).toEqual(["0", "0", "1"]);
@@ -244,20 +262,39 @@ test("pictures come with their numbers, and a bar leads to its rows", async () =
     expect(await page.locator(".bars tbody tr >> nth=0").innerText()).toContain("2 symbols");
 });
 
+// In every section of texts one of them is damaged, and each finding must lead to the row that shows it.
 test("a finding leads to its place in the map, its bytes and its row", async () => {
     const bytes = new Uint8Array(readFileSync(sample()));
-    const second = toolSymbols()[1]?.symbol ?? "";
-    const at = Buffer.from(bytes).indexOf(second + "\0");
-    bytes[at] = 0xff; // not UTF-8
+    const dumped = JSON.parse(tvsym("dump", sample())) as { sections: { id: number; offset?: number }[] };
+    const info = JSON.parse(tvsym("info", "--json", sample())) as { sections: { id: number; offset: number; size: number }[] };
+    const textsIn = (element: unknown): string[] =>
+        typeof element === "string" && element.length > 4 && !element.startsWith("0x") ? [element] : typeof element === "object" && element !== null ? Object.values(element).flatMap(textsIn) : [];
+    const damaged = new Map<number, number>(); // section to the place of the damage
+    for (const section of dumped.sections) {
+        const { offset, size } = info.sections.find(({ id }) => id === section.id) as { offset: number; size: number };
+        const text = textsIn(Object.values(section).filter((value) => typeof value === "object")).at(-1);
+        const within = Buffer.from(bytes).subarray(offset, offset + size);
+        const at = text === undefined ? -1 : within.lastIndexOf(text + "\0");
+        if (at < 0) continue;
+        bytes[offset + at] = 0xff; // not UTF-8
+        damaged.set(section.id, offset + at);
+    }
+    expect(damaged.size).toBeGreaterThan(10);
     watched = await openPage(browser, "#view=findings");
     page = watched.page;
     await openFiles(page, [{ name: "odd.sym", bytes }]);
-    await page.click(".findings tbody td.mono button >> nth=0");
-    await page.waitForSelector(".map-part.here");
-    await page.waitForSelector(".hex .marked");
-    await page.click('.findings tbody button:text-is("table") >> nth=0');
-    await page.waitForSelector(".grid-body [role=row].selected");
-    expect(await page.locator(".record-title").innerText()).toBe("\\xff" + second.slice(1));
+    await page.waitForSelector(".findings tbody tr");
+    expect(await page.locator(".findings tbody tr").count()).toBe(damaged.size);
+    for (const [id, place] of damaged) {
+        await page.click(`.findings tbody tr:has-text("${place.toString(16).padStart(8, "0")}") button`);
+        await page.waitForSelector(".map-part.here");
+        await page.waitForSelector('.hex-bytes .marked:text-is("ff")');
+        await page.click('button:text-is("Show the row in its table")');
+        const row = await page.waitForSelector(".grid-body [role=row].selected");
+        expect(await row.innerText(), `section ${id}`).toContain("\\xff");
+        await page.waitForSelector('.side .hex-bytes .marked:text-is("ff")');
+        await show(page, "findings");
+    }
 });
 
 test("a page made by the tool shows its files", async () => {

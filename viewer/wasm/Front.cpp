@@ -16,6 +16,7 @@
 #include "format/LittleEndian.h"
 #include "tables/check/Check.h"
 #include "tables/check/Wording.h"
+#include "viewer/wasm/ElementPlaces.h"
 #include "viewer/wasm/Kernels.h"
 #include "viewer/wasm/RecordStarts.h"
 #include "viewer/wasm/SectionTable.h"
@@ -32,6 +33,8 @@ using torva::tables::Problem;
 using torva::tables::Reader;
 
 constexpr u64 kFindingsOfOneKind = 1000;
+constexpr const torva::SectionInfo& kDefaultFields = *torva::FindSectionNamed("default-fields");
+constexpr u16 kSymbols = torva::FindSectionNamed("symbols")->id;
 
 // For the values of one row of a section. The module's memory never shrinks, so a large file gets no more.
 u64 Budget(u64 fileSize) {
@@ -50,6 +53,7 @@ struct OpenFile {
     FileDirectory directory;
     std::optional<Reader> reader;
     std::map<u16, std::unique_ptr<SectionTable>> sections;
+    std::map<u16, std::unique_ptr<ElementPlaces>> places;  // of the sections that were asked for places
     std::unique_ptr<TvtTable, TableRelease> symbols;
     std::vector<ColumnView> symbolColumns;
     std::vector<u32> starts;
@@ -84,6 +88,9 @@ OpenFile& FileIn(u32 slot) {
 
 // ---- overview
 
+constexpr u64 kEntriesStart = 2;  // in the section directory
+constexpr u64 kEntrySize = 10;
+
 json ProblemJson(const Problem& problem) {
     return {{"section", problem.section},
             {"offset", problem.offset ? json(*problem.offset) : json(nullptr)},
@@ -99,10 +106,11 @@ bool HasNames(const torva::SectionInfo& info) {
                        [](const torva::Column& column) { return column.kind == torva::ColumnKind::Text; });
 }
 
-json SectionJson(const DirectoryEntry& entry, u64 fileSize) {
+json SectionJson(const DirectoryEntry& entry, std::size_t at, u64 fileSize) {
     const torva::SectionInfo* const info = torva::FindSection(entry.id);
     const u64 end = std::min<u64>(entry.End(), fileSize);
     return {{"id", entry.id},
+            {"entryBytes", {{"offset", kEntriesStart + kEntrySize * at}, {"size", kEntrySize}}},
             {"name", info != nullptr ? info->name : ""},
             {"title", info != nullptr ? info->title : "unknown"},
             {"offset", entry.offset},
@@ -115,7 +123,7 @@ json SectionJson(const DirectoryEntry& entry, u64 fileSize) {
 json Overview(const OpenFile& file, const std::string& unreadable) {
     json sections = json::array();
     for (const DirectoryEntry& entry : file.directory.entries) {
-        sections.push_back(SectionJson(entry, file.directory.fileSize));
+        sections.push_back(SectionJson(entry, sections.size(), file.directory.fileSize));
     }
     json problems = json::array();
     if (!unreadable.empty()) problems.push_back({{"section", 0}, {"offset", nullptr}, {"text", unreadable}});
@@ -126,7 +134,8 @@ json Overview(const OpenFile& file, const std::string& unreadable) {
     for (const auto& gap : torva::tables::GapsAndOverlaps(file.directory)) {
         gaps.push_back({{"offset", gap.offset}, {"size", gap.size}, {"what", gap.what}});
     }
-    return {{"directoryEntries", file.directory.entryCount},
+    const u64 directorySize = kEntriesStart + kEntrySize * file.directory.entries.size();
+    return {{"directorySize", std::min(directorySize, file.directory.fileSize)},
             {"sections", sections},
             {"problems", problems},
             {"gaps", gaps}};
@@ -230,7 +239,7 @@ json Symbols(OpenFile& file) {
     TvtReport report;
     tvt_GetReport(file.symbols.get(), &report);
     const u64 rows = static_cast<u64>(report.rows);
-    if (const DirectoryEntry* entry = file.directory.Find(2)) {
+    if (const DirectoryEntry* entry = file.directory.Find(kSymbols)) {
         file.starts = RecordStarts(file.bytes, *entry, rows);
     }
     std::vector<u8> isDefault(65536);
@@ -314,13 +323,18 @@ const char* TypeWord(torva::ColumnKind kind) {
     }
 }
 
-json Section(OpenFile& file, u16 id) {
+const SectionTable& TableOf(OpenFile& file, u16 id) {
     const torva::SectionInfo* const info = torva::FindSection(id);
     if (info == nullptr || !file.reader) throw torva::tables::Error("this section cannot be read");
     std::unique_ptr<SectionTable>& table = file.sections[id];
     if (table == nullptr) table = std::make_unique<SectionTable>(*file.reader, *info);
+    return *table;
+}
+
+json Section(OpenFile& file, u16 id) {
+    const SectionTable& table = TableOf(file, id);
     json levels = json::array();
-    for (const SectionLevel& level : table->Levels()) {
+    for (const SectionLevel& level : table.Levels()) {
         json columns = json::array();
         for (const auto& column : level.columns) {
             const torva::Column& described = column->Description();
@@ -336,8 +350,45 @@ json Section(OpenFile& file, u16 id) {
                           {"columns", columns}});
     }
     json problems = json::array();
-    for (const Problem& problem : table->Result().problems) problems.push_back(problem.what);
+    for (const Problem& problem : table.Result().problems) problems.push_back(problem.what);
     return {{"levels", levels}, {"problems", problems}};
+}
+
+// ---- places
+
+// Null for a section that readers do not find.
+const ElementPlaces* PlacesOf(OpenFile& file, u16 id) {
+    const DirectoryEntry* const entry = file.directory.Find(id);
+    if (entry == nullptr || !entry->Readable() || torva::FindSection(id) == nullptr || !file.reader)
+        return nullptr;
+    std::unique_ptr<ElementPlaces>& places = file.places[id];
+    if (places == nullptr) {
+        places = std::make_unique<ElementPlaces>(*file.source, *entry, *torva::FindSection(id),
+                                                 TableOf(file, id).Result().rows);
+    }
+    return places.get();
+}
+
+// The row whose element holds the byte at `offset`; null where there is none.
+json RowAt(OpenFile& file, u16 id, u64 offset) {
+    std::optional<RowPlace> place;
+    if (id == kSymbols) {
+        const auto after = std::upper_bound(file.starts.begin(), file.starts.end(), offset);
+        const u64 records = file.starts.empty() ? 0 : file.starts.size() - 1;
+        if (records > 0 && after != file.starts.begin()) {
+            place = {0, std::min<u64>(static_cast<u64>(after - file.starts.begin()), records) - 1};
+        }
+    } else if (const ElementPlaces* places = PlacesOf(file, id)) {
+        place = places->At(offset);
+    }
+    return place ? json{{"level", place->level}, {"row", place->row}} : json(nullptr);
+}
+
+// The bytes of a row's element; null where they are not known.
+json ElementAt(OpenFile& file, u16 id, RowPlace place) {
+    const ElementPlaces* const places = PlacesOf(file, id);
+    const std::optional<Extent> extent = places != nullptr ? places->Of(place) : std::nullopt;
+    return extent ? json{{"offset", extent->start}, {"size", extent->end - extent->start}} : json(nullptr);
 }
 
 // ---- records
@@ -359,9 +410,9 @@ json Record(const OpenFile& file, u32 row) {
         add(field, false);
         carried[field.id] = 1;
     }
-    const DirectoryEntry* const defaults = file.directory.Find(1);
+    const DirectoryEntry* const defaults = file.directory.Find(kDefaultFields.id);
     if (defaults != nullptr && defaults->Readable()) {
-        const u64 start = std::min<u64>(u64{defaults->offset} + 6, file.bytes.size());
+        const u64 start = std::min<u64>(u64{defaults->offset} + kDefaultFields.HeadSize(), file.bytes.size());
         const u64 end = std::min<u64>(defaults->End(), file.bytes.size());
         for (const StoredField& field : ReadFields(file.bytes, start, end)) {
             if (carried[field.id] == 0) add(field, true);
@@ -439,11 +490,14 @@ int view_record(u32 slot, u32 row) {
     return Answer([&] { return viewer::Record(viewer::FileIn(slot), row); });
 }
 
-// The row of the symbol record that holds the byte at `offset`, -1 for none.
-int view_row_at(u32 slot, u32 offset) {
-    const std::vector<u32>& starts = viewer::FileIn(slot).starts;
-    if (starts.size() < 2 || offset < starts.front() || offset >= starts.back()) return -1;
-    return static_cast<int>(std::upper_bound(starts.begin(), starts.end(), offset) - starts.begin()) - 1;
+int view_row_at(u32 slot, u32 id, u32 offset) {
+    return Answer([&] { return viewer::RowAt(viewer::FileIn(slot), static_cast<u16>(id), offset); });
+}
+
+int view_element(u32 slot, u32 id, u32 level, u32 row) {
+    return Answer([&] {
+        return viewer::ElementAt(viewer::FileIn(slot), static_cast<u16>(id), {level, row});
+    });
 }
 
 void view_sort(const viewer::ColumnView* column, u32* rows, u32 count, u32 descending) {

@@ -4,7 +4,7 @@ import type { JSX } from "preact";
 import { useEffect, useRef, useState } from "preact/hooks";
 import uPlot from "uplot";
 import { filterText } from "../filterText";
-import type { Bar, Distribution, SectionInfo } from "../protocol";
+import { symbolsSection, type Bar, type Distribution, type SectionInfo } from "../protocol";
 import { client } from "./client";
 import { count, percent, plural } from "./format";
 import { openSection } from "./Overview";
@@ -13,7 +13,7 @@ import { filtersOf, useTable } from "./useTable";
 
 export function Charts(): JSX.Element {
     const { place, file } = useStore();
-    const table = useTable({ slot: 0, section: 2, level: 0 }, place);
+    const table = useTable({ slot: 0, section: symbolsSection, level: 0 }, place);
     const columns = table.info?.columns.filter(({ type }) => type !== "list") ?? [];
     const likely = columns.find(({ title }) => /exchange|venue|market|country/i.test(title)) ?? columns[1] ?? columns[0];
     const sizes = place.chart === sizesChart;

@@ -2,32 +2,24 @@
 
 import type { JSX } from "preact";
 import { useEffect, useState } from "preact/hooks";
-import type { Change, ChangeKind, CompareQuery, CompareSummary } from "../protocol";
+import { symbolsSection, type Change, type CompareQuery, type CompareSummary } from "../protocol";
 import { client } from "./client";
 import { busy, closeOther } from "./files";
 import { bytesText, count, plural } from "./format";
-import { useStore } from "./state";
+import { changeKinds, go, home, useStore } from "./state";
 
-const kinds: readonly ChangeKind[] = ["added", "removed", "changed"];
 const step = 200;
 
 export function Compare(): JSX.Element {
-    const { file, other, revision } = useStore();
+    const { file, other, place, revision } = useStore();
     const [summary, setSummary] = useState<CompareSummary | null>(null);
-    const [section, setSection] = useState(2);
-    const [chosen, setChosen] = useState<ChangeKind[]>([...kinds]);
-    const [field, setField] = useState<number | null>(null);
-    const [search, setSearch] = useState("");
     useEffect(() => {
         setSummary(null);
         if (!other) return;
         let wanted = true;
         void busy("Comparing", async () => {
             const found = await client.call("compare");
-            if (!wanted) return;
-            setSummary(found);
-            const first = found.sections.find((one) => one.added + one.removed + one.changed > 0);
-            setSection(found.sections.find(({ id }) => id === 2 && first?.id !== undefined) && first ? first.id : 2);
+            if (wanted) setSummary(found);
         });
         return () => void (wanted = false);
     }, [other, revision]);
@@ -38,13 +30,17 @@ export function Compare(): JSX.Element {
                 <div class="drop-zone">
                     <h2>Drop a second file here</h2>
                     <p class="quiet">or use “Compare with…”. {file.name} is the older one of the two.</p>
+                    <p class="quiet">A link keeps the section, the filters and the search of a comparison, but not the second file.</p>
                 </div>
             </section>
         );
     }
     if (!summary) return <p class="note">Comparing…</p>;
     const same = summary.sections.every((one) => one.added + one.removed + one.changed === 0);
-    const query: CompareQuery = { section, kinds: chosen, field: section === 2 ? field : null, search };
+    const first = summary.sections.find((one) => one.added + one.removed + one.changed > 0);
+    const section = summary.sections.find(({ id }) => id === place.compared)?.id ?? first?.id ?? symbolsSection;
+    const field = section === symbolsSection ? summary.fields.find(({ id }) => id === place.field)?.id : undefined;
+    const query: CompareQuery = { section, kinds: place.kinds, field: field ?? null, search: place.find };
     return (
         <div class="scroll">
             <div class="pane-title">
@@ -72,7 +68,7 @@ export function Compare(): JSX.Element {
                         <thead>
                             <tr>
                                 <th scope="col">section</th>
-                                {[...kinds, "same"].map((kind) => (
+                                {[...changeKinds, "same"].map((kind) => (
                                     <th key={kind} scope="col" class="number">
                                         {kind}
                                     </th>
@@ -83,11 +79,11 @@ export function Compare(): JSX.Element {
                             {summary.sections.map((one) => (
                                 <tr key={one.id} class={one.id === section ? "selected" : one.added + one.removed + one.changed === 0 ? "quiet" : ""}>
                                     <th scope="row">
-                                        <button class="link" aria-pressed={one.id === section} onClick={() => setSection(one.id)}>
+                                        <button class="link" aria-pressed={one.id === section} onClick={() => go({ compared: one.id })}>
                                             {one.title}
                                         </button>
                                     </th>
-                                    {kinds.map((kind) => (
+                                    {changeKinds.map((kind) => (
                                         <td key={kind} class={`number ${one[kind] > 0 ? kind : "none"}`}>
                                             {count(one[kind])}
                                         </td>
@@ -99,21 +95,21 @@ export function Compare(): JSX.Element {
                     </table>
                     <div class="toolbar" role="toolbar" aria-label="Filter the changes">
                         <div class="segments" role="group" aria-label="Kinds of changes">
-                            {kinds.map((kind) => (
+                            {changeKinds.map((kind) => (
                                 <button
                                     key={kind}
                                     class={kind}
-                                    aria-pressed={chosen.includes(kind)}
-                                    onClick={() => setChosen(chosen.includes(kind) ? chosen.filter((one) => one !== kind) : [...chosen, kind])}
+                                    aria-pressed={place.kinds.includes(kind)}
+                                    onClick={() => go({ kinds: changeKinds.filter((one) => place.kinds.includes(one) !== (one === kind)) })}
                                 >
                                     {kind}
                                 </button>
                             ))}
                         </div>
-                        {section === 2 && summary.fields.length > 0 && (
+                        {section === symbolsSection && summary.fields.length > 0 && (
                             <label>
                                 field{" "}
-                                <select value={field ?? ""} onChange={(event) => setField(event.currentTarget.value === "" ? null : Number(event.currentTarget.value))}>
+                                <select value={field ?? ""} onChange={(event) => go({ field: event.currentTarget.value === "" ? home.field : Number(event.currentTarget.value) })}>
                                     <option value="">any</option>
                                     {summary.fields.map(({ id, name, changed }) => (
                                         <option key={id} value={id}>
@@ -123,7 +119,7 @@ export function Compare(): JSX.Element {
                                 </select>
                             </label>
                         )}
-                        <input class="search" type="search" placeholder="Search" aria-label="Search the changes" value={search} onInput={(event) => setSearch(event.currentTarget.value)} />
+                        <input class="search" type="search" placeholder="Search" aria-label="Search the changes" value={place.find} onInput={(event) => go({ find: event.currentTarget.value }, true)} />
                     </div>
                     <Changes query={query} revision={revision} />
                 </>
@@ -152,7 +148,7 @@ function Changes({ query, revision }: { query: CompareQuery; revision: number })
                 <thead>
                     <tr>
                         <th scope="col">kind</th>
-                        <th scope="col">{query.section === 2 ? "symbol" : "element"}</th>
+                        <th scope="col">{query.section === symbolsSection ? "symbol" : "element"}</th>
                         <th scope="col">what</th>
                     </tr>
                 </thead>

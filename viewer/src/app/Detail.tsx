@@ -4,11 +4,12 @@ import type { JSX } from "preact";
 import { useEffect, useState } from "preact/hooks";
 import type { DetailField, RecordDetail } from "../protocol";
 import { client } from "./client";
-import { offsetText, plural } from "./format";
+import { holds, offsetText, plural } from "./format";
 import { Hex, type Mark } from "./Hex";
 import { go, useStore } from "./state";
 
-export function Detail({ row }: { row: number }): JSX.Element {
+// `offset`: a place in the record that a finding leads to, -1 for none.
+export function Detail({ row, offset }: { row: number; offset: number }): JSX.Element {
     const { revision } = useStore();
     const [detail, setDetail] = useState<RecordDetail | null>(null);
     const [field, setField] = useState<DetailField | null>(null);
@@ -18,12 +19,12 @@ export function Detail({ row }: { row: number }): JSX.Element {
             (found) => {
                 if (!wanted) return;
                 setDetail(found);
-                setField(null);
+                setField(found.fields.find((one) => !one.isDefault && holds(one, offset)) ?? null);
             },
             () => wanted && setDetail(null),
         );
         return () => void (wanted = false);
-    }, [row, revision]);
+    }, [row, offset, revision]);
     if (!detail) return <aside class="side" aria-label="Record" />;
 
     const inDefaults = field?.isDefault === true;

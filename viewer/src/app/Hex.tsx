@@ -1,18 +1,70 @@
-// Bytes of the file, 16 a line, with a stretch of them marked.
+// Bytes of the file, 16 a line, with some of them marked.
 
 import type { JSX } from "preact";
 import { useEffect, useState } from "preact/hooks";
+import type { Extent } from "../protocol";
 import { client } from "./client";
-import { count } from "./format";
-import { useStore } from "./state";
+import { count, holds, offsetText, plural } from "./format";
+import { go, useStore } from "./state";
+import { useAnswer } from "./useTable";
 
-export interface Mark {
-    offset: number;
-    size: number;
+export interface Mark extends Extent {
     tone: string;
 }
 
-export function Hex(props: { offset: number; size: number; marks: Mark[]; label: string }): JSX.Element {
+// Lines around a place.
+const around = 256;
+
+function windowAt(offset: number, fileSize: number): Extent {
+    const start = Math.max(0, Math.min(offset, fileSize) - (offset % 16) - 64);
+    return { offset: start, size: Math.min(around, fileSize - start) };
+}
+
+// The bytes around a place, those of its element marked off from the rest.
+export function PlaceBytes({ offset, element }: { offset: number; element: Extent | null }): JSX.Element {
+    const { file } = useStore();
+    return <Hex {...windowAt(offset, file?.size ?? 0)} marks={[{ offset, size: 4, tone: "marked" }]} label="Bytes around the place" within={element} />;
+}
+
+// The bytes of a section that cannot be read, from the place that a finding leads to.
+export function SectionBytes({ section, offset }: { section: Extent; offset: number }): JSX.Element {
+    if (offset !== section.offset && holds(section, offset)) return <PlaceBytes offset={offset} element={section} />;
+    return <Hex offset={section.offset} size={section.size} marks={[]} label="Bytes of the section" />;
+}
+
+// A row of a section: its bytes, or those around the place that a finding leads to.
+export function ElementBytes(props: { section: number; level: number; row: number; noun: string; offset: number }): JSX.Element {
+    const { section, level, row, offset } = props;
+    const { revision } = useStore();
+    const element = useAnswer(() => client.call("element", 0, section, level, row), [section, level, row, revision]);
+    return (
+        <aside class="side" aria-label="Bytes of the row">
+            <div class="pane-title">
+                <h2>
+                    {props.noun} {count(row + 1)}
+                </h2>
+                <button class="icon" onClick={() => go({ row: -1, offset: -1 }, true)} aria-label="Close the bytes">
+                    ✕
+                </button>
+            </div>
+            {element === null && <p class="quiet">Where it is in the file cannot be determined.</p>}
+            {element && (
+                <p class="quiet mono">
+                    {offsetText(element.offset)} · {plural(element.size, "byte")}
+                </p>
+            )}
+            {offset >= 0 ? <PlaceBytes offset={offset} element={element ?? null} /> : element && <Hex {...element} marks={[]} label="Bytes of the row" />}
+        </aside>
+    );
+}
+
+export interface HexProps extends Extent {
+    marks: Mark[];
+    label: string;
+    within?: Extent | null; // bytes outside of it are dimmed; those shown where it is not given
+}
+
+export function Hex(props: HexProps): JSX.Element {
     const { revision } = useStore();
     const [bytes, setBytes] = useState<{ offset: number; data: Uint8Array } | null>(null);
     const start = props.offset - (props.offset % 16);
@@ -27,8 +79,7 @@ export function Hex(props: { offset: number; size: number; marks: Mark[]; label:
     }, [start, size, revision]);
     if (!bytes) return <></>;
     const toneOf = (offset: number): string => {
-        for (const mark of props.marks) if (offset >= mark.offset && offset < mark.offset + mark.size) return mark.tone;
-        return offset < props.offset || offset >= props.offset + props.size ? "outside" : "";
+        return props.marks.find((mark) => holds(mark, offset))?.tone ?? (holds(props.within ?? props, offset) ? "" : "outside");
     };
     const lines: JSX.Element[] = [];
     for (let at = 0; at < bytes.data.length; at += 16) {

@@ -1,12 +1,12 @@
 // The file at a glance: its sections by place and size, what they hold, and what is damaged.
 
 import type { JSX } from "preact";
-import type { SectionInfo } from "../protocol";
-import { bytesText, count, offsetText, percent, plural } from "./format";
-import { current, go, useStore } from "./state";
+import { symbolsSection, type SectionInfo } from "../protocol";
+import { bytesText, count, holds, offsetText, percent, plural, singular } from "./format";
+import { clean, current, go, useStore } from "./state";
 
 export function OverviewView(): JSX.Element {
-    const { file, check, checking } = useStore();
+    const { file, check, checking, place } = useStore();
     if (!file) return <></>;
     const damaged = new Set(file.sections.filter(({ damage }) => damage.length > 0).map(({ entry }) => entry));
     const sound = damaged.size === 0 && file.problems.length === 0;
@@ -51,7 +51,7 @@ export function OverviewView(): JSX.Element {
                         <SectionRow key={section.entry} section={section} fileSize={file.size} />
                     ))}
                     {file.gaps.map((gap) => (
-                        <tr key={`gap-${gap.offset}`} class="quiet">
+                        <tr key={`gap-${gap.offset}`} class={place.offset === gap.offset ? "selected" : "quiet"}>
                             <td />
                             <td>bytes {gap.what}</td>
                             <td />
@@ -80,15 +80,16 @@ function Fact(props: { name: string; value: string; tone?: "good" | "bad" | unde
 
 export function openSection(section: SectionInfo): void {
     const { place } = current();
-    const change = { search: "", filters: {}, sort: null, hidden: [], row: -1, offset: -1, level: 0, parent: -1 };
-    if (section.id === 2 && section.readable) go(place.view === "symbols" ? { view: "symbols" } : { ...change, view: "symbols" });
-    else go({ ...change, view: "sections", section: section.id, offset: section.readable ? -1 : section.offset });
+    if (section.id === symbolsSection && section.readable) go(place.view === "symbols" ? {} : { ...clean, view: "symbols" });
+    else go({ ...clean, view: "sections", section: section.id, offset: section.readable ? -1 : section.offset });
 }
 
 function SectionRow({ section, fileSize }: { section: SectionInfo; fileSize: number }): JSX.Element {
     const title = section.name === "" ? `section ${section.id}, no reader` : section.title;
+    const { place } = useStore();
+    const here = holds(section.entryBytes, place.offset);
     return (
-        <tr>
+        <tr class={here ? "selected" : ""} aria-current={here ? "location" : undefined}>
             <td class="number">{section.id}</td>
             <td>
                 <span class={`swatch tone-${section.id % 12}`} aria-hidden="true" />
@@ -132,11 +133,6 @@ function Share({ part, whole }: { part: number; whole: number }): JSX.Element {
     );
 }
 
-export function singular(name: string): string {
-    if (name.endsWith("ies")) return name.slice(0, -3) + "y";
-    return name.endsWith("s") ? name.slice(0, -1) : name;
-}
-
 interface Stretch {
     key: string;
     label: string;
@@ -153,16 +149,15 @@ export function FileMap(): JSX.Element {
     if (!file) return <></>;
     const marks = (check?.findings ?? []).map(({ offset }) => offset).filter((offset) => offset !== null);
     const within = (offset: number, size: number): number[] => marks.filter((mark) => mark >= offset && mark < offset + size).slice(0, 40);
-    const directory = 2 + 10 * file.directoryEntries;
     const stretches: Stretch[] = [
         {
             key: "directory",
             label: "directory",
             tone: "tone-none",
             offset: 0,
-            size: Math.min(directory, file.size),
+            size: file.directorySize,
             section: null,
-            marks: within(0, directory),
+            marks: within(0, file.directorySize),
         },
         ...file.sections
             .filter(({ size }) => size > 0)
@@ -194,7 +189,7 @@ export function FileMap(): JSX.Element {
                 {stretches.map((stretch) => (
                     <button
                         key={stretch.key}
-                        class={`map-part ${stretch.tone} ${stretch.section?.damage.length ? "damaged" : ""} ${place.offset >= stretch.offset && place.offset < stretch.offset + stretch.size ? "here" : ""}`}
+                        class={`map-part ${stretch.tone} ${stretch.section?.damage.length ? "damaged" : ""} ${holds(stretch, place.offset) ? "here" : ""}`}
                         style={{ flexGrow: Math.max(1, (1000 * stretch.size) / total) }}
                         title={`${stretch.label}\n${offsetText(stretch.offset)}, ${plural(stretch.size, "byte")}${stretch.section?.damage.length ? "\n" + stretch.section.damage.join("\n") : ""}`}
                         aria-label={`${stretch.label}, ${bytesText(stretch.size)}${stretch.marks.length > 0 ? ", " + plural(stretch.marks.length, "finding") : ""}`}

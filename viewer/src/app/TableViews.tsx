@@ -2,20 +2,20 @@
 
 import type { JSX } from "preact";
 import { useEffect, useRef, useState } from "preact/hooks";
-import type { ColumnInfo, ExportFormat, TableSource } from "../protocol";
+import { symbolsSection, type ColumnInfo, type ExportFormat, type TableSource } from "../protocol";
 import { client } from "./client";
 import { Detail } from "./Detail";
 import { busy, download } from "./files";
-import { offsetText, plural } from "./format";
+import { offsetText, plural, singular } from "./format";
 import { Grid, rowCountText } from "./Grid";
-import { Hex } from "./Hex";
-import { current, go, useStore } from "./state";
+import { ElementBytes, SectionBytes } from "./Hex";
+import { clean, current, go, useStore } from "./state";
 import { Tree } from "./Tree";
 import { useTable, type TableState } from "./useTable";
 
 export function SymbolsView(): JSX.Element {
     const { place, file } = useStore();
-    const table = useTable({ slot: 0, section: 2, level: 0 }, place);
+    const table = useTable({ slot: 0, section: symbolsSection, level: 0 }, place);
     const reveal = useReveal(table, place.row);
     if (!file) return <></>;
     return (
@@ -24,7 +24,7 @@ export function SymbolsView(): JSX.Element {
                 <Toolbar table={table} noun="symbols" name="symbols" />
                 <TablePane table={table} label="Symbols" reveal={reveal} selectable />
             </div>
-            {place.row >= 0 && <Detail row={place.row} />}
+            {place.row >= 0 && <Detail row={place.row} offset={place.offset} />}
         </div>
     );
 }
@@ -206,12 +206,10 @@ function ExportMenu({ onExport }: { onExport: (format: ExportFormat) => void }):
 
 // ---- other sections
 
-const clean = { search: "", filters: {}, sort: null, hidden: [], row: -1, parent: -1, offset: -1 };
-
 export function SectionsView(): JSX.Element {
     const { place, file } = useStore();
     if (!file) return <></>;
-    const listed = file.sections.filter(({ id }) => id !== 2);
+    const listed = file.sections.filter(({ id }) => id !== symbolsSection);
     const section = listed.find(({ id }) => id === place.section) ?? listed[0];
     if (!section) return <p class="note">This file has no sections besides the symbols.</p>;
     return (
@@ -221,7 +219,7 @@ export function SectionsView(): JSX.Element {
                     <button
                         key={one.entry}
                         aria-current={one.entry === section.entry ? "page" : undefined}
-                        onClick={() => go({ ...clean, section: one.id, level: 0 })}
+                        onClick={() => go({ ...clean, section: one.id })}
                     >
                         <span class={`swatch tone-${one.id % 12}`} aria-hidden="true" />
                         <span class="section-name">{one.name === "" ? `section ${one.id}` : one.title}</span>
@@ -270,7 +268,7 @@ function SectionPane({ entry }: { entry: number }): JSX.Element {
                 </p>
             ))}
             {!readable ? (
-                <Hex offset={section.offset} size={section.size} marks={[]} label="Bytes of the section" />
+                <SectionBytes section={section} offset={place.offset} />
             ) : place.tree && levels.length > 1 ? (
                 <Tree section={section} />
             ) : (
@@ -323,12 +321,17 @@ function LevelTable(props: { section: number; name: string; levels: { name: stri
                 </div>
             )}
             <Toolbar table={table} noun={noun} name={levels.length > 1 ? `${props.name}-${noun}` : props.name} />
-            <TablePane
-                table={table}
-                label={`Section ${props.name}`}
-                reveal={reveal}
-                {...(below ? { onOpen: (row: number) => go({ ...clean, level: level + 1, parent: row }) } : {})}
-            />
+            <div class="with-side">
+                <div class="table-pane">
+                    <TablePane
+                        table={table}
+                        label={`Section ${props.name}`}
+                        reveal={reveal}
+                        {...(below ? { onOpen: (row: number) => go({ ...clean, level: level + 1, parent: row }) } : {})}
+                    />
+                </div>
+                {place.row >= 0 && <ElementBytes section={props.section} level={level} row={place.row} noun={singular(noun)} offset={place.offset} />}
+            </div>
         </>
     );
 }

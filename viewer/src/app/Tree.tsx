@@ -4,8 +4,7 @@ import type { JSX } from "preact";
 import { useEffect, useRef, useState } from "preact/hooks";
 import type { ColumnInfo, Query, RowWindow, SectionInfo } from "../protocol";
 import { client } from "./client";
-import { count } from "./format";
-import { singular } from "./Overview";
+import { count, singular } from "./format";
 
 const step = 100;
 

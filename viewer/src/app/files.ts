@@ -58,7 +58,9 @@ function opened(slot: Slot, overview: Overview): void {
     const revision = current().revision + 1;
     if (slot === 1) {
         update({ other: overview, revision });
-        return go({ ...home, view: "compare" });
+        // What a link says of the comparison is kept for the file that follows it.
+        if (current().place.view !== "compare") go({ ...home, view: "compare" });
+        return;
     }
     const first = current().file === null;
     update({ file: overview, other: null, check: null, revision });

@@ -1,5 +1,7 @@
 // Numbers and sizes for people.
 
+import type { Extent } from "../protocol";
+
 export function count(number: number): string {
     return number.toLocaleString("en-US");
 }
@@ -28,4 +30,14 @@ export function percent(part: number, whole: number): string {
     if (whole === 0) return "";
     const share = (100 * part) / whole;
     return share > 0 && share < 0.1 ? "< 0.1 %" : `${share.toFixed(share < 10 ? 1 : 0)} %`;
+}
+
+export function holds({ offset, size }: Extent, place: number): boolean {
+    return place >= offset && place < offset + size;
+}
+
+// Of the name of a level.
+export function singular(name: string): string {
+    if (name.endsWith("ies")) return name.slice(0, -3) + "y";
+    return name.endsWith("s") ? name.slice(0, -1) : name;
 }

@@ -1,7 +1,7 @@
 // What the page shows. The part that a link keeps is the address after #: what is looked at, not the file.
 
 import { useEffect, useState } from "preact/hooks";
-import type { CheckResult, Overview, Sort } from "../protocol";
+import type { ChangeKind, CheckResult, Overview, Sort } from "../protocol";
 
 export type View = "overview" | "symbols" | "sections" | "findings" | "charts" | "compare" | "dictionary";
 export const views: readonly View[] = ["overview", "symbols", "sections", "findings", "charts", "compare", "dictionary"];
@@ -20,7 +20,17 @@ export interface Place {
     chart: string; // column, or sizesChart
     names: number; // section whose names stand beside a chart's values; 0 for none, -1 for the suggested one
     offset: number; // of the bytes shown, -1 for none
+    // Of the comparison; the second file itself cannot be part of a link.
+    compared: number; // section, 0 for the first that has changes
+    kinds: ChangeKind[];
+    field: number; // only symbols in which this field changed, -1 for all
+    find: string;
 }
+
+// Those whose numbers a link writes as they are.
+const numbers = ["row", "section", "level", "parent", "names", "offset", "compared", "field"] as const;
+
+export const changeKinds: readonly ChangeKind[] = ["added", "removed", "changed"];
 
 export const home: Place = {
     view: "overview",
@@ -36,7 +46,14 @@ export const home: Place = {
     chart: "",
     names: -1,
     offset: -1,
+    compared: 0,
+    kinds: [...changeKinds],
+    field: -1,
+    find: "",
 };
+
+// Nothing searched, filtered, sorted or selected, on a section's first level.
+export const clean = { search: "", filters: {}, sort: null, hidden: [], row: -1, level: 0, parent: -1, offset: -1 };
 
 export const sizesChart = "sizes";
 
@@ -101,18 +118,19 @@ export function toHash(place: Place): string {
     for (const [column, text] of Object.entries(place.filters)) if (text !== "") words.append("filter", `${column}:${text}`);
     if (place.sort) words.set("sort", (place.sort.descending ? "-" : "") + place.sort.column);
     if (place.hidden.length > 0) words.set("hidden", place.hidden.join(","));
-    for (const key of ["row", "section", "level", "parent", "names", "offset"] as const) {
+    for (const key of numbers) {
         if (place[key] !== home[key]) words.set(key, String(place[key]));
     }
     if (place.tree) words.set("tree", "1");
-    if (place.chart !== "") words.set("chart", place.chart);
+    for (const key of ["chart", "find"] as const) if (place[key] !== "") words.set(key, place[key]);
+    if (place.kinds.length < changeKinds.length) words.set("kinds", place.kinds.join(","));
     const text = words.toString();
     return text === "" ? "" : "#" + text;
 }
 
 export function fromHash(hash: string): Place {
     const words = new URLSearchParams(hash.replace(/^#/, ""));
-    const number = (key: "row" | "section" | "level" | "parent" | "names" | "offset"): number => {
+    const number = (key: (typeof numbers)[number]): number => {
         const value = Number(words.get(key) ?? NaN);
         return Number.isInteger(value) && value >= 0 ? value : home[key];
     };
@@ -136,5 +154,9 @@ export function fromHash(hash: string): Place {
         chart: words.get("chart") ?? "",
         names: number("names"),
         offset: number("offset"),
+        compared: number("compared"),
+        kinds: changeKinds.filter((kind) => words.get("kinds")?.split(",").includes(kind) ?? true),
+        field: number("field"),
+        find: words.get("find") ?? "",
     };
 }

@@ -19,6 +19,20 @@ export function filtersOf(columns: ColumnInfo[], texts: Record<string, string>):
     return columns.flatMap((column) => parseFilter(column, texts[column.key] ?? ""));
 }
 
+// What the worker answers; undefined until it has, and where it reports an error.
+export function useAnswer<T>(ask: () => Promise<T>, dependencies: unknown[]): T | undefined {
+    const [answer, setAnswer] = useState<T | undefined>(undefined);
+    useEffect(() => {
+        let wanted = true;
+        ask().then(
+            (found) => wanted && setAnswer(found),
+            () => wanted && setAnswer(undefined),
+        );
+        return () => void (wanted = false);
+    }, dependencies);
+    return answer;
+}
+
 export function useTable(source: TableSource, place: Place): TableState {
     const { revision } = useStore();
     const [info, setInfo] = useState<TableInfo | null>(null);

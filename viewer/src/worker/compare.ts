@@ -2,9 +2,9 @@
 // Order does not matter; where a key occurs several times, the first is compared with the first, and so on.
 
 import type { Change, ChangeKind, ChangeWindow, CompareQuery, CompareSection, CompareSummary } from "../protocol";
-import { CellState } from "../protocol";
+import { CellState, symbolsSection } from "../protocol";
 import type { Column } from "./columns";
-import { symbolsSection, type OpenFile } from "./engine";
+import type { OpenFile } from "./engine";
 import type { Front } from "./front";
 import type { Table } from "./table";
 

@@ -4,15 +4,18 @@ import type {
     CheckResult,
     ColumnInfo,
     Dictionary,
+    Extent,
     FieldInfo,
     Method,
     Methods,
     Overview,
     Query,
+    RowPlace,
     SectionInfo,
     Slot,
     TableSource,
 } from "../protocol";
+import { symbolsSection } from "../protocol";
 import { Column, type Value } from "./columns";
 import { Comparison } from "./compare";
 import { inferDictionary } from "./dictionary";
@@ -23,8 +26,6 @@ import type { Front, FrontOverview, FrontSymbols, FrontTable } from "./front";
 import { Table, type TableColumn } from "./table";
 
 type Progress = (what: string, done: number) => void;
-
-export const symbolsSection = 2;
 
 // Numbers of the table's own: the place of a row in the file, counted from 1.
 class RowNumberColumn extends Column {
@@ -82,7 +83,7 @@ export class OpenFile {
         this.overview = {
             name,
             size,
-            directoryEntries: this.directory.directoryEntries,
+            directorySize: this.directory.directorySize,
             sections,
             gaps: this.directory.gaps,
             problems: this.directory.problems.filter(({ section }) => section === 0).map(({ text }) => text),
@@ -378,8 +379,14 @@ export class Engine implements AsyncMethods {
         return this.file(slot).parentOf(section, level, row);
     }
 
-    rowAt(slot: Slot, section: number, offset: number): number {
-        return section === symbolsSection && this.file(slot).symbols ? this.front.rowAt(slot, offset) : -1;
+    rowAt(slot: Slot, section: number, offset: number): RowPlace | null {
+        this.file(slot);
+        return this.front.rowAt(slot, section, offset);
+    }
+
+    element(slot: Slot, section: number, level: number, row: number): Extent | null {
+        this.file(slot);
+        return this.front.element(slot, section, level, row);
     }
 
     bytes(slot: Slot, offset: number, size: number): Uint8Array {

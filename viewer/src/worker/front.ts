@@ -1,6 +1,6 @@
 // The library in WebAssembly: the calls of viewer/wasm/Front.cpp with their results as values.
 
-import type { Slot, ValueType } from "../protocol";
+import type { Extent, RowPlace, Slot, ValueType } from "../protocol";
 import { Column, type ColumnPlace } from "./columns";
 import { payloadWidth, typeOf } from "./fields";
 
@@ -16,7 +16,8 @@ export interface Module {
     _view_section(slot: number, entry: number): number;
     _view_check(slot: number): number;
     _view_record(slot: number, row: number): number;
-    _view_row_at(slot: number, offset: number): number;
+    _view_row_at(slot: number, section: number, offset: number): number;
+    _view_element(slot: number, section: number, level: number, row: number): number;
     _view_result(): number;
     _view_result_size(): number;
     _view_sort(column: number, rows: number, count: number, descending: number): void;
@@ -35,6 +36,7 @@ export interface Module {
 
 export interface FrontSection {
     id: number;
+    entryBytes: Extent;
     name: string;
     title: string;
     offset: number;
@@ -45,7 +47,7 @@ export interface FrontSection {
 }
 
 export interface FrontOverview {
-    directoryEntries: number;
+    directorySize: number;
     sections: FrontSection[];
     gaps: { offset: number; size: number; what: string }[];
     problems: { section: number; offset: number | null; text: string }[];
@@ -141,8 +143,12 @@ export class Front {
         return this.json(this.module._view_record(slot, row));
     }
 
-    rowAt(slot: Slot, offset: number): number {
-        return this.module._view_row_at(slot, offset);
+    rowAt(slot: Slot, section: number, offset: number): RowPlace | null {
+        return this.json(this.module._view_row_at(slot, section, offset));
+    }
+
+    element(slot: Slot, section: number, level: number, row: number): Extent | null {
+        return this.json(this.module._view_element(slot, section, level, row));
     }
 
     column(place: ColumnPlace): Column {
