@@ -111,6 +111,11 @@ describe("the sample", () => {
         await page.click('button[title^="symbol"]');
         const last = hkd.map(({ symbol }) => symbol).sort().at(-1);
         await page.waitForFunction((wanted) => document.querySelector(".grid-body [role=gridcell]")?.textContent === wanted, last);
+        // On paper are these rows, not those that happen to be on screen.
+        await page.evaluate(() => void (window.print = () => document.body.setAttribute("data-printed", String(document.querySelectorAll(".print-sheet tbody tr").length))));
+        await page.click('button:has-text("Export")');
+        await page.click('.menu-box button:text-is("Print")');
+        await page.waitForSelector(`body[data-printed="${hkd.length}"]`);
         // The address keeps all of it.
         expect(page.url()).toContain("sort=-symbol");
         expect(decodeURIComponent(page.url())).toContain("=HKD");
@@ -209,16 +214,16 @@ describe("taken away", () => {
 });
 
 test("two versions: added, removed and changed, field by field", async () => {
-    const document = JSON.parse(tvsym("dump", sample())) as { sections: { id: number; symbols?: { symbol: string; fields: { id: number; value: unknown }[] }[]; elements?: { id: number; name: string }[] }[] };
-    const symbols = document.sections.find(({ id }) => id === 2)?.symbols ?? [];
+    const next = JSON.parse(tvsym("dump", sample())) as { sections: { id: number; symbols?: { symbol: string; fields: { id: number; value: unknown }[] }[]; elements?: { id: number; name: string }[] }[] };
+    const symbols = next.sections.find(({ id }) => id === 2)?.symbols ?? [];
     const [removed] = symbols.splice(3, 1);
     const changed = symbols[5];
     const field = changed?.fields.find(({ id }) => id === 2);
     if (field) field.value = "Another description";
     symbols.push({ symbol: "NEW.ONE", fields: [] });
-    const countries = document.sections.find(({ id }) => id === 10)?.elements ?? [];
+    const countries = next.sections.find(({ id }) => id === 10)?.elements ?? [];
     if (countries[0]) countries[0].name = "Elsewhere";
-    writeFileSync(join(folder, "next.json"), JSON.stringify(document));
+    writeFileSync(join(folder, "next.json"), JSON.stringify(next));
     tvsym("build", join(folder, "next.json"), join(folder, "next.sym"));
 
     // A link keeps what is shown of the comparison.

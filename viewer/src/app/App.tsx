@@ -10,6 +10,7 @@ import { takeFiles } from "./files";
 import { Findings } from "./Findings";
 import { bytesText } from "./format";
 import { OverviewView } from "./Overview";
+import { PrintSheet } from "./PrintSheet";
 import { current, go, update, useStore, views, type View } from "./state";
 import { SectionsView, SymbolsView } from "./TableViews";
 
@@ -68,6 +69,7 @@ export function App(): JSX.Element {
                     </button>
                 </div>
             )}
+            <PrintSheet />
             <main class="view">
                 {file ? (
                     <div id="main" role="tabpanel" aria-labelledby={`tab-${place.view}`} class={`view view-${place.view}`}>

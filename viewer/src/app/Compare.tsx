@@ -10,9 +10,14 @@ import { changeKinds, go, home, useStore } from "./state";
 
 const step = 200;
 
+function changesIn({ added, removed, changed }: CompareSummary["sections"][number]): number {
+    return added + removed + changed;
+}
+
 export function Compare(): JSX.Element {
     const { file, other, place, revision } = useStore();
     const [summary, setSummary] = useState<CompareSummary | null>(null);
+    const [all, setAll] = useState(false);
     useEffect(() => {
         setSummary(null);
         if (!other) return;
@@ -36,9 +41,9 @@ export function Compare(): JSX.Element {
         );
     }
     if (!summary) return <p class="note">Comparing…</p>;
-    const same = summary.sections.every((one) => one.added + one.removed + one.changed === 0);
-    const first = summary.sections.find((one) => one.added + one.removed + one.changed > 0);
-    const section = summary.sections.find(({ id }) => id === place.compared)?.id ?? first?.id ?? symbolsSection;
+    const first = summary.sections.find((one) => changesIn(one) > 0);
+    const unchanged = summary.sections.filter((one) => changesIn(one) === 0).length;
+    const section = summary.sections.find(({ id }) => id === place.compared)?.id ?? first?.id ?? 0;
     const field = section === symbolsSection ? summary.fields.find(({ id }) => id === place.field)?.id : undefined;
     const query: CompareQuery = { section, kinds: place.kinds, field: field ?? null, search: place.find };
     return (
@@ -58,9 +63,9 @@ export function Compare(): JSX.Element {
                     {text}
                 </p>
             ))}
-            {summary.damage.length > 0 && <p class="quiet">What damage hides from the reader counts as not there.</p>}
-            {same ? (
-                <p class="note good">{summary.damage.length > 0 ? "What can be read of the two files is the same." : "The two files hold the same."}</p>
+            {summary.damage.length > 0 && <p class="quiet">What readers do not get because of damage counts as missing.</p>}
+            {!first ? (
+                <p class="note good">{summary.damage.length > 0 ? "What can be read of the two files is identical." : "The contents of the two files are identical."}</p>
             ) : (
                 <>
                     <table class="plain compare">
@@ -76,8 +81,8 @@ export function Compare(): JSX.Element {
                             </tr>
                         </thead>
                         <tbody>
-                            {summary.sections.map((one) => (
-                                <tr key={one.id} class={one.id === section ? "selected" : one.added + one.removed + one.changed === 0 ? "quiet" : ""}>
+                            {summary.sections.filter((one) => all || changesIn(one) > 0 || one.id === section).map((one) => (
+                                <tr key={one.id} class={one.id === section ? "selected" : changesIn(one) === 0 ? "quiet" : ""}>
                                     <th scope="row">
                                         <button class="link" aria-pressed={one.id === section} onClick={() => go({ compared: one.id })}>
                                             {one.title}
@@ -93,6 +98,11 @@ export function Compare(): JSX.Element {
                             ))}
                         </tbody>
                     </table>
+                    {unchanged > 0 && (
+                        <label class="quiet">
+                            <input type="checkbox" checked={all} onChange={() => setAll(!all)} /> also the {plural(unchanged, "section")} without changes
+                        </label>
+                    )}
                     <div class="toolbar" role="toolbar" aria-label="Filter the changes">
                         <div class="segments" role="group" aria-label="Kinds of changes">
                             {changeKinds.map((kind) => (

@@ -18,6 +18,7 @@ const rowHeight = 26;
 const tallest = 15_000_000;
 const block = 128; // rows asked for at once
 const band = 16; // rows of one item of the virtualizer
+const mostBands = 20; // in the page at once, however tall the window claims to be, as when it is printed
 
 export interface GridProps {
     label: string;
@@ -285,7 +286,7 @@ function useVirtual(scroller: { current: HTMLDivElement | null }, rows: number, 
     const shift = stretch.current > 1 ? scrolled - (virtualizer.scrollOffset ?? 0) : 0;
     return {
         items: () =>
-            virtualizer.getVirtualItems().flatMap(({ index: at }) => {
+            virtualizer.getVirtualItems().slice(0, mostBands).flatMap(({ index: at }) => {
                 const first = at * band;
                 return Array.from({ length: Math.min(band, rows - first) }, (_, row) => ({
                     index: first + row,

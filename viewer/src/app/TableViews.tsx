@@ -9,7 +9,8 @@ import { busy, download } from "./files";
 import { offsetText, plural, singular } from "./format";
 import { Grid, rowCountText } from "./Grid";
 import { ElementBytes, SectionBytes } from "./Hex";
-import { clean, current, go, useStore } from "./state";
+import { printedRows } from "./PrintSheet";
+import { clean, current, go, update, useStore } from "./state";
 import { Tree } from "./Tree";
 import { useTable, type TableState } from "./useTable";
 
@@ -111,6 +112,15 @@ function Toolbar(props: { table: TableState; noun: string; name: string }): JSX.
             <span class="spring" />
             <ColumnChooser columns={info?.columns ?? []} />
             <ExportMenu
+                onPrint={() =>
+                    void busy("Preparing the rows", async () => {
+                        const { cells } = await client.call("rows", query, 0, printedRows);
+                        const shown = (info?.columns ?? []).map((column, at) => ({ column, cells: cells[at] ?? [] })).filter(({ column }) => !place.hidden.includes(column.key));
+                        update({
+                            sheet: { title: `${current().file?.name ?? ""}: ${props.name}`, columns: shown.map(({ column }) => column), cells: shown.map((one) => one.cells), total: info?.rows ?? 0 },
+                        });
+                    })
+                }
                 onExport={(format) =>
                     void busy("Exporting", async () => {
                         const keys = (info?.columns ?? []).map(({ key }) => key).filter((key) => !current().place.hidden.includes(key));
@@ -176,7 +186,7 @@ function ColumnChooser({ columns }: { columns: ColumnInfo[] }): JSX.Element {
     );
 }
 
-function ExportMenu({ onExport }: { onExport: (format: ExportFormat) => void }): JSX.Element {
+function ExportMenu({ onExport, onPrint }: { onExport: (format: ExportFormat) => void; onPrint: () => void }): JSX.Element {
     const formats: [ExportFormat, string][] = [
         ["csv", "CSV"],
         ["ndjson", "NDJSON"],
@@ -198,6 +208,14 @@ function ExportMenu({ onExport }: { onExport: (format: ExportFormat) => void }):
                             {title}
                         </button>
                     ))}
+                    <button
+                        onClick={() => {
+                            close();
+                            onPrint();
+                        }}
+                    >
+                        Print
+                    </button>
                 </>
             )}
         </Menu>

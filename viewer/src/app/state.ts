@@ -2,6 +2,7 @@
 
 import { useEffect, useState } from "preact/hooks";
 import type { ChangeKind, CheckResult, Overview, Sort } from "../protocol";
+import type { Sheet } from "./PrintSheet";
 
 export type View = "overview" | "symbols" | "sections" | "findings" | "charts" | "compare" | "dictionary";
 export const views: readonly View[] = ["overview", "symbols", "sections", "findings", "charts", "compare", "dictionary"];
@@ -66,6 +67,7 @@ export interface State {
     busy: string; // what is going on, empty for nothing
     done: number; // 0 to 1
     error: string;
+    sheet: Sheet | null; // being printed
     revision: number; // grows when columns change
 }
 
@@ -78,6 +80,7 @@ let state: State = {
     busy: "",
     done: 0,
     error: "",
+    sheet: null,
     revision: 0,
 };
 const listeners = new Set<() => void>();
