@@ -69,6 +69,9 @@ Walk = list[tuple[bytes, list[Field]]]
 def walk() -> Callable[[pathlib.Path], tuple[Walk, int] | None]:
     """Whole symbols as the exports deliver them, and the result that ends the walk; None where no file opens."""
     library = ctypes.CDLL(str(BUILT / "lib/libTorvaAPI.so"))
+    ctypes.CDLL("libstdc++.so.6", ctypes.RTLD_GLOBAL)
+    free = ctypes.CDLL(None)["_ZdaPv"]  # operator delete[], a sanitizer's where there is one
+    free.argtypes = [ctypes.c_void_p]
     most = 70000
 
     def value_of(item: _Item) -> bytes | int | None:
@@ -93,7 +96,9 @@ def walk() -> Callable[[pathlib.Path], tuple[Walk, int] | None]:
                 break
             fields: list[Field] = []
             while result in (OK, MORE_DATA):
-                fields += [(it.id, it.tag, value_of(it)) for it in items[: count.value]]
+                for it in items[: count.value]:
+                    fields.append((it.id, it.tag, value_of(it)))
+                    free(it.value)
                 if result == OK:
                     break
                 result = library.tv_GetAgainSymData(handle, ctypes.byref(count), items, 512)

@@ -1,11 +1,14 @@
-"""Every example of docs/python.md, one after the other."""
+"""Every example of docs/python.md, one after the other, and the notebooks in docs/python/ with their pictures."""
 
 from __future__ import annotations
 
 import json
+import os
 import pathlib
 import re
 import shutil
+import subprocess
+import sys
 
 import pytest
 from conftest import ROOT, tvsym
@@ -29,3 +32,19 @@ def test_examples(
     printed = capsys.readouterr().out
     assert "removed 2 0005.HK-HKD name 0005.HK/HKD None" in printed
     assert "symbols: 1,499 rows, 4 columns" in printed and "AAPL.US/USD USD" in printed
+
+
+@pytest.mark.parametrize("notebook", ["walk"])
+def test_notebooks(notebook: str, sample: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    """The pictures that the documents show are those of the notebook. ./dev python pictures draws them again."""
+    for name in (sample.name, f"{sample.name}.fields.json"):
+        shutil.copy(sample.with_name(name), tmp_path)
+    documents = ROOT / "docs/python"
+    environment = {**os.environ, "MATPLOTLIBRC": str(documents / "matplotlibrc"), "MPLBACKEND": "agg", "SOURCE_DATE_EPOCH": "0"}
+    subprocess.run([sys.executable, documents / f"{notebook}.py"], cwd=tmp_path, env=environment, check=True)
+    pictures = list(tmp_path.glob("*.svg"))
+    assert pictures
+    for picture in pictures:
+        if "PICTURES" in os.environ:
+            shutil.copy(picture, documents)
+        assert picture.read_bytes() == (documents / picture.name).read_bytes(), picture.name
