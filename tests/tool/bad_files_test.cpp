@@ -34,7 +34,10 @@ constexpr const char* kCommands[] = {
     "get FILE --where \"symbol <> ''\" --json", "symbols FILE --order-by 'symbol DESC'",
     "sql FILE 'SELECT * FROM symbol_fields'", "stats FILE", "stats --json FILE", "check FILE",
     "check --json FILE", "diff FILE small", "diff --json small FILE", "export --format sqlite FILE OLD",
-    "export --format csv FILE NEW", "export FILE OLD/", "build FILE OLD",
+    "export --format csv FILE NEW", "export FILE OLD/", "build FILE OLD", "get FILE --search a",
+    "dump FILE --format table --order-by symbol --output OLD",
+    "dump FILE --format ndjson --columns symbol_no", "stats FILE --top 2", "stats FILE --by 7 --limit 3",
+    "info FILE --schema", "check FILE --budget 4KiB", "export FILE -",
     // The same file as source and target.
     "dump FILE --output FILE", "export --format sqlite FILE FILE", "build FILE FILE"};
 

@@ -202,6 +202,63 @@ tool symbols small.sym --limit 1 --color always | grep $'^\e' >/dev/null || fail
 answer '*--color: *
 status 64' tool symbols small.sym --color sometimes
 
+# What goes wrong outside, over the ways to write: a full disk is an error, a reader that has seen enough is none,
+# and nothing half-written stays. A command that begins with "to" has a file to write.
+tool export sample.sym wide.ndjson
+mkfifo closed
+exec 8<>closed 9>closed 8<&-
+echo old >old.out
+while read -r command; do
+    if [ "${command#to }" = "$command" ]; then
+        # shellcheck disable=SC2086 # they are words
+        { tool $command >/dev/full; } 2>messages
+        [ "$?$(cat messages)" = '2tvsym: standard output: cannot be written: No space left on device' ] || fail "$command on a full disk: $(cat messages)"
+        # shellcheck disable=SC2086
+        tool $command >&9 2>messages || fail "$command on a broken pipe: $(cat messages)"
+    else
+        # shellcheck disable=SC2086
+        answer 'tvsym: old.out: *cannot be written*
+status 2' bash -c "ulimit -f 2; '$tvsym' ${command#to } -q"
+    fi
+done <<'COMMANDS'
+sql sample.sym SELECT/**/*/**/FROM/**/symbols
+symbols sample.sym --columns symbol,name --order-by name
+get sample.sym --search a --limit 400
+dump sample.sym --format ndjson --order-by symbol
+dump sample.sym --format table --columns symbol
+stats sample.sym --top 1000
+stats sample.sym --order-by symbol --limit 9
+info sample.sym --schema
+export sample.sym -
+build wide.ndjson -
+to dump sample.sym --output old.out --format csv --columns symbol
+to build wide.ndjson old.out
+COMMANDS
+exec 9>&-
+[ "$(cat old.out; ls | grep -c part)" = "old
+0" ] || fail "a part is left, or the old file is not: $(ls)"
+
+# On a terminal a pager shows the output, in colour; leaving it early is no error.
+PAGER='sed "s/^/[/"' TERM=xterm script -qec "'$tvsym' symbols small.sym --limit 1" typed </dev/null | grep '^\[.*A' >/dev/null || fail "no pager"
+PAGER='head -n 1' TERM=xterm answer '*
+status 0' script -qec "'$tvsym' diff small.sym sample.sym" typed </dev/null
+PAGER='no-such-pager' TERM=xterm answer '*the program that PAGER names was not found*status 2' script -qec "'$tvsym' check small.sym" typed </dev/null
+PAGER='no-such-pager' TERM=xterm answer '*sound*status 0' script -qec "'$tvsym' check small.sym --no-pager" typed </dev/null
+
+# Selections apply to symbols; what they cannot apply to is refused.
+answer 'symbol,first_tick*status 0' tool dump sample.sym --format csv --columns 'symbol, first_tick' --order-by 'first_tick DESC' --limit 2
+for refused in '--columns symbol' '--order-by symbol --format json' '--limit 3 --section 14' \
+    '--order-by symbol --format csv --section symbols --section 14'; do
+    # shellcheck disable=SC2086
+    answer 'tvsym: *symbols*
+status 64' tool dump sample.sym $refused
+done
+answer '*status 64' tool stats sample.sym --columns venue
+answer '*status 64' tool stats sample.sym --order-by venue
+answer 'n   symbols
+HK        2  *
+status 0' tool stats sample.sym --top 1 --columns 'venue AS n' --order-by "venue = 'HK' DESC" --limit 2
+
 # The examples of the documentation and of the help texts.
 mkdir examples && cd examples || exit 1
 tool build "$samples/instruments.json" instruments.sym

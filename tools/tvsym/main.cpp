@@ -108,18 +108,16 @@ int Run(int argc, char** argv) {
             } catch (const PipeClosed&) {
                 // Whoever read the output has seen enough, unless the status is the answer.
                 const bool answers = command->get_name() == "check" || command->get_name() == "diff";
-                return answers ? kExitUnreadable : kExitOk;
+                return answers && !IsOutputTerminal() ? kExitUnreadable : kExitOk;
             }
         }
     }
     return kExitUsage;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+// Run, with a message for whatever it throws.
+int RunSafely(int argc, char** argv) {
     try {
-        PrepareProcess();
         return Run(argc, argv);
     } catch (const PipeClosed&) {  // of a help text
         return kExitOk;
@@ -139,4 +137,14 @@ int main(int argc, char** argv) {
         PrintError(fmt::format("tvsym: {}", error.what()));
         return kExitUnreadable;
     }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    PrepareProcess();
+    const int status = RunSafely(argc, argv);
+    if (EndPager()) return status;
+    PrintError("tvsym: the program that PAGER names was not found; --no-pager prints without it");
+    return kExitUnreadable;
 }

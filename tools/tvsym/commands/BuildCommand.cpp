@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <ostream>
-#include <streambuf>
 
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
@@ -12,42 +10,38 @@
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/CsvFolder.h"
 #include "tools/tvsym/output/DictionaryFile.h"
+#include "tools/tvsym/output/OutputStream.h"
 #include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/Replacement.h"
+#include "tools/tvsym/output/Rewrite.h"
 #include "tools/tvsym/output/Terminal.h"
 
 namespace tvsym {
 
 namespace {
 
-// Lets a stream write to an Output, whose exceptions tell what went wrong.
-class OutputBuffer : public std::streambuf {
-public:
-    explicit OutputBuffer(Output& target) : output(target) {}
-
-protected:
-    std::streamsize xsputn(const char* bytes, std::streamsize size) override {
-        output.Write(std::string_view(bytes, static_cast<size_t>(size)));
-        return size;
+void WriteTo(Output& output, const FlatFile& built) {
+    if (built.symbols) {
+        const symwrite::Bytes bytes = symwrite::Write(built.file);
+        const auto source = FileSource::FromBytes(bytes, "the file that is built");
+        const FileDirectory directory = FileDirectory::Read(*source);
+        Rewrite whole(source, directory);
+        whole.ReplaceSection(directory.entries[built.index], built.symbols);
+        whole.Write(output);
+    } else {
+        OutputStream stream(output);
+        symwrite::Write(built.file, stream);
     }
-    int_type overflow(int_type character) override {
-        if (character != traits_type::eof()) {
-            const char byte = static_cast<char>(character);
-            output.Write(std::string_view(&byte, 1));
-        }
-        return traits_type::not_eof(character);
-    }
-
-private:
-    Output& output;
-};
-
-void WriteTo(Output& output, const symwrite::File& file) {
-    OutputBuffer buffer(output);
-    std::ostream stream(&buffer);
-    stream.exceptions(std::ios::badbit);  // what the output throws passes through
-    symwrite::Write(file, stream);
     output.Close();
+}
+
+// Moves the records of flat symbols into the file.
+void Join(FlatFile& built) {
+    symwrite::Bytes records;
+    built.symbols->Read(
+        [&](std::string_view bytes) { records.insert(records.end(), bytes.begin(), bytes.end()); });
+    built.file.sections[built.index].raw = std::move(records);
+    built.symbols.reset();
 }
 
 void PrintErrors(const std::string& name, const symwrite::JsonErrors& errors) {
@@ -83,9 +77,11 @@ int RunBuild(const BuildOptions& options) {
         LoadDictionary(found ? inFolder : options.dictionary, options.source).Fields();
     ProgressBar progress(source, SourceSize(options.source), options.quiet);
     const std::string format = FormatOf(options, folder);
-    symwrite::File file = format == "csv"      ? ReadCsvSource(options, dictionary, errors, progress)
-                          : format == "ndjson" ? ReadLinesSource(options, dictionary, errors, progress)
-                                               : ReadJsonSource(options, dictionary, errors, progress);
+    FlatFile built = format == "csv" ? ReadCsvSource(options, dictionary, errors, progress)
+                     : format == "ndjson"
+                         ? ReadLinesSource(options, dictionary, errors, progress)
+                         : FlatFile{ReadJsonSource(options, dictionary, errors, progress), {}};
+    symwrite::File& file = built.file;
     progress.Hide();
     if (errors.Empty()) {
         try {
@@ -93,6 +89,7 @@ int RunBuild(const BuildOptions& options) {
             symwrite::FromJsonOptions reading;
             reading.codec = &codec;
             reading.dictionary = dictionary;
+            if (built.symbols && options.defaults.Any()) Join(built);
             AddDefaults(file, options.defaults, reading);
             symwrite::Layout(file);
         } catch (const symwrite::WriteError& error) {
@@ -105,7 +102,7 @@ int RunBuild(const BuildOptions& options) {
     }
     if (options.target == "-") {
         Output output;
-        WriteTo(output, file);
+        WriteTo(output, built);
         return kExitOk;
     }
     Replacement::RefuseSource(options.target, options.dictionary);
@@ -114,7 +111,7 @@ int RunBuild(const BuildOptions& options) {
     }
     Replacement replacement(options.target, options.source);
     Output output(replacement.Path(), options.target);
-    WriteTo(output, file);
+    WriteTo(output, built);
     replacement.TakePlace();
     if (std::filesystem::is_regular_file(options.target, ignored))
         WriteDictionary(options.target, dictionary);

@@ -33,10 +33,14 @@ constexpr CommandSpec kCommands[] = {
      "values "
      "are what the dictionary makes of them; csv has columns for both. Sections without a reader appear as "
      "bytes. "
-     "Sections 18 and 21 are held in memory.",
+     "Sections 18 and 21 are held in memory. --where and --limit select symbols; other sections are printed "
+     "whole. With --columns or --order-by the output is a table of the symbols alone, in table, ndjson or "
+     "csv.",
      "tvsym dump instruments.sym > instruments.json\n"
      "tvsym dump instruments.sym --format ndjson --section symbols --limit 2\n"
      "tvsym dump instruments.sym --format csv --output tables/\n"
+     "tvsym dump instruments.sym --format csv --order-by 'first_tick DESC' --columns 'symbol, first_tick' "
+     "--section symbols --output ticks.csv\n"
      "tvsym dump instruments.sym --format table --section 14 --section eidr-countries",
      AddDump},
     {"get", "Print some symbols with all their fields, defaults marked",
@@ -71,8 +75,11 @@ constexpr CommandSpec kCommands[] = {
      "within 10 "
      "percent from the 513th such field on); fields without a payload are not counted. Memory grows with the "
      "number "
-     "of field ids only. --top and --by count in SQL.",
+     "of field ids only. --top and --by count in SQL; --columns are expressions whose values --top counts, "
+     "and "
+     "--order-by with --limit says which symbols are counted.",
      "tvsym stats instruments.sym\ntvsym stats instruments.sym --top 3\n"
+     "tvsym stats instruments.sym --top 3 --columns 'venue, kind > 1 AS other'\n"
      "tvsym stats instruments.sym --by venue --where 'kind = 1'",
      AddStats},
     {"build", "Make a symbol file from JSON, JSON lines or CSV: what dump and export write, or your own",
@@ -231,6 +238,7 @@ void CommandLine::Add(const CommandSpec& spec) {
     if (command->get_option_no_throw("--json") != nullptr) {
         command->add_flag("--pretty", look.pretty, "with --json: a line for each value, indented");
     }
+    command->add_flag("--no-pager", look.noPager, "on a terminal, print without a pager (PAGER, or less)");
     command->add_flag("--verbose", look.verbose, "time, and the rate of reading, on standard error");
 }
 

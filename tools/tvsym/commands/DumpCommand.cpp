@@ -11,6 +11,7 @@
 #include "tools/tvsym/output/CsvFolder.h"
 #include "tools/tvsym/output/Json.h"
 #include "tools/tvsym/output/Problems.h"
+#include "tools/tvsym/output/QueryResult.h"
 #include "tools/tvsym/output/SymbolPrinter.h"
 #include "tools/tvsym/output/Terminal.h"
 
@@ -39,6 +40,8 @@ public:
           context{dictionary, codec} {}
 
     int Run() {
+        CheckSelection();
+        if (options.select.IsQuery()) return SymbolTable();
         const std::vector<DirectoryEntry>& directory = reader.Directory().entries;
         std::vector<u16> ids;
         u64 total = 0;
@@ -73,6 +76,49 @@ public:
 private:
     bool Wanted(u16 id) const {
         return wanted.empty() || std::find(wanted.begin(), wanted.end(), id) != wanted.end();
+    }
+
+    // Only symbols can be selected. What is asked for and cannot be done is an error, not something to pass
+    // over.
+    void CheckSelection() const {
+        const SelectOptions& select = options.select;
+        const bool selects = select.IsQuery() || !select.where.empty() || select.limit > 0;
+        if (selects && !Wanted(2)) {
+            throw ToolError(kExitUsage,
+                            "--where, --order-by, --columns and --limit select symbols, which --section "
+                            "leaves out");
+        }
+        if (!select.IsQuery()) return;
+        if (options.format == "json") {
+            throw ToolError(kExitUsage,
+                            "--columns and --order-by make a table of the symbols: with --format table, "
+                            "ndjson or csv; the json document holds the file as it is");
+        }
+        if (wanted.size() > 1) {
+            throw ToolError(
+                kExitUsage,
+                "--columns and --order-by make a table of the symbols: no other --section fits in");
+        }
+    }
+
+    // A row for each symbol, in the order and with the columns asked for.
+    int SymbolTable() {
+        const auto write = [&](Output& out) {
+            SqlQuery rows = selection.Columns();
+            WriteQuery(rows, out, options.format);
+            out.Close();
+        };
+        if (options.output.empty() || options.output == "-") {
+            Output out;
+            write(out);
+        } else {
+            Replacement replacement(options.output, options.file);
+            Output out(replacement.Path(), options.output);
+            write(out);
+            replacement.TakePlace();
+        }
+        ReportEncoding(options.file, selection.AllDecoded(), options.encoding);
+        return ReportProblems(source->Name(), selection.Problems());
     }
 
     void Write(Output& out) {
@@ -238,8 +284,7 @@ RunCommand AddDump(CLI::App& app) {
     auto options = std::make_shared<DumpOptions>();
     AddFileOptions(app, *options);
     AddValueOptions(app, *options);
-    AddWhere(app, options->select);
-    AddLimit(app, options->select);
+    AddSelection(app, options->select);
     AddSections(app, options->sections);
     app.add_option(
            "--format", options->format,

@@ -361,8 +361,7 @@ RunCommand AddStats(CLI::App& app) {
     auto options = std::make_shared<StatsOptions>();
     AddFileOptions(app, *options);
     AddValueOptions(app, *options);
-    AddWhere(app, options->select);
-    AddLimit(app, options->select);
+    AddSelection(app, options->select);
     app.add_flag("--json", options->json, "one JSON document");
     app.add_option("--top", options->top.top, "the N most frequent values of each field, with bars")
         ->type_name("N")
@@ -373,6 +372,12 @@ RunCommand AddStats(CLI::App& app) {
     return [options] {
         if (options->top.top > 0 || !options->top.by.empty()) {
             return PrintTopValues(options->top, options->select, *options, options->json);
+        }
+        if (!options->select.columns.empty()) {
+            throw ToolError(kExitUsage, "--columns needs --top: which expressions have their values counted");
+        }
+        if (!options->select.orderBy.empty() && options->select.limit == 0) {
+            throw ToolError(kExitUsage, "--order-by needs --limit: which symbols are counted");
         }
         return Stats(*options).Run();
     };

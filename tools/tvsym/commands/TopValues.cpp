@@ -57,7 +57,10 @@ int PrintTopValues(const TopOptions& top, SelectOptions select, const FileOption
     select.everyField = true;
     Selection selection(select, file, source, dictionary);
     std::vector<std::string> fields = selection.Columns().Names();
-    fields.erase(fields.begin());  // the symbol
+    if (select.columns.empty()) fields.erase(fields.begin());  // the symbol
+    if (!top.by.empty() && !select.columns.empty()) {
+        throw ToolError(kExitUsage, "--by names one field, --columns others: use one of them");
+    }
     if (!top.by.empty()) {
         const u16 id = FieldIds({top.by}, dictionary)[0];
         const FieldDefinition* definition = dictionary.Find(id);

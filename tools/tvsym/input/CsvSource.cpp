@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "tables/dictionary/Values.h"
+#include "tools/tvsym/input/FlatSymbols.h"
 #include "tools/tvsym/output/CsvFolder.h"
 
 namespace tvsym {
@@ -424,8 +425,9 @@ private:
 // A row for each symbol and a column for each field: symbol,name,lot. An empty cell is no field.
 class WideSymbols {
 public:
-    WideSymbols(CsvTable& from, const symwrite::FromJsonOptions& reading, symwrite::JsonErrors& sink)
-        : table(from), errors(sink), options(Typed(reading)), symbols(2, options) {
+    WideSymbols(CsvTable& from, const symwrite::FromJsonOptions& reading, bool utf8, Spool& to,
+                symwrite::JsonErrors& sink)
+        : table(from), errors(sink), options(Typed(reading)), symbols(options, utf8, to) {
         for (const std::string& name : table.Header()) {
             if (name == "symbol" || name == "symbol_no") continue;
             const std::optional<u16> id = symwrite::FieldOf(name, reading.dictionary);
@@ -435,17 +437,17 @@ public:
                 continue;
             }
             names.push_back(name);
-            fields.push_back({*id, reading.dictionary.Find(*id)});
+            fields.push_back(symbols.Column(*id));
         }
     }
 
-    symwrite::Section Read() {
+    void Read() {
         std::vector<std::string> columns = names;
         columns.insert(columns.begin(), "symbol");
-        if (table.Choose(columns)) {
-            while (table.Next()) Row();
+        if (!table.Choose(columns)) return;
+        while (table.Next()) {
+            if (!Row()) GeneralRow();
         }
-        return symbols.Take();
     }
 
 private:
@@ -454,34 +456,58 @@ private:
         return from;
     }
 
-    struct Column {
-        u16 id;
-        const FieldDefinition* definition;  // null: a text
-    };
+    static constexpr std::string_view kHex = "hex:";
 
-    void Row() {
+    bool Row() {
+        const std::string& symbol = table.Cell(0);
+        symbols.Begin();
+        if (symbol.starts_with(kHex) || !symbols.SetText(symbol)) return false;
+        for (size_t at = 0; at < fields.size(); ++at) {
+            const std::string& cell = table.Cell(at + 1);
+            if (cell.empty()) continue;
+            const symwrite::Field* const field = Field(fields[at], cell);
+            if (field == nullptr) return false;
+            symbols.Add(*field);
+        }
+        symbols.End();
+        return true;
+    }
+
+    static const symwrite::Field* Field(FlatField& field, const std::string& cell) {
+        const ValueType type = TypeOf(field);
+        if (type == ValueType::Text && !cell.starts_with(kHex)) return field.Text(cell);
+        if (type == ValueType::Unsigned) {
+            if (const std::optional<u64> number = ParseNumber(cell)) return field.Unsigned(*number);
+        }
+        return field.Other(cell, Value(type, cell));
+    }
+
+    // With the errors that the row has.
+    void GeneralRow() {
         Json row = {{"symbol", TextOf(table.Cell(0))}, {"fields", Json::array()}};
         for (size_t at = 0; at < fields.size(); ++at) {
             const std::string& cell = table.Cell(at + 1);
             if (cell.empty()) continue;
-            row["fields"].push_back({{"id", fields[at].id}, {"value", Value(fields[at].definition, cell)}});
+            row["fields"].push_back({{"id", fields[at].Id()}, {"value", Value(TypeOf(fields[at]), cell)}});
         }
         symwrite::JsonErrors found;
-        symbols.Add(std::move(row), found);
+        symbols.AddGeneral(std::move(row), found);
         for (const symwrite::JsonError& error : found.First()) {
             // "/fields/3/value" is the fourth cell that is not empty; its value is in the message
             errors.Add(table.Place(table.Line()), error.what);
         }
     }
 
+    static ValueType TypeOf(const FlatField& field) {
+        return field.Definition() ? field.Definition()->type : ValueType::Text;
+    }
+
     static Json TextOf(const std::string& cell) {
-        constexpr std::string_view kHex = "hex:";
         return cell.starts_with(kHex) ? Json{{"hex", cell.substr(kHex.size())}} : Json(cell);
     }
 
     // A cell that is not what the type asks for stays a text, and is an error where the field is made.
-    static Json Value(const FieldDefinition* definition, const std::string& cell) {
-        const ValueType type = definition ? definition->type : ValueType::Text;
+    static Json Value(ValueType type, const std::string& cell) {
         if (type == ValueType::Text) return TextOf(cell);
         if (type == ValueType::Hex) return cell;
         if (type == ValueType::Bool && (cell == "true" || cell == "false")) return cell == "true";
@@ -502,16 +528,18 @@ private:
     CsvTable& table;
     symwrite::JsonErrors& errors;
     symwrite::FromJsonOptions options;
-    symwrite::ElementReader symbols;
+    FlatSymbols symbols;
     std::vector<std::string> names;
-    std::vector<Column> fields;
+    std::vector<FlatField> fields;
 };
+
+bool IsWide(u16 id, const CsvTable& table) {
+    return id == 2 && table.Has("symbol") && !table.Has("field_no");
+}
 
 symwrite::Section ReadSection(u16 id, CsvTable& table, const symwrite::FromJsonOptions& reading,
                               symwrite::JsonErrors& errors) {
     const SectionInfo* known = FindSection(id);
-    if (id == 2 && table.Has("symbol") && !table.Has("field_no"))
-        return WideSymbols(table, reading, errors).Read();
     if (known && !table.IsOnly(kCsvRawColumn)) {
         return SectionFromCsv(StoredForm(id), table, reading, errors).Read();
     }
@@ -597,37 +625,43 @@ std::vector<SectionFile> KnownFiles(const std::filesystem::path& folder) {
 
 }  // namespace
 
-symwrite::File ReadCsvSource(const SourceOptions& options, const symwrite::FieldDictionary& dictionary,
-                             symwrite::JsonErrors& errors, ProgressBar& progress) {
+FlatFile ReadCsvSource(const SourceOptions& options, const symwrite::FieldDictionary& dictionary,
+                       symwrite::JsonErrors& errors, ProgressBar& progress) {
     TextCodec codec(options.encoding);
     symwrite::FromJsonOptions reading;
     reading.codec = &codec;
     reading.dictionary = dictionary;
+    FlatFile result;
+    symwrite::File& file = result.file;
+    const auto read = [&](u16 id, CsvTable& table) {
+        if (IsWide(id, table) && !result.symbols) {
+            WideSymbols(table, reading, options.encoding == "UTF-8", FlatRecords(result), errors).Read();
+        } else {
+            file.sections.push_back(ReadSection(id, table, reading, errors));
+        }
+    };
     std::error_code ignored;
     if (!std::filesystem::is_directory(options.source, ignored)) {
-        symwrite::File file;
         const std::string stem = std::filesystem::path(options.source).stem().string();
         const SectionInfo* section = torva::FindSectionNamed(stem);
         WithSource(
             options.source,
             [&](std::istream& in) {
                 CsvTable table("", in, errors);
-                file.sections.push_back(ReadSection(section && section->name == stem ? section->id : u16{2},
-                                                    table, reading, errors));
+                read(section && section->name == stem ? section->id : u16{2}, table);
             },
             &progress);
-        return file;
+        return result;
     }
     const std::filesystem::path folder = options.source;
-    const auto withTable = [&](const std::string& name, const auto& read) {
+    const auto withTable = [&](const std::string& name, const auto& take) {
         WithSource((folder / name).string(),
                    [&](std::istream& in) {
                        CsvTable table(name, in, errors);
-                       read(table);
+                       take(table);
                    },
                    &progress);
     };
-    symwrite::File file;
     std::vector<SectionFile> files;
     if (std::filesystem::exists(folder / kCsvDirectoryFile, ignored)) {
         withTable(kCsvDirectoryFile,
@@ -647,14 +681,14 @@ symwrite::File ReadCsvSource(const SourceOptions& options, const symwrite::Field
     progress.SetTotal(total);
     for (SectionFile& one : files) {
         withTable(one.name, [&](CsvTable& table) {
-            file.sections.push_back(ReadSection(one.id, table, reading, errors));
+            read(one.id, table);
             file.sections.back().before = std::move(one.before);
             file.sections.back().headValue = one.head;
             file.sections.back().count = one.count;
             file.sections.back().directorySize = one.size;
         });
     }
-    return file;
+    return result;
 }
 
 }  // namespace tvsym

@@ -10,7 +10,7 @@ namespace tvsym {
 
 // Sections come ascending by id. What is wrong goes to `errors`, whose places begin with file and line.
 // Throws ToolError with kExitUnreadable for a file that cannot be read or a folder without such files.
-symwrite::File ReadCsvSource(const SourceOptions& options, const symwrite::FieldDictionary& dictionary,
-                             symwrite::JsonErrors& errors, ProgressBar& progress);
+FlatFile ReadCsvSource(const SourceOptions& options, const symwrite::FieldDictionary& dictionary,
+                       symwrite::JsonErrors& errors, ProgressBar& progress);
 
 }  // namespace tvsym

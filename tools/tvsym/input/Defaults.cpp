@@ -90,7 +90,7 @@ std::vector<Field> Frequent(Reader& reader) {
 void AddDefaults(symwrite::File& file, const DefaultOptions& options,
                  const symwrite::FromJsonOptions& reading) {
     const auto of = [&](u16 id) { return std::ranges::find(file.sections, id, &symwrite::Section::id); };
-    if ((options.chosen.empty() && !options.optimize) || of(2) == file.sections.end()) return;
+    if (!options.Any() || of(2) == file.sections.end()) return;
     std::vector<Field> defaults;
     for (const std::string& text : options.chosen) defaults.push_back(Chosen(text, reading));
 

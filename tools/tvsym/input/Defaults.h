@@ -12,6 +12,8 @@ namespace tvsym {
 struct DefaultOptions {
     std::vector<std::string> chosen;  // "lot=100"
     bool optimize = false;
+
+    bool Any() const { return optimize || !chosen.empty(); }
 };
 
 // Adds default fields to section 1 and leaves the equal fields out of the symbols' records. `chosen` ones

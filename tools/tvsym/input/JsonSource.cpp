@@ -11,6 +11,8 @@
 #include <iostream>
 #include <sstream>
 
+#include "tools/tvsym/input/FlatSymbols.h"
+
 namespace tvsym {
 
 namespace {
@@ -35,12 +37,96 @@ private:
 
 using symwrite::Json;
 
+// A line that is a flat object, {"symbol":"X","lot":100}, without a document in between.
+class FlatLine final : public nlohmann::json_sax<Json> {
+public:
+    FlatLine(FlatSymbols& to, const symwrite::FieldDictionary& names) : symbols(to), dictionary(names) {}
+
+    // False where the line is anything else, or has something wrong.
+    bool Take(const std::string& line) {
+        symbols.Begin();
+        ++stamp;
+        open = named = false;
+        if (!Json::sax_parse(line, this) || !named) return false;
+        symbols.End();
+        return true;
+    }
+
+    bool null() override { return open; }
+    bool boolean(bool value) override {
+        return open && Put(column ? column->Other(value ? "t" : "f", value) : nullptr);
+    }
+    bool number_integer(number_integer_t value) override {
+        return open && Put(column ? column->Other(std::to_string(value), value) : nullptr);
+    }
+    bool number_unsigned(number_unsigned_t value) override {
+        return open && Put(column ? column->Unsigned(value) : nullptr);
+    }
+    bool number_float(number_float_t value, const std::string& digits) override {
+        return open && Put(column ? column->Other(digits, value) : nullptr);
+    }
+    bool string(std::string& text) override {
+        if (!open) return false;
+        if (isSymbol) return named = symbols.SetText(text);
+        return Put(column ? column->Text(text) : nullptr);
+    }
+    bool binary(binary_t&) override { return false; }
+    bool start_object(size_t) override { return open = !open; }
+    bool key(std::string& name) override {
+        column = nullptr;
+        isSymbol = name == "symbol";
+        isNumber = name == "symbol_no";
+        if (isSymbol) return !named;
+        if (isNumber) return true;
+        const auto found = columns.find(name);
+        Column* known = found == columns.end() ? nullptr : &found->second;
+        if (known == nullptr) {
+            const bool other = name == "section" || name == "bytes" || name == "fields" ||
+                               name == "damaged" || name.starts_with('_');
+            const std::optional<u16> id = other ? std::nullopt : symwrite::FieldOf(name, dictionary);
+            if (!id) return false;
+            known = &columns.emplace(name, Column{symbols.Column(*id), 0}).first->second;
+        }
+        if (known->stamp == stamp) return false;
+        known->stamp = stamp;
+        column = &known->field;
+        return true;
+    }
+    bool end_object() override { return true; }
+    bool start_array(size_t) override { return false; }
+    bool end_array() override { return false; }
+    bool parse_error(size_t, const std::string&, const nlohmann::detail::exception&) override {
+        return false;
+    }
+
+private:
+    struct Column {
+        FlatField field;
+        u64 stamp;  // of the line that has it
+    };
+
+    bool Put(const symwrite::Field* field) {
+        if (isNumber) return true;
+        if (field != nullptr) symbols.Add(*field);
+        return field != nullptr;
+    }
+
+    FlatSymbols& symbols;
+    const symwrite::FieldDictionary& dictionary;
+    std::unordered_map<std::string, Column> columns;
+    u64 stamp = 0;
+    FlatField* column = nullptr;  // of the key
+    bool open = false, named = false, isSymbol = false, isNumber = false;
+};
+
 // Puts the lines together to sections, in the order of their first lines.
 class Lines {
 public:
-    Lines(const symwrite::FromJsonOptions& from, symwrite::JsonErrors& sink) : options(from), errors(sink) {}
+    Lines(const symwrite::FromJsonOptions& from, bool isUtf8, symwrite::JsonErrors& sink)
+        : options(from), utf8(isUtf8), errors(sink) {}
 
     void Add(const std::string& text, size_t number) {
+        if (flat && flat->Take(text)) return;
         symwrite::JsonErrors found;
         std::istringstream in(text);
         Json line = symwrite::ParseJson(in, found);
@@ -53,13 +139,13 @@ public:
         }
     }
 
-    symwrite::File Finish() {
+    FlatFile Finish() {
         for (auto& [index, reader] : readers) {
             symwrite::Section section = reader->Take();
-            section.id = file.sections[index].id;
-            file.sections[index] = std::move(section);
+            section.id = result.file.sections[index].id;
+            result.file.sections[index] = std::move(section);
         }
-        return std::move(file);
+        return std::move(result);
     }
 
 private:
@@ -77,10 +163,17 @@ private:
             return found.Add("/section", "no section is called \"" + name + "\"");
         if (line.contains("bytes") && line.size() == 1) {
             const std::string bytes = symwrite::JsonNode(line["bytes"], found).Hex();
-            file.sections.push_back({.id = *id, .raw = symwrite::Bytes(bytes.begin(), bytes.end())});
+            result.file.sections.push_back({.id = *id, .raw = symwrite::Bytes(bytes.begin(), bytes.end())});
             return;
         }
-        if (*id == 2 && !line.contains("fields")) line = Flat(line);
+        if (*id == 2) {
+            if (!symbols) {
+                symbols = std::make_unique<FlatSymbols>(options, utf8, FlatRecords(result));
+                flat = std::make_unique<FlatLine>(*symbols, options.dictionary);
+            }
+            return symbols->AddGeneral(line.contains("fields") ? std::move(line) : Flat(line), found);
+        }
+        symwrite::File& file = result.file;
         const SectionInfo* section = FindSection(*id);
         if (section->stored.size() == 1 &&
             section->stored[0].columns.size() == 1) {  // a list of plain values
@@ -118,8 +211,11 @@ private:
     }
 
     const symwrite::FromJsonOptions& options;
+    bool utf8;
     symwrite::JsonErrors& errors;
-    symwrite::File file;
+    FlatFile result;
+    std::unique_ptr<FlatSymbols> symbols;  // once there was one, as flat
+    std::unique_ptr<FlatLine> flat;
     std::vector<std::pair<size_t, std::unique_ptr<symwrite::ElementReader>>> readers;  // by index in the file
 };
 
@@ -153,15 +249,24 @@ void WithSource(const std::string& path, const std::function<void(std::istream&)
     }
 }
 
-symwrite::File ReadLinesSource(const SourceOptions& options, const symwrite::FieldDictionary& dictionary,
-                               symwrite::JsonErrors& errors, ProgressBar& progress) {
+Spool& FlatRecords(FlatFile& file) {
+    if (!file.symbols) {
+        file.symbols = std::make_shared<Spool>();
+        file.index = file.file.sections.size();
+        file.file.sections.push_back({.id = 2});
+    }
+    return *file.symbols;
+}
+
+FlatFile ReadLinesSource(const SourceOptions& options, const symwrite::FieldDictionary& dictionary,
+                         symwrite::JsonErrors& errors, ProgressBar& progress) {
     TextCodec codec(options.encoding);
     symwrite::FromJsonOptions reading;
     reading.codec = &codec;
     reading.dictionary = dictionary;
     reading.typed = true;
     reading.damaged = options.damaged;
-    Lines lines(reading, errors);
+    Lines lines(reading, options.encoding == "UTF-8", errors);
     WithSource(
         options.source,
         [&](std::istream& in) {

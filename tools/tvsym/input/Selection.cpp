@@ -49,12 +49,14 @@ Selection::Selection(const SelectOptions& selectOptions, const FileOptions& file
     Prepare(options.columns.empty() ? "symbol_no" : options.columns);  // says early what is wrong
 }
 
-SqlQuery Selection::Prepare(const std::string& what) {
+std::string Selection::Query(const std::string& what) const {
     std::string query = fmt::format("SELECT {}\nFROM symbols{}", what, conditions);
     if (!options.orderBy.empty()) query += fmt::format(" ORDER BY {}\n", options.orderBy);
     if (options.limit > 0) query += fmt::format(" LIMIT {}", options.limit);
-    return session->Prepare(query, "SQL");
+    return query;
 }
+
+SqlQuery Selection::Prepare(const std::string& what) { return session->Prepare(Query(what), "SQL"); }
 
 SqlQuery Selection::Columns() {
     if (!options.columns.empty()) return Prepare(options.columns);
@@ -68,20 +70,24 @@ SqlQuery Selection::Columns() {
 
 SqlQuery Selection::Values(const std::string& column, u64 most) {
     return session->Prepare(
-        fmt::format("SELECT {}, count(*) FROM symbols{} GROUP BY 1 ORDER BY 2 DESC, 1{}", SqlName(column),
-                    conditions, most > 0 ? fmt::format(" LIMIT {}", most) : ""),
+        fmt::format("SELECT {}, count(*) FROM ({}) GROUP BY 1 ORDER BY 2 DESC, 1{}", SqlName(column),
+                    Query(options.columns.empty() ? SqlName(column) : options.columns),
+                    most > 0 ? fmt::format(" LIMIT {}", most) : ""),
         "SQL");
 }
 
 std::function<bool(u64)> Selection::Takes() {
     if (conditions.empty() && options.limit == 0) return {};
-    if (conditions.empty()) return [most = options.limit](u64 number) { return number <= most; };
+    if (conditions.empty() && options.orderBy.empty())
+        return [most = options.limit](u64 number) { return number <= most; };
     return [this](u64 number) {
         if (number == 1) {  // of a walk
-            running = std::make_unique<SqlQuery>(session->Prepare(
-                fmt::format("SELECT symbol_no FROM symbols{} ORDER BY symbol_no{}", conditions,
-                            options.limit ? fmt::format(" LIMIT {}", options.limit) : ""),
-                "SQL"));
+            const std::string chosen =
+                options.orderBy.empty()
+                    ? fmt::format("SELECT symbol_no FROM symbols{} ORDER BY symbol_no{}", conditions,
+                                  options.limit ? fmt::format(" LIMIT {}", options.limit) : "")
+                    : fmt::format("SELECT symbol_no FROM ({}) ORDER BY symbol_no", Query("symbol_no"));
+            running = std::make_unique<SqlQuery>(session->Prepare(chosen, "SQL"));
             next = 0;
         }
         while (running && next < number) {

@@ -43,14 +43,15 @@ public:
     // The columns asked for; without any, the symbol and all fields.
     SqlQuery Columns();
 
-    // The values of a column and how many symbols have each, the most frequent first; `most` of them, 0 for
-    // all.
+    // The values of one of Columns and how many of the symbols have each, the most frequent first; `most` of
+    // them, 0 for all.
     SqlQuery Values(const std::string& column, u64 most);
 
     bool AllDecoded() const { return database->Values().AllDecoded(); }
     std::vector<Problem> Problems() const { return database->Problems(); }
 
 private:
+    std::string Query(const std::string& what) const;
     SqlQuery Prepare(const std::string& what);
 
     SelectOptions options;

@@ -198,7 +198,12 @@ std::size_t SqlQuery::Columns() const { return 0; }
 std::string SqlQuery::Name(std::size_t) const { return {}; }
 sql::Value SqlQuery::Column(std::size_t) const { return {}; }
 
-SqlSession::SqlSession() { throw ToolError(kExitUsage, "this tvsym was built without SQLite"); }
+SqlSession::SqlSession() {
+    throw ToolError(
+        kExitUsage,
+        "this tvsym was built without SQLite, which sql, --where, --order-by, --columns, stats --top "
+        "and --by, and tables of symbols in CSV or JSON lines need");
+}
 SqlSession::~SqlSession() = default;
 void SqlSession::Add(const std::string&, std::shared_ptr<sql::SymbolDatabase>, const std::string&) {}
 SqlQuery SqlSession::Prepare(const std::string&, const std::string&) { return {nullptr, nullptr}; }

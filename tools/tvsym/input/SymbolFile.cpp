@@ -19,16 +19,16 @@ namespace {
 constexpr const char* kStandardInput = "(standard input)";
 
 // Copies a stream to a new file and opens it. The file's name goes away at once.
-class Spool {
+class CopiedStream {
 public:
-    Spool(std::FILE* stream, std::string streamName)
+    CopiedStream(std::FILE* stream, std::string streamName)
         : in(stream), name(std::move(streamName)), path(MakeTemporaryFile("")) {}
-    ~Spool() {
+    ~CopiedStream() {
         std::error_code ignored;
         std::filesystem::remove(path, ignored);
     }
-    Spool(const Spool&) = delete;
-    Spool& operator=(const Spool&) = delete;
+    CopiedStream(const CopiedStream&) = delete;
+    CopiedStream& operator=(const CopiedStream&) = delete;
 
     std::shared_ptr<const FileSource> Open() const {
         std::ofstream file(path, std::ios::binary);
@@ -57,12 +57,12 @@ private:
 }  // namespace
 
 std::shared_ptr<const FileSource> OpenSource(const std::string& path) {
-    if (path == "-") return Spool(stdin, kStandardInput).Open();
+    if (path == "-") return CopiedStream(stdin, kStandardInput).Open();
     std::error_code error;
     if (!std::filesystem::is_fifo(path, error)) return FileSource::FromPath(path);
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(std::fopen(path.c_str(), "rb"), std::fclose);
     if (!pipe) throw ToolError(kExitUnreadable, fmt::format("{}: {}", path, std::strerror(errno)));
-    return Spool(pipe.get(), path).Open();
+    return CopiedStream(pipe.get(), path).Open();
 }
 
 Dictionary LoadDictionary(const std::string& path, const std::string& symbolFile) {

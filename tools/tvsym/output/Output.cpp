@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "tools/tvsym/output/Terminal.h"
+
 namespace tvsym {
 
 Output::Output(const std::string& path, const std::string& nameInMessages)
@@ -32,6 +34,7 @@ void Output::Check(bool good) {
 }
 
 void Output::Write(std::string_view text) {
+    if (file == stdout) PageOutput();
     Check(std::fwrite(text.data(), 1, text.size(), file) == text.size());
 }
 

@@ -36,7 +36,8 @@ std::string ProblemLine(const std::string& file, const Problem& problem) {
 void PrintError(const std::string& line) {
     ProgressBar::HideVisible();
     std::fflush(stdout);
-    fmt::print(stderr, "{}\n", TextCodec().Display(line));
+    const std::string shown = TextCodec().Display(line) + "\n";
+    std::fputs(shown.c_str(), stderr);  // which may be a pager that the user has left
 }
 
 void PrintProblem(const std::string& file, const Problem& problem) { PrintError(ProblemLine(file, problem)); }

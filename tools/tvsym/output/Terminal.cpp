@@ -22,7 +22,7 @@ u64 bytesRead = 0;
 bool ColourWanted() {
     if (Look::Chosen().color != "auto") return Look::Chosen().color == "always";
     const char* noColour = std::getenv("NO_COLOR");
-    return !(noColour && *noColour) && IsTerminal(stdout);
+    return !(noColour && *noColour) && IsOutputTerminal();
 }
 
 }  // namespace
@@ -45,7 +45,22 @@ Look& Look::Chosen() {
 
 u64 ProgressBar::BytesRead() { return bytesRead; }
 
-bool IsOutputTerminal() { return IsTerminal(stdout); }
+bool IsOutputTerminal() {
+    static const bool terminal = IsTerminal(stdout);
+    return terminal;
+}
+
+void PageOutput() {
+    static bool decided = false;
+    if (decided || !IsOutputTerminal()) return;
+    decided = true;
+    const char* const chosen = std::getenv("PAGER");
+    const std::string command = chosen != nullptr ? chosen : "";
+    const char* const terminal = std::getenv("TERM");
+    const bool plain = terminal == nullptr || std::string_view(terminal) == "dumb";
+    const bool none = chosen != nullptr ? command.empty() || command == "cat" : plain;
+    if (!Look::Chosen().noPager && !none) StartPager(command);
+}
 
 std::string Styled(Style style, std::string_view text) {
     static const bool colour = ColourWanted();

@@ -19,12 +19,18 @@ namespace tvsym {
 struct Look {
     std::string color = "auto";  // "always", "never"
     bool pretty = false;         // JSON with a line for each value
+    bool noPager = false;        // on a terminal, too
     bool verbose = false;        // time and rate, on stderr
 
     static Look& Chosen();
 };
 
+// Whether the standard output was a terminal when the command began.
 bool IsOutputTerminal();
+
+// Called before the first bytes go to the standard output: on a terminal, a pager shows them from then on.
+// PAGER holds the user's choice.
+void PageOutput();
 
 // Columns on a terminal.
 size_t DisplayWidth(std::string_view utf8);

@@ -35,6 +35,15 @@ std::string ProgramPath();
 // Opens a file in the user's browser. False when no browser could be started.
 bool OpenInBrowser(const std::string& path);
 
+// Starts a program that shows what is written from now on to the standard output, and to the standard error
+// where that is a terminal, too. `command` is for the shell; empty: less, if there is one. False where no
+// program could be started; always on Windows.
+bool StartPager(const std::string& command);
+
+// Waits until the user has left the pager, and restores both streams. False where the shell did not find its
+// command; true without a pager.
+bool EndPager();
+
 // Columns that a character takes on a terminal: 0, 1 or 2.
 int CharacterWidth(char32_t character);
 

@@ -33,7 +33,30 @@ constexpr size_t kMostNames = 64;
 char namesToRemove[kMostNames][PATH_MAX];
 std::atomic<size_t> countToRemove = 0;
 
+// The pager, and copies of the streams that lead to it; -1 where there is none.
+struct PagerProcess {
+    pid_t process = -1;
+    int output = -1;
+    int errors = -1;
+};
+PagerProcess pager;
+
+// The pager sees the end of its input and leaves when the user says so. Signal handlers call this, too.
+int LeavePager() {
+    int status = 0;
+    if (pager.process < 0) {
+        return status;
+    }
+    ::dup2(pager.output, STDOUT_FILENO);
+    ::dup2(pager.errors, STDERR_FILENO);
+    while (::waitpid(pager.process, &status, 0) < 0 && errno == EINTR) {
+    }
+    pager.process = -1;
+    return status;
+}
+
 void RemoveAndDie(int signal) {
+    LeavePager();
     for (size_t at = 0; at < countToRemove; ++at) {
         ::unlink(namesToRemove[at]);
     }
@@ -153,6 +176,61 @@ bool OpenInBrowser(const std::string& path) {
         at = end + 1;
     }
     return false;
+}
+
+bool StartPager(const std::string& command) {
+    int ends[2];
+    if (::pipe(ends) != 0) {
+        return false;
+    }
+    for (const int end : ends) {
+        ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
+    ::posix_spawnattr_init(&attributes);
+    sigset_t usual;
+    ::sigemptyset(&usual);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) {
+        ::sigaddset(&usual, signal);
+    }
+    ::posix_spawnattr_setsigdefault(&attributes, &usual);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    // Colours pass, long lines are cut at the margin, and what fits on the screen stays on it.
+    ::setenv("LESS", "FRSX", 0);
+    ::setenv("LESSCHARSET", "utf-8", 0);
+    std::string words[] = {"sh", "-c", command};
+    char* shell[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+    std::string name = "less";
+    char* less[] = {name.data(), nullptr};
+    char** const arguments = command.empty() ? less : shell;
+    pid_t process = -1;
+    const int failure = ::posix_spawnp(&process, arguments[0], &actions, &attributes, arguments, environ);
+    ::posix_spawnattr_destroy(&attributes);
+    ::posix_spawn_file_actions_destroy(&actions);
+    ::close(ends[0]);
+    if (failure == 0) {
+        std::fflush(stdout);
+        pager.output = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+        pager.errors = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+        ::dup2(ends[1], STDOUT_FILENO);
+        if (IsTerminal(stderr)) {
+            ::dup2(ends[1], STDERR_FILENO);
+        }
+        pager.process = process;
+    }
+    ::close(ends[1]);
+    return failure == 0;
+}
+
+bool EndPager() {
+    constexpr int kNotFound = 127;
+    std::fflush(stdout);
+    std::fflush(stderr);
+    const int status = LeavePager();
+    return !(WIFEXITED(status) && WEXITSTATUS(status) == kNotFound);
 }
 
 int CharacterWidth(char32_t character) { return std::max(::wcwidth(static_cast<wchar_t>(character)), 0); }

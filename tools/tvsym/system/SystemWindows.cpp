@@ -73,6 +73,10 @@ bool OpenInBrowser(const std::string& path) {
                ShellExecuteA(nullptr, "open", path.c_str(), nullptr, nullptr, SW_SHOWNORMAL)) > kMostFailure;
 }
 
+bool StartPager(const std::string&) { return false; }
+
+bool EndPager() { return true; }
+
 // The blocks of East Asian wide characters, and combining marks.
 int CharacterWidth(char32_t character) {
     if ((character >= 0x300 && character <= 0x36f) || (character >= 0x200b && character <= 0x200f)) {
