@@ -62,14 +62,20 @@ export async function openFiles(page: Page, files: (string | { name: string; byt
     await page.setInputFiles(`input[data-slot="${slot}"] >> nth=0`, given);
 }
 
+// A click without Playwright's wait for the element to rest, for loops over many files and sections.
+export async function press(page: Page, selector: string): Promise<void> {
+    const element = await page.waitForSelector(selector);
+    await element.evaluate((found) => (found as HTMLElement).click());
+}
+
 export async function show(page: Page, view: string): Promise<void> {
     await page.click(`#tab-${view}`);
 }
 
 // What an export of the view on screen holds.
 export async function exported(page: Page, format: "CSV" | "NDJSON" | "Parquet"): Promise<Buffer> {
-    await page.click('button:has-text("Export")');
-    const [download] = await Promise.all([page.waitForEvent("download"), page.click(`.menu-box button:text-is("${format}")`)]);
+    await press(page, 'button:has-text("Export")');
+    const [download] = await Promise.all([page.waitForEvent("download"), press(page, `.menu-box button:text-is("${format}")`)]);
     return readFileSync(await download.path());
 }
 

@@ -1,12 +1,11 @@
 // The page as a person uses it, on the sample; its values are compared with those of the tool.
 
 import { copyFileSync, readFileSync, statSync, writeFileSync } from "node:fs";
-import { createRequire } from "node:module";
 import { join } from "node:path";
 import { parquetReadObjects } from "hyparquet";
 import type { Browser, Page } from "playwright-core";
 import { afterAll, afterEach, beforeAll, describe, expect, test } from "vitest";
-import { cellTexts, dictionary, exported, folder, launch, openFiles, openPage, pagePath, sample, show, tvsym, type Watched } from "./browser";
+import { cellTexts, dictionary, exported, folder, launch, openFiles, openPage, pagePath, press, sample, show, tvsym, type Watched } from "./browser";
 
 let browser: Browser;
 let watched: Watched;
@@ -18,14 +17,25 @@ beforeAll(async () => {
 afterAll(() => browser.close());
 afterEach(async () => {
     // No view, whatever it was given, asks the network, breaks its policy or fails.
-    if (!(page as Page | undefined)) return;
+    if (!(watched as Watched | undefined)) return;
     expect(watched.faults).toEqual([]);
-    await page.context().close();
+    if (watched !== shared) await page.context().close();
 });
 
-async function openSample(hash = "", scheme: "light" | "dark" = "light"): Promise<void> {
-    watched = await openPage(browser, hash, scheme);
-    page = watched.page;
+// One page with the sample serves all tests that only look at it.
+let shared: Watched | null = null;
+
+async function openSample(hash = ""): Promise<void> {
+    if (shared) {
+        ({ page } = watched = shared);
+        return page.evaluate((to) => void (location.hash = to), hash || "#view=overview");
+    }
+    await openOwnSample(hash);
+    shared = watched;
+}
+
+async function openOwnSample(hash = ""): Promise<void> {
+    ({ page } = watched = await openPage(browser, hash));
     await openFiles(page, [sample(), dictionary]);
     await page.waitForSelector("#tab-overview");
 }
@@ -49,7 +59,7 @@ test("the page is one file within its size, with a policy that allows nothing el
 });
 
 test("the policy stops what asks the network or runs a script", async () => {
-    await openSample();
+    await openOwnSample();
     const stopped = await page.evaluate(async () => {
         const directives = new Set<string>();
         document.addEventListener("securitypolicyviolation", (event) => directives.add(event.effectiveDirective));
@@ -227,7 +237,7 @@ test("two versions: added, removed and changed, field by field", async () => {
     tvsym("build", join(folder, "next.json"), join(folder, "next.sym"));
 
     // A link keeps what is shown of the comparison.
-    await openSample("#view=compare&kinds=added,removed&find=new");
+    await openOwnSample("#view=compare&kinds=added,removed&find=new");
     await openFiles(page, [join(folder, "next.sym")], 1);
     await page.waitForFunction(() => document.querySelectorAll(".changes tbody tr").length === 1);
     expect(await page.locator(".changes tbody tr").innerText()).toContain("NEW.ONE");
@@ -291,14 +301,14 @@ test("a finding leads to its place in the map, its bytes and its row", async () 
     await page.waitForSelector(".findings tbody tr");
     expect(await page.locator(".findings tbody tr").count()).toBe(damaged.size);
     for (const [id, place] of damaged) {
-        await page.click(`.findings tbody tr:has-text("${place.toString(16).padStart(8, "0")}") button`);
+        await press(page, `.findings tbody tr:has-text("${place.toString(16).padStart(8, "0")}") button`);
         await page.waitForSelector(".map-part.here");
         await page.waitForSelector('.hex-bytes .marked:text-is("ff")');
-        await page.click('button:text-is("Show the row in its table")');
+        await press(page, 'button:text-is("Show the row in its table")');
         const row = await page.waitForSelector(".grid-body [role=row].selected");
         expect(await row.innerText(), `section ${id}`).toContain("\\xff");
         await page.waitForSelector('.side .hex-bytes .marked:text-is("ff")');
-        await show(page, "findings");
+        await press(page, "#tab-findings");
     }
 });
 
@@ -328,70 +338,4 @@ test("a dictionary is inferred, edited and taken away", async () => {
     const made = JSON.parse(readFileSync(await download.path(), "utf8")) as Record<string, { name: string; type: string }>;
     expect(made["5"]).toEqual({ name: "listed", type: "date" });
     expect(made["1"]?.type).toBe("text");
-});
-
-describe("files of all kinds", () => {
-    test("what is not a symbol file gets a message", async () => {
-        watched = await openPage(browser);
-        page = watched.page;
-        for (const bytes of [new Uint8Array(), new TextEncoder().encode("no symbol file, ".repeat(9)), new Uint8Array([7])]) {
-            await openFiles(page, [{ name: "other.bin", bytes }]);
-            await page.waitForSelector("[role=alert]");
-            expect(await page.locator("[role=alert]").innerText()).toMatch(/other\.bin|symbol file|empty/);
-            await page.click("[role=alert] button");
-        }
-    });
-
-    test("of 50 damaged files, each shows what is left", async () => {
-        await openSample();
-        const sound = readFileSync(sample());
-        let seed = 12345;
-        const random = (below: number): number => (seed = (Math.imul(seed, 1103515245) + 12345) >>> 0) % below;
-        let opened = 0;
-        for (let at = 0; at < 50; ++at) {
-            const bytes = new Uint8Array(at % 5 === 0 ? sound.subarray(0, 240 + random(sound.length - 240)) : sound);
-            for (let times = 0; at % 5 !== 0 && times < 1 + (at % 7); ++times) bytes[random(bytes.length)] = random(256);
-            if (at % 10 === 9) bytes[random(220)] = random(256);
-            const name = `damaged-${at}.sym`;
-            await openFiles(page, [{ name, bytes }]);
-            await page.waitForFunction(
-                (wanted) =>
-                    document.querySelector("[role=alert]") !== null ||
-                    (document.querySelector(".file-name")?.textContent?.includes(wanted) && !document.querySelector(".progress") && /^[\d,]+$/.test(document.querySelector(".fact:nth-child(5) dd")?.textContent ?? "")),
-                name,
-            );
-            if ((await page.locator("[role=alert]").count()) > 0) await page.click("[role=alert] button");
-            else ++opened;
-            // The page goes on working, whatever it was given.
-            await show(page, "symbols");
-            await page.waitForSelector(".grid, .note");
-            await show(page, "overview");
-        }
-        expect(opened).toBeGreaterThan(40);
-    });
-});
-
-test("no view has a serious finding of axe, light or dark", async () => {
-    const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
-    const found: string[] = [];
-    for (const scheme of ["light", "dark"] as const) {
-        if (scheme === "dark") await page.context().close();
-        await openSample("", scheme);
-        await page.waitForSelector(".plain.sections");
-        await page.evaluate(axe);
-        const check = async (name: string): Promise<void> => {
-            const results = await page.evaluate(() => (window as unknown as { axe: { run: () => Promise<{ violations: { id: string; impact: string; nodes: { html: string; failureSummary: string }[] }[] }> } }).axe.run());
-            for (const { id, impact, nodes } of results.violations) {
-                if (impact === "serious" || impact === "critical") found.push(`${scheme} ${name}: ${id} ${nodes[0]?.html.slice(0, 120)} ${nodes[0]?.failureSummary.slice(0, 240)}`);
-            }
-        };
-        for (const view of ["overview", "symbols", "sections", "findings", "charts", "compare", "dictionary"]) {
-            await show(page, view);
-            await page.waitForTimeout(300);
-            if (view === "symbols") await page.click(".grid-body [role=row] >> nth=1");
-            await page.waitForTimeout(200);
-            await check(view);
-        }
-    }
-    expect(found).toEqual([]);
 });
