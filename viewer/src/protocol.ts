@@ -133,9 +133,13 @@ export interface TableInfo {
     columns: ColumnInfo[];
     total: number; // rows of the source
     rows: number; // rows that match so far
-    done: boolean; // false: the search is still running and another reply follows by event
+    done: boolean; // false: the search has not seen all rows; the next call continues it
+    head: RowWindow; // the first rows
     ms: number;
 }
+
+// Rows that come with a table's description.
+export const headRows = 128;
 
 // Where a cell's value comes from.
 export const CellState = { none: 0, own: 1, default: 2, odd: 3 } as const;

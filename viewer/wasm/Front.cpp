@@ -500,8 +500,12 @@ int view_element(u32 slot, u32 id, u32 level, u32 row) {
     });
 }
 
-void view_sort(const viewer::ColumnView* column, u32* rows, u32 count, u32 descending) {
-    viewer::Sort(*column, rows, count, descending != 0);
+u32 view_sort(const viewer::ColumnView* column, u32* rows, u32 count, u32 descending) {
+    return viewer::Sort(*column, rows, count, descending != 0);
+}
+
+u32 view_runs(const viewer::ColumnView* column, const u32* rows, u32 count, u32* starts) {
+    return viewer::Runs(*column, rows, count, starts);
 }
 
 u32 view_search(const viewer::ColumnView* const* columns, u32 columnCount, const char* needle, u32 needleSize,

@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,7 @@ namespace viewer {
 namespace {
 
 struct SortKey {
-    u64 key;  // orders the values as unsigned numbers; of texts their first 8 bytes
+    u64 key;  // orders the values as unsigned numbers; of texts 8 bytes after what all of them begin with
     u32 row;
 };
 
@@ -26,9 +27,23 @@ u64 BigEndianStart(std::string_view text) {
     return key;
 }
 
-u64 OrderedKey(const ColumnView& column, u32 row) {
+// Bytes that all of the texts begin with.
+std::size_t CommonPrefix(const ColumnView& column, const u32* rows, u32 count) {
+    std::optional<std::string_view> common;
+    for (u32 at = 0; at < count && common != std::string_view(); ++at) {
+        if (column.IsNull(rows[at])) continue;
+        const std::string_view text = column.Text(column.ValueOf(rows[at]));
+        if (!common) common = text;
+        const std::size_t most = std::min(common->size(), text.size());
+        const auto differs = std::mismatch(common->begin(), common->begin() + most, text.begin()).first;
+        common = common->substr(0, static_cast<std::size_t>(differs - common->begin()));
+    }
+    return common.value_or(std::string_view()).size();
+}
+
+u64 OrderedKey(const ColumnView& column, u32 row, std::size_t prefix) {
     const u32 value = column.ValueOf(row);
-    if (column.IsText()) return BigEndianStart(column.Text(value));
+    if (column.IsText()) return BigEndianStart(column.Text(value).substr(prefix));
     const u64 bits = column.Number(value);
     if (column.bits == 0) return bits;
     const u64 sign = u64{1} << (column.bits - 1);
@@ -87,18 +102,19 @@ std::string_view ColumnView::Text(u32 value) const {
     return {bytes + offsets[value], static_cast<std::size_t>(offsets[value + 1] - offsets[value])};
 }
 
-void Sort(const ColumnView& column, u32* rows, u32 count, bool descending) {
+u32 Sort(const ColumnView& column, u32* rows, u32 count, bool descending) {
     std::vector<SortKey> keys;
     keys.reserve(count);
     std::vector<u32> without;
+    const bool text = column.IsText();
+    const std::size_t prefix = text ? CommonPrefix(column, rows, count) : 0;
     for (u32 at = 0; at < count; ++at) {
         if (column.IsNull(rows[at])) {
             without.push_back(rows[at]);
         } else {
-            keys.push_back({OrderedKey(column, rows[at]), rows[at]});
+            keys.push_back({OrderedKey(column, rows[at], prefix), rows[at]});
         }
     }
-    const bool text = column.IsText();
     const auto less = [&](const SortKey& a, const SortKey& b) {
         if (a.key != b.key) return a.key < b.key;
         return text && column.Text(column.ValueOf(a.row)) < column.Text(column.ValueOf(b.row));
@@ -112,6 +128,19 @@ void Sort(const ColumnView& column, u32* rows, u32 count, bool descending) {
     u32* to = rows;
     for (const SortKey& key : keys) *to++ = key.row;
     std::copy(without.begin(), without.end(), to);
+    return static_cast<u32>(keys.size());
+}
+
+u32 Runs(const ColumnView& column, const u32* rows, u32 count, u32* starts) {
+    const auto same = [&](u32 a, u32 b) {
+        if (a == b) return true;
+        return column.IsText() ? column.Text(a) == column.Text(b) : column.Number(a) == column.Number(b);
+    };
+    u32 runs = 0;
+    for (u32 at = 0; at < count; ++at) {
+        if (at == 0 || !same(column.ValueOf(rows[at - 1]), column.ValueOf(rows[at]))) starts[runs++] = at;
+    }
+    return runs;
 }
 
 namespace {

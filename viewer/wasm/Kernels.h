@@ -37,8 +37,12 @@ struct ColumnView {
 };
 
 // Puts `rows` in the order of the column's values, rows of the same value in their own order. Rows without a
-// value come last in either direction.
-void Sort(const ColumnView& column, u32* rows, u32 count, bool descending);
+// value come last in either direction. Returns how many have one.
+u32 Sort(const ColumnView& column, u32* rows, u32 count, bool descending);
+
+// Writes to `starts` the place of the first row of each run of equal values, and returns how many runs there
+// are. All of the rows have a value.
+u32 Runs(const ColumnView& column, const u32* rows, u32 count, u32* starts);
 
 enum class Match : u8 { Contains, Starts, Equals };
 

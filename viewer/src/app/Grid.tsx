@@ -9,14 +9,14 @@ import {
 } from "@tanstack/virtual-core";
 import type { JSX } from "preact";
 import { useCallback, useEffect, useLayoutEffect, useMemo, useReducer, useRef, useState } from "preact/hooks";
-import { CellState, type ColumnInfo, type RowWindow, type Sort } from "../protocol";
+import { CellState, headRows, type ColumnInfo, type RowWindow, type Sort } from "../protocol";
 import { count } from "./format";
 
 const rowHeight = 26;
 // Browsers cap the height of an element (Firefox at 17.8 million pixels). Beyond this one, the scroll bar
 // moves over a shorter element, and each of its pixels stands for more than one.
 const tallest = 15_000_000;
-const block = 128; // rows asked for at once
+const block = headRows; // rows asked for at once
 const band = 16; // rows of one item of the virtualizer
 const mostBands = 20; // in the page at once, however tall the window claims to be, as when it is printed
 
@@ -59,7 +59,7 @@ export function Grid(props: GridProps): JSX.Element {
     const items = virtualizer.items();
     const firstBlock = Math.floor((items[0]?.index ?? 0) / block);
     const lastBlock = Math.floor((items.at(-1)?.index ?? 0) / block);
-    useEffect(() => {
+    useLayoutEffect(() => {
         const own = cache.current;
         for (let at = firstBlock; at <= lastBlock && rows > 0; ++at) {
             if (own.blocks.has(at)) continue;

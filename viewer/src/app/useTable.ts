@@ -1,9 +1,9 @@
 // A query of the worker as the page follows it: a new one replaces the last, and a long search reports what it
 // has until it is done.
 
-import { useEffect, useState } from "preact/hooks";
+import { useEffect, useLayoutEffect, useState } from "preact/hooks";
 import { parseFilter } from "../filterText";
-import type { ColumnInfo, Filter, Query, RowWindow, TableInfo, TableSource } from "../protocol";
+import { headRows, type ColumnInfo, type Filter, type Query, type RowWindow, type TableInfo, type TableSource } from "../protocol";
 import { client } from "./client";
 import { useStore, type Place } from "./state";
 
@@ -45,7 +45,8 @@ export function useTable(source: TableSource, place: Place): TableState {
     const waiting = Object.values(place.filters).some((text) => text !== "") && columns.length === 0;
     const key = JSON.stringify([query, revision, waiting]);
 
-    useEffect(() => {
+    // Before the next frame: a key of a search waits for nothing else.
+    useLayoutEffect(() => {
         let wanted = true;
         const ask = async (): Promise<void> => {
             try {
@@ -56,8 +57,8 @@ export function useTable(source: TableSource, place: Place): TableState {
                     if (first) performance.measure("query", { start, end: performance.now() });
                     setInfo(reply);
                     setError("");
-                    // While a search goes on, what is on screen is already final: matches are only added.
-                    if (first || reply.done) setVersion(`${key}/${reply.done}`);
+                    // A search only adds matches, so the first rows are final once they are full.
+                    setVersion(`${key}/${reply.head.rows.length}/${reply.done}`);
                     if (reply.done) return;
                 }
             } catch (failure) {
@@ -75,6 +76,6 @@ export function useTable(source: TableSource, place: Place): TableState {
         query,
         version,
         error,
-        fetch: (first, count) => client.call("rows", query, first, count),
+        fetch: (first, count) => (first === 0 && count <= headRows && info ? Promise.resolve(info.head) : client.call("rows", query, first, count)),
     };
 }

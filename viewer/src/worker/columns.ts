@@ -171,14 +171,6 @@ export class Column {
         }
     }
 
-    // Whether two rows that have a value have the same one.
-    same(a: number, b: number): boolean {
-        if (this.place.indices !== 0) return this.index(a) === this.index(b);
-        if (!this.isText) return this.scalar(a) === this.scalar(b);
-        const [x, y] = [this.bytes(a), this.bytes(b)];
-        return x.length === y.length && x.every((byte, at) => byte === y[at]);
-    }
-
     get isText(): boolean {
         return this.place.kind === "text" || this.place.kind === "binary" || this.place.kind === "fixed";
     }

@@ -24,33 +24,29 @@ export function distribution(front: Front, table: Table, key: string, names: Nam
     if (!found || found.column.isList) throw new Error(`There is no column ${key} to count.`);
     const { column } = found;
     const all = table.rowList();
-    const valued = all.filter((row) => !column.isNull(row));
-    const rows = front.alloc(4 * Math.max(1, valued.length));
-    front.words(rows, valued.length).set(valued);
-    front.sort(column, rows, valued.length, false);
-    const sorted = front.words(rows, valued.length).slice();
+    const rows = front.alloc(4 * Math.max(1, all.length));
+    front.words(rows, all.length).set(all);
+    const valued = front.sort(column, rows, all.length, false);
+    const starts = front.runs(column, rows, valued);
+    const sorted = front.words(rows, valued).slice();
     front.free(rows);
 
-    const runs = runsOf(sorted, (a, b) => column.same(a, b));
-    const label = (run: Run | undefined): string => (run ? column.text(run.row) : "");
+    const label = (run: number): string => (run >= 0 && run < starts.length ? column.text(sorted[starts[run] as number] as number) : "");
     const named = (value: string): { name?: string } => {
         const name = names?.byValue.get(value);
         return name === undefined ? {} : { name };
     };
-    const top = [...runs]
-        .sort((a, b) => b.count - a.count)
-        .slice(0, topValues)
-        .map((run) => ({ label: label(run), count: run.count }));
+    const top = mostFrequent(starts, valued, topValues).map(({ run, count }) => ({ label: label(run), count }));
     // Numbers that are names are in no order that means anything.
-    const { bins, unit } = names ? { bins: [], unit: "" } : binsOf(found, sorted, runs.length);
+    const { bins, unit } = names ? { bins: [], unit: "" } : binsOf(found, sorted, starts.length);
     const { key: name, title, type, numeric } = found;
     return {
         column: { key: name, title, type, numeric },
         total: all.length,
-        missing: all.length - valued.length,
-        distinct: runs.length,
-        least: label(runs[0]),
-        most: label(runs.at(-1)),
+        missing: all.length - valued,
+        distinct: starts.length,
+        least: label(0),
+        most: label(starts.length - 1),
         top: top.map((bar) => ({ ...bar, ...named(bar.label), filter: { column: key, op: "is", value: bar.label } })),
         bins,
         binUnit: unit,
@@ -58,20 +54,18 @@ export function distribution(front: Front, table: Table, key: string, names: Nam
     };
 }
 
-export interface Run {
-    row: number; // the first of those with the value
-    count: number;
-}
-
-// Equal neighbours counted.
-export function runsOf(rows: Uint32Array, same: (a: number, b: number) => boolean): Run[] {
-    const runs: Run[] = [];
-    let last: Run | undefined;
-    for (const row of rows) {
-        if (last && same(last.row, row)) ++last.count;
-        else runs.push((last = { row, count: 1 }));
+// The longest of the runs that start there, longest first, of `most` of them at most.
+export function mostFrequent(starts: Uint32Array, end: number, most: number): { run: number; count: number }[] {
+    const top: { run: number; count: number }[] = [];
+    for (let run = 0; run < starts.length; ++run) {
+        const count = (starts[run + 1] ?? end) - (starts[run] as number);
+        if (top.length === most && count <= (top.at(-1)?.count ?? 0)) continue;
+        let at = top.length;
+        while (at > 0 && (top[at - 1]?.count ?? 0) < count) --at;
+        top.splice(at, 0, { run, count });
+        if (top.length > most) top.pop();
     }
-    return runs;
+    return top;
 }
 
 function binsOf(found: TableColumn, sorted: Uint32Array, distinct: number): { bins: Bar[]; unit: string } {

@@ -20,7 +20,8 @@ export interface Module {
     _view_element(slot: number, section: number, level: number, row: number): number;
     _view_result(): number;
     _view_result_size(): number;
-    _view_sort(column: number, rows: number, count: number, descending: number): void;
+    _view_sort(column: number, rows: number, count: number, descending: number): number;
+    _view_runs(column: number, rows: number, count: number, starts: number): number;
     _view_search(
         columns: number,
         columnCount: number,
@@ -165,8 +166,19 @@ export class Front {
         return new Column({ ...place, kind, type: shown, bits }, this);
     }
 
-    sort(column: Column, rows: number, count: number, descending: boolean): void {
-        this.module._view_sort(column.place.handle, rows, count, descending ? 1 : 0);
+    // Sorts the rows in place. Those without a value come last; returns how many have one.
+    sort(column: Column, rows: number, count: number, descending: boolean): number {
+        return this.module._view_sort(column.place.handle, rows, count, descending ? 1 : 0);
+    }
+
+    // Where each run of equal values starts among rows that are sorted by the column.
+    runs(column: Column, rows: number, count: number): Uint32Array {
+        const starts = this.alloc(4 * Math.max(1, count));
+        try {
+            return this.words(starts, this.module._view_runs(column.place.handle, rows, count, starts)).slice();
+        } finally {
+            this.free(starts);
+        }
     }
 
     // Rows from `first` on that match, written to `found`. `rows` 0 stands for all in the file's order.

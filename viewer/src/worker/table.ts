@@ -1,6 +1,6 @@
 // One table: the columns of a section's level or of the symbols, and the rows that a query leaves, in order.
 
-import type { CellState, ColumnInfo, Filter, Query, RowWindow, Sort, TableInfo } from "../protocol";
+import { headRows, type CellState, type ColumnInfo, type Filter, type Query, type RowWindow, type Sort, type TableInfo } from "../protocol";
 import { displayText, type Column } from "./columns";
 import { match, type Front } from "./front";
 
@@ -8,12 +8,12 @@ export interface TableColumn extends ColumnInfo {
     column: Column;
 }
 
-// Rows looked at between two looks at the clock.
+// Rows searched between two looks at the clock; few at first, so that the first rows are on screen at once.
+const firstChunk = 8_192;
 const chunk = 131_072;
 
-// How long a search may hold the worker before it reports what it has and lets other requests in: at first a
-// moment, so that the first rows are on screen at once.
-const firstSliceMs = 8;
+// How long a search may occupy the worker before it reports what it has and lets other requests in.
+const firstSliceMs = 4;
 const sliceMs = 40;
 
 export class Table {
@@ -60,6 +60,7 @@ export class Table {
             total: this.all,
             rows: this.matched,
             done: this.scanned >= this.baseRows,
+            head: this.window(0, headRows),
             ms: performance.now() - start,
         };
     }
@@ -138,6 +139,7 @@ export class Table {
 
     private sort(sort: Sort, count: number): void {
         const column = this.byKey.get(sort.column)?.column;
+        if (sort.column === "#" && sort.descending) this.front.words(this.base, count).reverse();
         if (column && !column.isList) this.front.sort(column, this.base, count, sort.descending);
     }
 
@@ -204,7 +206,7 @@ export class Table {
         const texts = this.texts();
         while (this.scanned < this.baseRows) {
             // Rows in another order than the file's are searched at once: their texts lie anywhere.
-            const count = Math.min(this.base !== 0 ? this.baseRows : chunk, this.baseRows - this.scanned);
+            const count = Math.min(this.base !== 0 ? this.baseRows : this.scanned === 0 ? firstChunk : chunk, this.baseRows - this.scanned);
             const first = this.base !== 0 ? this.scanned : (this.below?.first ?? 0) + this.scanned;
             const to = this.order + 4 * this.matched;
             this.matched += this.front.search(texts, search, match.contains, this.base, first, count, to);

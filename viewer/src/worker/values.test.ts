@@ -1,7 +1,7 @@
 import { expect, test } from "vitest";
 import { dateText, displayText, shortestFloat } from "./columns";
 import { inferType } from "./dictionary";
-import { niceEdges, runsOf } from "./distribution";
+import { mostFrequent, niceEdges } from "./distribution";
 import { lowerBound } from "./engine";
 import { csvCell, jsonValue } from "./export";
 import { typeOf, valueText } from "./fields";
@@ -68,7 +68,7 @@ test("edges hold everything at round places", () => {
 });
 
 test("runs and bounds", () => {
-    expect(runsOf(Uint32Array.of(1, 2, 3), (a, b) => a < 3 && b < 3)).toEqual([{ row: 1, count: 2 }, { row: 3, count: 1 }]);
+    expect(mostFrequent(Uint32Array.of(0, 1, 3, 4, 7), 9, 3).map(({ run, count }) => `${run}:${count}`)).toEqual(["3:3", "1:2", "4:2"]);
     expect([0, 2, 5, 6].map((value) => lowerBound([0, 0, 2, 5, 5], value))).toEqual([0, 2, 3, 5]);
 });
 
