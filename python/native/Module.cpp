@@ -16,6 +16,8 @@
 #include "python/native/Select.h"
 #include "python/native/Views.h"
 #include "tables/check/Wording.h"
+#include "tables/columns/FileStream.h"
+#include "tables/columns/Options.h"
 
 namespace nb = nanobind;
 
@@ -300,6 +302,39 @@ Table Load(nb::handle from, u32 section, std::vector<u16> fields, u32 flags, u32
     return Table(table);
 }
 
+std::unique_ptr<platform::File> OpenDescriptor(platform::Descriptor descriptor) {
+    auto file = platform::OpenFile(descriptor);
+    if (file == nullptr) throw Failure{TVT_ERR_OPEN, "the descriptor is not of a regular file"};
+    return file;
+}
+
+// A stream of the symbols whose records begin from `first` to `end`, and what ends it early: (stream, code,
+// offset, message).
+nb::tuple OpenStream(platform::Descriptor descriptor, std::vector<u16> fields, u32 flags,
+                     const std::optional<nb::bytes>& dictionary, std::optional<std::string> encoding,
+                     u64 memoryLimit, u32 batchRows, u64 first, u64 end) {
+    auto file = OpenDescriptor(descriptor);
+    const Options options(TVT_SYMBOLS, std::move(fields), flags, 1, dictionary, std::move(encoding),
+                          memoryLimit);
+    tables::columns::Damage damage;
+    const nb::object stream = Capsule<ArrowArrayStream>("arrow_array_stream", [&](auto* to, TvtError*) {
+        const nb::gil_scoped_release unlocked;
+        tables::columns::LoadOptions read = tables::columns::ReadOptions(&options.options, "");
+        read.batchRows = batchRows;
+        read.firstRecord = first;
+        read.endRecord = end;
+        damage = tables::columns::OpenFileStream(std::move(file), "symbols", std::move(read), to);
+        return TVT_OK;
+    });
+    return nb::make_tuple(stream, damage.code, damage.offset, Text(damage.message));
+}
+
+std::vector<u64> CutRecords(platform::Descriptor descriptor, u64 partBytes) {
+    const tables::columns::Source source(OpenDescriptor(descriptor));
+    const nb::gil_scoped_release unlocked;
+    return tables::columns::CutRecords(source, partBytes);
+}
+
 // Whether the work goes on: not after an interrupt, whose exception is set then.
 bool GoOn(u64) {
     const nb::gil_scoped_acquire locked;
@@ -467,6 +502,9 @@ NB_MODULE(_native, module) {
         .def("refresh", &Watch::Refresh);
     module.def("load", &Load, "source"_a, "section"_a, "fields"_a, "flags"_a, "threads"_a,
                "dictionary"_a.none(), "encoding"_a.none(), "memory_limit"_a);
+    module.def("stream", &OpenStream, "descriptor"_a, "fields"_a, "flags"_a, "dictionary"_a.none(),
+               "encoding"_a.none(), "memory_limit"_a, "batch_rows"_a, "first"_a, "end"_a);
+    module.def("cut_records", &CutRecords, "descriptor"_a, "part_bytes"_a);
     module.def("check", &CheckSource, "source"_a, "name"_a, "encoding"_a, "limit"_a);
     module.def("diff", &Diff, "old"_a, "new"_a, "names"_a, "dictionary"_a.none(), "encoding"_a, "sections"_a,
                "fields"_a);

@@ -9,7 +9,8 @@ Tables speak the Arrow C stream protocol, so that pyarrow, polars, pandas and Du
 """
 
 from ._errors import DamagedError, Error, FormatError, LimitError, OpenError, ParameterError
-from ._file import File, Finding, Findings, Watch, diff, open, watch, write
+from ._file import File, Finding, Findings, SymbolStream, Watch, diff, open, watch, write
+from ._history import history
 from ._table import Column, Damage, Schema, Table
 
 __all__ = [
@@ -25,9 +26,11 @@ __all__ = [
     "OpenError",
     "ParameterError",
     "Schema",
+    "SymbolStream",
     "Table",
     "Watch",
     "diff",
+    "history",
     "open",
     "watch",
     "write",

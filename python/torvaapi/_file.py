@@ -6,11 +6,14 @@ import os
 import stat
 from collections.abc import Collection, Iterator, Sequence
 from types import TracebackType
-from typing import Any, NamedTuple, Protocol
+from typing import TYPE_CHECKING, Any, NamedTuple, Protocol
 
 from . import _native
 from ._errors import DamagedError, Error, LimitError, OpenError, ParameterError, of_system, raise_failure
-from ._table import _BATCH, Table, Where
+from ._table import _BATCH, Damage, Table, Where
+
+if TYPE_CHECKING:
+    import pyarrow
 
 _SYMBOLS = 2
 _NO_SECTION = -10
@@ -81,6 +84,43 @@ class Findings(tuple[Finding, ...]):
     @property
     def sound(self) -> bool:
         return self.total == 0
+
+
+class SymbolStream:
+    """Symbols as an Arrow stream that holds one batch at a time. It can be taken once."""
+
+    damage: Damage | None
+    """What ends the stream early: its rows are those ahead of the damage, and no error follows them."""
+
+    def __init__(self, stream: _ArrowStream | object, damage: Damage | None) -> None:
+        self._stream = stream
+        self.damage = damage
+
+    def to_reader(self) -> pyarrow.RecordBatchReader:
+        """The batches, as pyarrow reads them."""
+        import pyarrow
+
+        return pyarrow.RecordBatchReader.from_stream(self)
+
+    def __iter__(self) -> Iterator[pyarrow.RecordBatch]:
+        """The batches up to the damage, where there is one. Raises OpenError for a file that cannot be read."""
+        reader = self.to_reader()
+        while True:
+            try:
+                batch = reader.read_next_batch()
+            except StopIteration:
+                return
+            except OSError as error:
+                if self.damage is None:
+                    raise OpenError(str(error)) from None
+                return
+            yield batch
+
+    def __arrow_c_stream__(self, requested_schema: object = None) -> object:
+        stream, self._stream = self._stream, None
+        if stream is None:
+            raise ParameterError("the stream was taken before")
+        return stream.__arrow_c_stream__() if hasattr(stream, "__arrow_c_stream__") else stream
 
 
 class File:
@@ -174,6 +214,46 @@ class File:
         loaded = wanted.union(self._ids(name.removesuffix(".own") for name in where or ())) or {_ABSENT}
         table = self._load(_SYMBOLS, sorted(loaded), flags, batch_size)
         return self._sound(table, where, loaded - wanted)
+
+    def stream(
+        self,
+        columns: Collection[str | int] | None = None,
+        batch_size: int = _BATCH,
+        *,
+        defaults: bool = True,
+        records: tuple[int, int] | None = None,
+    ) -> SymbolStream:
+        """The symbols as batches, with memory for one of them whatever the size of the file, which is read twice.
+
+        columns, defaults: as of symbols(); for no field at all a column of nulls follows `symbol`. records: one of
+        record_ranges(). What was unpacked or came as bytes is loaded whole. Raises LimitError, FormatError,
+        ParameterError; damage is in the stream.
+        """
+        if not 0 < batch_size < 1 << 32:
+            raise ParameterError("batch_size must be positive")
+        flags = _NO_DICTIONARIES | (0 if defaults else _NO_DEFAULTS)
+        fields = [] if columns is None else sorted(set(self._ids(columns))) or [_ABSENT]
+        source = self._take()
+        if isinstance(source, bytes):
+            table = self._load(_SYMBOLS, fields, flags, batch_size)
+            return SymbolStream(table, table.damage)
+        first, end = records or (2, (1 << 64) - 1)
+        try:
+            stream, code, offset, message = _native.stream(
+                source, fields, flags, self._dictionary, _charset(self._encoding), self._limit, batch_size, first, end
+            )
+        except _native.Failure as failure:
+            raise_failure(failure, self.path, _SYMBOLS)
+        return SymbolStream(stream, Damage(code, _SYMBOLS, offset, message) if code else None)
+
+    def record_ranges(self, part_bytes: int) -> list[tuple[int, int]]:
+        """The symbols cut into ranges of records for stream(), each but the last of at least `part_bytes` bytes.
+
+        Only the sizes of records are looked at: in a damaged file, ranges after the damage have rows too.
+        """
+        source = self._take()
+        cuts = [] if isinstance(source, bytes) else _native.cut_records(source, max(part_bytes, 1))
+        return list(zip([2, *cuts], [*cuts, (1 << 64) - 1], strict=True))
 
     def table(self, name: str | int) -> Table:
         """Any section by name or id: "eidr-countries". Its lower levels are `below`. "symbols" is symbols().

@@ -39,6 +39,18 @@ def load(
     encoding: str | None,
     memory_limit: int,
 ) -> Table: ...
+def stream(
+    descriptor: int,
+    fields: list[int],
+    flags: int,
+    dictionary: bytes | None,
+    encoding: str | None,
+    memory_limit: int,
+    batch_rows: int,
+    first: int,
+    end: int,
+) -> tuple[object, int, int, str]: ...
+def cut_records(descriptor: int, part_bytes: int) -> list[int]: ...
 def check(
     source: int | bytes, name: str, encoding: str, limit: int
 ) -> tuple[list[tuple[int, int | None, str, str, str, str, str, bool]], int, bool]: ...

@@ -1,6 +1,8 @@
 #include "tables/columns/FileStream.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "tables/columns/ArrowExport.h"
 
@@ -43,6 +45,9 @@ public:
 
     const char* LastError() const { return lastError.c_str(); }
 
+    // Where the first pass ended.
+    const Damage& End() const { return end; }
+
 private:
     template <class Operation>
     int Run(Operation operation) noexcept {
@@ -73,8 +78,9 @@ private:
 
     void Rewind() {
         budget = std::make_unique<Budget>(MemoryLimit(source.Size(), options));
-        loader = std::make_unique<ColumnLoader>(stream, options, budget.get(), known, 2);
-        feeder = std::make_unique<Feeder>(source, stream.offset + 2);
+        loader = std::make_unique<ColumnLoader>(stream, options, budget.get(), known, options.firstRecord);
+        loader->StopAt(options.endRecord);
+        feeder = std::make_unique<Feeder>(source, stream.offset + options.firstRecord);
     }
 
     Batch NextBatch() {
@@ -101,7 +107,8 @@ private:
             }
         };
         note(*schema);
-        while (!loader->Done()) note(NextBatch());
+        while (!loader->Done() && !loader->Stopped()) note(NextBatch());
+        end = loader->Broken();
         for (ColumnSpec& spec : known) spec.binary = spec.binary || binary[spec.id];
         LoadOptions none = options;
         ColumnLoader empty(stream, none, budget.get(), known, 2);
@@ -118,6 +125,7 @@ private:
     std::unique_ptr<ColumnLoader> loader;
     std::unique_ptr<Feeder> feeder;
     std::unique_ptr<Batch> schema;  // without rows
+    Damage end;
     bool failed = false;
     std::string lastError;
 };
@@ -126,9 +134,11 @@ FileStream& Of(ArrowArrayStream* stream) { return *static_cast<FileStream*>(stre
 
 }  // namespace
 
-void OpenFileStream(std::unique_ptr<platform::File> file, std::string name, LoadOptions options,
-                    ArrowArrayStream* stream) {
-    stream->private_data = new FileStream(std::move(file), std::move(name), std::move(options));
+Damage OpenFileStream(std::unique_ptr<platform::File> file, std::string name, LoadOptions options,
+                      ArrowArrayStream* stream) {
+    auto opened = std::make_unique<FileStream>(std::move(file), std::move(name), std::move(options));
+    Damage end = opened->End();
+    stream->private_data = opened.release();
     stream->get_schema = [](ArrowArrayStream* self, ArrowSchema* schema) { return Of(self).Schema(schema); };
     stream->get_next = [](ArrowArrayStream* self, ArrowArray* array) { return Of(self).Next(array); };
     stream->get_last_error = [](ArrowArrayStream* self) { return Of(self).LastError(); };
@@ -136,6 +146,33 @@ void OpenFileStream(std::unique_ptr<platform::File> file, std::string name, Load
         delete &Of(self);
         self->release = nullptr;
     };
+    return end;
+}
+
+std::vector<u64> CutRecords(const Source& source, u64 partBytes) {
+    const Stream stream = Stream::Open(source);
+    std::vector<u64> cuts;
+    if (!stream.found) return cuts;
+    constexpr u32 kWindow = 256 * 1024;
+    std::vector<u8> window(kWindow);
+    u64 windowAt = 0;
+    u32 held = 0;
+    const u64 end = std::min<u64>(stream.size, source.Size() - std::min(source.Size(), stream.offset));
+    u64 part = 2;
+    for (u64 at = part; at < end && end - at > sizeof(u32);) {
+        if (at - part >= partBytes) cuts.push_back(part = at);
+        if (at < windowAt || at + sizeof(u32) > windowAt + held) {
+            windowAt = at;
+            if (!source.Read(stream.offset + at, window.data(), kWindow, held)) {
+                throw LoadError{TVT_ERR_OPEN, "the records cannot be read"};
+            }
+            if (held < sizeof(u32)) break;
+        }
+        u32 recordSize = 0;
+        std::memcpy(&recordSize, window.data() + (at - windowAt), sizeof recordSize);
+        at += sizeof recordSize + u64{recordSize};
+    }
+    return cuts;
 }
 
 }  // namespace torva::tables::columns

@@ -10,9 +10,14 @@
 
 namespace torva::tables::columns {
 
-// Reads the file once for the types of its columns. Throws LoadError, LimitError and std::bad_alloc, with
-// nothing left at `stream`.
-void OpenFileStream(std::unique_ptr<platform::File> file, std::string name, LoadOptions options,
-                    ArrowArrayStream* stream);
+// Reads the file once for the types of its columns, and returns the damage that ends the stream. Throws
+// LoadError, LimitError and std::bad_alloc, with nothing left at `stream`.
+Damage OpenFileStream(std::unique_ptr<platform::File> file, std::string name, LoadOptions options,
+                      ArrowArrayStream* stream);
+
+// Where to cut the records of a file so that each part but the last has at least `partBytes` bytes: offsets
+// for LoadOptions.firstRecord and endRecord, ascending. Only record sizes are looked at; where they leave the
+// section or the file, which damage does, there are no further cuts. Throws LoadError and std::bad_alloc.
+std::vector<u64> CutRecords(const Source& source, u64 partBytes);
 
 }  // namespace torva::tables::columns

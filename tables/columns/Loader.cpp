@@ -418,7 +418,7 @@ void Feeder::Run(ColumnLoader& loader, u32 rowLimit) {
             loader.Feed(bytes + offset, static_cast<std::size_t>(source.Size() - offset), true, rowLimit);
         return;
     }
-    while (!loader.Done() && loader.Rows() < rowLimit) {
+    while (!loader.Done() && !loader.Stopped() && loader.Rows() < rowLimit) {
         if (begin == end || starved) Fill();
         begin += loader.Feed(window.data() + begin, end - begin, ended, rowLimit);
         starved = loader.Rows() < rowLimit;

@@ -20,6 +20,9 @@ struct LoadOptions {
     u32 threads = 1;
     u32 batchRows = 65536;
     u64 memoryLimit = 0;
+    // Of a stream: the records that begin in this range, counted from the section's start; see CutRecords.
+    u64 firstRecord = 2;
+    u64 endRecord = ~u64{0};
     bool binarySymbols = false;                               // the symbols are not all UTF-8
     std::shared_ptr<TextCodec> codec;                         // decodes texts; null: they are UTF-8
     std::shared_ptr<const symwrite::FieldDictionary> fields;  // the dictionary; null: there is none
@@ -79,6 +82,7 @@ public:
 
     // Stops ahead of the record that begins at this offset from the section's start.
     void StopAt(u64 offset) { stopAt = offset; }
+    bool Stopped() const { return consumed >= stopAt; }
 
     // What the columns are was decided by another loader.
     void SkipSample() { sampled = true; }
