@@ -10,7 +10,7 @@ import { defineConfig, type Plugin } from "vite";
 const root = import.meta.dirname;
 const built = resolve(root, "../build/viewer");
 
-// The module that viewer/wasm/build.sh made, and its loader.
+// The WebAssembly module and its loader.
 function torva(): Plugin {
     const files: Record<string, () => string> = {
         "virtual:torva-loader": () => readFileSync(resolve(built, "wasm/torva.mjs"), "utf8"),
@@ -30,7 +30,7 @@ function hash(text: string): string {
     return `'sha256-${createHash("sha256").update(text).digest("base64")}'`;
 }
 
-// Puts the one script and the one style sheet into the page.
+// Inlines the only script and style sheet.
 function singleFile(): Plugin {
     return {
         name: "single-file",

@@ -1,6 +1,6 @@
-// What a person writes into a column's filter box, as filters:
+// The text of a column's filter box, parsed into filters:
 //
-//   word        contains it; of numbers and dates: is it        ^word     begins with it
+//   word        contains it; numbers and dates: equals it       ^word     begins with it
 //   =x  !=x     is, is not                                      >=x  <=x  at least, at most
 //   a..b        from a to b                                     >x   <x   the same without x itself
 //   none  any   without a value, with one                       own  default   where the value comes from
@@ -32,7 +32,7 @@ export function parseFilter(column: Pick<ColumnInfo, "key" | "type" | "numeric">
     return [make(column.numeric ? "is" : "contains", trimmed)];
 }
 
-// The text that stands for a filter, as a chart or a link sets it.
+// The text of a filter box that is equivalent to a filter.
 export function filterText(filter: Filter): string {
     const marks: Partial<Record<Filter["op"], string>> = { is: "=", not: "!=", starts: "^", least: ">=", most: "<=" };
     const mark = marks[filter.op];

@@ -4,7 +4,8 @@
 // The file being looked at, and the one it is compared with.
 export type Slot = 0 | 1;
 
-// The one section that the page treats unlike the others.
+// The sections that the page treats unlike the others.
+export const defaultsSection = 1;
 export const symbolsSection = 2;
 
 export type ValueType = "text" | "unsigned" | "signed" | "float" | "date" | "bool" | "hex";
@@ -31,7 +32,7 @@ export interface SectionInfo {
     title: string;
     offset: number;
     size: number; // bytes from the section's id to its end
-    names: boolean; // its elements say what ids stand for
+    names: boolean; // it maps ids to names
     readable: boolean; // the library finds it and can walk it
     damage: string[]; // what the walk reported, empty for a sound section
     levels: LevelInfo[];
@@ -66,8 +67,8 @@ export interface FieldInfo {
     id: number;
     name: string;
     type: ValueType;
-    own: number; // symbols that carry it themselves
-    isDefault: boolean; // there is a default for it
+    own: number; // symbols with a value of their own
+    isDefault: boolean; // it has a default
     tags: number[];
 }
 
@@ -81,18 +82,18 @@ export interface Overview {
     symbols: number;
     fields: FieldInfo[]; // by id
     openMs: number;
-    memory: number; // bytes that the reader holds, the file among them
+    memory: number; // bytes held by the reader, including the file
 }
 
 export interface CheckResult {
     findings: Finding[];
-    total: number; // findings there are; more than are listed in a file of nonsense
+    total: number; // may exceed the number listed
 }
 
 // ---- tables
 
-// What a table shows. `level` counts from the section's outermost level; `parent` keeps the rows below one row
-// of the level above.
+// The rows of a table. Level 0 is the section's outermost; `parent` selects the rows below one row of the level
+// above.
 export interface TableSource {
     slot: Slot;
     section: number; // 2: symbols
@@ -160,9 +161,10 @@ export interface DetailField {
     tag: number;
     value: string;
     isDefault: boolean;
-    problem: string; // empty, or what is wrong with the value
-    offset: number; // of the field's head in the file
-    size: number;
+    problem: string; // with the value; empty for none
+    offset: number; // of its id in the file
+    size: number; // with its id and tag
+    payload: Extent;
 }
 
 export interface RecordDetail {
@@ -173,13 +175,13 @@ export interface RecordDetail {
     fields: DetailField[];
 }
 
-// ---- pictures
+// ---- charts
 
 export interface Bar {
     label: string; // the value, or the start of the range
     count: number;
-    filter: Filter | null; // shows these rows
-    name?: string; // what the value stands for, from a section of names
+    filter: Filter | null; // selects these rows
+    name?: string; // of the value, from a section of names
 }
 
 export interface Distribution {
@@ -212,7 +214,7 @@ export interface CompareSummary {
     name: string; // of the second file
     size: number;
     sections: CompareSection[];
-    damage: string[]; // where a file ends early, what it lacks seems removed or added
+    damage: string[]; // of either file; what it hides appears as removed or added
     fields: { id: number; name: string; changed: number }[]; // of the symbols
 }
 
@@ -247,12 +249,12 @@ export interface Methods {
     check(slot: Slot): CheckResult;
     setDictionary(slot: Slot, dictionary: Dictionary): FieldInfo[];
     inferDictionary(slot: Slot): Dictionary;
-    // Walks every section: their rows and where they are damaged.
+    // Reads every section for its rows and its damage.
     survey(slot: Slot): SectionInfo[];
     table(query: Query): TableInfo;
     rows(query: Query, first: number, count: number): RowWindow;
     detail(slot: Slot, row: number): RecordDetail;
-    // Where a row stands in the table as filtered and sorted; -1 if it does not.
+    // The position of a row in the filtered and sorted table; -1 if it is not there.
     place(query: Query, row: number): number;
     // The row of the level above that a row belongs to; -1 on the first level.
     parent(slot: Slot, section: number, level: number, row: number): number;
@@ -262,12 +264,12 @@ export interface Methods {
     // The bytes of a row's element, symbols excepted (see detail).
     element(slot: Slot, section: number, level: number, row: number): Extent | null;
     bytes(slot: Slot, offset: number, size: number): Uint8Array;
-    // `names`: the section whose names stand beside the values; 0 for none, -1 for the one that the column's title
-    // suggests.
+    // `names`: the section whose names are shown beside the values; 0 for none, -1 for the one that the column's
+    // title suggests.
     distribution(query: Query, column: string, names: number): Distribution;
     compare(): CompareSummary;
     changes(query: CompareQuery, first: number, count: number): ChangeWindow;
-    // Of the columns with these keys, in this order.
+    // Exports the columns with these keys, in this order.
     export(query: Query, format: ExportFormat, columns: string[]): Blob;
 }
 

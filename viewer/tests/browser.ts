@@ -1,4 +1,4 @@
-// The built page in Debian's Chromium, opened from disk, with everything watched that it must not do.
+// The built page in Debian's Chromium, opened from disk. Requests, policy violations and errors are recorded.
 
 import { execFileSync } from "node:child_process";
 import { existsSync, mkdtempSync, readFileSync } from "node:fs";
@@ -72,7 +72,7 @@ export async function show(page: Page, view: string): Promise<void> {
     await page.click(`#tab-${view}`);
 }
 
-// What an export of the view on screen holds.
+// The content of an export of the current view.
 export async function exported(page: Page, format: "CSV" | "NDJSON" | "Parquet"): Promise<Buffer> {
     await press(page, 'button:has-text("Export")');
     const [download] = await Promise.all([page.waitForEvent("download"), press(page, `.menu-box button:text-is("${format}")`)]);

@@ -18,13 +18,18 @@ afterAll(async () => {
     expect(watched.faults).toEqual([]);
 });
 
-test("what is not a symbol file gets a message", async () => {
+test("what is not a symbol file gets a message, and the open file stays", async () => {
+    await openFiles(page, [sample()]);
+    await page.waitForSelector(".fact.good");
     for (const bytes of [new Uint8Array(), new TextEncoder().encode("no symbol file, ".repeat(9)), new Uint8Array([7])]) {
         await openFiles(page, [{ name: "other.bin", bytes }]);
         await page.waitForSelector("[role=alert]");
         expect(await page.locator("[role=alert]").innerText()).toMatch(/other\.bin|symbol file|empty/);
         await page.click("[role=alert] button");
     }
+    await page.click("#tab-symbols");
+    await page.waitForSelector(".grid-body [role=row]");
+    await page.click("#tab-overview");
 });
 
 interface Damage {

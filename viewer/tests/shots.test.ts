@@ -1,4 +1,4 @@
-// Pictures of every view, for the documents and for the eye: ./dev viewer shots
+// Screenshots of every view, for the documents: ./dev viewer shots
 
 import { mkdirSync, readFileSync } from "node:fs";
 import { join, resolve } from "node:path";

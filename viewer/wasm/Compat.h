@@ -1,4 +1,4 @@
-// What Emscripten 3.1.6 lacks of the standard library that the sources use. Included ahead of every file.
+// Parts of the standard library that the sources use and Emscripten 3.1.6 lacks. Included before every file.
 #pragma once
 
 #include <bit>

@@ -1,10 +1,10 @@
-// What the page's worker calls. Results are JSON for what is small and described, and addresses of columns in
-// this module's memory for what is large. A call that can fail returns 0 or 1; view_result() is then the
-// result, or the message that says why there is none, in UTF-8.
+// The functions that the page's worker calls. Small results are JSON; columns are addresses in this module's
+// memory. A call that can fail returns 0 on success and 1 on an error; view_result() is then the result or
+// the error message, in UTF-8.
 //
-// The worker places a file's bytes in memory from view_alloc; they stay the worker's, must outlive
-// view_close, and are never copied. `slot` is 0 or 1: the file being looked at and the one it is compared
-// with. Two calls never run at once.
+// The worker writes a file's bytes into memory from view_alloc. They remain the worker's, must stay valid
+// until view_close, and are never copied. `slot` is 0 for the file on view and 1 for the one it is compared
+// with. Calls never run concurrently.
 
 #include <algorithm>
 #include <cstdlib>
@@ -36,7 +36,7 @@ constexpr u64 kFindingsOfOneKind = 1000;
 constexpr const torva::SectionInfo& kDefaultFields = *torva::FindSectionNamed("default-fields");
 constexpr u16 kSymbols = torva::FindSectionNamed("symbols")->id;
 
-// For the values of one row of a section. The module's memory never shrinks, so a large file gets no more.
+// Limits the values of one row of a section. The module's memory never shrinks, hence the upper bound.
 u64 Budget(u64 fileSize) {
     constexpr u64 kLeast = u64{4} << 20;
     constexpr u64 kMost = u64{64} << 20;
@@ -64,7 +64,7 @@ std::string result;
 
 u32 Address(const void* pointer) { return static_cast<u32>(reinterpret_cast<std::uintptr_t>(pointer)); }
 
-// Bytes of the file in a message must not break the JSON.
+// Messages may quote bytes of the file that are not valid UTF-8.
 std::string Dump(const json& value) { return value.dump(-1, ' ', false, json::error_handler_t::replace); }
 
 // Runs `work`, whose JSON becomes the result.
@@ -97,7 +97,7 @@ json ProblemJson(const Problem& problem) {
             {"text", problem.what}};
 }
 
-// Whether a section says what ids stand for: elements of an id and texts.
+// Whether a section maps ids to names: its elements are an id and texts.
 bool HasNames(const torva::SectionInfo& info) {
     const torva::Level& level = info.levels[0];
     if (info.levels.size() != 1 || level.columns.size() < 2) return false;
@@ -117,7 +117,7 @@ json SectionJson(const DirectoryEntry& entry, std::size_t at, u64 fileSize) {
             {"size", end > entry.offset ? end - entry.offset : 0},
             {"names", info != nullptr && HasNames(*info)},
             {"readable", entry.Readable()},
-            {"note", entry.Readable() ? "" : "readers do not find this section"}};
+            {"note", entry.Readable() ? "" : "readers cannot find this section"}};
 }
 
 json Overview(const OpenFile& file, const std::string& unreadable) {
@@ -138,7 +138,8 @@ json Overview(const OpenFile& file, const std::string& unreadable) {
     return {{"directorySize", std::min(directorySize, file.directory.fileSize)},
             {"sections", sections},
             {"problems", problems},
-            {"gaps", gaps}};
+            {"gaps", gaps},
+            {"textTag", torva::kTextTag}};
 }
 
 json Open(u32 slot, const u8* bytes, u32 size) {
@@ -233,7 +234,7 @@ void LoadSymbols(OpenFile& file) {
     file.symbols.reset(table);
 }
 
-// Types are those of the tags: the worker shows the same bytes as what its dictionary says.
+// Columns have the types of their tags; the worker reads the same bytes as the types of its dictionary.
 json Symbols(OpenFile& file) {
     LoadSymbols(file);
     TvtReport report;
@@ -268,7 +269,7 @@ json Symbols(OpenFile& file) {
         if (at > 0) {
             place["field"] = column.fieldId;
             place["own"] = Address(column.own);
-            place["tag"] = column.tag;
+            place["bits"] = torva::PayloadWidth(column.tag) * 8;
             const u64 own =
                 column.own != nullptr ? CountBits(column.own, rows) : rows - static_cast<u64>(column.nulls);
             fields.push_back({{"id", column.fieldId},
@@ -282,9 +283,9 @@ json Symbols(OpenFile& file) {
                                        std::to_string(count) + what);
                 }
             };
-            note(column.conflicts, " values are of another type and not shown in the table");
-            note(column.impossible, " values have no meaning as the column's type and are not shown");
-            note(column.repeated, " values are repeated in their record and not shown in the table");
+            note(column.conflicts, " values of another type are not shown in the table");
+            note(column.impossible, " values are invalid for the column's type and are not shown");
+            note(column.repeated, " values occur again in their record and are not shown in the table");
         }
         columns.push_back(std::move(place));
     }
@@ -394,17 +395,24 @@ json ElementAt(OpenFile& file, u16 id, RowPlace place) {
 // ---- records
 
 json Record(const OpenFile& file, u32 row) {
-    if (std::size_t{row} + 1 >= file.starts.size()) throw torva::tables::Error("there is no such record");
+    if (std::size_t{row} + 1 >= file.starts.size()) throw torva::tables::Error("no such record");
     const StoredRecord record = ReadRecord(file.bytes, file.starts[row], file.starts[row + 1]);
     std::vector<u8> carried(65536);
     json fields = json::array();
     const auto add = [&](const StoredField& field, bool isDefault) {
-        fields.push_back({{"id", field.id},
-                          {"tag", field.tag},
-                          {"offset", field.offset},
-                          {"size", field.size},
-                          {"isDefault", isDefault},
-                          {"cut", field.cut}});
+        const bool text = field.tag == torva::kTextTag;
+        const u64 around =
+            std::min<u64>(field.size, sizeof(torva::FieldHeader) + (text && !field.cut ? 1 : 0));
+        fields.push_back(
+            {{"id", field.id},
+             {"tag", field.tag},
+             {"offset", field.offset},
+             {"size", field.size},
+             {"isText", text},
+             {"payload",
+              {{"offset", field.offset + sizeof(torva::FieldHeader)}, {"size", field.size - around}}},
+             {"isDefault", isDefault},
+             {"cut", field.cut}});
     };
     for (const StoredField& field : record.fields) {
         add(field, false);
@@ -418,9 +426,11 @@ json Record(const OpenFile& file, u32 row) {
             if (carried[field.id] == 0) add(field, true);
         }
     }
+    const auto* const text = reinterpret_cast<const u8*>(record.text.data());
+    const u64 textOffset = text != nullptr ? static_cast<u64>(text - file.bytes.data()) : record.offset;
     return {{"offset", record.offset},
             {"size", record.size},
-            {"textSize", record.text.size()},
+            {"text", {{"offset", textOffset}, {"size", record.text.size()}}},
             {"fields", fields}};
 }
 
@@ -472,7 +482,7 @@ int view_symbols(u32 slot) {
     return Answer([&] { return viewer::Symbols(viewer::FileIn(slot)); });
 }
 
-// Takes the values of a column of numbers as another kind, for Sort. `bits` is how many of them count.
+// Makes Sort read the values of a number column as another kind. `bits`: the significant bits of a value.
 void view_retype(viewer::ColumnView* column, u32 kind, u32 bits) {
     column->kind = static_cast<viewer::ColumnView::Kind>(kind);
     column->bits = bits;

@@ -15,7 +15,7 @@ namespace viewer {
 namespace {
 
 struct SortKey {
-    u64 key;  // orders the values as unsigned numbers; of texts 8 bytes after what all of them begin with
+    u64 key;  // sorts like the value; of texts, the 8 bytes after their common prefix
     u32 row;
 };
 
@@ -27,7 +27,7 @@ u64 BigEndianStart(std::string_view text) {
     return key;
 }
 
-// Bytes that all of the texts begin with.
+// The length of the prefix that all texts share.
 std::size_t CommonPrefix(const ColumnView& column, const u32* rows, u32 count) {
     std::optional<std::string_view> common;
     for (u32 at = 0; at < count && common != std::string_view(); ++at) {
@@ -50,7 +50,7 @@ u64 OrderedKey(const ColumnView& column, u32 row, std::size_t prefix) {
     switch (column.kind) {
         case ColumnView::Kind::Signed:
             return bits ^ sign;
-        case ColumnView::Kind::Float:  // negative numbers in the opposite order of their bits
+        case ColumnView::Kind::Float:  // negative floats sort in reverse order of their bits
             return (bits & sign) != 0 ? ~bits & (sign | (sign - 1)) : bits | sign;
         default:
             return bits;
@@ -145,9 +145,8 @@ u32 Runs(const ColumnView& column, const u32* rows, u32 count, u32* starts) {
 
 namespace {
 
-// Finds the places of a folded needle in bytes, 16 of them at a time: by its first and its last byte, then by
-// all of it. A letter is compared with bit 5 of the text set, which folds the letters and maps nothing else
-// on them.
+// Finds a folded needle in bytes, 16 at a time: by its first and last byte, then by all of it. A letter is
+// compared with bit 5 of the text set, which folds its case and makes a letter of nothing else.
 class Finder {
 public:
     explicit Finder(std::string_view foldedNeedle)
@@ -188,8 +187,8 @@ private:
     Pattern last;
 };
 
-// Sets hit[i] for those of the rows from `first` on whose text contains the needle. The texts lie one after
-// the other, so they are searched as one.
+// Sets hit[i] for each row first + i whose text contains the needle. The texts are contiguous, so they are
+// searched as one.
 void MarkContaining(const ColumnView& column, const Finder& finder, u32 first, u32 count, u8* hit) {
     const char* const bytes = reinterpret_cast<const char*>(column.values);
     const char* const end = bytes + column.offsets[first + count];
@@ -201,7 +200,7 @@ void MarkContaining(const ColumnView& column, const Finder& finder, u32 first, u
             hit[row - first] = 1;
             at = rowEnd;
         } else {
-            ++at;  // it reaches into the next text
+            ++at;  // the match spans two texts
         }
     }
 }
@@ -223,7 +222,7 @@ u32 Search(const ColumnView* const* columns, u32 columnCount, std::string_view n
         high = *most + 1;
     }
     const bool asOne = match == Match::Contains && !folded.empty();
-    constexpr u64 kFew = 8;  // with fewer rows than one in so many, one by one is faster
+    constexpr u64 kFew = 8;  // sparser rows are faster to search one by one
     const bool dense = high - low <= kFew * count;
 
     std::vector<u8> hit(high - low);
@@ -234,7 +233,7 @@ u32 Search(const ColumnView* const* columns, u32 columnCount, std::string_view n
             MarkContaining(column, Finder(folded), low, high - low, hit.data());
             continue;
         }
-        // Which values of a dictionary match is found once, not for each row.
+        // Each value of a dictionary is matched once, not once per row.
         std::vector<u8> matching(column.indices != nullptr ? column.valueCount : 0);
         if (!matching.empty() && texts && asOne) {
             MarkContaining(column, Finder(folded), 0, column.valueCount, matching.data());

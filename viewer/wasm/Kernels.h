@@ -1,4 +1,4 @@
-// Operations over whole columns that are too slow a value at a time: order, search, equality.
+// Operations over whole columns that would be too slow one value at a time: sorting, counting, searching.
 #pragma once
 
 #include <string_view>
@@ -20,12 +20,12 @@ struct ColumnView {
 
     Kind kind = Kind::Null;
     u32 width = 0;                 // bytes of a value of fixed width
-    u32 bits = 0;                  // of a number that count: fewer than `width` says for one of 3 bytes
-    const u8* validity = nullptr;  // a bit for each row; null: every value is there
+    u32 bits = 0;                  // significant bits of a number; 24 of one stored in 3 bytes
+    const u8* validity = nullptr;  // a bit per row; null if every row has a value
     const u8* values = nullptr;
     const i32* offsets = nullptr;  // of texts and lists
     const i32* indices = nullptr;  // row r holds value indices[r]; null: value r
-    u32 valueCount = 0;            // with indices
+    u32 valueCount = 0;            // where there are indices
 
     bool IsNull(u32 row) const {
         return kind == Kind::Null || (validity != nullptr && (validity[row >> 3] & (1U << (row & 7))) == 0);
@@ -36,18 +36,18 @@ struct ColumnView {
     bool IsText() const { return kind == Kind::Text || kind == Kind::Fixed; }
 };
 
-// Puts `rows` in the order of the column's values, rows of the same value in their own order. Rows without a
-// value come last in either direction. Returns how many have one.
+// Sorts `rows` by the column's values, stably. Rows without a value come last in either direction. Returns
+// the number of rows with a value.
 u32 Sort(const ColumnView& column, u32* rows, u32 count, bool descending);
 
-// Writes to `starts` the place of the first row of each run of equal values, and returns how many runs there
-// are. All of the rows have a value.
+// Of sorted rows that all have a value: writes the index of the first row of each run of equal values to
+// `starts`, and returns the number of runs.
 u32 Runs(const ColumnView& column, const u32* rows, u32 count, u32* starts);
 
 enum class Match : u8 { Contains, Starts, Equals };
 
-// Writes to `found` those of `rows` in which one of the texts matches `needle`, and returns how many there
-// are. Letters A to Z match in either case. `rows` null stands for the rows from `first` on.
+// Writes those of `rows` in which one of the texts matches `needle` to `found`, and returns their number. The
+// letters A to Z match regardless of case. With null `rows`, searches the rows from `first` on.
 u32 Search(const ColumnView* const* columns, u32 columnCount, std::string_view needle, Match match,
            const u32* rows, u32 first, u32 count, u32* found);
 

@@ -1,5 +1,5 @@
-// Where the symbol records of a file are, for the page's view of their bytes. TorvaTables delivers values and
-// not their places; a record's size is its first number, so the places follow from the sizes.
+// Offsets of the symbol records, for the view of their bytes. TorvaTables delivers values without their
+// offsets; every record begins with its size, so the offsets follow from the sizes.
 //
 //   record   u32 size of what follows | symbol, zero-terminated | typed fields up to the size
 #pragma once
@@ -21,14 +21,14 @@ using torva::u8;
 struct StoredField {
     u16 id;
     u8 tag;
-    bool cut;    // its payload passes the end of the record
-    u64 offset;  // in the file, of its id
-    u64 size;    // with its id and tag
+    bool cut;    // its payload extends past the end of the record
+    u64 offset;  // of its id in the file
+    u64 size;    // including id and tag
 };
 
 struct StoredRecord {
-    u64 offset = 0;  // in the file, of its size
-    u64 size = 0;    // with its size
+    u64 offset = 0;  // of its size in the file
+    u64 size = 0;    // including the size
     std::string_view text;
     std::vector<StoredField> fields;
 };

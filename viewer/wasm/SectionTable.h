@@ -1,4 +1,4 @@
-// A section held as columns: each of its levels is a table whose rows name the row above that they belong to.
+// A section as columns: each level is a table whose rows refer to their parent row in the level above.
 #pragma once
 
 #include <memory>
@@ -12,7 +12,7 @@
 
 namespace viewer {
 
-// A column under construction; once it is complete, View() is what the page reads.
+// A column being built. View() is valid after Complete().
 class SectionColumn {
 public:
     explicit SectionColumn(const torva::Column& described);
@@ -35,13 +35,13 @@ private:
 struct SectionLevel {
     const torva::Level* description;
     u32 rows = 0;
-    std::vector<u32> parents;  // for each row the row of the level above; empty on the first level
+    std::vector<u32> parents;  // of each row, in the level above; empty on the first level
     std::vector<std::unique_ptr<SectionColumn>> columns;
 };
 
 class SectionTable {
 public:
-    // Walks the section to its end, or to where damage ends it.
+    // Reads the section to its end, or up to the damage that ends it.
     SectionTable(torva::tables::Reader& reader, const torva::SectionInfo& info);
 
     const std::vector<SectionLevel>& Levels() const { return levels; }

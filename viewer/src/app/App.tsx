@@ -1,4 +1,4 @@
-// The frame: what is open, the views, and files that are dropped anywhere.
+// The frame of the page: the open file, the views, and files dropped anywhere.
 
 import type { JSX } from "preact";
 import { useEffect, useRef, useState } from "preact/hooks";
@@ -150,7 +150,7 @@ function Welcome(): JSX.Element {
                     or <FileButton label="choose one…" slot={0} primary />
                 </p>
                 <p class="quiet">
-                    Its dictionary (<code>.fields.json</code>) may come with it, and a second symbol file to compare.
+                    Drop its dictionary (<code>.fields.json</code>) along with it, or a second symbol file to compare.
                 </p>
             </div>
             <p class="quiet promise">
@@ -224,7 +224,7 @@ function useDrop(setDropping: (dropping: boolean) => void): void {
     }, []);
 }
 
-// A copy of the page may carry its files, each as blocks of base64: the first has data-name, the rest data-more.
+// The page may contain files, each as blocks of base64: the first block has data-name, the others data-more.
 function useEmbedded(): void {
     useEffect(() => {
         const files: { name: string; parts: Uint8Array<ArrayBuffer>[] }[] = [];

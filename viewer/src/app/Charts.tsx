@@ -1,4 +1,4 @@
-// Pictures of the symbols' values, each with its numbers as a table, and of the sections' sizes.
+// Charts of the symbols' values and of the sections' sizes, each with its numbers as a table.
 
 import type { JSX } from "preact";
 import { useEffect, useRef, useState } from "preact/hooks";
@@ -90,7 +90,7 @@ export function Charts(): JSX.Element {
     );
 }
 
-// Which section's names stand beside the values.
+// Chooses the section whose names are shown beside the values.
 function NamesFrom(props: { sections: SectionInfo[]; chosen: number }): JSX.Element {
     const named = props.sections.filter(({ names, readable }) => readable && names);
     if (named.length === 0) return <></>;
@@ -98,7 +98,7 @@ function NamesFrom(props: { sections: SectionInfo[]; chosen: number }): JSX.Elem
         <label class="quiet">
             names from{" "}
             <select value={String(props.chosen)} onChange={(event) => go({ names: Number(event.currentTarget.value) })}>
-                <option value="0">nowhere</option>
+                <option value="0">no section</option>
                 {named.map(({ id, entry, title }) => (
                     <option key={entry} value={String(id)}>
                         {title}
@@ -144,7 +144,7 @@ function Sizes({ sections, total }: { sections: SectionInfo[]; total: number }):
     );
 }
 
-// Bars that are rows of a table: the picture and its numbers in one.
+// A bar chart as a table: the chart and its numbers in one.
 function BarTable(props: { bars: Bar[]; total: number; heading: string; unit?: string; onChoose: ((bar: Bar) => void) | null }): JSX.Element {
     const most = Math.max(1, ...props.bars.map((bar) => bar.count));
     const named = props.bars.some(({ name }) => name !== undefined);
@@ -171,7 +171,7 @@ function BarTable(props: { bars: Bar[]; total: number; heading: string; unit?: s
                     <tr key={bar.label}>
                         <th scope="row">
                             {onChoose && bar.label !== "" ? (
-                                <button class="link" title={unit === "symbols" ? "Show these symbols" : "Show it"} onClick={() => onChoose(bar)}>
+                                <button class="link" title={unit === "symbols" ? "Show these symbols" : "Show this section"} onClick={() => onChoose(bar)}>
                                     {bar.label}
                                 </button>
                             ) : (

@@ -1,4 +1,4 @@
-// Two files: what was added, removed and changed, field by field.
+// Two files compared: additions, removals and changes, field by field.
 
 import type { JSX } from "preact";
 import { useEffect, useState } from "preact/hooks";

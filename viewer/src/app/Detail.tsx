@@ -1,4 +1,4 @@
-// One symbol: its fields, which of them are defaults, and the bytes that they came from.
+// One symbol: its fields, defaults marked, and the bytes of each.
 
 import type { JSX } from "preact";
 import { useEffect, useState } from "preact/hooks";
@@ -30,10 +30,10 @@ export function Detail({ row, offset }: { row: number; offset: number }): JSX.El
     const inDefaults = field?.isDefault === true;
     const marks: Mark[] = field
         ? [
-              { offset: field.offset, size: 3, tone: "head" },
-              { offset: field.offset + 3, size: field.size - 3, tone: "marked" },
+              { offset: field.offset, size: field.payload.offset - field.offset, tone: "head" },
+              { offset: field.payload.offset, size: field.offset + field.size - field.payload.offset, tone: "marked" },
           ]
-        : detail.fields.filter(({ isDefault }) => !isDefault).map(({ offset }) => ({ offset, size: 3, tone: "head" }));
+        : detail.fields.filter(({ isDefault }) => !isDefault).map((one) => ({ offset: one.offset, size: one.payload.offset - one.offset, tone: "head" }));
     return (
         <aside class="side" aria-label="Record">
             <div class="pane-title">

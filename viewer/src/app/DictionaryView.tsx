@@ -1,4 +1,4 @@
-// Names and types of the field ids: found beside the file, inferred, edited here, and taken away.
+// Names and types of the field ids: dropped with the file, inferred, edited here, and downloaded.
 
 import type { JSX } from "preact";
 import { useRef } from "preact/hooks";
@@ -41,7 +41,7 @@ export function DictionaryView(): JSX.Element {
                         if (chosen) void loadDictionary(chosen, 0);
                     }}
                 />
-                <button onClick={() => void busy("Looking at the values", async () => setDictionary({ ...(await client.call("inferDictionary", 0)), ...dictionary }, 0))}>
+                <button onClick={() => void busy("Inferring types", async () => setDictionary({ ...(await client.call("inferDictionary", 0)), ...dictionary }, 0))}>
                     Infer the missing types
                 </button>
                 <button
@@ -52,8 +52,8 @@ export function DictionaryView(): JSX.Element {
                 </button>
                 <span class="quiet">
                     {known === 0
-                        ? "No dictionary: drop FILE.fields.json on this page, or let the types be inferred."
-                        : `${count(known)} of ${count(file.fields.length)} fields named. Kept beside the file as ${file.name}.fields.json, it is found by the tools.`}
+                        ? "No dictionary: drop FILE.fields.json on this page, or infer the types."
+                        : `${count(known)} of ${count(file.fields.length)} fields named. The tools find it beside the file as ${file.name}.fields.json.`}
                 </span>
             </div>
             <table class="plain dictionary">
@@ -66,7 +66,7 @@ export function DictionaryView(): JSX.Element {
                         <th scope="col">name</th>
                         <th scope="col">type</th>
                         <th scope="col" class="number">
-                            symbols with their own
+                            symbols with own value
                         </th>
                         <th scope="col">default</th>
                         <th scope="col">tag</th>

@@ -1,4 +1,4 @@
-// A table of any number of rows: only those on screen exist, and their cells come from the worker.
+// A table of any number of rows: only those in view exist, and their cells come from the worker.
 
 import {
     elementScroll,
@@ -13,12 +13,12 @@ import { CellState, headRows, type ColumnInfo, type RowWindow, type Sort } from 
 import { count } from "./format";
 
 const rowHeight = 26;
-// Browsers cap the height of an element (Firefox at 17.8 million pixels). Beyond this one, the scroll bar
-// moves over a shorter element, and each of its pixels stands for more than one.
+// Browsers limit the height of an element (Firefox to 17.8 million pixels). Above this height the scroll bar moves
+// over a shorter element, each of whose pixels represents more than one.
 const tallest = 15_000_000;
 const block = headRows; // rows asked for at once
 const band = 16; // rows of one item of the virtualizer
-const mostBands = 20; // in the page at once, however tall the window claims to be, as when it is printed
+const mostBands = 20; // rendered at once, however tall the view is: printing makes it as tall as its content
 
 export interface GridProps {
     label: string;
@@ -33,7 +33,7 @@ export interface GridProps {
     onOpen?: (row: number) => void; // Enter or a double click
     filters?: Record<string, string>;
     onFilter?: (column: string, text: string) => void;
-    reveal?: number; // place in the table to scroll to
+    reveal?: number; // position in the table to scroll to
     empty: string;
 }
 
@@ -46,12 +46,12 @@ export function Grid(props: GridProps): JSX.Element {
     const { columns, rows, fetch, version, sort, selected } = props;
     const scroller = useRef<HTMLDivElement>(null);
     const [, redraw] = useReducer((n: number) => n + 1, 0);
-    const [active, setActive] = useState(0); // place in the table
+    const [active, setActive] = useState(0); // position in the table
     const [activeColumn, setActiveColumn] = useState(0);
     const virtualizer = useVirtual(scroller, rows, redraw);
 
     const cache = useRef<Cached>({ version: "", blocks: new Map() });
-    const shown = useRef<Map<number, RowWindow>>(new Map()); // what stays on screen until its successor is there
+    const shown = useRef<Map<number, RowWindow>>(new Map()); // stays on screen until its successor arrives
     if (cache.current.version !== version) {
         cache.current = { version, blocks: new Map() };
         if (columns.length !== shown.current.values().next().value?.cells.length) shown.current = new Map();
@@ -255,9 +255,9 @@ interface VirtualRows {
     reveal: (place: number) => void;
 }
 
-// The virtualizer of TanStack for rows of one height. It keeps an object for each of its items, so an item is a
-// band of rows. Above `tallest` it sees scroll positions stretched to the height that the rows would have, and
-// rows are placed where the shorter element is scrolled to.
+// TanStack's virtualizer for rows of equal height. It keeps an object for each item, so an item is a band of rows.
+// Above `tallest`, scroll positions are scaled up to the full height before the virtualizer sees them, and rows are
+// shifted to where the shorter element is scrolled to.
 function useVirtual(scroller: { current: HTMLDivElement | null }, rows: number, redraw: (n: number) => void): VirtualRows {
     const full = rows * rowHeight;
     const height = Math.min(full, tallest);

@@ -1,4 +1,4 @@
-// The file at a glance: its sections by place and size, what they hold, and what is damaged.
+// The file at a glance: its sections by offset and size, their contents, and damage.
 
 import type { JSX } from "preact";
 import { symbolsSection, type SectionInfo } from "../protocol";
@@ -85,7 +85,7 @@ export function openSection(section: SectionInfo): void {
 }
 
 function SectionRow({ section, fileSize }: { section: SectionInfo; fileSize: number }): JSX.Element {
-    const title = section.name === "" ? `section ${section.id}, no reader` : section.title;
+    const title = section.name === "" ? `section ${section.id} (no reader)` : section.title;
     const { place } = useStore();
     const here = holds(section.entryBytes, place.offset);
     return (
@@ -143,7 +143,7 @@ interface Stretch {
     marks: number[]; // offsets of findings
 }
 
-// Sections by offset, as wide as they are large; small ones are drawn wide enough to be seen and hit.
+// Sections by offset, with widths in proportion to their sizes; small ones are wide enough to be seen and clicked.
 export function FileMap(): JSX.Element {
     const { file, check, place } = useStore();
     if (!file) return <></>;
@@ -204,7 +204,7 @@ export function FileMap(): JSX.Element {
             </div>
             <div class="map-scale mono" aria-hidden="true">
                 <span>{offsetText(0)}</span>
-                <span class="quiet">sections under 0.1 % are drawn wider than they are</span>
+                <span class="quiet">small sections are drawn wider{file.sections.some(({ damage }) => damage.length > 0) ? " · hatched: damaged" : ""}{marks.length > 0 ? " · ▼ finding" : ""}</span>
                 <span>{offsetText(file.size)}</span>
             </div>
         </div>

@@ -30,7 +30,7 @@ export function SymbolsView(): JSX.Element {
     );
 }
 
-// Where the selected row of a link, a finding or a chart is in the table.
+// The position in the table of the row that a link or a finding selects.
 function useReveal(table: TableState, row: number): number | undefined {
     const [reveal, setReveal] = useState<number | undefined>(undefined);
     const ready = table.info !== null;

@@ -1,4 +1,4 @@
-// A nested section as a tree. Branches are asked for when they are opened, a hundred rows at a time.
+// A nested section as a tree. A branch is loaded when it is opened, a hundred rows at a time.
 
 import type { JSX } from "preact";
 import { useEffect, useRef, useState } from "preact/hooks";
@@ -16,7 +16,7 @@ interface Branch {
 
 export function Tree({ section }: { section: SectionInfo }): JSX.Element {
     const root = useRef<HTMLDivElement>(null);
-    // Arrow keys walk over the visible items; the element that has the focus is the one that can be tabbed to.
+    // Arrow keys move over the visible items.
     const onKeyDown = (event: KeyboardEvent): void => {
         const items = [...(root.current?.querySelectorAll<HTMLElement>("[role=treeitem], .tree-more") ?? [])];
         const item = (event.target as HTMLElement).closest<HTMLElement>("[role=treeitem], .tree-more");

@@ -1,4 +1,4 @@
-// Opening files and what follows from it. A *.json beside a symbol file is its dictionary.
+// Opens files. A *.json dropped with a symbol file is its dictionary.
 
 import type { Dictionary, DictionaryEntry, Overview, Slot } from "../protocol";
 import { valueTypes } from "../protocol";
@@ -27,15 +27,15 @@ export async function busy<T>(what: string, work: () => Promise<T>): Promise<T |
     }
 }
 
-// Files that were dropped or chosen: symbol files, and dictionaries for them. With a file open already, `slot`
-// says whether the new one takes its place or is compared with it.
+// Opens files that were dropped or chosen: symbol files and their dictionaries. `slot` says whether the first one
+// replaces the open file or is compared with it.
 export async function takeFiles(files: File[], slot: Slot): Promise<void> {
     const json = files.filter(({ name }) => /\.json$/i.test(name));
     const symbolFiles = files.filter((file) => !json.includes(file));
     const [first, second] = symbolFiles;
     if (first) await openFile(first, slot, json);
     else if (json[0] && current().file) await loadDictionary(json[0], 0);
-    else if (json.length > 0) update({ error: "This is a dictionary. Drop the symbol file that it belongs to as well." });
+    else if (json.length > 0) update({ error: "This is a dictionary. Drop it together with its symbol file." });
     if (second && slot === 0 && current().file) await openFile(second, 1, json);
 }
 
@@ -58,20 +58,20 @@ function opened(slot: Slot, overview: Overview): void {
     const revision = current().revision + 1;
     if (slot === 1) {
         update({ other: overview, revision });
-        // What a link says of the comparison is kept for the file that follows it.
+        // The state that a link has for the comparison applies to this file.
         if (current().place.view !== "compare") go({ ...home, view: "compare" });
         return;
     }
     const first = current().file === null;
     update({ file: overview, other: null, check: null, revision });
     document.title = `${overview.name} – Symbol file viewer`;
-    // A link that was opened with the page keeps its place for the first file.
+    // The state in the page's address applies to the first file.
     if (!first) go({ ...home });
     void survey();
 }
 
-// A check goes over the whole file three times, and nothing else is answered meanwhile. In larger files it
-// waits until it is asked for.
+// The check reads the whole file three times, and the worker answers nothing else meanwhile. Larger files are
+// checked on request.
 const checkedAtOnce = 16 << 20;
 
 export async function runCheck(): Promise<void> {
@@ -85,7 +85,7 @@ export async function runCheck(): Promise<void> {
     }
 }
 
-// What takes longer comes after the first look: rows of the sections, then the check.
+// Slower work follows the first view: the rows of the sections, then the check.
 async function survey(): Promise<void> {
     const file = current().file;
     try {
@@ -126,7 +126,7 @@ async function readDictionary(file: File): Promise<Dictionary> {
     return asDictionary(parsed, file.name);
 }
 
-// FILE.fields.json, or a document for `tvsym build` that holds a dictionary.
+// FILE.fields.json, or a document for `tvsym build` that contains a dictionary.
 export function asDictionary(parsed: unknown, name: string): Dictionary {
     const inner = isObject(parsed) && isObject(parsed["dictionary"]) ? parsed["dictionary"] : parsed;
     if (!isObject(inner)) throw new Error(`${name} is not a dictionary: expected an object of field ids.`);

@@ -1,4 +1,4 @@
-// What the page shows. The part that a link keeps is the address after #: what is looked at, not the file.
+// The state of the page. `Place` is the part that a link keeps, in the address after #; files are not part of it.
 
 import { useEffect, useState } from "preact/hooks";
 import type { ChangeKind, CheckResult, Overview, Sort } from "../protocol";
@@ -19,7 +19,7 @@ export interface Place {
     parent: number; // -1: all rows of the level
     tree: boolean; // a nested section as a tree
     chart: string; // column, or sizesChart
-    names: number; // section whose names stand beside a chart's values; 0 for none, -1 for the suggested one
+    names: number; // section whose names are shown beside a chart's values; 0 for none, -1 for the suggested one
     offset: number; // of the bytes shown, -1 for none
     // Of the comparison; the second file itself cannot be part of a link.
     compared: number; // section, 0 for the first that has changes
@@ -28,7 +28,7 @@ export interface Place {
     find: string;
 }
 
-// Those whose numbers a link writes as they are.
+// The members that a link holds as numbers.
 const numbers = ["row", "section", "level", "parent", "names", "offset", "compared", "field"] as const;
 
 export const changeKinds: readonly ChangeKind[] = ["added", "removed", "changed"];
@@ -64,11 +64,11 @@ export interface State {
     other: Overview | null; // that the file is compared with
     check: CheckResult | null;
     checking: boolean;
-    busy: string; // what is going on, empty for nothing
+    busy: string; // work in progress; empty for none
     done: number; // 0 to 1
     error: string;
     sheet: Sheet | null; // being printed
-    revision: number; // grows when columns change
+    revision: number; // incremented when columns change
 }
 
 let state: State = {
@@ -104,7 +104,7 @@ export function useStore(): State {
     return state;
 }
 
-// Goes to another place. `replace`: without a step of its own in the browser's history, as while typing.
+// Moves to another place. `replace`: without an entry in the browser's history, as while typing.
 export function go(change: Partial<Place>, replace = false): void {
     const place = { ...state.place, ...change };
     const hash = toHash(place);

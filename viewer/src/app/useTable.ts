@@ -1,5 +1,5 @@
-// A query of the worker as the page follows it: a new one replaces the last, and a long search reports what it
-// has until it is done.
+// A query of the worker: a new one replaces the last, and a long search reports its matches so far until it is
+// done.
 
 import { useEffect, useLayoutEffect, useState } from "preact/hooks";
 import { parseFilter } from "../filterText";
@@ -19,7 +19,7 @@ export function filtersOf(columns: ColumnInfo[], texts: Record<string, string>):
     return columns.flatMap((column) => parseFilter(column, texts[column.key] ?? ""));
 }
 
-// What the worker answers; undefined until it has, and where it reports an error.
+// The worker's answer; undefined until it arrives, and after an error.
 export function useAnswer<T>(ask: () => Promise<T>, dependencies: unknown[]): T | undefined {
     const [answer, setAnswer] = useState<T | undefined>(undefined);
     useEffect(() => {
@@ -39,13 +39,13 @@ export function useTable(source: TableSource, place: Place): TableState {
     const [version, setVersion] = useState("");
     const [error, setError] = useState("");
     const base: Query = { source, search: place.search, filters: [], sort: place.sort };
-    // Filters need the columns' types, which the first reply brings.
+    // Filters need the columns' types, which come with the first reply.
     const columns = info?.columns ?? [];
     const query: Query = { ...base, filters: filtersOf(columns, place.filters) };
     const waiting = Object.values(place.filters).some((text) => text !== "") && columns.length === 0;
     const key = JSON.stringify([query, revision, waiting]);
 
-    // Before the next frame: a key of a search waits for nothing else.
+    // A layout effect, so that the query of a keystroke does not wait for the next frame.
     useLayoutEffect(() => {
         let wanted = true;
         const ask = async (): Promise<void> => {

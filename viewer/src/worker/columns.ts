@@ -1,10 +1,10 @@
-// Columns in the memory of the WebAssembly module, in Apache Arrow's layout, read one value at a time.
+// Columns in the WebAssembly module's memory, in Apache Arrow's layout, read one value at a time.
 //
-// The module's memory moves when it grows, so views on it are made anew whenever its buffer has changed.
+// The module's memory moves when it grows, so views of it are renewed whenever its buffer has changed.
 
 import { CellState, type ColumnType } from "../protocol";
 
-// Where the parts of a column lie, as the module describes them. 0 stands for a part that is not there.
+// The addresses of a column's parts, as the module reports them; 0 for an absent part.
 export interface ColumnPlace {
     name: string;
     field: number; // id of the typed field that the column holds, 0 for other columns
@@ -17,10 +17,9 @@ export interface ColumnPlace {
     values: number;
     offsets: number;
     indices: number; // of a dictionary-encoded column: row r holds value indices[r]
-    tag?: number; // of the typed field
-    bits?: number; // of a number that count: fewer than `width` says for one of 3 bytes
-    key?: boolean; // part of what tells the elements of a level apart
-    handle: number; // what the module's own operations know the column by
+    bits?: number; // of a typed field's number; fewer than `width` has where it is stored in 3 bytes
+    key?: boolean; // part of an element's identity within its level
+    handle: number; // of the column, for the module's operations
 }
 
 export interface Memory {
@@ -46,7 +45,7 @@ class Views {
 
 const utf8 = new TextDecoder("utf-8", { fatal: true, ignoreBOM: true });
 
-// Text for people. Bytes that are not UTF-8 and control characters appear as \xHH, so that nothing is hidden.
+// Text for display. Invalid UTF-8 and control characters appear as \xHH, so that nothing is hidden.
 export function displayText(bytes: Uint8Array): { text: string; odd: boolean } {
     let text: string;
     let odd = false;
@@ -80,7 +79,7 @@ export function hexText(bytes: Uint8Array): string {
     return text;
 }
 
-// "2024-01-31" for 20240131; the number as it is where that is not a day of the calendar.
+// "2024-01-31" for 20240131; the number itself where it is not a calendar date.
 export function dateText(value: number): string {
     const year = Math.floor(value / 10000);
     const month = Math.floor(value / 100) % 100;
@@ -126,13 +125,13 @@ export class Column {
         return kind === "null" || (validity !== 0 && !this.bit(validity, row));
     }
 
-    // CellState: from the record itself, from the default fields, or not there.
+    // CellState: from the record itself, from the default fields, or none.
     state(row: number): number {
         if (this.isNull(row)) return CellState.none;
         return this.place.own !== 0 && !this.bit(this.place.own, row) ? CellState.default : CellState.own;
     }
 
-    // The place of a row's value among the values.
+    // The index of a row's value among the values.
     private index(row: number): number {
         const { indices } = this.place;
         return indices === 0 ? row : this.views.refresh().data.getInt32(indices + row * 4, true);
@@ -179,7 +178,7 @@ export class Column {
         return this.place.kind === "list";
     }
 
-    // Whether `number` puts the values in order.
+    // Whether `number` orders the values.
     get isNumeric(): boolean {
         return !this.isText && !this.isList && this.place.kind !== "null";
     }
@@ -215,7 +214,7 @@ export class Column {
         return this.place.kind === "date" ? yyyymmdd(Number(value)) : value;
     }
 
-    // The value as it is shown.
+    // The value as shown.
     text(row: number): string {
         if (this.isNull(row)) return "";
         if (this.isList) return this.list(row).join(" ");
@@ -231,7 +230,7 @@ export class Column {
         return String(value);
     }
 
-    // CellState for the screen: a text that is not valid is marked.
+    // CellState as shown, where invalid texts are marked.
     shownState(row: number): number {
         const state = this.state(row);
         if (state === CellState.none || !this.isText || this.type === "hex") return state;
@@ -248,7 +247,7 @@ function yyyymmdd(days: number): number {
     return date.getUTCFullYear() * 10000 + (date.getUTCMonth() + 1) * 100 + date.getUTCDate();
 }
 
-// The fewest digits that come back as the same 4-byte float.
+// The fewest digits that parse as the same 4-byte float.
 export function shortestFloat(value: number): string {
     if (!Number.isFinite(value)) return String(value);
     for (let digits = 1; digits <= 9; ++digits) {

@@ -1,8 +1,8 @@
 // Two files compared: symbols by their text, field by field; the elements of other sections by their keys.
-// Order does not matter; where a key occurs several times, the first is compared with the first, and so on.
+// Order does not matter. Where a key occurs several times, the first occurrences are compared, then the second ones.
 
 import type { Change, ChangeKind, ChangeWindow, CompareQuery, CompareSection, CompareSummary } from "../protocol";
-import { CellState, symbolsSection } from "../protocol";
+import { CellState, defaultsSection, symbolsSection } from "../protocol";
 import type { Column } from "./columns";
 import type { OpenFile } from "./engine";
 import type { Front } from "./front";
@@ -178,7 +178,7 @@ export class Comparison {
         this.columns.push(...[...byId.values()].sort((x, y) => x.id - y.id));
     }
 
-    // Whether two records are the same bytes, which says enough where both files have the same defaults.
+    // Whether two records have identical bytes, which settles it where both files have the same defaults.
     private sameRecordTest(): (before: number, after: number) => boolean {
         const [a, b] = [this.before, this.after];
         if (!a.symbols || !b.symbols || !equalBytes(this.defaults(a), this.defaults(b))) return () => false;
@@ -198,7 +198,7 @@ export class Comparison {
     }
 
     private defaults(file: OpenFile): Uint8Array {
-        const section = file.overview.sections.find(({ id, readable }) => id === 1 && readable);
+        const section = file.overview.sections.find(({ id, readable }) => id === defaultsSection && readable);
         return section ? this.front.memory(file.bytes + section.offset, section.size) : new Uint8Array();
     }
 
@@ -289,7 +289,7 @@ export class Comparison {
         };
     }
 
-    // The cells that are not keys, where they differ.
+    // The cells other than keys that differ.
     private rest(id: number, before: Element | null, after: Element | null): Change["cells"] {
         const columns = (file: OpenFile, element: Element | null): Table | null =>
             element ? file.table({ slot: file.slot, section: id, level: element.level }) : null;

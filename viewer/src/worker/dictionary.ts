@@ -1,10 +1,10 @@
-// A dictionary to start from, for a file that comes without one: types from the values, names to be filled in.
+// A starting point for a file without a dictionary: types inferred from the values, names to be filled in.
 
 import type { Dictionary, ValueType } from "../protocol";
 import { dateText } from "./columns";
 import type { Table } from "./table";
 
-// Values looked at in each column; those of a market do not change their kind halfway.
+// Values examined in each column.
 const sample = 10_000;
 
 export function inferDictionary(table: Table): Dictionary {
@@ -35,7 +35,7 @@ export function inferType(numbers: number[], width: number): ValueType {
     return plausible > floats.length * 0.95 && width !== 3 ? "float" : "unsigned";
 }
 
-// The number that the same bytes are as a float. 8-byte numbers arrive rounded, which leaves their exponent.
+// The same bytes as a float. 8-byte numbers arrive rounded, which preserves their exponent.
 function asFloat(number: number, width: number): number {
     const view = new DataView(new ArrayBuffer(8));
     if (width === 4) {

@@ -4,13 +4,13 @@ import type { Bar, Distribution, Filter, SectionInfo } from "../protocol";
 import type { Front } from "./front";
 import type { Table, TableColumn } from "./table";
 
-// What the values of a column stand for: the section that says so, and its names by value.
+// The names of a column's values, and the section that they come from.
 export interface Names {
     section: number;
     byValue: Map<string, string>;
 }
 
-// The section whose names a column's values stand for, as far as their titles tell.
+// The section that names a column's values, guessed from the titles.
 export function suggestedNames(title: string, sections: readonly SectionInfo[]): number {
     const pattern = [/countr/i, /exchange|venue|market/i].find((one) => one.test(title));
     return sections.find((section) => section.names && pattern?.test(section.title))?.id ?? 0;
@@ -37,7 +37,7 @@ export function distribution(front: Front, table: Table, key: string, names: Nam
         return name === undefined ? {} : { name };
     };
     const top = mostFrequent(starts, valued, topValues).map(({ run, count }) => ({ label: label(run), count }));
-    // Numbers that are names are in no order that means anything.
+    // The order of ids means nothing.
     const { bins, unit } = names ? { bins: [], unit: "" } : binsOf(found, sorted, starts.length);
     const { key: name, title, type, numeric } = found;
     return {
@@ -54,7 +54,7 @@ export function distribution(front: Front, table: Table, key: string, names: Nam
     };
 }
 
-// The longest of the runs that start there, longest first, of `most` of them at most.
+// The longest runs, longest first, at most `most` of them.
 export function mostFrequent(starts: Uint32Array, end: number, most: number): { run: number; count: number }[] {
     const top: { run: number; count: number }[] = [];
     for (let run = 0; run < starts.length; ++run) {
@@ -86,7 +86,7 @@ function binsOf(found: TableColumn, sorted: Uint32Array, distinct: number): { bi
     return { bins, unit: "" };
 }
 
-// Months where they are few, else years; empty ones in between are there as well.
+// Months where they are few, else years, including the empty ones in between.
 function dateBins(key: string, numbers: Float64Array): { bins: Bar[]; unit: string } {
     const months = Array.from(numbers, (number) => Math.floor(number / 100)).filter((month) => {
         const ofYear = month % 100;
@@ -113,7 +113,7 @@ function dateBins(key: string, numbers: Float64Array): { bins: Bar[]; unit: stri
     return { bins, unit: byMonth ? "month" : "year" };
 }
 
-// Edges at round numbers, at most `most` + 1 of them, that hold everything from `least` to `greatest`.
+// Edges at round numbers that enclose everything from `least` to `greatest`, at most `most` + 3 of them.
 export function niceEdges(least: number, greatest: number, most: number): number[] {
     const rough = (greatest - least) / most;
     const power = 10 ** Math.floor(Math.log10(rough));

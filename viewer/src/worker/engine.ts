@@ -1,4 +1,4 @@
-// What the page can ask for: open files, tables of them and what is derived from tables.
+// Answers the page's requests: open files, their tables, and everything derived from these.
 
 import type {
     CheckResult,
@@ -27,7 +27,7 @@ import { Table, type TableColumn } from "./table";
 
 type Progress = (what: string, done: number) => void;
 
-// Numbers of the table's own: the place of a row in the file, counted from 1.
+// The column "#": the position of a row in its section, from 1.
 class RowNumberColumn extends Column {
     override isNull(): boolean {
         return false;
@@ -49,7 +49,7 @@ class RowNumberColumn extends Column {
     }
 }
 
-// An open file: what was read of it is kept until it is closed.
+// An open file. Everything read from it is kept until it is closed.
 export class OpenFile {
     readonly overview: Overview;
     dictionary: Dictionary = {};
@@ -104,7 +104,7 @@ export class OpenFile {
         return this.overview.fields;
     }
 
-    // Loads the symbols. What cannot be loaded is reported as damage of the section.
+    // Loads the symbols. A failure is reported as damage of the section.
     private load(): void {
         const section = this.overview.sections.find(({ id, readable }) => id === symbolsSection && readable);
         if (!section) return;
@@ -207,6 +207,7 @@ export class OpenFile {
                       this.front,
                       this.front.column(level.columns[0] ?? place),
                       this.front.column(level.columns[1] ?? place),
+                      this.directory.textTag,
                       () => this.dictionary,
                   )
                 : this.front.column(place);
@@ -221,7 +222,7 @@ export class OpenFile {
         return new Table(this.front, columns, level.rows, this.below(source));
     }
 
-    // The rows below one row of the level above lie together, since a section is walked in order.
+    // The rows below one row are contiguous, since a section is read in order.
     private below(source: TableSource): { first: number; count: number } | null {
         if (source.parent === undefined || source.level === 0) return null;
         const level = this.section(source.section).levels[source.level];
@@ -236,7 +237,7 @@ export class OpenFile {
         return described && level > 0 ? (this.front.words(described.parents, described.rows)[row] ?? -1) : -1;
     }
 
-    // What a section of ids and texts says of each id, and of each short text that has a longer one beside it.
+    // The names in a section of ids and texts: by id, and where there are two texts, the second by the first.
     namesIn(id: number): Names | null {
         if (!this.overview.sections.some((section) => section.id === id && section.readable && section.names)) return null;
         const level = this.section(id).levels[0];
@@ -256,7 +257,7 @@ export class OpenFile {
     }
 }
 
-// The first place in an ascending array that holds at least `value`.
+// The index of the first element of an ascending array that is not less than `value`.
 export function lowerBound(array: ArrayLike<number>, value: number): number {
     let low = 0;
     let high = array.length;
@@ -290,7 +291,8 @@ export class Engine implements AsyncMethods {
         return file;
     }
 
-    // Reads the file in pieces straight into the module's memory, so that it is held once.
+    // Reads the file in pieces directly into the module's memory, which holds the only copy. A file that does not open
+    // leaves the one before it open.
     open(slot: Slot, blob: Blob, name: string): Overview {
         if (blob.size === 0) throw new Error(`${name} is empty.`);
         if (blob.size > 2 ** 31 - 2 ** 24) throw new Error(`${name} is larger than this page can hold (2 GB).`);
@@ -302,13 +304,11 @@ export class Engine implements AsyncMethods {
                 this.front.memory(bytes + at, piece.length).set(piece);
                 this.progress("Reading", at / blob.size);
             }
-            // Only a file that opens takes the place of the one before.
-            this.close(slot);
             const file = new OpenFile(this.front, slot, bytes, blob.size, name);
+            this.forget(slot);
             this.files[slot] = file;
             return file.overview;
         } catch (error) {
-            this.front.close(slot);
             this.front.free(bytes);
             throw error;
         } finally {
@@ -317,16 +317,19 @@ export class Engine implements AsyncMethods {
     }
 
     close(slot: Slot): null {
+        this.front.close(slot);
+        this.forget(slot);
+        return null;
+    }
+
+    // Frees what the module no longer uses.
+    private forget(slot: Slot): void {
         this.comparison?.free();
         this.comparison = null;
         const file = this.files[slot];
-        if (file) {
-            file.dropTables();
-            this.front.close(slot);
-            this.front.free(file.bytes);
-            this.files[slot] = null;
-        }
-        return null;
+        file?.dropTables();
+        if (file) this.front.free(file.bytes);
+        this.files[slot] = null;
     }
 
     check(slot: Slot): CheckResult {
@@ -334,7 +337,7 @@ export class Engine implements AsyncMethods {
         return this.front.check(slot);
     }
 
-    // Walks every other section, which tells how many rows they have and where they are damaged.
+    // Reads every section except the symbols, for its rows and its damage.
     survey(slot: Slot): SectionInfo[] {
         const file = this.file(slot);
         for (const section of file.overview.sections) {
@@ -360,7 +363,7 @@ export class Engine implements AsyncMethods {
 
     rows(query: Query, first: number, count: number): ReturnType<Methods["rows"]> {
         const table = this.file(query.source.slot).table(query.source);
-        // A search that goes on is continued by those who ask for the table.
+        // A search that is not done is continued by calls of table().
         if (table.prepare(query)) table.update(query);
         return table.window(first, count);
     }

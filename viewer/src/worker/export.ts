@@ -21,7 +21,7 @@ export function exportTable(table: Table, format: ExportFormat, keys: string[]):
     }
 }
 
-// Two columns of one name get the key behind it, so that neither overwrites the other.
+// A name that occurs again is followed by its key, so that no column overwrites another.
 function uniqueTitles(columns: TableColumn[]): TableColumn[] {
     const seen = new Set<string>();
     return columns.map((column) => {
@@ -44,7 +44,7 @@ function textBlob(type: string, lines: Iterable<string>): Blob {
     return new Blob([...parts, text], { type });
 }
 
-// A cell as spreadsheets must see it: they run texts that begin like a formula, which an apostrophe prevents.
+// Spreadsheets evaluate texts that begin like a formula; a leading apostrophe prevents it.
 export function csvCell(text: string, isText: boolean): string {
     const safe = isText && /^[=+\-@\t\r]/.test(text) ? "'" + text : text;
     return /[",\r\n]|^\s|\s$/.test(safe) ? `"${safe.replaceAll('"', '""')}"` : safe;
@@ -59,7 +59,7 @@ function* csvLines(columns: TableColumn[], rows: Uint32Array): Generator<string>
     }
 }
 
-// Numbers that JavaScript and jq would round are strings.
+// Integers that JavaScript and jq would round become strings.
 export function jsonValue(value: Value): unknown {
     if (typeof value === "bigint") {
         return value >= -9007199254740991n && value <= 9007199254740991n ? Number(value) : String(value);
@@ -100,7 +100,7 @@ function parquetBlob(columns: TableColumn[], rows: Uint32Array): Blob {
     });
 }
 
-// A number that is no day of the calendar has no place in a column of dates.
+// A number that is not a calendar date is null in a column of dates.
 function isoDate(text: string): Date | null {
     return text.includes("-") ? new Date(text + "T00:00:00Z") : null;
 }

@@ -5,22 +5,15 @@ import { boolText, Column, dateText, displayText, hexText, shortestFloat, type C
 import type { OpenFile } from "./engine";
 import type { Front } from "./front";
 
-const textTag = 7;
-
-// Bytes of a payload of fixed width.
-export function payloadWidth(tag: number): number {
-    return [0, 1, 1, 4, 2, 4, 8, 0, 4, 3][tag] ?? 0;
-}
-
 export function payloadNumber(bytes: Uint8Array): bigint {
     let number = 0n;
     for (let at = bytes.length - 1; at >= 0; --at) number = (number << 8n) | BigInt(bytes[at] ?? 0);
     return number;
 }
 
-// The type that a payload is shown as: the dictionary's where the payload can be that, else what the tag says.
-export function typeOf(type: ValueType | undefined, tag: number, size: number): ValueType {
-    if (tag === textTag) return "text";
+// The type that a payload is shown as: the dictionary's where its size allows that, else the tag's.
+export function typeOf(type: ValueType | undefined, isText: boolean, size: number): ValueType {
+    if (isText) return "text";
     switch (type) {
         case "unsigned":
         case "signed":
@@ -61,13 +54,14 @@ export function valueText(type: ValueType, payload: Uint8Array): { text: string;
     }
 }
 
-// The value column of typed fields that are rows of their own (sections 1 and 6): each has its own type.
+// The value column of a level whose rows are typed fields: each value has its own type.
 export class FieldColumn extends Column {
     constructor(
         place: ColumnPlace,
         memory: Memory,
         private readonly ids: Column,
         private readonly tags: Column,
+        private readonly textTag: number,
         private readonly dictionary: () => Dictionary,
     ) {
         super({ ...place, type: "text" }, memory);
@@ -76,7 +70,7 @@ export class FieldColumn extends Column {
     private shown(row: number): { text: string; odd: boolean } {
         const payload = this.bytes(row);
         const entry = this.dictionary()[String(this.ids.number(row))];
-        return valueText(typeOf(entry?.type, this.tags.number(row) ?? 0, payload.length), payload);
+        return valueText(typeOf(entry?.type, this.tags.number(row) === this.textTag, payload.length), payload);
     }
 
     override text(row: number): string {
@@ -96,10 +90,8 @@ export function recordDetail(front: Front, file: OpenFile, row: number): RecordD
     const record = front.record(file.slot, row);
     const fields = record.fields.map((field): DetailField => {
         const entry = file.dictionary[field.id];
-        const head = 3;
-        const size = Math.max(0, field.size - head - (field.tag === textTag && !field.cut ? 1 : 0));
-        const payload = front.memory(file.bytes + field.offset + head, size);
-        const type = typeOf(entry?.type, field.tag, size);
+        const payload = front.memory(file.bytes + field.payload.offset, field.payload.size);
+        const type = typeOf(entry?.type, field.isText, payload.length);
         const { text, odd } = valueText(type, payload);
         return {
             id: field.id,
@@ -108,11 +100,12 @@ export function recordDetail(front: Front, file: OpenFile, row: number): RecordD
             tag: field.tag,
             value: text,
             isDefault: field.isDefault,
-            problem: field.cut ? "cut off" : odd ? (type === "date" ? "not a date" : "not a plain text") : "",
+            problem: field.cut ? "cut off" : odd ? (type === "date" ? "not a date" : "not plain text") : "",
             offset: field.offset,
             size: field.size,
+            payload: field.payload,
         };
     });
-    const symbol = front.memory(file.bytes + record.offset + 4, record.textSize);
+    const symbol = front.memory(file.bytes + record.text.offset, record.text.size);
     return { row, title: displayText(symbol).text, offset: record.offset, size: record.size, fields };
 }

@@ -2,9 +2,9 @@
 
 import type { Extent, RowPlace, Slot, ValueType } from "../protocol";
 import { Column, type ColumnPlace } from "./columns";
-import { payloadWidth, typeOf } from "./fields";
+import { typeOf } from "./fields";
 
-// What Emscripten's loader hands out.
+// The module as Emscripten's loader returns it.
 export interface Module {
     HEAPU8: Uint8Array;
     _view_alloc(size: number): number;
@@ -52,13 +52,14 @@ export interface FrontOverview {
     sections: FrontSection[];
     gaps: { offset: number; size: number; what: string }[];
     problems: { section: number; offset: number | null; text: string }[];
+    textTag: number;
 }
 
 export interface FrontLevel {
     name: string; // plural
     singular: string;
     rows: number;
-    parents: number; // where the rows of the level above stand, a u32 for each; 0 on the first level
+    parents: number; // address of each row's parent in the level above, u32; 0 on the first level
     columns: ColumnPlace[];
 }
 
@@ -69,7 +70,7 @@ export interface FrontTable {
 
 export interface FrontSymbols {
     rows: number;
-    starts: number; // where the records start in the file, a u32 for each row and one for the end
+    starts: number; // address of the records' offsets in the file, u32, and of the end of the last
     columns: ColumnPlace[]; // the symbol first, then the fields by id
     fields: { id: number; own: number; isDefault: boolean; tags: number[]; type: ValueType }[];
     problems: string[];
@@ -78,12 +79,14 @@ export interface FrontSymbols {
 export interface FrontRecord {
     offset: number;
     size: number;
-    textSize: number; // of the symbol, which follows the record's size of 4 bytes
+    text: Extent; // the symbol
     fields: {
         id: number;
         tag: number;
         offset: number;
         size: number;
+        isText: boolean;
+        payload: Extent;
         isDefault: boolean;
         cut: boolean;
     }[];
@@ -119,7 +122,7 @@ export class Front {
         return new Uint32Array(this.buffer, pointer, count);
     }
 
-    // The module takes over the bytes.
+    // The bytes must stay valid until the file is closed.
     open(slot: Slot, bytes: number, size: number): FrontOverview {
         return this.json(this.module._view_open(slot, bytes, size));
     }
@@ -156,11 +159,11 @@ export class Front {
         return new Column(place, this);
     }
 
-    // A column of the symbols as the dictionary's type: the same values, read differently.
+    // A symbol column read as the dictionary's type; the bytes are the same.
     typedColumn(place: ColumnPlace, type: ValueType | undefined): Column {
-        if (place.kind !== "uint" || place.tag === undefined) return this.column(place);
-        const bits = payloadWidth(place.tag) * 8;
-        const shown = typeOf(type, place.tag, bits / 8);
+        const bits = place.bits ?? 0;
+        if (place.kind !== "uint" || bits === 0) return this.column(place);
+        const shown = typeOf(type, false, bits / 8);
         const kind = shown === "signed" ? "int" : shown === "float" ? "float" : "uint";
         this.module._view_retype(place.handle, { uint: 2, int: 3, float: 4 }[kind], bits);
         return new Column({ ...place, kind, type: shown, bits }, this);
@@ -181,7 +184,8 @@ export class Front {
         }
     }
 
-    // Rows from `first` on that match, written to `found`. `rows` 0 stands for all in the file's order.
+    // Writes the matching rows from `first` on to `found`, and returns their number. With `rows` 0, searches all rows in
+    // file order.
     search(
         columns: readonly Column[],
         needle: string,

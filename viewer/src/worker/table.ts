@@ -1,4 +1,4 @@
-// One table: the columns of a section's level or of the symbols, and the rows that a query leaves, in order.
+// One table: the columns of a section's level or of the symbols, and the rows that match a query, in order.
 
 import { headRows, type CellState, type ColumnInfo, type Filter, type Query, type RowWindow, type Sort, type TableInfo } from "../protocol";
 import { displayText, type Column } from "./columns";
@@ -21,14 +21,14 @@ export class Table {
     private order = 0; // pointer to the rows that match, u32 each
     private capacity = 0;
     private matched = 0;
-    private scanned = 0; // rows of the base that the search has seen
-    private base = 0; // pointer to the filtered and sorted rows, before the search; 0: all rows as they are
+    private scanned = 0; // rows of the base that were searched
+    private base = 0; // pointer to the filtered and sorted rows, before the search; 0: all rows in file order
     private baseKey = "";
     private baseRows = 0;
     private searchText = "";
     readonly byKey: Map<string, TableColumn>;
 
-    // `below`: the rows whose parent is the given row, ascending; null for all.
+    // `below`: the rows below one row of the level above; null for all.
     constructor(
         private readonly front: Front,
         readonly columns: TableColumn[],
@@ -50,7 +50,7 @@ export class Table {
         return this.below ? this.below.count : this.total;
     }
 
-    // Brings the rows up to the query; may stop early in a long search, which the next call continues.
+    // Applies the query. A long search may stop early; the next call continues it.
     update(query: Query, budgetMs?: number): TableInfo {
         const start = performance.now();
         const starts = this.prepare(query);
@@ -65,7 +65,7 @@ export class Table {
         };
     }
 
-    // Filters, sorts and starts a search where the query is another one; whether it is.
+    // Filters, sorts and starts the search if the query has changed, and returns whether it has.
     prepare(query: Query): boolean {
         this.updateBase(query);
         const key = JSON.stringify([this.baseKey, query.search]);
@@ -164,7 +164,7 @@ export class Table {
         return kept;
     }
 
-    // A needle that only grew is looked for among the rows that matched before, where those are few.
+    // A needle that extends the last one is searched in the rows that matched, where these are few.
     private startSearch(search: string): void {
         const narrows =
             this.order !== 0 &&
@@ -205,7 +205,7 @@ export class Table {
     private continueSearch(search: string, until: number): void {
         const texts = this.texts();
         while (this.scanned < this.baseRows) {
-            // Rows in another order than the file's are searched at once: their texts lie anywhere.
+            // Rows in another order are searched in one go: their texts are scattered over the column.
             const count = Math.min(this.base !== 0 ? this.baseRows : this.scanned === 0 ? firstChunk : chunk, this.baseRows - this.scanned);
             const first = this.base !== 0 ? this.scanned : (this.below?.first ?? 0) + this.scanned;
             const to = this.order + 4 * this.matched;
@@ -216,7 +216,7 @@ export class Table {
     }
 }
 
-// Whether a row passes a filter, for the filters that need no search over texts.
+// Tests a row, for filters that are not searches over texts.
 export function predicate(column: Column, filter: Filter): (row: number) => boolean {
     const state = { own: 1, default: 2 } satisfies Record<string, (typeof CellState)[keyof typeof CellState]>;
     switch (filter.op) {
@@ -266,7 +266,7 @@ export function predicate(column: Column, filter: Filter): (row: number) => bool
     }
 }
 
-// The number that a person wrote: dates with or without hyphens, hex with 0x. Null for anything else.
+// Parses a number: dates with or without hyphens, hex with 0x. Null for anything else.
 export function filterNumber(text: string, type: string): number | null {
     const trimmed = text.trim().replaceAll("_", "");
     if (trimmed === "") return null;

@@ -33,9 +33,9 @@ test("floats of 4 bytes come back from their shortest text", () => {
 test("payloads by type", () => {
     expect(valueText("signed", bytes(0xff, 0xff, 0xff)).text).toBe("-1");
     expect(valueText("unsigned", bytes(0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff)).text).toBe("18446744073709551615");
-    expect(valueText(typeOf("float", 5, 4), bytes(0, 0, 0xc0, 0x3f)).text).toBe("1.5");
-    expect(typeOf("date", 4, 2)).toBe("hex");
-    expect(valueText(typeOf("bool", 1, 1), bytes(1)).text).toBe("true");
+    expect(valueText(typeOf("float", false, 4), bytes(0, 0, 0xc0, 0x3f)).text).toBe("1.5");
+    expect(typeOf("date", false, 2)).toBe("hex");
+    expect(valueText(typeOf("bool", false, 1), bytes(1)).text).toBe("true");
     expect(valueText("bool", bytes(7))).toEqual({ text: "7", odd: true });
 });
 
