@@ -1,11 +1,38 @@
 // Screenshots of every view, for the documents: ./dev viewer shots
 
-import { mkdirSync, readFileSync } from "node:fs";
+import { mkdirSync, readFileSync, writeFileSync } from "node:fs";
 import { join, resolve } from "node:path";
 import { test } from "vitest";
-import { dictionary, launch, openFiles, openPage, sample, show } from "./browser";
+import { dictionary, folder, launch, openFiles, openPage, sample, show, tvsym } from "./browser";
 
 const to = resolve(import.meta.dirname, "../../docs/viewer");
+
+interface Document {
+    sections: { id: number; symbols?: { symbol: string; fields: { id: number; value: unknown }[] }[]; elements?: { id: number; name: string }[] }[];
+}
+
+// The sample with a few changes.
+function tomorrow(): string {
+    const next = JSON.parse(tvsym("dump", sample())) as Document;
+    const symbols = next.sections.find((section) => section.symbols)?.symbols ?? [];
+    for (const [at, id, value] of [
+        [1, 2, "Galaxy Entertainment"],
+        [6, 2, "Tencent"],
+        [9, 4, "CNY"],
+        [14, 5, 20240701],
+    ] as const) {
+        const field = symbols[at]?.fields.find((one) => one.id === id);
+        if (field) field.value = value;
+    }
+    symbols.splice(20, 3);
+    symbols.push({ symbol: "9999.HK-HKD", fields: [{ id: 1, value: "9999.HK/HKD" }, { id: 2, value: "NetEase Inc" }].map((field) => ({ ...field, tag: 7 })) });
+    const names = next.sections.find(({ id, elements }) => id === 10 && elements)?.elements ?? [];
+    if (names[3]) names[3].name = "Renamed";
+    writeFileSync(join(folder, "tomorrow.json"), JSON.stringify(next));
+    const file = join(folder, "instruments-tomorrow.sym");
+    tvsym("build", join(folder, "tomorrow.json"), file);
+    return file;
+}
 
 test.runIf(process.env["SHOTS"])("pictures", async () => {
     mkdirSync(to, { recursive: true });
@@ -45,7 +72,7 @@ test.runIf(process.env["SHOTS"])("pictures", async () => {
         await shot("dictionary");
         const bytes = new Uint8Array(readFileSync(sample()));
         for (const at of [260, 4000, 60_000, 127_000, Buffer.from(bytes).indexOf("Show symbol 2.1.1")]) bytes.fill(0xff, at, at + 3);
-        await openFiles(page, [{ name: "instruments-tomorrow.sym", bytes }], 1);
+        await openFiles(page, [tomorrow(), dictionary], 1);
         await page.waitForSelector(".changes tbody tr");
         await shot("compare");
         await openFiles(page, [{ name: "damaged.sym", bytes }, dictionary]);

@@ -6,7 +6,7 @@ import { symbolsSection, type Change, type CompareQuery, type CompareSummary } f
 import { client } from "./client";
 import { busy, closeOther } from "./files";
 import { bytesText, count, plural } from "./format";
-import { changeKinds, go, home, useStore } from "./state";
+import { changeKinds, clean, go, home, useStore } from "./state";
 
 const step = 200;
 
@@ -140,6 +140,8 @@ export function Compare(): JSX.Element {
 
 function Changes({ query, revision }: { query: CompareQuery; revision: number }): JSX.Element {
     const key = JSON.stringify(query);
+    const symbols = query.section === symbolsSection;
+    const fileName = useStore().file?.name ?? "";
     const [wanted, setWanted] = useState(step);
     const [list, setList] = useState<{ total: number; changes: Change[] }>({ total: 0, changes: [] });
     useEffect(() => setWanted(step), [key]);
@@ -158,7 +160,7 @@ function Changes({ query, revision }: { query: CompareQuery; revision: number })
                 <thead>
                     <tr>
                         <th scope="col">kind</th>
-                        <th scope="col">{query.section === symbolsSection ? "symbol" : "element"}</th>
+                        <th scope="col">{symbols ? "symbol" : "element"}</th>
                         <th scope="col">what</th>
                     </tr>
                 </thead>
@@ -168,7 +170,15 @@ function Changes({ query, revision }: { query: CompareQuery; revision: number })
                             <td>
                                 <span class={`badge ${change.kind}`}>{change.kind}</span>
                             </td>
-                            <th scope="row">{change.key}</th>
+                            <th scope="row">
+                                {symbols && change.before >= 0 ? (
+                                    <button class="link" title={`Show it in ${fileName}`} onClick={() => go({ ...clean, view: "symbols", row: change.before })}>
+                                        {change.key}
+                                    </button>
+                                ) : (
+                                    change.key
+                                )}
+                            </th>
                             <td>
                                 {change.cells.map((cell) => (
                                     <span key={cell.name} class="change-cell">
