@@ -102,3 +102,17 @@ test("of 50 damaged files, each shows what is left and where it is damaged", asy
     expect(opened).toBeGreaterThan(40);
     expect(withFindings).toBeGreaterThan(30);
 });
+
+test("a directory of 65,535 entries does not stop the page", async () => {
+    const bytes = Buffer.alloc(2 + 10 * 65535 + 64);
+    bytes.writeUInt16LE(65535, 0);
+    for (let at = 0; at < 65535; ++at) {
+        bytes.writeUInt16LE(at % 3 === 0 ? at : 9 + (at % 14), 2 + 10 * at);
+        bytes.writeUInt32LE(bytes.length - 64 + (at % 60), 4 + 10 * at);
+        bytes.writeUInt32LE(20, 8 + 10 * at);
+    }
+    await openFiles(page, [{ name: "entries.sym", bytes }]);
+    await page.waitForSelector('.note:has-text("65535 entries")');
+    await page.waitForFunction(() => /^[\d,]{4,}$/.test(document.querySelector(".fact:nth-child(5) dd")?.textContent ?? ""));
+    for (const view of ["findings", "sections", "charts", "overview"]) await page.click(`#tab-${view}`);
+});

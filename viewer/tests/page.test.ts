@@ -198,7 +198,7 @@ describe("the sample", () => {
 describe("taken away", () => {
     test("CSV and Parquet hold the same as NDJSON, and no cell is a formula", async () => {
         const hostile = join(folder, "hostile.sym");
-        const texts = ["=1+1", "+1", "-1", "@SUM(A1)", '<img src=x onerror="document.title=1">', 'a "b", c', "line\nbreak"];
+        const texts = ["=1+1", "+1", "-1", "@SUM(A1)", '<img src=x onerror="document.title=1">', 'a "b", c', "line\nbreak", "é".repeat(1_000_000)];
         const symbols = texts.map((text, at) => ({ symbol: `S${at}`, fields: [{ id: 1, tag: 7, value: text }, { id: 2, tag: 6, value: 9007199254740993n + BigInt(at) }] }));
         const json = JSON.stringify({ sections: [{ id: 2, symbols }] }, (_key, value: unknown) => (typeof value === "bigint" ? `#${value}#` : value)).replace(/"#(\d+)#"/g, "$1");
         writeFileSync(join(folder, "hostile.json"), json);
@@ -209,9 +209,12 @@ describe("taken away", () => {
         await page.waitForSelector(".grid-body [role=row]");
         expect(await page.locator(".grid-body img").count()).toBe(0);
         expect((await cellTexts(page, 4))[1]).toBe(texts[4]);
+        // Of a long text the table shows the start, and the exports hold all of it.
+        expect((await cellTexts(page, 7))[1]).toBe("é".repeat(2048) + "…");
 
         const lines = (await exported(page, "NDJSON")).toString("utf8").trim().split("\n");
         expect(lines.map((line) => (JSON.parse(line) as Record<string, unknown>)["field 2"])).toEqual(symbols.map(({ fields }) => String(fields[1]?.value)));
+        expect((JSON.parse(lines[7] ?? "") as Record<string, unknown>)["field 1"]).toBe(texts[7]);
         const csv = (await exported(page, "CSV")).toString("utf8").split("\r\n");
         for (const line of csv.slice(1, 5)) expect(line).toMatch(/^S\d,'[=+\-@]/);
         expect(csv[6]).toContain('"a ""b"", c"');

@@ -33,6 +33,9 @@ using torva::tables::Problem;
 using torva::tables::Reader;
 
 constexpr u64 kFindingsOfOneKind = 1000;
+// A corrupt directory may have 65,535 entries, and findings for each.
+constexpr std::size_t kMostFindings = 10'000;
+constexpr std::size_t kMostEntries = 500;
 constexpr const torva::SectionInfo& kDefaultFields = *torva::FindSectionNamed("default-fields");
 constexpr u16 kSymbols = torva::FindSectionNamed("symbols")->id;
 
@@ -110,6 +113,7 @@ json SectionJson(const DirectoryEntry& entry, std::size_t at, u64 fileSize) {
     const torva::SectionInfo* const info = torva::FindSection(entry.id);
     const u64 end = std::min<u64>(entry.End(), fileSize);
     return {{"id", entry.id},
+            {"entry", at},
             {"entryBytes", {{"offset", kEntriesStart + kEntrySize * at}, {"size", kEntrySize}}},
             {"name", info != nullptr ? info->name : ""},
             {"title", info != nullptr ? info->title : "unknown"},
@@ -122,16 +126,29 @@ json SectionJson(const DirectoryEntry& entry, std::size_t at, u64 fileSize) {
 
 json Overview(const OpenFile& file, const std::string& unreadable) {
     json sections = json::array();
-    for (const DirectoryEntry& entry : file.directory.entries) {
-        sections.push_back(SectionJson(entry, sections.size(), file.directory.fileSize));
-    }
     json problems = json::array();
+    const auto& entries = file.directory.entries;
+    for (std::size_t at = 0; at < entries.size(); ++at) {
+        const bool read = entries[at].Readable() && torva::FindSection(entries[at].id) != nullptr;
+        if (at < kMostEntries || read) {
+            sections.push_back(SectionJson(entries[at], at, file.directory.fileSize));
+        }
+    }
+    if (sections.size() < entries.size()) {
+        problems.push_back({{"section", 0},
+                            {"offset", kEntriesStart},
+                            {"text", "the directory has " + std::to_string(entries.size()) +
+                                         " entries; listed are the first " + std::to_string(kMostEntries) +
+                                         " and those that readers use"}});
+    }
     if (!unreadable.empty()) problems.push_back({{"section", 0}, {"offset", nullptr}, {"text", unreadable}});
     for (const Problem& problem : torva::tables::DirectoryProblems(file.directory)) {
+        if (problems.size() > 2 * kMostEntries) break;
         problems.push_back(ProblemJson(problem));
     }
     json gaps = json::array();
     for (const auto& gap : torva::tables::GapsAndOverlaps(file.directory)) {
+        if (gaps.size() == kMostEntries) break;
         gaps.push_back({{"offset", gap.offset}, {"size", gap.size}, {"what", gap.what}});
     }
     const u64 directorySize = kEntriesStart + kEntrySize * file.directory.entries.size();
@@ -445,6 +462,7 @@ json Check(const OpenFile& file) {
     const torva::tables::CheckReport report = torva::tables::Check(file.source, codec, options);
     json findings = json::array();
     for (const torva::tables::Finding& finding : report.findings.Kept()) {
+        if (findings.size() == kMostFindings) break;
         findings.push_back({{"kind", torva::tables::KindName(finding.Kind())},
                             {"section", finding.section},
                             {"offset", finding.offset ? json(*finding.offset) : json(nullptr)},

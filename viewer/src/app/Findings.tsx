@@ -69,7 +69,7 @@ export function Findings(): JSX.Element {
             {check && check.findings.length > shown && (
                 <button onClick={() => setShown(shown + 5 * step)}>Show more ({count(check.findings.length - shown)} left)</button>
             )}
-            {check && check.findings.length < check.total && <p class="quiet">The check lists at most 1,000 findings of one kind for each section; {count(check.total - check.findings.length)} more are not listed.</p>}
+            {check && check.findings.length < check.total && <p class="quiet">{count(check.total - check.findings.length)} more findings are not listed.</p>}
         </div>
     );
 }

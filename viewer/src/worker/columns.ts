@@ -69,6 +69,18 @@ export function displayText(bytes: Uint8Array): { text: string; odd: boolean } {
     return { text, odd };
 }
 
+// Bytes of a text that are shown; a corrupt file may have texts of many megabytes.
+const mostShown = 4096;
+
+// The same for the screen: of a long text only the start.
+export function shownText(bytes: Uint8Array): { text: string; odd: boolean } {
+    if (bytes.length <= mostShown) return displayText(bytes);
+    let end = mostShown;
+    while (end > mostShown - 4 && ((bytes[end] ?? 0) & 0xc0) === 0x80) --end; // not within a character
+    const { text, odd } = displayText(bytes.subarray(0, end));
+    return { text: text + "…", odd };
+}
+
 function escapeByte(byte: number): string {
     return "\\x" + byte.toString(16).padStart(2, "0");
 }
@@ -230,11 +242,16 @@ export class Column {
         return String(value);
     }
 
+    // The value for the screen.
+    shownText(row: number): string {
+        return this.isText && this.type !== "hex" && !this.isNull(row) ? shownText(this.bytes(row)).text : this.text(row);
+    }
+
     // CellState as shown, where invalid texts are marked.
     shownState(row: number): number {
         const state = this.state(row);
         if (state === CellState.none || !this.isText || this.type === "hex") return state;
-        return displayText(this.bytes(row)).odd ? CellState.odd : state;
+        return shownText(this.bytes(row)).odd ? CellState.odd : state;
     }
 }
 

@@ -230,8 +230,8 @@ export class Comparison {
             after: pair.after,
             cells: shown.map(({ name, before, after }) => ({
                 name,
-                before: pair.before < 0 ? "" : cell(before, pair.before),
-                after: pair.after < 0 ? "" : cell(after, pair.after),
+                before: pair.before < 0 ? "" : (before?.shownText(pair.before) ?? ""),
+                after: pair.after < 0 ? "" : (after?.shownText(pair.after) ?? ""),
             })),
         };
     }

@@ -70,9 +70,8 @@ export class OpenFile {
         const start = performance.now();
         this.directory = front.open(slot, bytes, size);
         const sections = this.directory.sections.map(
-            (section, entry): SectionInfo => ({
+            (section): SectionInfo => ({
                 ...section,
-                entry,
                 damage: section.note === "" ? [] : [section.note],
                 levels: [],
             }),

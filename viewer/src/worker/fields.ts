@@ -1,7 +1,7 @@
 // Typed fields as they are stored: values by tag and dictionary, and a record's detail with its bytes.
 
 import type { DetailField, Dictionary, RecordDetail, ValueType } from "../protocol";
-import { boolText, Column, dateText, displayText, hexText, shortestFloat, type ColumnPlace, type Memory, type Value } from "./columns";
+import { boolText, Column, dateText, displayText, hexText, shortestFloat, shownText, type ColumnPlace, type Memory, type Value } from "./columns";
 import type { OpenFile } from "./engine";
 import type { Front } from "./front";
 
@@ -30,8 +30,8 @@ export function typeOf(type: ValueType | undefined, isText: boolean, size: numbe
     }
 }
 
-export function valueText(type: ValueType, payload: Uint8Array): { text: string; odd: boolean } {
-    if (type === "text") return displayText(payload);
+export function valueText(type: ValueType, payload: Uint8Array, asText = shownText): { text: string; odd: boolean } {
+    if (type === "text") return asText(payload);
     if (payload.length === 0) return { text: "", odd: false };
     const view = new DataView(payload.buffer, payload.byteOffset, payload.length);
     switch (type) {
@@ -67,17 +67,21 @@ export class FieldColumn extends Column {
         super({ ...place, type: "text" }, memory);
     }
 
-    private shown(row: number): { text: string; odd: boolean } {
+    private shown(row: number, asText = shownText): { text: string; odd: boolean } {
         const payload = this.bytes(row);
         const entry = this.dictionary()[String(this.ids.number(row))];
-        return valueText(typeOf(entry?.type, this.tags.number(row) === this.textTag, payload.length), payload);
+        return valueText(typeOf(entry?.type, this.tags.number(row) === this.textTag, payload.length), payload, asText);
     }
 
     override text(row: number): string {
-        return this.shown(row).text;
+        return this.shown(row, displayText).text;
     }
 
     override value(row: number): Value {
+        return this.text(row);
+    }
+
+    override shownText(row: number): string {
         return this.shown(row).text;
     }
 
@@ -107,5 +111,5 @@ export function recordDetail(front: Front, file: OpenFile, row: number): RecordD
         };
     });
     const symbol = front.memory(file.bytes + record.text.offset, record.text.size);
-    return { row, title: displayText(symbol).text, offset: record.offset, size: record.size, fields };
+    return { row, title: shownText(symbol).text, offset: record.offset, size: record.size, fields };
 }

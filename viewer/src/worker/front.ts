@@ -37,6 +37,7 @@ export interface Module {
 
 export interface FrontSection {
     id: number;
+    entry: number;
     entryBytes: Extent;
     name: string;
     title: string;

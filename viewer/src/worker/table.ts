@@ -109,7 +109,7 @@ export class Table {
         return {
             first,
             rows,
-            cells: this.columns.map(({ column }) => rows.map((row) => column.text(row))),
+            cells: this.columns.map(({ column }) => rows.map((row) => column.shownText(row))),
             states: this.columns.map(({ column }) => rows.map((row) => column.shownState(row))),
         };
     }
