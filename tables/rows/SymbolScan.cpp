@@ -82,20 +82,21 @@ bool SymbolScan::Next() {
 //       fields  typed fields, up to the record's end
 bool SymbolScan::NextWhole() {
     const u64 offset = u64{section->offset} + next.offset;
-    const u8* record = Bytes(offset, sizeof(u32));
-    if (record == nullptr) return false;
+    const u8* start = Bytes(offset, sizeof(u32));
+    if (start == nullptr) return false;
     u32 size = 0;
-    std::memcpy(&size, record, sizeof size);
+    std::memcpy(&size, start, sizeof size);
     const u64 after = u64{next.offset} + sizeof size + size;
     if (after > section->size) return false;
-    record = Bytes(offset, u64{size} + sizeof size);
-    if (record == nullptr) return false;
-    const u8* const begin = record + sizeof size;
+    start = Bytes(offset, u64{size} + sizeof size);
+    if (start == nullptr) return false;
+    const u8* const begin = start + sizeof size;
     const u8* const end = begin + size;
     const u8* const zero = FindTextEnd(begin, end);
     if (zero == nullptr) return false;
     text = {reinterpret_cast<const char*>(begin), static_cast<std::size_t>(zero - begin)};
     if (zero + 1 != end && DeliverFields(zero + 1, end - 1, end + kSlack, *this) != end) return false;
+    record = {reinterpret_cast<const char*>(start), size + sizeof size};
     complete = true;
     current = next;
     next = {static_cast<u32>(after), next.number + 1};
@@ -109,6 +110,7 @@ bool SymbolScan::NextBroken() {
     }
     const SymbolView& symbol = broken->Symbol();
     text = symbol.text;
+    record = {};
     complete = symbol.complete;
     for (const SymbolField& field : symbol.fields) {
         if (!field.isDefault) Add(slotOf.empty() ? kNone : slotOf[field.id], field);

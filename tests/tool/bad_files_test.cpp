@@ -37,7 +37,10 @@ constexpr const char* kCommands[] = {
     "export --format csv FILE NEW", "export FILE OLD/", "build FILE OLD", "get FILE --search a",
     "dump FILE --format table --order-by symbol --output OLD",
     "dump FILE --format ndjson --columns symbol_no", "stats FILE --top 2", "stats FILE --by 7 --limit 3",
-    "info FILE --schema", "check FILE --budget 4KiB", "export FILE -",
+    "info FILE --schema", "edit FILE OLD --set 7=x", "extract FILE OLD --where \"symbol > 'A'\"",
+    "extract FILE OLD --section 14", "sort FILE OLD", "sort FILE OLD --order-by symbol",
+    "merge FILE small OLD --on-duplicate last", "merge small FILE OLD --on-duplicate fields",
+    "apply small FILE OLD", "check FILE --budget 4KiB", "export FILE -",
     // The same file as source and target.
     "dump FILE --output FILE", "export --format sqlite FILE FILE", "build FILE FILE"};
 

@@ -238,6 +238,39 @@ exec 9>&-
 [ "$(cat old.out; ls | grep -c part)" = "old
 0" ] || fail "a part is left, or the old file is not: $(ls)"
 
+# Changes: what cannot be done is refused before anything is written, and a rule decides about duplicates.
+for refused in "edit sample.sym out.sym" "edit sample.sym out.sym --set kind" "edit sample.sym out.sym --set kind=x" \
+    "edit sample.sym out.sym --set kind=1 --remove kind" "edit sample.sym --set kind=1" "edit sample.sym sample.sym --set kind=1" \
+    "extract sample.sym out.sym --section 14 --limit 1" "merge sample.sym small.sym" "merge sample.sym small.sym small.sym" \
+    "apply sample.sym sample.sym sample.sym"; do
+    # shellcheck disable=SC2086
+    answer 'tvsym: *
+status [26]*' tool $refused
+done
+[ ! -e out.sym ] || fail "refused, and written"
+answer 'tvsym: sample.sym: is not a patch of tvsym diff --format patch
+status 2' tool apply sample.sym sample.sym out.sym
+# B and C are in both files; B is the same, C has other fields; one default field is in both, one in the first.
+printf '%s' '{"default-fields": [{"id": 9, "tag": 7, "value": "old"}, {"id": 8, "tag": 1, "value": 1}], "symbols": [{"symbol": "B", "fields": [{"id": 9, "tag": 7, "value": "b"}]}, {"symbol": "C", "fields": [{"id": 5, "tag": 7, "value": "five"}]}, {"symbol": "A"}], "eidr-countries": [{"id": 1, "name": "one"}, {"id": 2, "name": "two"}]}' | tool build - left.sym
+printf '%s' '{"default-fields": [{"id": 8, "tag": 1, "value": 1}], "symbols": [{"symbol": "C", "fields": [{"id": 6, "tag": 7, "value": "six"}]}, {"symbol": "B", "fields": [{"id": 9, "tag": 7, "value": "b"}]}], "eidr-countries": [{"id": 1, "name": "one"}, {"id": 3, "name": "three"}]}' | tool build - right.sym
+answer 'tvsym: C is in left.sym and in right.sym, with other fields; *
+status 1' tool merge left.sym right.sym out.sym
+echo '{"5": {"name": "five", "type": "text"}, "6": {"name": "six", "type": "text"}, "8": {"name": "eight", "type": "unsigned"}, "9": {"name": "nine", "type": "text"}}' >merged.json
+for rule in 'first five-old' 'last -six-' 'fields five-six-old'; do
+    # shellcheck disable=SC2086
+    set -- $rule
+    answer '3 symbols of 2 files, 2 duplicates *status 0' tool merge left.sym right.sym out.sym --on-duplicate "$1"
+    found=$(tool sql out.sym --dictionary merged.json --format csv "SELECT group_concat(symbol || coalesce(five, '') || '-' || coalesce(six || '-', '') || coalesce(nine, '') || eight, ' '), (SELECT group_concat(id || name) FROM eidr_countries) FROM symbols" | tail -n 1 | tr -d '\r')
+    [ "$found" = "A-old1 B-b1 C${2}1,\"1one,2two,3three\"" ] || fail "merge $rule: $found"
+done
+# Two defaults that no file shares, and a file whose names differ under one key.
+echo '{"symbols": [{"symbol": "D"}], "eidr-countries": [{"id": 1, "name": "uno"}]}' | tool build - uno.sym
+answer 'tvsym: section 10 (Eidr countries): elements with one key of left.sym and uno.sym differ; *
+status 1' tool merge left.sym uno.sym out2.sym
+[ ! -e out2.sym ] || fail "refused, and written"
+answer '*status 0' tool merge left.sym uno.sym out2.sym --on-duplicate last
+[ "$(tool sql out2.sym --all-fields --format csv "SELECT count(field_8), count(*) FROM symbols" | tail -n 1 | tr -d '\r')" = 3,4 ] || fail "a default became the value of another file's symbol"
+
 # On a terminal a pager shows the output, in colour; leaving it early is no error.
 PAGER='sed "s/^/[/"' TERM=xterm script -qec "'$tvsym' symbols small.sym --limit 1" typed </dev/null | grep '^\[.*A' >/dev/null || fail "no pager"
 PAGER='head -n 1' TERM=xterm answer '*
@@ -269,7 +302,7 @@ printf 'symbol,lot,currency\nA,100,USD\nB,200,USD\nC,100,EUR\n' >lots.csv
 echo '{"1": {"name": "lot", "type": "unsigned", "tag": 3}, "4": {"name": "currency", "type": "text"}}' >lots.json
 PATH=$(dirname "$tvsym"):$PATH
 sed -n '/^```sh$/,/^```$/{/^```/d;p}' "$source_dir/docs/tvsym.md" >commands
-for command in info symbols dump get sql stats build check diff export; do
+for command in info symbols dump get sql stats build check diff export edit extract sort merge apply; do
     tool help $command | sed -n '/^Examples:/,$s/^  \(tvsym\|sqlite3\) /\1 /p'
 done >>commands
 while IFS= read -r line; do

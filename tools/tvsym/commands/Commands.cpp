@@ -113,7 +113,8 @@ constexpr CommandSpec kCommands[] = {
      "temporary files. Exit status: 0 same, 1 different, 2 one of them cannot be read whole.",
      "tvsym diff yesterday.sym today.sym --summary\n"
      "tvsym diff yesterday.sym today.sym --section symbols --fields name,currency\n"
-     "tvsym diff --json yesterday.sym today.sym",
+     "tvsym diff --json yesterday.sym today.sym\n"
+     "tvsym diff --format patch yesterday.sym today.sym > update.patch",
      AddDiff},
     {"export",
      "Write a symbol file as an SQLite database, as a table of symbols, or as CSV files with load scripts",
@@ -130,6 +131,50 @@ constexpr CommandSpec kCommands[] = {
      "tvsym export instruments.sym - --columns 'symbol, lower(currency)' --limit 3\n"
      "tvsym export instruments.sym tables/ --dictionary fields.json",
      AddExport},
+    {"edit", "Set or remove fields of symbols",
+     "Only own fields change: a field that is set takes the value in its place, or comes last; where one is "
+     "removed, a default field shows. Everything else is copied byte for byte, sections without a reader and "
+     "damage included. The result is read back before it takes its place. Values are written as in --default "
+     "of build.",
+     "tvsym edit instruments.sym changed.sym --where \"currency = 'USD'\" --set kind=2\n"
+     "tvsym edit instruments.sym --in-place --set kind=2 --remove description --dry-run",
+     AddEdit},
+    {"extract", "Write a part of a symbol file: some symbols, some sections",
+     "Default fields go with the symbols, so that their values stay. Everything that is kept is copied byte "
+     "for "
+     "byte. Symbols after damage cannot be selected: with --where or --limit they are left out, and the exit "
+     "status is 1.",
+     "tvsym extract instruments.sym asia.sym --where \"venue IN ('HK', 'JP')\"\n"
+     "tvsym extract instruments.sym symbols.sym --section symbols",
+     AddExtract},
+    {"sort", "Sort the symbols of a file",
+     "By the bytes of the symbol, or by SQL expressions. Symbols that are equal there keep their order. "
+     "Sorts in "
+     "16 MiB and in temporary files; --order-by takes 4 bytes more for each symbol, and what SQLite takes to "
+     "sort. Damage at the end of the symbols stays there.",
+     "tvsym sort instruments.sym sorted.sym\ntvsym sort instruments.sym - --order-by 'venue, name' > "
+     "sorted.sym",
+     AddSort},
+    {"apply", "Make the new file from the old one and a patch of diff",
+     "The result is the new file byte for byte. A patch that was made from another file is refused, and a "
+     "damaged "
+     "one found out before the result takes its place.",
+     "tvsym diff --format patch yesterday.sym today.sym > update.patch; tvsym apply yesterday.sym "
+     "update.patch "
+     "copy.sym",
+     AddApply},
+    {"merge", "Put several symbol files together",
+     "The symbols come sorted. A symbol that several files have is a duplicate, unless its records are the "
+     "same; "
+     "several records of one file stay. Default fields that all files have alike stay; the others are "
+     "written into "
+     "the symbols that relied on them, so that no value changes. Elements of other sections are put together "
+     "by "
+     "key, with the same rule for whole elements (fields is last there); sections without keys come whole "
+     "from one "
+     "file. The first file's order of sections and everything else in it stays. Holds 16 MiB, and the other "
+     "sections that differ.",
+     "tvsym merge yesterday.sym today.sym both.sym --on-duplicate last", AddMerge},
     {"view", "Open the viewer's page with a symbol file, or two to compare, in the browser",
      "The page is one HTML file that holds the viewer and the data; it makes no connection, so nothing "
      "leaves "

@@ -34,6 +34,12 @@ RunCommand AddBuild(CLI::App& app);
 RunCommand AddCheck(CLI::App& app);
 RunCommand AddDiff(CLI::App& app);
 RunCommand AddExport(CLI::App& app);
+RunCommand AddEdit(CLI::App& app);
+RunCommand AddExtract(CLI::App& app);
+RunCommand AddSort(CLI::App& app);
+RunCommand AddMerge(CLI::App& app);
+RunCommand AddSplit(CLI::App& app);
+RunCommand AddApply(CLI::App& app);
 RunCommand AddView(CLI::App& app);
 RunCommand AddCompletion(CLI::App& app);
 RunCommand AddHelp(CLI::App& app);  // "help man", "help markdown": not listed
@@ -49,6 +55,6 @@ struct CommandLine {
 
 constexpr const char* kToolName = "tvsym";
 constexpr const char* kToolPurpose =
-    "Look into, find, check, compare, convert and build market symbol files.";
+    "Look into, find, check, compare, convert, build and change market symbol files.";
 
 }  // namespace tvsym

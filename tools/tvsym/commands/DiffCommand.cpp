@@ -6,6 +6,7 @@
 #include "tools/tvsym/commands/Options.h"
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/Differences.h"
+#include "tools/tvsym/output/Patch.h"
 #include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/Terminal.h"
 #include "tools/tvsym/system/System.h"
@@ -21,6 +22,7 @@ struct DiffOptions {
     std::vector<std::string> sections;
     std::vector<std::string> fields;
     bool json = false;
+    std::string format = "text";
     bool summary = false;
     bool quiet = false;
     bool fileMode = false;
@@ -41,7 +43,25 @@ std::string ReadSide(const DiffOptions& options, size_t side, Comparison& compar
     return reader.Name();
 }
 
+// The patch that apply takes; only bytes count.
+int RunPatch(const DiffOptions& options) {
+    if (!options.sections.empty() || !options.fields.empty() || options.summary || options.json) {
+        throw ToolError(kExitUsage,
+                        "a patch is of whole files: it goes with no other choice of what to print");
+    }
+    if (IsOutputTerminal()) {
+        throw ToolError(kExitUsage, "a patch is not for the terminal: redirect it to a file");
+    }
+    const std::shared_ptr<const FileSource> old = OpenSource(options.files[0]);
+    const std::shared_ptr<const FileSource> now = OpenSource(options.files[1]);
+    Output out;
+    const bool different = WritePatch(*old, *now, out);
+    out.Close();
+    return different ? kExitFindings : kExitOk;
+}
+
 int RunDiff(const DiffOptions& options) {
+    if (options.format == "patch") return RunPatch(options);
     Dictionary dictionary = LoadDictionary(options.dictionary, options.files[1]);
     if (options.dictionary.empty()) dictionary.AddMissing(LoadDictionary("", options.files[0]));
     TextCodec codec(options.encoding);
@@ -55,7 +75,8 @@ int RunDiff(const DiffOptions& options) {
     const std::string now = ReadSide(options, 1, comparison, sound);
 
     Output out;
-    const auto writer = (options.json ? MakeDifferenceJson : MakeDifferenceText)(out, {dictionary, codec});
+    const auto writer = (options.json || options.format == "json" ? MakeDifferenceJson : MakeDifferenceText)(
+        out, {dictionary, codec});
     writer->Start({old, now});
     bool different = false;
     while (comparison.Next()) {
@@ -86,6 +107,10 @@ RunCommand AddDiff(CLI::App& app) {
     AddFields(app, options->fields);
     app.add_flag("--summary", options->summary, "only how much differs");
     app.add_flag("--json", options->json, "one JSON document");
+    app.add_option("--format", options->format, "text, json, or patch: for apply, byte for byte")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"text", "json", "patch"}))
+        ->capture_default_str();
     AddFileMode(app, options->fileMode);
     AddQuiet(app, options->quiet);
     return [options] {

@@ -14,29 +14,6 @@ namespace {
 using symwrite::Field;
 using symwrite::Json;
 
-Field Chosen(const std::string& text, const symwrite::FromJsonOptions& reading) {
-    const size_t equals = text.find('=');
-    const std::string name = text.substr(0, equals);
-    const std::optional<u16> id = symwrite::FieldOf(name, reading.dictionary);
-    if (equals == std::string::npos || !id) {
-        throw ToolError(
-            kExitUsage,
-            fmt::format("--default {}: expected FIELD=VALUE with a field of the dictionary", text));
-    }
-    const auto* definition = reading.dictionary.Find(*id);
-    Json value = text.substr(equals + 1);
-    if (definition && definition->type != symwrite::FieldType::Text) {
-        const Json parsed = Json::parse(value.get<std::string>(), nullptr, false);
-        if (parsed.is_number() || parsed.is_boolean()) value = parsed;
-    }
-    symwrite::JsonErrors errors;
-    symwrite::ElementReader reader(1, reading);
-    reader.Add({{"id", *id}, {"value", value}}, errors);
-    if (!errors.Empty())
-        throw ToolError(kExitUsage, fmt::format("--default {}: {}", text, errors.First().front().what));
-    return reader.Take().fields.front();
-}
-
 // Bytes that a field takes in a record.
 u64 SizeOf(const Field& field) { return 3 + field.value.size() + (field.tag == kTextTag ? 1 : 0); }
 
@@ -87,12 +64,35 @@ std::vector<Field> Frequent(Reader& reader) {
 
 }  // namespace
 
+Field FieldFromText(const char* option, const std::string& text, const symwrite::FromJsonOptions& reading) {
+    const size_t equals = text.find('=');
+    const std::string name = text.substr(0, equals);
+    const std::optional<u16> id = symwrite::FieldOf(name, reading.dictionary);
+    if (equals == std::string::npos || !id) {
+        throw ToolError(kExitUsage, fmt::format("{} {}: expected FIELD=VALUE with a field of the dictionary",
+                                                option, text));
+    }
+    const auto* definition = reading.dictionary.Find(*id);
+    Json value = text.substr(equals + 1);
+    if (definition && definition->type != symwrite::FieldType::Text) {
+        const Json parsed = Json::parse(value.get<std::string>(), nullptr, false);
+        if (parsed.is_number() || parsed.is_boolean()) value = parsed;
+    }
+    symwrite::JsonErrors errors;
+    symwrite::ElementReader reader(1, reading);
+    reader.Add({{"id", *id}, {"value", value}}, errors);
+    if (!errors.Empty())
+        throw ToolError(kExitUsage, fmt::format("{} {}: {}", option, text, errors.First().front().what));
+    return reader.Take().fields.front();
+}
+
 void AddDefaults(symwrite::File& file, const DefaultOptions& options,
                  const symwrite::FromJsonOptions& reading) {
     const auto of = [&](u16 id) { return std::ranges::find(file.sections, id, &symwrite::Section::id); };
     if (!options.Any() || of(2) == file.sections.end()) return;
     std::vector<Field> defaults;
-    for (const std::string& text : options.chosen) defaults.push_back(Chosen(text, reading));
+    for (const std::string& text : options.chosen)
+        defaults.push_back(FieldFromText("--default", text, reading));
 
     const symwrite::Bytes bytes = symwrite::Write(file);
     Reader reader(FileSource::FromBytes(bytes, "the file that is built"));

@@ -16,6 +16,10 @@ struct DefaultOptions {
     bool Any() const { return optimize || !chosen.empty(); }
 };
 
+// The field that "FIELD=VALUE", the value of `option`, says. Throws ToolError with kExitUsage.
+symwrite::Field FieldFromText(const char* option, const std::string& text,
+                              const symwrite::FromJsonOptions& reading);
+
 // Adds default fields to section 1 and leaves the equal fields out of the symbols' records. `chosen` ones
 // also hold for symbols without such a field. With `optimize` a field that every symbol has once gets its
 // most frequent value, where that saves bytes; nothing that readers get changes. Throws ToolError with

@@ -40,6 +40,9 @@ public:
     // The symbols in their order, as offsets of their records (Reader::SymbolsFrom).
     SqlQuery Offsets() { return Prepare("record_offset"); }
 
+    // The same, as their numbers in the file.
+    SqlQuery Numbers() { return Prepare("symbol_no"); }
+
     // The columns asked for; without any, the symbol and all fields.
     SqlQuery Columns();
 

@@ -44,8 +44,7 @@ u64 Rewrite::EndOf(const DirectoryEntry& entry) const { return std::min(entry.En
 void Rewrite::RefuseOverlap(const DirectoryEntry& entry) const {
     const u64 bodies = 2 + kEntrySize * directory.entries.size();
     for (const DirectoryEntry& other : directory.entries) {
-        const bool same = &other == &entry ||
-                          (other.offset == entry.offset && other.size == entry.size && other.id == entry.id);
+        const bool same = other.offset == entry.offset && other.size == entry.size && other.id == entry.id;
         if (!same && other.size > 0 && other.offset < EndOf(entry) && entry.offset < EndOf(other)) {
             throw ToolError(kExitUnreadable,
                             fmt::format("{}: section {} ({}) overlaps section {} and cannot be changed",
@@ -69,16 +68,14 @@ void Rewrite::ReplaceSection(const DirectoryEntry& entry, std::shared_ptr<Spool>
     pieces[start] = {EndOf(entry) - std::min(start, EndOf(entry)), std::move(body), keepDamage};
 }
 
-void Rewrite::LeaveOut(const DirectoryEntry& entry) {
-    const auto at =
-        std::ranges::find_if(directory.entries, [&](const DirectoryEntry& one) { return &one == &entry; });
+void Rewrite::LeaveOut(size_t index) {
+    const DirectoryEntry& entry = directory.entries[index];
     RefuseOverlap(entry);
-    leftOut[static_cast<size_t>(at - directory.entries.begin())] = true;
+    leftOut[index] = true;
     if (entry.offset < EndOf(entry)) Replace(entry.offset, EndOf(entry) - entry.offset, nullptr);
 }
 
-void Rewrite::AddFirst(u16 id, std::string body) { first.push_back({id, std::move(body)}); }
-void Rewrite::AddLast(u16 id, std::string body) { last.push_back({id, std::move(body)}); }
+void Rewrite::AddLast(u16 id, std::shared_ptr<Spool> body) { last.push_back({id, std::move(body)}); }
 
 // Where the bytes at `offset` are in the result, after `ahead` bytes in place of the old directory.
 u64 Rewrite::Moved(u64 offset, u64 ahead) const {
@@ -95,22 +92,20 @@ u64 Rewrite::Moved(u64 offset, u64 ahead) const {
 void Rewrite::Write(Output& out) const {
     const u64 bodies = 2 + kEntrySize * directory.entries.size();
     const u64 kept = static_cast<u64>(std::ranges::count(leftOut, false));
-    const u64 count = kept + first.size() + last.size();
-    u64 ahead = 2 + kEntrySize * count;
+    const u64 count = kept + last.size();
+    const u64 ahead = 2 + kEntrySize * count;
     std::string entries;
     const auto entry = [&](u64 id, u64 offset, u64 size) {
         entries += Number(id, 2) + Number(Checked(offset, "an offset of"), 4) +
                    Number(Checked(size, "a size of"), 4);
     };
-    for (const Added& added : first) {
-        entry(added.id, ahead, 2 + added.body.size());
-        ahead += 2 + added.body.size();
-    }
-    const bool same = kept == directory.entries.size() && first.empty() && last.empty();
+    const bool same = kept == directory.entries.size() && last.empty();
     for (size_t at = 0; at < directory.entries.size(); ++at) {
         if (leftOut[at]) continue;
         const DirectoryEntry& old = directory.entries[at];
-        const u64 offset = old.offset < source->Size() ? Moved(old.offset, ahead) : old.offset;
+        u64 offset = Moved(old.offset, ahead);
+        if (old.offset >= source->Size() && offset > UINT32_MAX)
+            offset = old.offset;  // after the end either way
         const auto piece = pieces.find(u64{old.offset} + 2);
         u64 size = old.size;
         if (piece != pieces.end() && old.idAtStart == old.id) {
@@ -123,18 +118,11 @@ void Rewrite::Write(Output& out) const {
     }
     u64 end = Moved(source->Size(), ahead);
     for (const Added& added : last) {
-        entry(added.id, end, 2 + added.body.size());
-        end += 2 + added.body.size();
+        entry(added.id, end, 2 + added.body->Size());
+        end += 2 + added.body->Size();
     }
     out.Write(Number(same ? directory.entryCount : count, 2));
     out.Write(entries);
-    const auto sections = [&](const std::vector<Added>& list) {
-        for (const Added& added : list) {
-            out.Write(Number(added.id, 2));
-            out.Write(added.body);
-        }
-    };
-    sections(first);
     u64 at = std::min(bodies, source->Size());
     const auto copyTo = [&](u64 until) {
         source->Read(at, until - at, [&](std::string_view bytes) { out.Write(bytes); });
@@ -145,7 +133,10 @@ void Rewrite::Write(Output& out) const {
         at = offset + piece.size;
     }
     copyTo(source->Size());
-    sections(last);
+    for (const Added& added : last) {
+        out.Write(Number(added.id, 2));
+        added.body->Read([&](std::string_view bytes) { out.Write(bytes); });
+    }
 }
 
 }  // namespace tvsym

@@ -27,11 +27,10 @@ public:
     // by as much with `keepDamage`. Throws ToolError with kExitUnreadable where another section's bytes
     // overlap it.
     void ReplaceSection(const DirectoryEntry& entry, std::shared_ptr<Spool> body, bool keepDamage = false);
-    void LeaveOut(const DirectoryEntry& entry);
+    void LeaveOut(size_t entry);  // by its index in the directory
 
-    // A further section: at the start, or at the end; `body` follows its id.
-    void AddFirst(u16 id, std::string body);
-    void AddLast(u16 id, std::string body);
+    // A further section, at the end; `body` follows its id.
+    void AddLast(u16 id, std::shared_ptr<Spool> body);
 
     // Throws ToolError with kExitUnreadable for a result that 32-bit offsets cannot express.
     void Write(Output& out) const;
@@ -45,7 +44,7 @@ private:
     };
     struct Added {
         u16 id;
-        std::string body;
+        std::shared_ptr<Spool> body;
     };
 
     void RefuseOverlap(const DirectoryEntry& entry) const;
@@ -54,9 +53,9 @@ private:
 
     std::shared_ptr<const FileSource> source;
     FileDirectory directory;
-    std::vector<bool> leftOut;       // by entry
-    std::map<u64, Piece> pieces;     // by offset
-    std::vector<Added> first, last;  // sections
+    std::vector<bool> leftOut;    // by entry
+    std::map<u64, Piece> pieces;  // by offset
+    std::vector<Added> last;      // sections
 };
 
 }  // namespace tvsym
