@@ -5,6 +5,7 @@
 #include <random>
 
 #include "TestSupport.h"
+#include "library/stream/FieldLoop.h"
 
 namespace torva::test {
 namespace {
@@ -87,6 +88,19 @@ std::string ReadText(ByteSource& source, i32 max) {
 }
 
 std::string Skip(ByteSource& source, u32 n) { return source.SkipBytes(n) ? "true" : "false"; }
+
+// In blocks of exactly the bytes that may be read, for the sanitizer.
+TEST(FindTextEnd, FirstZeroOfEverySizeAndPlace) {
+    for (std::size_t size = 0; size <= 70; ++size) {
+        for (std::size_t zero = 0; zero <= size; ++zero) {
+            const auto block = std::make_unique<u8[]>(size);
+            std::fill_n(block.get(), zero, u8{0x80});
+            if (zero + 2 < size) block[size - 1] = 'x';
+            const u8* const end = block.get() + size;
+            EXPECT_EQ(FindTextEnd(block.get(), end), zero < size ? block.get() + zero : nullptr) << size;
+        }
+    }
+}
 
 // Random walks over a file of some windows, with the boundaries of the window and the end met often.
 TEST(ByteSource, AgreesWithAPlainModel) {

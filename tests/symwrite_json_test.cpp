@@ -34,7 +34,7 @@ TEST(SymWriteJson, TheShortFormMeansWhatTheDictionarySays) {
             "5": {"name": "price", "type": "float"}, "6": {"name": "ratio", "type": "float", "tag": 8},
             "7": {"name": "code", "type": "hex", "tag": 2}},
         "symbols": [
-            {"symbol": "A", "fields": {"day": "2024-02-29", "name": "Ünï", "change": -2, "lot": 16777215,
+            {"symbol": "A", "fields": {"day": "2024-02-29", "name": "Ünï", "change": -32768, "lot": 16777215,
                                        "price": 1.5, "ratio": -1, "code": "0xAB", "300": "plain"}},
             {"symbol": {"hex": "ff"}, "fields": [{"name": "day", "value": 20180102}, {"id": 1, "value": {"hex": "80"}},
                                                  {"id": 3, "tag": 1, "value": 9}, {"id": 5, "name": "x", "value": null}]},
@@ -49,7 +49,7 @@ TEST(SymWriteJson, TheShortFormMeansWhatTheDictionarySays) {
         {.id = 1, .fields = {TextField(1, "none")}},
         {.id = 2,
          .rows = {{"A",
-                   {NumberField(2, 5, 20240229), TextField(1, "Ünï"), NumberField(3, 4, 0xFFFE),
+                   {NumberField(2, 5, 20240229), TextField(1, "Ünï"), NumberField(3, 4, 0x8000),
                     NumberField(4, 9, 16777215), NumberField(5, 6, 0x3FF8000000000000),
                     NumberField(6, 8, 0xBF800000), NumberField(7, 2, 0xAB), TextField(300, "plain")},
                    {}},

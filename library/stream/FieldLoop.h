@@ -4,24 +4,29 @@
 
 #include <bit>
 #include <cstring>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 #include "format/Fields.h"
 #include "format/Types.h"
 
 namespace torva {
 
-// The first zero byte of `from` to `end`, null where there is none. Most texts are short: their words are
-// checked inline; only longer ones go to the C library.
+// The first zero byte of `from` to `end`, null where there is none. Most texts are short: their first bytes
+// are compared at once, without a branch for each length; only longer ones go to the C library.
 inline const u8* FindTextEnd(const u8* from, const u8* end) {
-    constexpr u64 kOnes = 0x0101010101010101U;
-    constexpr u64 kTops = 0x8080808080808080U;
-    constexpr int kWords = 4;
-    for (int i = 0; i < kWords && end - from >= 8; ++i, from += 8) {
-        u64 word = 0;
-        std::memcpy(&word, from, sizeof word);
-        const u64 zeros = (word - kOnes) & ~word & kTops;  // the lowest bit set is that of the first zero
-        if (zeros != 0) return from + std::countr_zero(zeros) / 8;
+#ifdef __SSE2__
+    if (end - from >= 32) {
+        const auto zerosAt = [](const u8* at) {
+            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+            return static_cast<u32>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_setzero_si128())));
+        };
+        const u32 zeros = zerosAt(from) | zerosAt(from + 16) << 16U;
+        if (zeros != 0) return from + std::countr_zero(zeros);
+        from += 32;
     }
+#endif
     return static_cast<const u8*>(std::memchr(from, 0, static_cast<std::size_t>(end - from)));
 }
 

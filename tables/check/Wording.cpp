@@ -24,7 +24,7 @@ std::string Start(std::string_view bytes) {
 std::string Again(const Finding& finding) {
     const SectionInfo* section = FindSection(finding.section);
     const bool definitions = section && section->stored.size() != section->levels.size();
-    return fmt::format("stands a further time, first at 0x{:x}{}", finding.other,
+    return fmt::format("occurs again, first at 0x{:x}{}", finding.other,
                        definitions ? "; readers get the lists of the last one" : "");
 }
 

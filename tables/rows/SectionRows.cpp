@@ -559,7 +559,7 @@ private:
             }
             --depth;
             if (found[depth] < expected[depth]) {
-                Note(fmt::format("the type block ends behind {} of {} {}", found[depth], expected[depth],
+                Note(fmt::format("the type block ends after {} of {} {}", found[depth], expected[depth],
                                  kLabels[depth]));
             }
             if (depth == 0) {

@@ -89,7 +89,7 @@ std::vector<Problem> DirectoryProblems(const FileDirectory& directory) {
     std::vector<Problem> problems;
     if (directory.IsCut()) {
         problems.push_back({0, directory.fileSize,
-                            fmt::format("the directory announces {} sections, the file ends behind {}",
+                            fmt::format("the directory announces {} sections, the file ends after {}",
                                         directory.entryCount, directory.entries.size())});
     }
     for (std::size_t at = 0; at < directory.entries.size(); ++at) {

@@ -41,11 +41,12 @@ const Fault kFaults[] = {
     {"count", [](File& f) { Of(f, 4).count = 9, Of(f, 14).count = 7, Of(f, 17).count = 1; }},
     {"record-size", [](File& f) { Of(f, 2).rows[0].size = 9; }},
     {"record-too-long", [](File& f) { Of(f, 2).rows[1].size = 100000; }},
-    {"fields-too-long",  // records of the right size, in which a value goes on for too long
+    {"fields-too-long",  // more of one kind than the limit; what ends the scan is told beyond it
      [](File& f) {
-         Of(f, 2).raw = Bytes{9, 0, 0, 0, 'A', 0, 1, 0, 6, 1, 2, 3, 4,  //
-                              8, 0, 0, 0, 'B', 0, 1, 0, 3, 1, 2, 3,     //
-                              2, 0, 0, 0, 'A', 0};
+         Of(f, 2).raw = Bytes{9,  0, 0, 0, 'A', 0, 1, 0, 6, 1, 2, 3, 4,  //
+                              8,  0, 0, 0, 'B', 0, 1, 0, 3, 1, 2, 3,     //
+                              2,  0, 0, 0, 'A', 0,                       //
+                              99, 0, 0, 0, 'C', 0};
      }},
     {"record-one-byte-too-long", [](File& f) { Of(f, 2).raw = Bytes{3, 0, 0, 0, 'A', 0}; }},
     {"group-without-field", [](File& f) { Of(f, 6).raw = Bytes{4, 0, 0, 0, 2, 0, 'G', 0}; }},

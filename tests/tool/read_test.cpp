@@ -95,7 +95,9 @@ TEST_F(ToolTest, WholeOutputs) {
 }
 
 TEST_F(ToolTest, CsvIsAFileForEachSection) {
-    Save("small.sym", symwrite::SmallFile());
+    symwrite::File small = symwrite::SmallFile();
+    std::ranges::find(small.sections, 10, &symwrite::Section::id)->rows[0].cells[1] = "ends blank ";
+    Save("small.sym", small);
     SaveBytes("small.sym.fields.json", kDictionary);
     const ToolResult result = Run("dump small.sym --format csv --output tables/small");
     EXPECT_EQ(result.status, 0);
@@ -185,12 +187,15 @@ TEST_F(ToolTest, ReadsAFileThatAHostHasOpen) {
 // No name, and nothing that a file holds, reaches the terminal as a control character.
 TEST_F(ToolTest, ControlCharactersAreShownAsDigits) {
     const std::string name = "a\x1b[31m\nb";
-    Save(name, OddFile());
+    symwrite::File file = OddFile();
+    file.sections.push_back({.id = 22, .rows = {{{1, "\x1b\x7f"}}}});
+    Save(name, file);
     SaveBytes("bad" + name, "not a symbol file");
-    for (const char* const command : {"info", "check", "symbols", "dump --format table", "stats"}) {
+    for (const char* const command : {"info", "check", "symbols", "dump", "dump --format table", "stats"}) {
         for (const char* const prefix : {"", "bad", "missing"}) {
             const ToolResult result = Run(std::string(command) + " '" + prefix + name + "'");
-            EXPECT_EQ((result.out + result.err).find('\x1b'), std::string::npos) << command << prefix;
+            EXPECT_EQ((result.out + result.err).find_first_of("\x1b\x7f"), std::string::npos)
+                << command << prefix;
             if (*prefix) {
                 EXPECT_NE(result.err.find(R"(a\x1b[31m\x0ab: )"), std::string::npos) << result.err;
                 EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;

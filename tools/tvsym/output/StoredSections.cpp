@@ -72,8 +72,7 @@ public:
         };
         if (stored == groupInFile.end() ||
             !std::ranges::equal((*inFile)[stored->second].lists, lists, same)) {
-            inFile.reset();
-            groupInFile.clear();
+            groupInFile.clear();  // the file's groups say something else than the rows
         }
         ++rows;
         std::vector<std::vector<u16>> key;
@@ -88,7 +87,7 @@ public:
     }
 
     void WriteTo(RowWriter& writer) const {
-        for (const Group& group : inFile&& groupInFile.size() == rows ? *inFile : groups) {
+        for (const Group& group : (inFile && groupInFile.size() == rows) ? *inFile : groups) {
             std::span<const u16> rest = group.ids;
             do {
                 const size_t count = std::min<size_t>(rest.size(), UINT16_MAX);  // what a group takes
@@ -112,8 +111,8 @@ private:
         }
     }
 
-    std::optional<std::vector<Group>> inFile;  // none once they say something else than the rows
-    std::map<u16, size_t> groupInFile;         // by id
+    const std::optional<std::vector<Group>> inFile;
+    std::map<u16, size_t> groupInFile;  // by id
     u64 rows = 0;
     std::vector<Group> groups;  // by smallest id
     std::map<std::vector<std::vector<u16>>, size_t> groupOf;
