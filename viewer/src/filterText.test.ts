@@ -23,7 +23,7 @@ test.each([
     expect(parseFilter(column, written).map(({ op, value }) => `${op}:${value}`).join(" ")).toBe(wanted);
 });
 
-test("a filter's text stands for the same filter", () => {
+test("a filter's text parses as the same filter", () => {
     for (const op of ["is", "not", "starts", "least", "most", "contains"] as const) {
         expect(parseFilter(text, filterText({ column: "c", op, value: "v" }))).toEqual([{ column: "c", op, value: "v" }]);
     }

@@ -70,7 +70,7 @@ async function lookAtEach({ sound, damages }: { sound: string; damages: Damage[]
             continue;
         }
         ++seen.opened;
-        // Every view works, whatever the file is like.
+        // Every view works for every file.
         await press("#tab-symbols");
         await until(() => find(".grid, .note"), "symbols");
         await press("#tab-findings");

@@ -16,7 +16,7 @@ beforeAll(async () => {
 });
 afterAll(() => browser.close());
 afterEach(async () => {
-    // No view, whatever it was given, asks the network, breaks its policy or fails.
+    // No view uses the network, violates the policy or reports an error.
     if (!(watched as Watched | undefined)) return;
     expect(watched.faults).toEqual([]);
     if (watched !== shared) await page.context().close();

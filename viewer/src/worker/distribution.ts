@@ -21,7 +21,7 @@ const mostBins = 40;
 
 export function distribution(front: Front, table: Table, key: string, names: Names | null): Distribution {
     const found = table.byKey.get(key);
-    if (!found || found.column.isList) throw new Error(`There is no column ${key} to count.`);
+    if (!found || found.column.isList) throw new Error(`No column ${key} to count.`);
     const { column } = found;
     const all = table.rowList();
     const rows = front.alloc(4 * Math.max(1, all.length));
