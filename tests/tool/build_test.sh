@@ -149,6 +149,38 @@ python3 -c 'import json, sys; json.dump(json.load(sys.stdin, parse_int=float), s
 expect 0 '' "$tvsym" build doubles.json doubles.sym
 same eight.sym doubles.sym
 
+# Compressed: by name on the way out, by content on the way in, from files and pipes; cut off, damaged and far too large.
+if "$tvsym" dump sample.sym --output sample.json.gz 2>messages && "$tvsym" dump sample.sym --output sample.json.zst; then
+    "$tvsym" dump sample.sym --output sample.json
+    for ending in gz zst; do
+        [ "$(wc -c <sample.json.$ending)" -lt "$(($(wc -c <sample.json) / 2))" ] || fail "not compressed: $ending"
+        expect 0 '' "$tvsym" build sample.json.$ending packed.sym.$ending
+        expect 0 '' "$tvsym" build - packed.sym <sample.json.$ending
+        same packed.sym sample.sym
+        for reader in "dump packed.sym.$ending" "dump - --dictionary packed.sym.fields.json"; do
+            # shellcheck disable=SC2086 # they are words
+            expect 0 '' "$tvsym" $reader <packed.sym.$ending
+            same stdout sample.json
+        done
+        for size in 5 1000 $(($(wc -c <packed.sym.$ending) - 1)); do
+            head -c "$size" packed.sym.$ending >cut.$ending
+            expect 2 "tvsym: cut.$ending: the compressed data are cut off" "$tvsym" info cut.$ending
+        done
+        { head -c 3000 packed.sym.$ending; head -c 50 /dev/zero; tail -c +3051 packed.sym.$ending; } >bad.$ending
+        expect 2 "tvsym: bad.$ending: the compressed data are *" "$tvsym" info bad.$ending
+        cat packed.sym.$ending packed.sym.$ending >twice.$ending
+        cat sample.sym sample.sym >twice.sym
+        "$tvsym" extract twice.$ending whole.sym >messages 2>&1
+        same whole.sym twice.sym
+    done
+    head -c 100000000 /dev/zero | gzip -1 >bomb.gz
+    expect 2 'tvsym: bomb.gz: expands to more than 200 times its size*' "$tvsym" info bomb.gz
+    [ -e /dev/full ] && expect 2 'tvsym: old.sym.gz: cannot be written: File too large' full build "$source_dir/samples/instruments.json" old.sym.gz
+    [ -z "$(ls spool; find . -name '*.part*')" ] || fail "something is left"
+else
+    echo "not tried: compression: $(cat messages)"
+fi
+
 # No source is written over.
 echo '{}' >words.json
 expect 64 'tvsym: tables/symbols.csv: is what is read*' "$tvsym" build tables tables/symbols.csv

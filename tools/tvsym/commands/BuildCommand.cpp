@@ -6,6 +6,7 @@
 
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/Compression.h"
 #include "tools/tvsym/input/CsvSource.h"
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/CsvFolder.h"
@@ -59,7 +60,8 @@ void PrintErrors(const std::string& name, const symwrite::JsonErrors& errors) {
 // json, csv or ndjson.
 std::string FormatOf(const BuildOptions& options, bool folder) {
     if (!options.format.empty()) return options.format;
-    const std::string ending = std::filesystem::path(options.source).extension().string();
+    const std::string plain = NameWithout(CompressionNamed(options.source), options.source);
+    const std::string ending = std::filesystem::path(plain).extension().string();
     return folder || ending == ".csv" ? "csv" : ending == ".ndjson" || ending == ".jsonl" ? "ndjson" : "json";
 }
 

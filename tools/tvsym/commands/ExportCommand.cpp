@@ -9,6 +9,7 @@
 
 #include "tools/tvsym/commands/Commands.h"
 #include "tools/tvsym/commands/Options.h"
+#include "tools/tvsym/input/Compression.h"
 #include "tools/tvsym/input/Schema.h"
 #include "tools/tvsym/input/Selection.h"
 #include "tools/tvsym/input/SymbolFile.h"
@@ -36,7 +37,8 @@ enum class ExportForm : u8 { Database, Folder, Csv, Lines };
 ExportForm FormOf(const ExportOptions& options) {
     std::error_code error;
     const bool folder = options.target.ends_with('/') || std::filesystem::is_directory(options.target, error);
-    const std::string ending = std::filesystem::path(options.target).extension().string();
+    const std::string plain = NameWithout(CompressionNamed(options.target), options.target);
+    const std::string ending = std::filesystem::path(plain).extension().string();
     const auto is = [&](std::initializer_list<const char*> endings) {
         return std::find(endings.begin(), endings.end(), ending) != endings.end();
     };

@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "tables/dictionary/Values.h"
+#include "tools/tvsym/input/Compression.h"
 #include "tools/tvsym/input/FlatSymbols.h"
 #include "tools/tvsym/output/CsvFolder.h"
 
@@ -642,7 +643,8 @@ FlatFile ReadCsvSource(const SourceOptions& options, const symwrite::FieldDictio
     };
     std::error_code ignored;
     if (!std::filesystem::is_directory(options.source, ignored)) {
-        const std::string stem = std::filesystem::path(options.source).stem().string();
+        const std::string plain = NameWithout(CompressionNamed(options.source), options.source);
+        const std::string stem = std::filesystem::path(plain).stem().string();
         const SectionInfo* section = torva::FindSectionNamed(stem);
         WithSource(
             options.source,

@@ -11,6 +11,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "tools/tvsym/input/Compression.h"
 #include "tools/tvsym/input/FlatSymbols.h"
 
 namespace tvsym {
@@ -232,18 +233,27 @@ void WithSource(const std::string& path, const std::function<void(std::istream&)
     const std::string name = SourceName(path);
     WatchedFile file(progress);
     std::istream stream(&file);
-    if (path != "-") {
+    std::unique_ptr<TemporaryCopy> copy;
+    if (path != "-" && IsCompressedFile(path)) {
+        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> from(std::fopen(path.c_str(), "rb"),
+                                                                   std::fclose);
+        if (from) copy = std::make_unique<TemporaryCopy>(from.get(), name);
+    } else if (path == "-" && (std::cin.peek() == 0x1f || std::cin.peek() == 0x28)) {  // it may be compressed
+        copy = std::make_unique<TemporaryCopy>(stdin, name);
+    }
+    const bool fromFile = path != "-" || copy;
+    if (fromFile) {
         std::error_code error;
-        if (std::filesystem::is_directory(path, error)) {
+        if (!copy && std::filesystem::is_directory(path, error)) {
             throw ToolError(kExitUnreadable, fmt::format("{}: is a directory", name));
         }
         errno = 0;
-        if (!file.open(path, std::ios::in | std::ios::binary)) {
+        if (!file.open(copy ? copy->Path() : path, std::ios::in | std::ios::binary)) {
             throw ToolError(kExitUnreadable, fmt::format("{}: {}", name, std::strerror(errno)));
         }
     }
     try {
-        read(path == "-" ? std::cin : stream);
+        read(fromFile ? stream : std::cin);
     } catch (const std::ios_base::failure&) {
         throw ToolError(kExitUnreadable, fmt::format("{}: cannot be read to its end", name));
     }

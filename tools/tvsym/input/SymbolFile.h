@@ -10,8 +10,8 @@
 
 namespace tvsym {
 
-// Opens a symbol file, shared. "-" is the standard input, which like a pipe is copied to a temporary file
-// that goes away with the result. Throws Error or ToolError.
+// Opens a symbol file, shared. "-" is the standard input, which like a pipe and a compressed file is copied
+// to a temporary file that goes away with the result. Throws Error or ToolError.
 std::shared_ptr<const torva::tables::FileSource> OpenSource(const std::string& path);
 
 // Reads the dictionary in `path`, and throws Error or ToolError where it cannot. When `path` is empty, the

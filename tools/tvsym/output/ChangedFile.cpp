@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/DictionaryFile.h"
 #include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/Replacement.h"
@@ -68,7 +69,7 @@ void WriteChanged(const Rewrite& result, const RecordSpool* symbols, const Chang
     out.Close();
     std::error_code ignored;
     if (std::filesystem::is_regular_file(replacement.Path(), ignored)) {
-        Reader written(FileSource::FromPath(replacement.Path(), target.path), {ReadMode::File});
+        Reader written(OpenSource(replacement.Path()), {ReadMode::File});
         if (symbols != nullptr && !symbols->Matches(written)) {
             throw ToolError(kExitUnreadable,
                             fmt::format("{}: what was written reads back as something else; the old "

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -9,11 +10,13 @@
 
 namespace tvsym {
 
-// Standard output, or a file. Throws PipeClosed when the reader closed the pipe, ToolError for other
-// failures.
+class Recoder;
+
+// Standard output, or a file, which is compressed where the name in messages ends in .gz or .zst. Throws
+// PipeClosed when the reader closed the pipe, ToolError for other failures.
 class Output {
 public:
-    Output() = default;                                               // standard output
+    Output();                                                         // standard output
     explicit Output(const std::string& path) : Output(path, path) {}  // a new file
     Output(const std::string& path, const std::string& nameInMessages);
     ~Output();
@@ -25,9 +28,11 @@ public:
 
 private:
     void Check(bool good);
+    void Put(std::string_view bytes);
 
     std::FILE* file = stdout;
     std::string name = "standard output";
+    std::unique_ptr<Recoder> compressor;  // null: none
 };
 
 struct PipeClosed {};
