@@ -42,7 +42,7 @@ int RunSort(const SortOptions& options) {
         if (places.empty()) {
             key.assign(record.symbol);
         } else {
-            begin(key, places.at(record.number - 1));
+            begin(key, places.at(static_cast<size_t>(record.number - 1)));
         }
         std::string value;
         begin(value, record.number);

@@ -224,7 +224,8 @@ std::string NameWithout(Compression compression, const std::string& name) {
     return name.substr(0, name.size() - ending);
 }
 
-std::unique_ptr<Recoder> Recoder::Decompressor(Compression compression, const std::string& name, Sink sink) {
+std::unique_ptr<Recoder> Recoder::Decompressor(Compression compression, const std::string& name,
+                                               [[maybe_unused]] Sink sink) {
     if (compression == Compression::Gzip) {
 #ifdef TORVA_WITH_ZLIB
         return std::make_unique<Gunzip>(name, std::move(sink));
@@ -239,7 +240,7 @@ std::unique_ptr<Recoder> Recoder::Decompressor(Compression compression, const st
 #endif
 }
 
-std::unique_ptr<Recoder> Recoder::Compressor(Compression compression, Sink sink) {
+std::unique_ptr<Recoder> Recoder::Compressor(Compression compression, [[maybe_unused]] Sink sink) {
     if (compression == Compression::Gzip) {
 #ifdef TORVA_WITH_ZLIB
         return std::make_unique<Gzip>(std::move(sink));

@@ -76,7 +76,7 @@ private:
 class Blocks {
 public:
     static constexpr u64 kMost = u64{1} << 19;
-    static constexpr u64 kLeastSize = 256;
+    static constexpr size_t kLeastSize = 256;
 
     explicit Blocks(const FileSource& old) {
         while (old.Size() / size > kMost) size *= 2;
@@ -94,7 +94,7 @@ public:
         }
     }
 
-    size_t Size() const { return static_cast<size_t>(size); }
+    size_t Size() const { return size; }
 
     // Offset of the block with this hash, most likely; none where there is none.
     std::optional<u64> Find(u64 hash) {
@@ -107,12 +107,12 @@ private:
     static constexpr u64 kNone = UINT64_MAX;
 
     u64& Slot(u64 hash) {
-        u64 at = (hash * 0xd6e8feb86659fd93U >> 20) & (table.size() - 1);
+        size_t at = static_cast<size_t>(hash * 0xd6e8feb86659fd93U >> 20) & (table.size() - 1);
         while (table[at] != kNone && ((table[at] ^ hash) & ~kMask) != 0) at = (at + 1) & (table.size() - 1);
         return table[at];
     }
 
-    u64 size = kLeastSize;
+    size_t size = kLeastSize;
     std::vector<u64> table;
 };
 
