@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 import pathlib
 import re
@@ -32,8 +33,14 @@ class Cluster:
     """Processes with logs in a directory, each the leader of a group of its own with what it starts."""
 
     def __init__(self, directory: pathlib.Path) -> None:
+        """Starts nothing."""
         self.directory = directory
         self.processes: list[subprocess.Popen[bytes]] = []
+        self.workers: list[subprocess.Popen[bytes]] = []
+        self.url = ""
+
+    def run(self, workers: int) -> None:
+        directory = self.directory
         local = {"SPARK_LOCAL_IP": "127.0.0.1", "SPARK_LOCAL_DIRS": str(directory), "PYSPARK_PYTHON": sys.executable}
         os.environ.update(local)
         master = self.start("master", f"{DEPLOY}.master.Master", "--host", "127.0.0.1", "--port", "0", "--webui-port", "0")
@@ -41,9 +48,9 @@ class Cluster:
         self.workers = [
             self.start(f"worker{number}", f"{DEPLOY}.worker.Worker", "--host", "127.0.0.1", "--cores", "1", "--memory", "1g",
                        "--webui-port", "0", "--work-dir", str(directory / "work"), self.url)
-            for number in range(2)
+            for number in range(workers)
         ]  # fmt: skip
-        for number in range(2):
+        for number in range(workers):
             self.wait_for(f"worker{number}", "Successfully registered with master")
         assert master.poll() is None
 
@@ -86,21 +93,33 @@ class Cluster:
         process.wait(PATIENCE)
 
 
+@contextlib.contextmanager
+def cluster_of(directory: pathlib.Path, workers: int) -> Iterator[Cluster]:
+    cluster = Cluster(directory)
+    try:
+        cluster.run(workers)
+        yield cluster
+    finally:
+        for process in reversed(cluster.processes):
+            cluster.kill(process)
+
+
 @pytest.fixture(scope="module")
 def cluster(tmp_path_factory: pytest.TempPathFactory) -> Iterator[Cluster]:
-    made = Cluster.__new__(Cluster)
-    try:
-        made.__init__(tmp_path_factory.mktemp("cluster"))  # type: ignore[misc]
+    with cluster_of(tmp_path_factory.mktemp("cluster"), 2) as made:
         yield made
-    finally:
-        for process in reversed(made.processes):
-            made.kill(process)
 
 
 @pytest.fixture(scope="module")
 def spark(cluster: Cluster) -> Iterator[SparkSession]:
+    with session_of(cluster) as session:
+        yield session
+
+
+@contextlib.contextmanager
+def session_of(cluster: Cluster) -> Iterator[SparkSession]:
     settings = {
-        "spark.driver.host": "127.0.0.1", "spark.driver.bindAddress": "127.0.0.1", "spark.ui.enabled": "false",
+        "spark.driver.host": "127.0.0.1", "spark.driver.bindAddress": "127.0.0.1", "spark.ui.enabled": "false", "spark.ui.showConsoleProgress": "false",
         "spark.executor.memory": "512m", "spark.sql.shuffle.partitions": "4",
         "spark.sql.python.filterPushdown.enabled": "true", "spark.network.timeout": "60s",
     }  # fmt: skip
