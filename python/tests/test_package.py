@@ -286,6 +286,15 @@ def test_fork_and_leaks(sample: pathlib.Path, tmp_path: pathlib.Path) -> None:
     assert (done.returncode, done.stderr) == (0, "")
 
 
+def test_exports() -> None:
+    """A host's own libstdc++ or operator new must not take over parts of the extension's."""
+    from elftools.elf.elffile import ELFFile
+
+    with open(torvaapi._native.__file__, "rb") as module:
+        symbols = ELFFile(module).get_section_by_name(".dynsym").iter_symbols()
+        assert [it.name for it in symbols if it["st_shndx"] != "SHN_UNDEF"] == ["PyInit__native"]
+
+
 def test_types() -> None:
     done = subprocess.run([sys.executable, "-m", "mypy"], cwd=ROOT, capture_output=True, text=True)
     assert done.returncode == 0, done.stdout
