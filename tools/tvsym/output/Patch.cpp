@@ -119,12 +119,7 @@ private:
 class PatchWriter {
 public:
     PatchWriter(const FileSource& oldFile, const FileSource& newFile, Output& output)
-        : old(oldFile),
-          now(newFile),
-          out(output),
-          blocks(oldFile),
-          oldWindow(oldFile, kPiece),
-          window(newFile, kWide) {}
+        : now(newFile), out(output), blocks(oldFile), oldWindow(oldFile, kPiece), window(newFile, kWide) {}
 
     void Write() {
         const size_t block = blocks.Size();
@@ -209,7 +204,6 @@ private:
         out.Write(bytes);
     }
 
-    const FileSource& old;
     const FileSource& now;
     Output& out;
     Blocks blocks;
