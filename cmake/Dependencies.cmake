@@ -75,7 +75,7 @@ function(torva_tool_dependencies target)
   target_link_libraries(${target} PUBLIC CLI11::CLI11)
 endfunction()
 
-# torva_compression(TARGET SOURCE): links zlib and zstd where they are; SOURCE, the one that uses them, is told which.
+# torva_compression(TARGET SOURCE): links zlib and zstd where they are; defines for SOURCE, which uses them, those that were found.
 function(torva_compression target source)
   if(TORVA_FOREIGN)
     return()

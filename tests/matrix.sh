@@ -10,7 +10,8 @@ rows=()
 failed=0
 wine_started=
 
-# row PLATFORM WHAT FUNCTION: runs the function into a log; the last line it prints is the row's remark.
+# row PLATFORM WHAT FUNCTION: runs the function into a log; the last line it prints is the row's remark. If it fails,
+# the end of the log is printed.
 row() {
     local log=$logs/$3.log result=ok remark start=$SECONDS
     [[ -z ${wanted// /} || $wanted == *" $3 "* ]] || return 0
@@ -21,6 +22,7 @@ row() {
         result=FAILED
         remark="see $log"
         failed=1
+        tail -n 60 "$log" >&2
     fi
     add_row "$1" "$2" "$remark" "$result" "$(((SECONDS - start + 59) / 60)) min"
 }

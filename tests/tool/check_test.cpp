@@ -41,7 +41,7 @@ const Fault kFaults[] = {
     {"count", [](File& f) { Of(f, 4).count = 9, Of(f, 14).count = 7, Of(f, 17).count = 1; }},
     {"record-size", [](File& f) { Of(f, 2).rows[0].size = 9; }},
     {"record-too-long", [](File& f) { Of(f, 2).rows[1].size = 100000; }},
-    {"fields-too-long",  // more of one kind than the limit; what ends the scan is told beyond it
+    {"fields-too-long",  // more of one kind than the limit, which does not hide what ends the scan
      [](File& f) {
          Of(f, 2).raw = Bytes{9,  0, 0, 0, 'A', 0, 1, 0, 6, 1, 2, 3, 4,  //
                               8,  0, 0, 0, 'B', 0, 1, 0, 3, 1, 2, 3,     //

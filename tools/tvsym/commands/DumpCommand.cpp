@@ -59,14 +59,8 @@ public:
         }
         if (options.format == "csv") {
             Csv();
-        } else if (options.output.empty() || options.output == "-") {
-            Output out;
-            Write(out);
         } else {
-            Replacement replacement(options.output, options.file);
-            Output out(replacement.Path(), options.output);
-            Write(out);
-            replacement.TakePlace();
+            ToTarget([this](Output& out) { Write(out); });
         }
         progress.Hide();
         ReportEncoding(options.file, codec.AllDecoded(), options.encoding);
@@ -101,13 +95,9 @@ private:
         }
     }
 
-    // A row for each symbol, in the order and with the columns asked for.
-    int SymbolTable() {
-        const auto write = [&](Output& out) {
-            SqlQuery rows = selection.Columns();
-            WriteQuery(rows, out, options.format);
-            out.Close();
-        };
+    // Standard output, or the file of --output, which appears whole or not at all.
+    template <class Writes>
+    void ToTarget(Writes write) {
         if (options.output.empty() || options.output == "-") {
             Output out;
             write(out);
@@ -117,6 +107,15 @@ private:
             write(out);
             replacement.TakePlace();
         }
+    }
+
+    // A row for each symbol, in the order and with the columns asked for.
+    int SymbolTable() {
+        ToTarget([this](Output& out) {
+            SqlQuery rows = selection.Columns();
+            WriteQuery(rows, out, options.format);
+            out.Close();
+        });
         ReportEncoding(options.file, selection.AllDecoded(), options.encoding);
         return ReportProblems(source->Name(), selection.Problems());
     }

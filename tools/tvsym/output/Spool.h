@@ -35,7 +35,7 @@ private:
 
     std::string held;
     u64 size = 0;
-    std::string path;  // empty as long as there is no file
+    std::string path;  // empty until the file is created
     std::FILE* file = nullptr;
 };
 
