@@ -40,7 +40,7 @@ public:
     // Of the symbol; what it points at is valid until the next call of Next or MoveTo.
     Place At() const { return current; }
     std::string_view Text() const { return text; }
-    std::string_view Record() const { return record; }  // its bytes; empty from the first that is not whole on
+    std::string_view Record() const { return record; }  // its bytes; empty once a record is incomplete
     std::span<const SymbolField> OwnFields() const { return ownFields; }  // in file order
 
     // The first value of a field, own or default; null where the symbol has neither. A record that broke off
