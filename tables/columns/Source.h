@@ -10,6 +10,7 @@ namespace torva::tables::columns {
 
 class Source {
 public:
+    Source() = default;
     explicit Source(std::unique_ptr<platform::File> openFile) : file(std::move(openFile)) {
         if (!file->Size(size)) size = 0;
     }

@@ -9,7 +9,6 @@
 #include <bit>
 #include <charconv>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <list>
 
@@ -17,6 +16,7 @@
 #include "symwrite/SymFileWriter.h"
 #include "tables/columns/ArrowImport.h"
 #include "tables/columns/Options.h"
+#include "tables/source/NewFile.h"
 
 namespace torva::tables::columns {
 namespace {
@@ -323,20 +323,10 @@ private:
 // The file while it is written, beside its place; it takes the place of what is there at the end.
 class Output {
 public:
-    explicit Output(const char* path) : target(PathOf(path)), part(target) {
-        part += ".part";
-        out.open(part, std::ios::binary | std::ios::trunc);
+    explicit Output(const char* path) : file(PathOf(path)) {
+        out.open(file.Path(), std::ios::binary | std::ios::trunc);
         Check();
     }
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
-    ~Output() {
-        if (done) return;
-        out.close();
-        std::error_code ignored;
-        std::filesystem::remove(part, ignored);
-    }
-
     void Put(const void* bytes, std::size_t size) {
         out.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
         Check();
@@ -349,10 +339,8 @@ public:
     void TakePlace() {
         out.close();
         Check();
-        std::error_code failure;
-        std::filesystem::rename(part, target, failure);
+        const std::error_code failure = file.TakePlace();
         if (failure) throw LoadError{TVT_ERR_OPEN, "cannot be written: " + failure.message()};
-        done = true;
     }
 
 private:
@@ -360,10 +348,8 @@ private:
         if (!out) throw LoadError{TVT_ERR_OPEN, "cannot be written"};
     }
 
-    const std::filesystem::path target;
-    std::filesystem::path part;
-    std::ofstream out;
-    bool done = false;
+    NewFile file;
+    std::ofstream out;  // is closed before the file is removed
 };
 
 void Copy(const Source& source, u64 from, u64 to, Output& out) {
@@ -396,7 +382,7 @@ u32 NumberAt(const u8* bytes) {
     return number;
 }
 
-void Write(const char* path, const Source& source, ArrowArrayStream& symbols, const LoadOptions& options) {
+void Write(const char* path, Source source, ArrowArrayStream& symbols, const LoadOptions& options) {
     const Stream base = Stream::Open(source);
     if (!base.found) throw LoadError{TVT_ERR_FORMAT, "the base has no symbol section"};
     const u64 first = base.offset + 2;
@@ -431,6 +417,7 @@ void Write(const char* path, const Source& source, ArrowArrayStream& symbols, co
         }
     }
     out.Patch(2, entries.data(), entries.size());
+    source = {};  // closed: the target may be the base, and an open file cannot be replaced on Windows
     out.TakePlace();
 }
 

@@ -51,6 +51,7 @@ protected:
     ~WriteTest() override {
         std::filesystem::remove(base);
         std::filesystem::remove(written);
+        std::filesystem::remove(written + ".target");
         std::filesystem::remove(base + ".fields.json");
     }
     std::string base = testing::TempDir() + "write_test_base.sym";
@@ -183,6 +184,8 @@ TEST_F(WriteTest, ValuesThatDoNotFitAreRefusedAndTheOldFileStays) {
     const std::int64_t large = 70000;
     const std::int64_t minus = -128;
     const std::int64_t below = -129;
+    const std::string target = written + ".target";
+    std::filesystem::create_symlink(target, written);
     const double third = 1.0 / 3;
     const struct {
         Foreign column;
@@ -210,7 +213,10 @@ TEST_F(WriteTest, ValuesThatDoNotFitAreRefusedAndTheOldFileStays) {
         TvtError error{};
         const std::int32_t result = tvt_Write(written.c_str(), base.c_str(), &stream, nullptr, &error);
         EXPECT_TRUE(made.released);
-        EXPECT_FALSE(std::filesystem::exists(written + ".part"));
+        EXPECT_TRUE(std::filesystem::is_symlink(written));
+        for (const auto& entry : std::filesystem::directory_iterator(testing::TempDir())) {
+            EXPECT_FALSE(entry.path().string().starts_with(target + ".")) << "a part is left: " << entry;
+        }
         if (one.error == nullptr) {
             ASSERT_EQ(result, TVT_OK) << error.message;
             const Table table = Table::Load(written);

@@ -128,7 +128,7 @@ void CsvFolder::TakePlace() {
     for (const auto& file : files) {
         file->Rename();
     }
-    SynchronizeDirectory(path);
+    torva::tables::SynchronizeDirectory(path);
 }
 
 }  // namespace tvsym

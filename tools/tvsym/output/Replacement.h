@@ -1,9 +1,11 @@
-// A new file beside the target that replaces it once it is complete, and is removed otherwise: a failure
-// leaves the old file as it was.
+// The file that a command writes: a new file that takes the target's place once it is complete. A failure or
+// a signal leaves the old file as it was.
 #pragma once
 
-#include <filesystem>
+#include <optional>
 #include <string>
+
+#include "tables/source/NewFile.h"
 
 namespace tvsym {
 
@@ -13,17 +15,12 @@ public:
     // file that it leads to is replaced. Throws ToolError: with kExitUnreadable for a directory and for a
     // target in none, with kExitUsage for `source`, the file that is being read.
     Replacement(std::string targetName, const std::string& source);
-    ~Replacement();
-
     // Throws ToolError with kExitUsage where `target` is the file `source`, which is read.
     static void RefuseSource(const std::string& target, const std::string& source);
-    Replacement(const Replacement&) = delete;
-    Replacement& operator=(const Replacement&) = delete;
-
     const std::string& Target() const { return name; }
 
     // Where to write. The file does not exist yet, unless the target is written directly.
-    std::string Path() const { return path.string(); }
+    std::string Path() const { return file ? file->Path().string() : name; }
 
     // The three steps to the end. The file must be closed. All throw ToolError with kExitUnreadable.
     void Synchronize() const;  // waits until its bytes are on the disk
@@ -31,11 +28,10 @@ public:
     void TakePlace();          // both, then waits for the directory
 
 private:
-    [[noreturn]] void Fail(const std::error_code& error) const;
+    void Check(const std::error_code& error) const;
 
     std::string name;
-    std::filesystem::path target;
-    std::filesystem::path path;
+    std::optional<torva::tables::NewFile> file;  // none for a target that is written directly
 };
 
 }  // namespace tvsym

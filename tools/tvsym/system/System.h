@@ -18,12 +18,6 @@ std::string MakeTemporaryFile(const std::string& directory);
 // Removes the file when a signal that can be caught ends the process. The file need not exist.
 void RemoveWhenKilled(const std::string& path);
 
-// Waits until what was written to a file is on the disk; throws std::system_error.
-void SynchronizeFile(const std::string& path);
-
-// The same for the names in a directory, as far as the system can; an empty path is the current one.
-void SynchronizeDirectory(const std::string& path);
-
 bool IsTerminal(std::FILE* stream);
 
 // Columns of the terminal that `stream` goes to; 80 when that is not known.

@@ -17,7 +17,6 @@
 #include <cstring>
 #include <cwchar>
 #include <filesystem>
-#include <system_error>
 #include <thread>
 
 #include "tools/tvsym/Tool.h"
@@ -131,24 +130,6 @@ std::string MakeTemporaryFile(const std::string& directory) {
     ::close(descriptor);
     RemoveWhenKilled(path);
     return path;
-}
-
-void SynchronizeFile(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    const int error = descriptor >= 0 && ::fsync(descriptor) == 0 ? 0 : errno;
-    if (descriptor >= 0) {
-        ::close(descriptor);
-    }
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category());
-    }
-}
-
-void SynchronizeDirectory(const std::string& path) {
-    try {
-        SynchronizeFile(path.empty() ? "." : path);
-    } catch (const std::system_error&) {  // not every file system has this for directories
-    }
 }
 
 bool IsTerminal(std::FILE* stream) { return ::isatty(::fileno(stream)) == 1; }

@@ -9,7 +9,6 @@
 // After windows.h, which it needs.
 #include <shellapi.h>
 
-#include <system_error>
 
 #include "tools/tvsym/Tool.h"
 #include "tools/tvsym/system/System.h"
@@ -35,21 +34,6 @@ std::string MakeTemporaryFile(const std::string& directory) {
     }
     return path;
 }
-
-void SynchronizeFile(const std::string& path) {
-    HANDLE file =
-        CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    const bool opened = file != INVALID_HANDLE_VALUE;
-    const DWORD error = opened && FlushFileBuffers(file) ? ERROR_SUCCESS : GetLastError();
-    if (opened) {
-        CloseHandle(file);
-    }
-    if (error != ERROR_SUCCESS) {
-        throw std::system_error(static_cast<int>(error), std::system_category());
-    }
-}
-
-void SynchronizeDirectory(const std::string&) {}  // the file system's journal sees to that
 
 bool IsTerminal(std::FILE* stream) { return _isatty(_fileno(stream)) != 0; }
 
