@@ -623,7 +623,7 @@ File FromJson(const Json& document, const FromJsonOptions& options, JsonErrors& 
 File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& errors,
               FieldDictionary* dictionary) {
     Reader reader(options, errors);
-    const Json document = ParseJson(
+    const JsonDocument document = ParseJson(
         in, errors, [&](const auto& steps, const Json& object) { return reader.Take(steps, object); });
     // After a syntax error, missing parts would only add useless errors.
     File file = errors.Empty() ? reader.Document(JsonNode(document, errors)) : File();

@@ -238,6 +238,7 @@ private:
     }
 
     static void DropLast(Json& container) {
+        JsonDocument::Clear(container.back());
         if (container.is_array()) {
             container.get_ref<Json::array_t&>().pop_back();
         } else {
@@ -283,9 +284,16 @@ private:
 
 }  // namespace
 
-Json ParseJson(std::istream& in, JsonErrors& errors, const TakeObject& takeObject) {
-    Json document;
-    DocumentBuilder builder(document, errors, takeObject);
+void JsonDocument::Clear(Json& json) {
+    if (!json.is_structured()) return;
+    for (Json& child : json) Clear(child);
+    if (json.is_array()) json.get_ref<Json::array_t&>().clear();
+    if (json.is_object()) json.get_ref<Json::object_t&>().clear();
+}
+
+JsonDocument ParseJson(std::istream& in, JsonErrors& errors, const TakeObject& takeObject) {
+    JsonDocument document;
+    DocumentBuilder builder(document.Value(), errors, takeObject);
     Json::sax_parse(in, &builder);
     return document;
 }

@@ -144,12 +144,31 @@ struct ParsedStep {
     bool inArray = false;
 };
 
-// Called when an object inside the document ends, with the steps that lead to it. Gives true to take it: it
+// Called when an object inside the document ends, with the steps that lead to it. Returns true to take it: it
 // is then left out of the document.
 using TakeObject = std::function<bool(const std::vector<ParsedStep>& steps, const Json& object)>;
 
+// A document whose destructor allocates nothing. That of Json allocates for each array and object that is not
+// empty, and terminates the process when there is no memory.
+class JsonDocument {
+public:
+    JsonDocument() = default;
+    JsonDocument(JsonDocument&&) = default;
+    JsonDocument& operator=(JsonDocument&&) = delete;
+    ~JsonDocument() { Clear(value); }
+
+    operator const Json&() const { return value; }
+    Json& Value() { return value; }
+
+    // Frees all elements and members, the innermost first.
+    static void Clear(Json& json);
+
+private:
+    Json value;
+};
+
 // Parses a document. Errors of syntax, and two equal keys in an object, are errors; the document is then
 // incomplete.
-Json ParseJson(std::istream& in, JsonErrors& errors, const TakeObject& takeObject = {});
+JsonDocument ParseJson(std::istream& in, JsonErrors& errors, const TakeObject& takeObject = {});
 
 }  // namespace symwrite

@@ -36,7 +36,7 @@ std::shared_ptr<const symwrite::FieldDictionary> ReadDictionary(const std::files
     if (!in) throw LoadError{TVT_ERR_OPEN, "dictionary " + name + ": cannot be opened"};
     auto fields = std::make_shared<symwrite::FieldDictionary>();
     symwrite::JsonErrors errors;
-    const symwrite::Json document = symwrite::ParseJson(in, errors);
+    const symwrite::JsonDocument document = symwrite::ParseJson(in, errors);
     if (errors.Empty()) fields->Load(symwrite::JsonNode(document, errors));
     if (!errors.Empty()) {
         const symwrite::JsonError& first = errors.First().front();

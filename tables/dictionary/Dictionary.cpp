@@ -12,7 +12,7 @@ namespace torva::tables {
 // Read by the same rules as where files are built.
 Dictionary Dictionary::Read(std::istream& in, const std::string& name) {
     symwrite::JsonErrors errors;
-    const symwrite::Json json = symwrite::ParseJson(in, errors);
+    const symwrite::JsonDocument json = symwrite::ParseJson(in, errors);
     Dictionary dictionary;
     if (errors.Empty()) {
         dictionary.fields.Load(symwrite::JsonNode(json, errors));

@@ -130,7 +130,8 @@ public:
         if (flat && flat->Take(text)) return;
         symwrite::JsonErrors found;
         std::istringstream in(text);
-        Json line = symwrite::ParseJson(in, found);
+        symwrite::JsonDocument document = symwrite::ParseJson(in, found);
+        Json& line = document.Value();
         if (found.Empty() && !line.is_object()) found.Add("", "expected an object");
         if (found.Empty()) Take(std::move(line), found);
         for (const symwrite::JsonError& error : found.First()) {
