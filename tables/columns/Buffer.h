@@ -113,15 +113,18 @@ inline bool Bit(const u8* bits, u64 at) { return (u32{bits[at / 8]} >> (at % 8) 
 
 // Sets bits `from` to `to` of a bitmap.
 inline void SetBits(u8* bits, u64 from, u64 to) {
-    while (from < to && from % 8 != 0) {
-        bits[from / 8] = static_cast<u8>(bits[from / 8] | 1U << (from % 8));
-        ++from;
-    }
-    const u64 whole = (to - from) / 8;
     if (from >= to) return;
-    std::memset(bits + from / 8, 0xff, static_cast<std::size_t>(whole));
-    for (from += whole * 8; from < to; ++from)
-        bits[from / 8] = static_cast<u8>(bits[from / 8] | 1U << (from % 8));
+    const u64 first = from / 8;
+    const u64 last = to / 8;
+    const u32 head = 0xffU << from % 8;
+    const u32 tail = (1U << to % 8) - 1;
+    if (first == last) {
+        bits[first] = static_cast<u8>(bits[first] | (head & tail));
+        return;
+    }
+    bits[first] = static_cast<u8>(bits[first] | head);
+    if (last > first + 1) std::memset(bits + first + 1, 0xff, static_cast<std::size_t>(last - first - 1));
+    if (tail != 0) bits[last] = static_cast<u8>(bits[last] | tail);
 }
 
 // Appends `count` bits of `from` to a zeroed bitmap that has `at` bits.
