@@ -40,7 +40,8 @@ constexpr const char* kCommands[] = {
     "info FILE --schema", "edit FILE OLD --set 7=x", "extract FILE OLD --where \"symbol > 'A'\"",
     "extract FILE OLD --section 14", "sort FILE OLD", "sort FILE OLD --order-by symbol",
     "merge FILE small OLD --on-duplicate last", "merge small FILE OLD --on-duplicate fields",
-    "apply small FILE OLD", "check FILE --budget 4KiB", "export FILE -",
+    "split FILE --by symbol --output NEW{}", "apply small FILE OLD", "check FILE --budget 4KiB",
+    "export FILE -",
     // The same file as source and target.
     "dump FILE --output FILE", "export --format sqlite FILE FILE", "build FILE FILE"};
 

@@ -101,6 +101,10 @@ TEST_F(Changes, SelectedSymbols) {
         Expect(0, "merge others some merged");
         EXPECT_TRUE(Load("merged") == Load("sorted")) << seed;
 
+        Expect(0, "split a --by 'symbol_no % 3' --output 'part {}'");
+        Expect(0, "merge 'part 2' 'part 0' 'part 1' merged");
+        EXPECT_TRUE(Load("merged") == Load("sorted")) << seed;
+
         // The symbols that are not selected stay as they are.
         Expect(0, "edit a edited --where 'symbol_no % 2 = 0' --set 999=x");
         Expect(0, "extract a kept --where 'symbol_no % 2 = 1'");

@@ -140,7 +140,11 @@ TEST_F(ToolTest, WrongUsage) {
                                     "info --quietly --dictionary x small.sym",
                                     "check --limit -1 small.sym",
                                     "symbols --limit x small.sym",
-                                    "diff - -"};
+                                    "diff - -",
+                                    "split small.sym --by symbol --output parts",
+                                    "split small.sym --by symbol,1 --output {}",
+                                    "split small.sym --by \"'small'\" --output {symbol}.sym",
+                                    "split small.sym --by \"iif(symbol_no = 1, null, 'none')\" --output {}"};
     std::string transcripts;
     for (const char* const command : commands) {
         const ToolResult result = Run(command);

@@ -175,6 +175,16 @@ constexpr CommandSpec kCommands[] = {
      "file. The first file's order of sections and everything else in it stays. Holds 16 MiB, and the other "
      "sections that differ.",
      "tvsym merge yesterday.sym today.sym both.sym --on-duplicate last", AddMerge},
+    {"split", "Write a file for each value of a column",
+     "Each file has the symbols with one value, in their order, the default fields and all other sections. "
+     "In "
+     "the names, characters other than letters, digits, '-', '_', '.' and those after ASCII are written as "
+     "%XX; "
+     "no value is none. All files take their places together, once the last of them is complete; a file that "
+     "exists is replaced. Up to 4,096 files; holds 24 MiB.",
+     "tvsym split instruments.sym --by venue --output 'market-{venue}.sym'\n"
+     "tvsym split instruments.sym --by 'substr(symbol, 1, 1)' --output '{}.sym' --dry-run",
+     AddSplit},
     {"view", "Open the viewer's page with a symbol file, or two to compare, in the browser",
      "The page is one HTML file that holds the viewer and the data; it makes no connection, so nothing "
      "leaves "

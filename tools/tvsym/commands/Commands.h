@@ -38,6 +38,7 @@ RunCommand AddEdit(CLI::App& app);
 RunCommand AddExtract(CLI::App& app);
 RunCommand AddSort(CLI::App& app);
 RunCommand AddMerge(CLI::App& app);
+RunCommand AddSplit(CLI::App& app);
 RunCommand AddApply(CLI::App& app);
 RunCommand AddView(CLI::App& app);
 RunCommand AddCompletion(CLI::App& app);

@@ -7,7 +7,6 @@
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/DictionaryFile.h"
 #include "tools/tvsym/output/Problems.h"
-#include "tools/tvsym/output/Replacement.h"
 
 namespace tvsym {
 
@@ -43,6 +42,11 @@ void RecordSpool::Add(std::string_view symbol, std::string_view record) {
     ++count;
 }
 
+void RecordSpool::Add(std::string_view record) {
+    const std::string_view text = record.substr(sizeof(u32));
+    Add(text.substr(0, text.find('\0')), record);
+}
+
 void RecordSpool::AddTail(const FileSource& source, const RecordWalk& walk) {
     source.Read(walk.end, walk.tail, [&](std::string_view piece) { bytes->Add(piece); });
 }
@@ -54,6 +58,26 @@ bool RecordSpool::Matches(Reader& reader) const {
     return walk.records == count && found == digest;
 }
 
+std::unique_ptr<Replacement> WriteBeside(const Rewrite& result, const RecordSpool* symbols,
+                                         const ChangeTarget& target) {
+    auto replacement =
+        std::make_unique<Replacement>(target.path, target.inPlace ? std::string() : target.source);
+    Output out(replacement->Path(), target.path);
+    result.Write(out);
+    out.Close();
+    std::error_code ignored;
+    if (symbols != nullptr && std::filesystem::is_regular_file(replacement->Path(), ignored)) {
+        Reader written(OpenSource(replacement->Path()), {ReadMode::File});
+        if (!symbols->Matches(written)) {
+            throw ToolError(kExitUnreadable,
+                            fmt::format("{}: what was written reads back as something else; the old "
+                                        "file stays",
+                                        target.path));
+        }
+    }
+    return replacement;
+}
+
 void WriteChanged(const Rewrite& result, const RecordSpool* symbols, const ChangeTarget& target,
                   const Dictionary& dictionary) {
     if (target.dryRun) return;
@@ -63,21 +87,8 @@ void WriteChanged(const Rewrite& result, const RecordSpool* symbols, const Chang
         out.Close();
         return;
     }
-    Replacement replacement(target.path, target.inPlace ? std::string() : target.source);
-    Output out(replacement.Path(), target.path);
-    result.Write(out);
-    out.Close();
+    WriteBeside(result, symbols, target)->TakePlace();
     std::error_code ignored;
-    if (std::filesystem::is_regular_file(replacement.Path(), ignored)) {
-        Reader written(OpenSource(replacement.Path()), {ReadMode::File});
-        if (symbols != nullptr && !symbols->Matches(written)) {
-            throw ToolError(kExitUnreadable,
-                            fmt::format("{}: what was written reads back as something else; the old "
-                                        "file stays",
-                                        target.path));
-        }
-    }
-    replacement.TakePlace();
     if (std::filesystem::is_regular_file(target.path, ignored))
         WriteDictionary(target.path, dictionary.Fields());
 }

@@ -11,6 +11,7 @@
 #include "tables/dictionary/Dictionary.h"
 #include "tables/rows/Reader.h"
 #include "tables/rows/SymbolScan.h"
+#include "tools/tvsym/output/Replacement.h"
 #include "tools/tvsym/output/Rewrite.h"
 #include "tools/tvsym/output/Spool.h"
 
@@ -37,6 +38,7 @@ RecordWalk WalkRecords(Reader& reader, bool ownFields, const std::function<void(
 class RecordSpool {
 public:
     void Add(std::string_view symbol, std::string_view record);
+    void Add(std::string_view record);                               // a whole one, with its symbol in it
     void AddTail(const FileSource& source, const RecordWalk& walk);  // damage, as it was
 
     u64 Count() const { return count; }
@@ -63,8 +65,12 @@ struct ChangeTarget {
     bool dryRun = false;   // nothing is written
 };
 
-// Writes the result beside its place, reads it back, compares its records with `symbols` where that is not
-// null, and lets it take its place, with the dictionary beside it. Throws ToolError.
+// Writes the result beside its place, reads it back and compares its records with `symbols` where that is not
+// null. Throws ToolError.
+std::unique_ptr<Replacement> WriteBeside(const Rewrite& result, const RecordSpool* symbols,
+                                         const ChangeTarget& target);
+
+// The same, and lets it take its place, with the dictionary beside it.
 void WriteChanged(const Rewrite& result, const RecordSpool* symbols, const ChangeTarget& target,
                   const Dictionary& dictionary);
 

@@ -26,10 +26,10 @@ namespace tvsym {
 
 namespace {
 
-// A signal handler may do little more than unlink, so the names of what it removes stand in plain memory.
-// One that is gone, or has another name by then, does no harm.
-constexpr size_t kMostNames = 64;
-char namesToRemove[kMostNames][PATH_MAX];
+// A signal handler may do little more than unlink, so the names of the files that it removes are kept as plain
+// strings until the process ends. One that is gone, or has another name by then, does no harm.
+constexpr size_t kMostNames = 8192;
+const char* namesToRemove[kMostNames];
 std::atomic<size_t> countToRemove = 0;
 
 // The pager, and copies of the streams that lead to it; -1 where there is none.
@@ -110,9 +110,9 @@ void PrepareProcess() {
 
 void RemoveWhenKilled(const std::string& path) {
     const size_t at = countToRemove;
-    if (at < kMostNames && path.size() < PATH_MAX) {
-        path.copy(namesToRemove[at], path.size());
-        countToRemove = at + 1;
+    if (at < kMostNames) {
+        namesToRemove[at] = ::strdup(path.c_str());
+        countToRemove = at + (namesToRemove[at] != nullptr ? 1 : 0);
     }
 }
 
