@@ -1,4 +1,6 @@
 // tvsym check: each fault that a file can have is told with its place, and nothing is told of a sound file.
+#include <array>
+#include <filesystem>
 #include <functional>
 #include <map>
 
@@ -103,6 +105,49 @@ TEST_F(Check, OptionsAndFilesThatAreNone) {
         transcripts += Transcript(arguments, Run(arguments));
     }
     ExpectGolden("check_options.txt", transcripts);
+}
+
+// Whatever the number of processes, several files have the results of each alone, in order.
+TEST_F(Check, AThousandFilesAtOnce) {
+    namespace fs = std::filesystem;
+    constexpr int kFiles = 1000;
+    Save("sound", SmallFile());
+    SaveBytes("damaged", Load("sound").substr(0, 200));
+    SaveBytes("text", "not a symbol file");
+    fs::create_directory("many");
+    fs::create_directory("few");
+    std::string out;
+    std::string err;
+    for (int at = 0; at < kFiles; ++at) {
+        const std::string name = std::to_string(kFiles + at) + ".sym";
+        fs::create_hard_link(std::array{"sound", "damaged", "text"}[static_cast<std::size_t>(at % 3)],
+                             "many/" + name);
+        if (at % 400 == 0) fs::create_hard_link("sound", "few/" + name);
+        if (at < 6) {
+            const ToolResult alone = Run("check many/" + name);
+            out += alone.out;
+            err += alone.err;
+        }
+    }
+    const ToolResult result = Run("check --jobs 7 many");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_TRUE(result.out.starts_with(out)) << result.out.substr(0, out.size());
+    EXPECT_TRUE(result.err.starts_with(err)) << result.err.substr(0, err.size());
+    EXPECT_TRUE(result.out.ends_with("\n1,000 files: 334 sound, 333 with findings, 333 unreadable\n"));
+    const ToolResult one = Run("check --jobs 1 many");
+    EXPECT_TRUE(one.out == result.out && one.err == result.err);
+
+    fs::create_hard_link("sound", "few/2000.sym");
+    const Json differences = Json::parse(Run("diff --json few many").out, nullptr, false);
+    ASSERT_EQ(differences.size(), kFiles + 1);
+    for (const auto& [at, status] : {std::pair(0, 0), std::pair(1, 1), std::pair(400, 2)}) {
+        EXPECT_EQ(differences[static_cast<std::size_t>(at)]["status"], status) << at;
+    }
+    EXPECT_EQ(differences[kFiles]["result"], Json::parse(R"({"onlyIn": "few"})"));
+    const Json infos = Json::parse(Run("info --json few damaged text").out, nullptr, false);
+    ASSERT_EQ(infos.size(), 6);
+    EXPECT_EQ(infos[4]["result"]["file"], "damaged");
+    EXPECT_EQ(infos[5], Json::parse(R"({"file": "text", "status": 2, "result": null})"));
 }
 
 // What readers get of each section, as `arguments` tell it in JSON.

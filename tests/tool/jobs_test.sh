@@ -302,7 +302,7 @@ printf 'symbol,lot,currency\nA,100,USD\nB,200,USD\nC,100,EUR\n' >lots.csv
 echo '{"1": {"name": "lot", "type": "unsigned", "tag": 3}, "4": {"name": "currency", "type": "text"}}' >lots.json
 PATH=$(dirname "$tvsym"):$PATH
 sed -n '/^```sh$/,/^```$/{/^```/d;p}' "$source_dir/docs/tvsym.md" >commands
-for command in info symbols dump get sql stats build check diff export edit extract sort merge apply; do
+for command in info symbols dump get sql stats build check diff export edit extract split sort merge apply; do
     tool help $command | sed -n '/^Examples:/,$s/^  \(tvsym\|sqlite3\) /\1 /p'
 done >>commands
 while IFS= read -r line; do

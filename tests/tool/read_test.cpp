@@ -128,7 +128,7 @@ TEST_F(ToolTest, WrongUsage) {
                                     "symbols --frob small.sym",
                                     "symbols -z small.sym",
                                     "symbols small.sym --fields 7 more",
-                                    "info small.sym x y",
+                                    "dump small.sym x y",
                                     "help nothing",
                                     "export small.sym small.txt",
                                     "dump small.sym --format jsn",

@@ -6,9 +6,9 @@
 #include <exception>
 #include <iostream>
 
-#include "tables/rows/Reader.h"
 #include "text/Text.h"
 #include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/ManyFiles.h"
 #include "tools/tvsym/commands/Options.h"
 #include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/Terminal.h"
@@ -115,35 +115,11 @@ int Run(int argc, char** argv) {
     return kExitUsage;
 }
 
-// Run, with a message for whatever it throws.
-int RunSafely(int argc, char** argv) {
-    try {
-        return Run(argc, argv);
-    } catch (const PipeClosed&) {  // of a help text
-        return kExitOk;
-    } catch (const ToolError& error) {
-        PrintError(fmt::format("tvsym: {}", error.what()));
-        return error.status;
-    } catch (const UnknownEncoding& error) {
-        PrintError(fmt::format("tvsym: --encoding {}", error.what()));
-        return kExitUsage;
-    } catch (const DefaultsUnreadable& error) {
-        PrintError(fmt::format("tvsym: {}; with --file-mode the other sections can be read", error.what()));
-        return kExitUnreadable;
-    } catch (const std::bad_alloc&) {
-        PrintError("tvsym: not enough memory");
-        return kExitUnreadable;
-    } catch (const std::exception& error) {
-        PrintError(fmt::format("tvsym: {}", error.what()));
-        return kExitUnreadable;
-    }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     PrepareProcess();
-    const int status = RunSafely(argc, argv);
+    const int status = StatusOf([&] { return Run(argc, argv); });
     if (EndPager()) return status;
     PrintError("tvsym: the program that PAGER names was not found; --no-pager prints without it");
     return kExitUnreadable;

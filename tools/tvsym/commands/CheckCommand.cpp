@@ -7,6 +7,7 @@
 #include "tables/check/Check.h"
 #include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/ManyFiles.h"
 #include "tools/tvsym/commands/Options.h"
 #include "tools/tvsym/input/JsonSource.h"
 #include "tools/tvsym/input/SymbolFile.h"
@@ -19,6 +20,7 @@ namespace tvsym {
 namespace {
 
 struct CheckCommandOptions : FileOptions {
+    ManyFiles files;
     bool json = false;
     u64 limit = 20;
     u64 budget = 0;
@@ -162,7 +164,7 @@ int RunCheck(const CheckCommandOptions& options) {
 
 RunCommand AddCheck(CLI::App& app) {
     auto options = std::make_shared<CheckCommandOptions>();
-    AddArgument(app, "FILE", options->file, kFileArgument);
+    AddManyFiles(app, options->files);
     AddEncoding(app, options->encoding);
     app.add_option("--limit", options->limit, "findings of one kind shown for each section; 0 shows all")
         ->type_name("N")
@@ -180,7 +182,13 @@ RunCommand AddCheck(CLI::App& app) {
         ->type_name("FILE");
     app.add_flag("--json", options->json, "one JSON document");
     AddQuiet(app, options->quiet);
-    return [options] { return RunCheck(*options); };
+    return [options] {
+        const Together together = {options->json, false, "sound", "with findings"};
+        return RunWithFiles(options->files, together, [&](const std::string& path) {
+            options->file = path;
+            return RunCheck(*options);
+        });
+    };
 }
 
 }  // namespace tvsym

@@ -1,11 +1,17 @@
 // tvsym diff: what was added, removed and changed between two symbol files.
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <map>
+
 #include "tables/compare/Comparison.h"
 #include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/ManyFiles.h"
 #include "tools/tvsym/commands/Options.h"
 #include "tools/tvsym/input/SymbolFile.h"
 #include "tools/tvsym/output/Differences.h"
+#include "tools/tvsym/output/Json.h"
 #include "tools/tvsym/output/Patch.h"
 #include "tools/tvsym/output/Problems.h"
 #include "tools/tvsym/output/Terminal.h"
@@ -26,6 +32,9 @@ struct DiffOptions {
     bool summary = false;
     bool quiet = false;
     bool fileMode = false;
+    u64 jobs = 0;
+
+    bool Json() const { return json || format == "json"; }
 };
 
 // Reads one of the files, reports its problems, and returns its name; `sound` becomes false when it has any.
@@ -75,8 +84,7 @@ int RunDiff(const DiffOptions& options) {
     const std::string now = ReadSide(options, 1, comparison, sound);
 
     Output out;
-    const auto writer = (options.json || options.format == "json" ? MakeDifferenceJson : MakeDifferenceText)(
-        out, {dictionary, codec});
+    const auto writer = (options.Json() ? MakeDifferenceJson : MakeDifferenceText)(out, {dictionary, codec});
     writer->Start({old, now});
     bool different = false;
     while (comparison.Next()) {
@@ -91,12 +99,46 @@ int RunDiff(const DiffOptions& options) {
     return !sound ? kExitUnreadable : different ? kExitFindings : kExitOk;
 }
 
+// Two folders: the files of one name in both.
+int RunDiffOfFolders(const DiffOptions& options) {
+    if (options.format == "patch") throw ToolError(kExitUsage, "a patch is of two files, not of folders");
+    std::map<std::string, std::array<std::string, 2>> pairs;  // by name
+    for (const size_t side : {0U, 1U}) {
+        for (const std::string& path : ExpandFolders({options.files[side]})) {
+            pairs[std::filesystem::path(path).filename().string()][side] = path;
+        }
+    }
+    std::vector<std::string> names;
+    for (const auto& [name, paths] : pairs) names.push_back(name);
+    const Together together = {options.Json(), true, "the same", "different"};
+    return RunForEach(names, options.jobs, together, [&](const std::string& name) {
+        DiffOptions one = options;
+        one.files = pairs[name];
+        for (const size_t side : {0U, 1U}) {
+            if (!one.files[1 - side].empty()) continue;
+            Output out;
+            JsonWriter json(out);
+            if (options.Json()) {
+                json.Open('{').Member("onlyIn", options.files[side]).Close('}').EndLine();
+                json.Flush();
+            } else {
+                out.Write(fmt::format("only in {}\n", TextCodec().Display(options.files[side])));
+            }
+            out.Close();
+            return int{kExitFindings};
+        }
+        return RunDiff(one);
+    });
+}
+
 }  // namespace
 
 RunCommand AddDiff(CLI::App& app) {
     auto options = std::make_shared<DiffOptions>();
-    AddArgument(app, "OLD", options->files[0], kFileArgument);
-    AddArgument(app, "NEW", options->files[1], "symbol file to compare it with");
+    AddArgument(app, "OLD", options->files[0], "symbol file, or folder; - reads the standard input");
+    AddArgument(app, "NEW", options->files[1],
+                "symbol file to compare it with, or folder, whose files are compared by name");
+    AddJobs(app, options->jobs);
     app.add_option(
            "--dictionary", options->dictionary,
            "names and types of the field ids, a JSON file; NEW.fields.json and OLD.fields.json when they are "
@@ -117,7 +159,11 @@ RunCommand AddDiff(CLI::App& app) {
         if (options->files[0] == "-" && options->files[1] == "-") {
             throw ToolError(kExitUsage, "only one of the files can be the standard input");
         }
-        return RunDiff(*options);
+        std::error_code ignored;
+        const auto isFolder = [&](const std::string& path) {
+            return std::filesystem::is_directory(path, ignored);
+        };
+        return std::ranges::all_of(options->files, isFolder) ? RunDiffOfFolders(*options) : RunDiff(*options);
     };
 }
 

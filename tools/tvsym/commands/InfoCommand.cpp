@@ -6,6 +6,7 @@
 
 #include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/ManyFiles.h"
 #include "tools/tvsym/commands/Options.h"
 #include "tools/tvsym/input/Schema.h"
 #include "tools/tvsym/input/SymbolFile.h"
@@ -18,6 +19,7 @@ namespace tvsym {
 namespace {
 
 struct InfoOptions : FileOptions {
+    ManyFiles files;
     bool json = false;
     bool schema = false;
 };
@@ -151,7 +153,9 @@ int RunInfo(const InfoOptions& options) {
 
 RunCommand AddInfo(CLI::App& app) {
     auto options = std::make_shared<InfoOptions>();
-    AddFileOptions(app, *options);
+    AddManyFiles(app, options->files);
+    AddFileMode(app, options->fileMode);
+    AddQuiet(app, options->quiet);
     app.add_flag("--json", options->json, "one JSON document");
     app.add_flag(
         "--schema", options->schema,
@@ -159,7 +163,13 @@ RunCommand AddInfo(CLI::App& app) {
     app.add_option("--dictionary", options->dictionary,
                    "with --schema: what is known already; FILE.fields.json when it is there")
         ->type_name("JSON");
-    return [options] { return options->schema ? PrintSchema(*options) : RunInfo(*options); };
+    return [options] {
+        const Together together = {.json = options->json || options->schema, .titles = true};
+        return RunWithFiles(options->files, together, [&](const std::string& path) {
+            options->file = path;
+            return options->schema ? PrintSchema(*options) : RunInfo(*options);
+        });
+    };
 }
 
 }  // namespace tvsym

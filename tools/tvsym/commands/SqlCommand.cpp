@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/ManyFiles.h"
 #include "tools/tvsym/commands/Options.h"
 #include "tools/tvsym/input/SqlSession.h"
 #include "tools/tvsym/input/SymbolFile.h"
@@ -48,8 +49,8 @@ int RunSql(const SqlOptions& options) {
     SqlSession session;
     std::vector<std::pair<std::string, std::shared_ptr<sql::SymbolDatabase>>> files;
     std::vector<std::string> paths;
-    for (std::size_t at = 0; at + 1 < options.words.size(); ++at) {
-        const NamedFile file = ReadName(options.words[at]);
+    for (const std::string& word : ExpandFolders({options.words.begin(), options.words.end() - 1})) {
+        const NamedFile file = ReadName(word);
         auto database = std::make_shared<sql::SymbolDatabase>(
             OpenSource(file.path), sql::DatabaseOptions{LoadDictionary(options.dictionary, file.path),
                                                         options.encoding, options.allFields});
@@ -80,9 +81,10 @@ int RunSql(const SqlOptions& options) {
 
 RunCommand AddSql(CLI::App& app) {
     auto options = std::make_shared<SqlOptions>();
-    app.add_option(
-           "FILE... SQL", options->words,
-           "symbol files, each as PATH or NAME=PATH (- is the standard input); then a SELECT statement")
+    app.add_option("FILE... SQL", options->words,
+                   "symbol files, each as PATH or NAME=PATH (- is the standard input), or folders of them; "
+                   "then a SELECT "
+                   "statement")
         ->type_name("")
         ->required();
     app.add_option("--dictionary", options->dictionary,

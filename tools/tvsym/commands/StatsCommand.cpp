@@ -14,6 +14,7 @@
 #include "tables/Hash.h"
 #include "tables/check/Wording.h"
 #include "tools/tvsym/commands/Commands.h"
+#include "tools/tvsym/commands/ManyFiles.h"
 #include "tools/tvsym/commands/Options.h"
 #include "tools/tvsym/commands/TopValues.h"
 #include "tools/tvsym/input/Selection.h"
@@ -28,6 +29,7 @@ namespace tvsym {
 namespace {
 
 struct StatsOptions : FileOptions {
+    ManyFiles files;
     SelectOptions select;
     TopOptions top;
     bool json = false;
@@ -359,7 +361,9 @@ private:
 
 RunCommand AddStats(CLI::App& app) {
     auto options = std::make_shared<StatsOptions>();
-    AddFileOptions(app, *options);
+    AddManyFiles(app, options->files);
+    AddFileMode(app, options->fileMode);
+    AddQuiet(app, options->quiet);
     AddValueOptions(app, *options);
     AddSelection(app, options->select);
     app.add_flag("--json", options->json, "one JSON document");
@@ -370,16 +374,19 @@ RunCommand AddStats(CLI::App& app) {
                    "how many symbols have each value of this field; with --top the first N")
         ->type_name("FIELD");
     return [options] {
-        if (options->top.top > 0 || !options->top.by.empty()) {
-            return PrintTopValues(options->top, options->select, *options, options->json);
-        }
-        if (!options->select.columns.empty()) {
+        const bool values = options->top.top > 0 || !options->top.by.empty();
+        if (!values && !options->select.columns.empty()) {
             throw ToolError(kExitUsage, "--columns needs --top: which expressions have their values counted");
         }
-        if (!options->select.orderBy.empty() && options->select.limit == 0) {
+        if (!values && !options->select.orderBy.empty() && options->select.limit == 0) {
             throw ToolError(kExitUsage, "--order-by needs --limit: which symbols are counted");
         }
-        return Stats(*options).Run();
+        const Together together = {.json = options->json, .titles = true};
+        return RunWithFiles(options->files, together, [&](const std::string& path) {
+            options->file = path;
+            return values ? PrintTopValues(options->top, options->select, *options, options->json)
+                          : Stats(*options).Run();
+        });
     };
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <string>
 
 namespace tvsym {
@@ -37,6 +38,13 @@ bool StartPager(const std::string& command);
 // Waits until the user has left the pager, and restores both streams. False where the shell did not find its
 // command; true without a pager.
 bool EndPager();
+
+// Calls `run` for 0 to `count` - 1, for up to `jobs` of them at a time, each in a process of its own; on
+// Windows one after the other. Then calls `finished`, in that order, with what `run` returned and what it
+// printed to the standard output, a file at its beginning; what it printed to the standard error follows on
+// that of this process. A process that a signal ended counts as unreadable. Throws ToolError.
+void RunInProcesses(size_t count, size_t jobs, const std::function<int(size_t)>& run,
+                    const std::function<void(size_t, int, std::FILE*)>& finished);
 
 // Columns that a character takes on a terminal: 0, 1 or 2.
 int CharacterWidth(char32_t character);

@@ -10,13 +10,14 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <climits>
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <deque>
 #include <filesystem>
+#include <memory>
 #include <thread>
 
 #include "tools/tvsym/Tool.h"
@@ -26,11 +27,15 @@ namespace tvsym {
 
 namespace {
 
-// A signal handler may do little more than unlink, so the names of the files that it removes are kept as plain
-// strings until the process ends. One that is gone, or has another name by then, does no harm.
+// A signal handler may do little more than unlink, so the names of the files that it removes are kept as
+// plain strings until the process ends. One that is gone, or has another name by then, does no harm.
 constexpr size_t kMostNames = 8192;
 const char* namesToRemove[kMostNames];
 std::atomic<size_t> countToRemove = 0;
+
+// Processes that RunInProcesses started and that have not ended; 0 for none. They end with this one.
+constexpr size_t kMostJobs = 64;
+std::atomic<pid_t> children[kMostJobs];
 
 // The pager, and copies of the streams that lead to it; -1 where there is none.
 struct PagerProcess {
@@ -55,6 +60,9 @@ int LeavePager() {
 }
 
 void RemoveAndDie(int signal) {
+    for (const pid_t child : children) {
+        if (child != 0) ::kill(child, signal);
+    }
     LeavePager();
     for (size_t at = 0; at < countToRemove; ++at) {
         ::unlink(namesToRemove[at]);
@@ -212,6 +220,114 @@ bool EndPager() {
     std::fflush(stderr);
     const int status = LeavePager();
     return !(WIFEXITED(status) && WEXITSTATUS(status) == kNotFound);
+}
+
+namespace {
+
+// A process of RunInProcesses, and what it prints.
+class ChildRun {
+public:
+    ChildRun(size_t at, const std::function<int(size_t)>& run)
+        : out(std::tmpfile()), errors(std::tmpfile()), slot(FreeSlot()) {
+        if (out == nullptr || errors == nullptr) Fail("no temporary file can be created");
+        std::fflush(stdout);
+        std::fflush(stderr);
+        process = ::fork();
+        if (process < 0) Fail("no process can be started");
+        if (process == 0) {
+            countToRemove = 0;  // those are files of the other process
+            pager.process = -1;
+            for (auto& child : children) child = 0;
+            ::dup2(::fileno(out), STDOUT_FILENO);
+            ::dup2(::fileno(errors), STDERR_FILENO);
+            const int result = run(at);
+            std::fflush(stdout);
+            std::fflush(stderr);
+            ::_exit(result);
+        }
+        children[slot] = process;
+    }
+    ChildRun(const ChildRun&) = delete;
+    ChildRun& operator=(const ChildRun&) = delete;
+    ~ChildRun() {
+        if (Running()) {
+            ::kill(process, SIGTERM);
+            Wait();
+        }
+        std::fclose(out);
+        std::fclose(errors);
+    }
+
+    bool Running() const { return process > 0; }
+    pid_t Process() const { return process; }
+
+    void Wait() {
+        int how = 0;
+        while (::waitpid(process, &how, 0) < 0 && errno == EINTR) {
+        }
+        children[slot] = 0;
+        process = 0;
+        status = WIFEXITED(how) ? WEXITSTATUS(how) : kExitUnreadable;
+        if (WIFSIGNALED(how)) {
+            std::fseek(errors, 0, SEEK_END);
+            std::fprintf(errors, "tvsym: a process that read one of the files was ended by signal %d\n",
+                         WTERMSIG(how));
+        }
+    }
+
+    void Deliver(size_t at, const std::function<void(size_t, int, std::FILE*)>& finished) {
+        std::rewind(out);
+        finished(at, status, out);
+        std::fflush(stdout);
+        std::rewind(errors);
+        char piece[4096];
+        while (const size_t got = std::fread(piece, 1, sizeof piece, errors)) {
+            std::fwrite(piece, 1, got, stderr);
+        }
+    }
+
+private:
+    static size_t FreeSlot() {
+        return static_cast<size_t>(std::find(std::begin(children), std::end(children), 0) - children);
+    }
+    [[noreturn]] void Fail(const char* what) const {
+        const std::string why = std::strerror(errno);
+        if (out != nullptr) std::fclose(out);
+        if (errors != nullptr) std::fclose(errors);
+        throw ToolError(kExitUnreadable, fmt::format("{}: {}", what, why));
+    }
+
+    std::FILE* out;
+    std::FILE* errors;
+    size_t slot;
+    pid_t process = 0;
+    int status = 0;
+};
+
+}  // namespace
+
+void RunInProcesses(size_t count, size_t jobs, const std::function<int(size_t)>& run,
+                    const std::function<void(size_t, int, std::FILE*)>& finished) {
+    constexpr size_t kWaiting = 4;  // times as many as run may have ended ahead of their turn
+    jobs = std::clamp<size_t>(jobs, 1, kMostJobs);
+    std::deque<std::unique_ptr<ChildRun>> runs;  // in order, from the next one to be delivered
+    size_t started = 0;
+    for (size_t delivered = 0; delivered < count;) {
+        const auto running =
+            static_cast<size_t>(std::ranges::count_if(runs, [](const auto& one) { return one->Running(); }));
+        if (started < count && running < jobs && runs.size() < kWaiting * jobs) {
+            runs.push_back(std::make_unique<ChildRun>(started++, run));
+        } else if (!runs.front()->Running()) {
+            runs.front()->Deliver(delivered++, finished);
+            runs.pop_front();
+        } else {
+            siginfo_t ended = {};
+            ::waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT);
+            const auto found = std::ranges::find_if(
+                runs, [&](const auto& one) { return one->Running() && one->Process() == ended.si_pid; });
+            (found != runs.end() ? *found : runs.front())->Wait();  // else it was the pager
+        }
+    }
 }
 
 int CharacterWidth(char32_t character) { return std::max(::wcwidth(static_cast<wchar_t>(character)), 0); }

@@ -9,7 +9,6 @@
 // After windows.h, which it needs.
 #include <shellapi.h>
 
-
 #include "tools/tvsym/Tool.h"
 #include "tools/tvsym/system/System.h"
 
@@ -60,6 +59,25 @@ bool OpenInBrowser(const std::string& path) {
 bool StartPager(const std::string&) { return false; }
 
 bool EndPager() { return true; }
+
+void RunInProcesses(size_t count, size_t /*jobs*/, const std::function<int(size_t)>& run,
+                    const std::function<void(size_t, int, std::FILE*)>& finished) {
+    for (size_t at = 0; at < count; ++at) {
+        const std::string path = MakeTemporaryFile("");
+        std::FILE* const printed = std::fopen(path.c_str(), "w+bTD");  // removed when it is closed
+        if (printed == nullptr) throw ToolError(kExitUnreadable, fmt::format("{}: cannot be opened", path));
+        std::fflush(stdout);
+        const int output = _dup(_fileno(stdout));
+        _dup2(_fileno(printed), _fileno(stdout));
+        const int status = run(at);
+        std::fflush(stdout);
+        _dup2(output, _fileno(stdout));
+        _close(output);
+        std::rewind(printed);
+        finished(at, status, printed);
+        std::fclose(printed);
+    }
+}
 
 // The blocks of East Asian wide characters, and combining marks.
 int CharacterWidth(char32_t character) {
