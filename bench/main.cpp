@@ -2,7 +2,7 @@
 //
 //   torva_bench [smoke|short|full|hpp] [--benchmark_...]
 //
-// A row has contestants that do the same work. Ahead of timing each delivers everything once into a
+// A row has contestants that do the same work. Before timing each delivers everything once into a
 // checksum, and one that delivers anything else than the limit ends the run. Then they take turns, round
 // after round, so that whatever disturbs the machine meets all of them; the clock is the thread's processor
 // time, system time included. A figure is the median over the rounds, a ratio the median of the ratios to the

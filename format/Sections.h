@@ -88,7 +88,7 @@ struct Level {
     u8 sizeWidth = 0;   // bytes of the size of its elements in the element above; 0 for no size
     // The size is the first number of the element above and counts everything after itself.
     bool sizeFirst = false;
-    // The elements are ahead of the columns of the element above.
+    // The elements are before the columns of the element above.
     bool ahead = false;
     u8 fewest = 0;              // elements that the element above has at least
     FewOf<u8, 4> order = {};    // of the columns in the file, by index; empty where it is that of `columns`

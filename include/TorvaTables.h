@@ -246,7 +246,7 @@ enum {
     TVT_LIST    /* unsigned numbers of `width` bytes (1 or 2) */
 };
 
-/* A column as it lies in memory. Pointers live as long as the table. */
+/* A column in memory. Pointers live as long as the table. */
 typedef struct TvtColumn {
     const char* name; /* the dictionary's name, else the id as a number; unique in the table */
     uint16_t fieldId; /* of a symbol's field; 0 for all other columns */
@@ -274,10 +274,10 @@ typedef struct TvtColumn {
 /* TVT_ERR_PARAM for an index outside 0 to columns - 1. */
 TVT_API int32_t tvt_GetColumn(const TvtTable* table, int32_t index, TvtColumn* column);
 
-/* The index of the column with this name, -1 where there is none. */
+/* The index of the column with this name, -1 if there is none. */
 TVT_API int32_t tvt_ColumnNamed(const TvtTable* table, const char* name);
 
-/* The index of the column of this field, -1 where there is none. */
+/* The index of the column of this field, -1 if there is none. */
 TVT_API int32_t tvt_ColumnOfField(const TvtTable* table, uint16_t fieldId);
 
 /* The bytes of a cell of a text or binary column, dictionary or not; they are not ended by a zero byte.
@@ -290,7 +290,7 @@ TVT_API const char* tvt_Text(const TvtTable* table, int32_t column, int64_t row,
  * tvt_Sorted, once for a table whatever the threads; tvt_BuildIndexes builds both ahead. Once an index is
  * built no call takes a lock. */
 
-/* The first row with this symbol, -1 where there is none, TVT_ERR_NO_MEMORY where the index cannot be built.
+/* The first row with this symbol, -1 if there is none, TVT_ERR_NO_MEMORY where the index cannot be built.
  */
 TVT_API int64_t tvt_Find(const TvtTable* table, const char* symbol, size_t length);
 
@@ -359,7 +359,7 @@ TVT_API TvtTable* tvt_WatchGet(const TvtWatch* watch);
  * loaded: then the table stays what it was, and the next call tries again. */
 TVT_API int32_t tvt_WatchRefresh(TvtWatch* watch, TvtError* error);
 
-/* Frees the watch; tables that were handed out stay. Null is ignored. */
+/* Frees the watch; tables that it returned stay. Null is ignored. */
 TVT_API void tvt_CloseWatch(TvtWatch* watch);
 
 /* --- Writing */

@@ -213,7 +213,7 @@ public:
             throw Error(error);
     }
 
-    // The column of that name; null where there is none.
+    // The column of that name; null if there is none.
     const Column* FindColumn(std::string_view name) const {
         for (const Column& column : Columns()) {
             if (column.Name() == name) return &column;
@@ -221,7 +221,7 @@ public:
         return nullptr;
     }
 
-    // The column of that name. Throws Error where there is none.
+    // The column of that name. Throws Error if there is none.
     const Column& operator[](std::string_view name) const {
         if (const Column* const column = FindColumn(name)) return *column;
         throw Error(TVT_ERR_PARAM, "the table has no column " + std::string(name));

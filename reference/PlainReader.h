@@ -40,7 +40,7 @@ public:
     Reader(std::vector<uint8_t> fileBytes, bool wholeFile)
         : file(std::move(fileBytes)), inMemory(wholeFile) {}
 
-    // Ahead of the open: every read that wants one of these bytes of the file fails, as over a bad sector. So
+    // Before the open: every read that wants one of these bytes of the file fails, as over a bad sector. So
     // in memory mode there is nothing to read.
     void SetBadBytes(uint64_t begin, uint64_t end) {
         badBegin = begin;

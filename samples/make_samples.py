@@ -24,7 +24,7 @@ FIELDS = {
 # What a symbol has when its record says nothing.
 DEFAULTS = {"currency": "USD", "first_tick": "2000-01-01", "currency_number": 840}
 
-# Suffixes that are no country: id in section 16, what they stand for, kind. Kind 1 is a listing in a country, 5 is
+# Suffixes that are not countries: id in section 16, what they mean, kind. Kind 1 is a listing in a country, 5 is
 # a symbol without suffix: a pair of currencies, metals or coins.
 OTHER_VENUES = {"CMD": (1001, "commodities", 2), "FN": (1002, "funds", 3), "IDX": (1003, "indices", 4)}
 
@@ -75,7 +75,7 @@ def show_names(text, count):
 
 
 def show_sections():
-    """Sections for which there are no facts at hand. Their texts say so."""
+    """Sections for which no facts are available. Their texts say so."""
     return {
         "jump-prices": [
             {"id": g, "records": [show_record(f"Show jump price {g}.{r}", 24) for r in range(1, 4)]} for g in (1, 2)],

@@ -341,7 +341,7 @@ private:
             case FieldType::Date:
                 if (const auto date = ParseDate(value.Value())) {
                     bits = *date;
-                } else if (typed && value.Value().is_number()) {  // how a number that is no day is shown
+                } else if (typed && value.Value().is_number()) {  // how a number that is not a day is shown
                     bits = value.Number(torva::LargestNumber(width));
                 } else {
                     value.FailExpected("a day, as in \"2018-01-02\" or 20180102");
@@ -440,7 +440,7 @@ private:
     std::optional<std::uint16_t> IdOfName(std::string_view name, const JsonNode& place) {
         const auto id = FieldOf(name, dictionary);
         if (!id) {
-            place.Fail("no dictionary ahead of this has a field \"" + std::string(name) + "\"");
+            place.Fail("no dictionary before this has a field \"" + std::string(name) + "\"");
         }
         return id;
     }

@@ -1,5 +1,5 @@
 // A JSON document being read: values that know their place, errors that name it, and a parser that can
-// hand out and forget parts of a document while it reads on.
+// deliver and forget parts of a document while it reads on.
 #pragma once
 
 #include <cstdint>
@@ -46,7 +46,7 @@ constexpr std::int64_t kMostExactInteger = std::int64_t{1} << 53;
 // A step of a JSON pointer.
 std::string EscapedStep(std::string_view key);
 
-// A value and the way to it. Nodes lie on the stack and refer to their parent's node and to the document.
+// A value and the way to it. Nodes live on the stack and refer to their parent's node and to the document.
 class JsonNode {
 public:
     // `prefix` is the pointer to `value` itself, "" for the document.
@@ -71,7 +71,7 @@ public:
         }
     }
 
-    // Calls `take(key, node)` for each member that is no comment; an error for anything but an object.
+    // Calls `take(key, node)` for each member except comments; an error for anything but an object.
     template <typename Take>
     void ForEachMember(const Take& take) const {
         if (!value->is_object()) {

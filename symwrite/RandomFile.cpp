@@ -157,7 +157,7 @@ private:
         }
     }
 
-    // Leaves out fields that the size ahead of them cannot count.
+    // Leaves out fields that the size before them cannot count.
     static void KeepWhatFits(Row& row, const Level& fields) {
         if (!fields.sizeFirst) {
             return;

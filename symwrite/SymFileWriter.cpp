@@ -2,7 +2,7 @@
 //
 //   u16 section count | section count x { u16 id, u32 offset, u32 size } | sections
 //
-// A section and its elements are laid out as format/Sections.h describes them. Sizes that are ahead of what
+// A section and its elements are laid out as format/Sections.h describes them. Sizes that precede what
 // they measure are found by running the same code with an emitter that only counts.
 #include "symwrite/SymFileWriter.h"
 

@@ -92,7 +92,7 @@ struct Section {
     std::vector<Field> fields = {};  // in their place, in section 1
     // In place of both, for any section, and for those without a reader always: the bytes after the id.
     std::optional<Bytes> raw = {};
-    Bytes before = {};  // bytes of no section, written ahead of this one
+    Bytes before = {};  // bytes of no section, written before this one
 
     std::optional<std::uint16_t> directoryId = {};
     std::optional<std::uint32_t> directoryOffset = {};
@@ -108,7 +108,7 @@ struct File {
     std::optional<std::uint16_t> sectionCount;
 };
 
-// Where the sections lie in the file written from `file`, with the true values: offset of the id, all bytes
+// Where the sections are in the file written from `file`, with the true values: offset of the id, all bytes
 // from the id to the last one, and the size in the directory (in section 8 only the bytes of the
 // groups).
 struct SectionPlace {
@@ -124,7 +124,7 @@ Bytes Write(const File& file);
 // Writes in pieces, beginning at the stream's position; does not seek. The stream's buffer is flushed.
 void Write(const File& file, std::ostream& out);
 
-// Writes a file whose symbols come one at a time, so that they never lie in memory together.
+// Writes a file whose symbols come one at a time, so that they are never in memory together.
 //
 // `shell` has exactly one section 2 that is not raw, whose place the records take (records that it holds come
 // first); it must outlive the writer. The stream must allow seeking: the directory is written last, so
@@ -147,7 +147,7 @@ private:
 // Adds the record of one symbol, as section 2 has it, to `bytes`.
 void AppendSymbol(Bytes& bytes, const Row& symbol);
 
-// Damage to bytes. `CutAt` gives the first `size` bytes (all of them when there are fewer); `Patch`
+// Damage to bytes. `CutAt` returns the first `size` bytes (all of them when there are fewer); `Patch`
 // overwrites bytes that exist and throws std::out_of_range for others.
 Bytes CutAt(const Bytes& bytes, std::size_t size);
 void Patch(Bytes& bytes, std::size_t offset, std::span<const std::uint8_t> replacement);

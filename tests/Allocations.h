@@ -11,10 +11,10 @@ extern std::atomic<std::int64_t> liveBlocks;
 extern std::atomic<std::int64_t> liveBytes;
 extern std::atomic<std::int64_t> peakBytes;  // the highest liveBytes since a test last set it
 
-// Asked ahead of each allocation; true lets it fail. Null never does.
+// Asked before each allocation; true lets it fail. Null never does.
 extern bool (*failsNow)();
 
-// Called ahead of each deallocation unless null.
+// Called before each deallocation unless null.
 extern void (*beforeFree)();
 
 }  // namespace torva::test::allocations

@@ -213,7 +213,7 @@ TEST(ByteSource, NoBytes) {
 // --- reads that fail
 // --------------------------------------------------------------------------------------------------
 
-// A file in memory with a bad sector; `badReads` is how many reads that touch it fail. Behind its bytes it
+// A file in memory with a bad sector; `badReads` is how many reads that touch it fail. After its bytes it
 // continues with zeros up to `size`.
 struct Disk {
     Bytes bytes;

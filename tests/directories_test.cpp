@@ -9,7 +9,7 @@ using namespace symwrite;
 
 const symwrite::Section kOther = MakeSection(3, {{{1}, {{}}}});
 
-// A section of one kind with something wrong about it, ahead of another section.
+// A section of one kind with something wrong about it, before another section.
 Bytes With(symwrite::Section section, const std::function<void(symwrite::Section&)>& change) {
     change(section);
     return FileOf({std::move(section), kOther});
@@ -275,7 +275,7 @@ TEST(SectionGroupTable, WhereTheWalkEnds) {
         {"wrong id", With(two, [](auto& s) { s.idInFile = 12; }), "NO_SECTION; END"},
         {"no section", FileOf({}), "NO_SECTION; END"},
         {"cut in the head value", CutAt(FileOf({two}), 17), "READ; END"},
-        {"cut ahead of the group count", CutAt(FileOf({two}), 18), "READ; END"},
+        {"cut before the group count", CutAt(FileOf({two}), 18), "READ; END"},
         {"cut after the head", cut(0), "END; END"},
         {"cut in a group head", cut(1), "2; READ"},
         {"cut after a group head", cut(2), "2; READ 7:"},

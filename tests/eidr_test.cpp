@@ -11,7 +11,7 @@ const std::size_t kHead = 12 + 2 + 4;  // of a file with one section: where its 
 
 Field Byte(u16 id, u8 value) { return NumberField(id, 1, value); }
 
-// A section of one kind with something wrong about it, ahead of another section.
+// A section of one kind with something wrong about it, before another section.
 Bytes With(symwrite::Section section, const std::function<void(symwrite::Section&)>& change) {
     change(section);
     return FileOf({std::move(section), kOther});
@@ -221,7 +221,7 @@ TEST(EidrSections, WhereTheSectionEnds) {
         {"cut after the head", cut(0), "END; END"},
         {"cut in an id", cut(1), "OK; READ"},
         {"cut in the first text", cut(3), "OK; READ"},
-        {"cut ahead of the second text", cut(4), "OK; READ"},
+        {"cut before the second text", cut(4), "OK; READ"},
         {"cut in the second text", cut(6), "OK; READ"},
         {"cut after an element", cut(7), "OK; MORE 1/a/bc; END"},
     };

@@ -73,7 +73,7 @@ TEST(SharedLibraryFile, BeginsAnewAtEachLoad) {
         const auto closeFile = shared.Get<decltype(&tv_CloseSymFile)>("tv_CloseSymFile");
         const auto list = shared.Get<decltype(&tv_GetExtendSectionList)>("tv_GetExtendSectionList");
         const auto open = [&](const char* path) { return openFile(path, kBudget, nullptr, 0, 0); };
-        EXPECT_EQ(list(1, nullptr, 0), SYM_ERR_BAD_HANDLE) << "ahead of every other call";
+        EXPECT_EQ(list(1, nullptr, 0), SYM_ERR_BAD_HANDLE) << "before every other call";
         EXPECT_EQ(init(5), 0U);
         for (int i = 0; i < 10; ++i) EXPECT_EQ(open(f[i].Path()), i + 1);
         EXPECT_EQ(open(f[10].Path()), SYM_ERR_NO_SLOT);

@@ -316,7 +316,7 @@ TEST_F(FaultSweep, CallsThatAllocate) {
 }
 
 // A call allocates only its values, however often a record repeats a default field. A value for which there
-// is no memory is null; the tails of earlier values show it nevertheless.
+// is no memory is null; the tails of earlier values show it all the same.
 TEST_F(FaultSweep, ValuesWithoutMemory) {
     using namespace torva::test;
     constexpr int32_t kFields = 100;

@@ -97,7 +97,7 @@ TEST(Fields, TextCutOff) {
     ExpectWalk(bytes, walk, "TOO_SMALL");
 }
 
-// The least budget gives an arena with 102,397 bytes of placing room; a value of n bytes takes n + 1 of them.
+// The least budget makes an arena with 102,397 bytes of placing room; a value of n bytes takes n + 1 of them.
 TEST(Fields, ArenaRoom) {
     const std::size_t kRoom = 102397;
     const auto text = [](u16 id, std::size_t characters) {

@@ -9,7 +9,7 @@ namespace {
 
 using namespace symwrite;
 
-// Records that can be told apart: all bytes of record n are n. Shown by that number, or in hex when they
+// Records that differ: all bytes of record n are n. Shown by that number, or in hex when they
 // differ.
 template <class Record>
 std::string Show(const Record& record) {
@@ -42,7 +42,7 @@ std::string ShowArray(i32 result, Guarded<Record>& records, i32 count, i32 capac
     return text;
 }
 
-// A walk over groups with an array of `capacity`: each head call begins with "id:". Goes on with an open
+// A walk over groups with an array of `capacity`: each head call begins with "id:". Continues an open
 // group through `again`, or through `next` where the section allows it.
 template <class Record>
 std::string WalkGroups(u16 h, i32 capacity, i32 (*next)(u16, u8*, i32*, Record*, i32),
@@ -341,7 +341,7 @@ TEST(Level2, WhereTheTableEnds) {
         {"cut after an item", CutAt(last, groups + 7), "7: MORE 1/a/b; END"},
         {"cut after a group head", CutAt(last, groups + 2), "7: END"},
         {"cut inside a group head", CutAt(last, groups + 1), "7: END"},
-        {"cut ahead of the groups", CutAt(last, groups), "END"},
+        {"cut before the groups", CutAt(last, groups), "END"},
     };
     ExpectWalks(kCases, [](u16 h) { return WalkLevel2(h); });
     Row longest({9});

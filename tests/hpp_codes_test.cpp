@@ -127,7 +127,7 @@ TEST(Hpp, EveryAllocationOfItsOwnMayFail) {
     }
 }
 
-// Going on at a level passes over what is below, and meets the damage there.
+// Continuing at a level passes over what is below, and meets the damage there.
 TEST(Hpp, LevelsLeftEarlyMeetTheDamageBelow) {
     const Bytes whole =
         FileOf({MakeSection(13, {{{1}, {{{"source"}, {{{1, "symbol"}, {{{1, "data"}}, {{2, "data"}}}}}}}}})});

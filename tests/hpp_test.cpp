@@ -98,7 +98,7 @@ TEST(Hpp, DeliversWhatTheCallsDeliver) {
     }
 }
 
-// Elements ahead of the damage, the code that ends the range, and what is left to be seen of the last one.
+// Elements before the damage, the code that ends the range, and what is left to be seen of the last one.
 struct Reached {
     std::size_t elements = 0;
     i32 code = SYM_OK;

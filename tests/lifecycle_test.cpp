@@ -83,7 +83,7 @@ TEST(Lifecycle, BudgetMustBeAboveNeedAndArena) {
         {"one id three times", twins, 102400 + 25 + 42 + 4, SYM_ERR_PARAM, 1},
         {"a byte short", cut, 102461, SYM_ERR_OPEN, SYM_ERR_OPEN},
         {"a byte too many promised", tooLong, 102461, SYM_ERR_OPEN, SYM_ERR_OPEN},
-        {"fails ahead of the budget", cut, 0, SYM_ERR_OPEN, SYM_ERR_OPEN},
+        {"fails before the budget", cut, 0, SYM_ERR_OPEN, SYM_ERR_OPEN},
         {"no budget", three, 0, SYM_ERR_PARAM, SYM_ERR_PARAM},
     };
     for (const auto& c : kCases) {
@@ -383,7 +383,7 @@ std::vector<Export> AllExports(Room& r) {
     return all;
 }
 
-// The handle is tested ahead of all arguments.
+// The handle is tested before all arguments.
 TEST(EveryExport, RefusesABadHandle) {
     Room room{};
     const std::vector<Export> all = AllExports(room);

@@ -74,7 +74,7 @@ wine_environment() { WINEPREFIX=$root/build/wine WINEDEBUG=-all WINEDLLOVERRIDES
 wine_run() { wine_environment "$(wine)" "$@"; }
 
 # Wine's services start with the first program and end with the last one; they keep the files that were open when they
-# started. So one idle program is started ahead of all others, with none of the pipes that ctest or a row waits on, and
+# started. So one idle program is started before all others, with none of the pipes that ctest or a row waits on, and
 # stays until the script ends. Without it ctest would wait for the services, up to its time-out.
 start_wine() {
     [[ -z $wine_started ]] || return 0

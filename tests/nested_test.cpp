@@ -105,7 +105,7 @@ TEST(ObjectTreeWalk, WhereItEnds) {
         {"cut in a source", cut(9), "2; 7(2)[READ] READ"},
         {"cut in a symbol count", cut(11), "2; 7(2)[READ] READ"},
         {"cut in a symbol", cut(14), "2; 7(2)[s(2)[READ] READ] READ"},
-        {"cut ahead of a data count", cut(15), "2; 7(2)[s(2)[READ] READ] READ"},
+        {"cut before a data count", cut(15), "2; 7(2)[s(2)[READ] READ] READ"},
         {"cut in data", cut(18), "2; 7(2)[s(2)[5x(2)[READ] READ] READ] READ"},
     };
     ExpectWalks(kCases, WalkAllObjects);
@@ -315,7 +315,7 @@ TEST_P(HeadsAndBodies, WhereTheWalkEnds) {
     const Bytes last = FileOf({two});
     const std::string all =
         Told("2; 1h; OK 9: a b; END; 2h; END; END", "2; 1; OK 2: 5a 5b; END; 2; END; END");
-    const std::size_t head = kind.trade ? 8 : 6;  // bytes of a head ahead of its body
+    const std::size_t head = kind.trade ? 8 : 6;  // bytes of a head before its body
     const auto cut = [&](std::size_t length) { return CutAt(last, 12 + 8 + length); };
     const WalkCase kCases[] = {
         {"two heads", FileOf({two, kOther}), all},

@@ -36,7 +36,7 @@ const Bytes& BigFile() {
     return bytes;
 }
 
-// Runs ahead of the constructors of all static objects.
+// Runs before the constructors of all static objects.
 i32 resultAtTheStart = 0;
 __attribute__((constructor(101))) void CallsBeforeTheStart() {
     tv_InitSymAPI(0);

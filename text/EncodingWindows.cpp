@@ -15,7 +15,7 @@ namespace torva {
 namespace {
 
 // The system's number for a character set; 0 when it has none. Names are taken as iconv takes them: without
-// regard to case, "-" and "_"; "cp950" and "windows-1252" tell the number themselves.
+// regard to case, "-" and "_"; "cp950" and "windows-1252" contain the number.
 UINT CodePage(const std::string& name) {
     std::string key;
     for (const char character : name) {
@@ -49,7 +49,7 @@ public:
         std::wstring wide(text.size(), L'\0');  // no character takes more units there than bytes here
         const int units = MultiByteToWideChar(source, MB_ERR_INVALID_CHARS, text.data(), size, wide.data(),
                                               static_cast<int>(wide.size()));
-        // Of these two the system takes another flag, and tells by itself what it cannot convert.
+        // Of these two the system takes another flag, and reports by itself what it cannot convert.
         const bool whole = target == CP_UTF8 || target == 54936;
         std::string result(static_cast<std::size_t>(units) * 4, '\0');
         BOOL replaced = FALSE;

@@ -16,17 +16,17 @@
 // value with Field::take, a symbol with OwnedSymbol. A range may outlive its File and finds it closed then.
 //
 // One place per file: beginning a range takes the place from every other range of the same File; those of
-// level2EodBasicItemDefines() and exchangeSupport() go on, since they are read whole when they begin. A range
-// that lost its place ends with kErrLostPlace at its next step. To look something up while walking, read the
-// small table first. Lower levels of nested sections may be left early; begun again, they go on where they
-// were left.
+// level2EodBasicItemDefines() and exchangeSupport() continue, since they are read whole when they begin. A
+// range that lost its place ends with kErrLostPlace at its next step. To look something up while walking,
+// read the small table first. Lower levels of nested sections may be left early; begun again, they continue
+// where they were left.
 //
 // symbols(), jumpPrices() and sectionsL2() begin again by way of another section. In a file that has none the
 // second walk ends with kErrNoRestart; open the file again for it.
 //
 // Errors: a range that meets one throws Error, at begin() or at the step to the next element. In a build
 // without exceptions, or with TORVA_NO_EXCEPTIONS defined, the range ends instead; its result() and, also
-// when the range is gone, the file's error() and message() tell why. Elements ahead of the damage are
+// when the range is gone, the file's error() and message() say why. Elements before the damage are
 // delivered first; of the element that broke off, broken() shows what came.
 #pragma once
 

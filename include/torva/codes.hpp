@@ -41,7 +41,7 @@ enum : std::int32_t {
     kErrNoRestart = -101
 };
 
-// Why a file did not open, as far as it can be found out afterwards.
+// Why a file did not open, as far as it can be determined afterwards.
 enum class Reason : unsigned char {
     none,
     missing,
@@ -54,7 +54,7 @@ enum class Reason : unsigned char {
     tooManyFiles,
     tooManyFieldIds,
     invalidPath,     // null, too long, or with a zero byte inside
-    invalidOption,   // a negative textMax, or field ids announced and none given
+    invalidOption,   // a negative textMax, or a count of field ids without the ids
     budgetTooSmall,  // for the file's default fields
     notReadable      // the operating system reports something else
 };

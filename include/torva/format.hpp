@@ -1,4 +1,4 @@
-// Texts in std::format and fmt, where the host has included either ahead of this header.
+// Texts in std::format and fmt, where the host has included either before this header.
 #pragma once
 
 #include "torva/text.hpp"

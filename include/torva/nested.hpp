@@ -150,7 +150,7 @@ private:
 struct ForeignTradeItem : detail::Borrowed {
     std::uint8_t tag = 0;
     List<const char*> names;  // null where the library had no room for one
-    bool more = false;        // the next element goes on with this item
+    bool more = false;        // the next element continues with this item
 };
 
 struct ForeignTrade : detail::Borrowed {
@@ -183,7 +183,7 @@ private:
 
 namespace detail {
 
-// A level that is left early is read to its end before the level above goes on.
+// A level that is left early is read to its end before the level above continues.
 class ObjectTree : public TreeWalk<13, 3> {
 public:
     using Element = ObjectType;

@@ -45,7 +45,7 @@ public:
     bool part = false;  // the last next() wrote something into the element, whatever its result
 
     std::optional<std::uint32_t> announcedCount() const noexcept { return announced; }
-    // Makes this walk the one that stands at the place.
+    // Makes this walk the owner of the file's place.
     bool enter() noexcept {
         part = false;
         last = false;
@@ -148,7 +148,7 @@ private:
 }  // namespace detail
 
 // An input range over the elements of a section, or of a lower level of one. One pass; begin() may be called
-// again to start anew (a lower level goes on where it was left). Movable, not copyable. An element and what
+// again to start anew (a lower level continues where it was left). Movable, not copyable. An element and what
 // it refers to are good until the next step of the range.
 template <class Walk>
 class [[nodiscard]] Range {
@@ -217,7 +217,7 @@ public:
         return walk == nullptr ? SYM_ERR_NO_MEMORY : walk->outcome < 0 ? walk->outcome : SYM_OK;
     }
 
-    // How many elements the section's head announces, known once the range has begun: sections 4, 9, 10, 12,
+    // The number of elements in the section's head, known once the range has begun: sections 4, 9, 10, 12,
     // 16, 17, 19, 20, 22, groups of 11, types of 13, heads of 14 and 15. In a damaged file it may say
     // anything.
     [[nodiscard]] std::optional<std::uint32_t> announced() const noexcept {

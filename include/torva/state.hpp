@@ -40,7 +40,7 @@ struct FileState {
     std::uint16_t handle = 0;  // 0: closed
     std::int32_t textMax = 0;
 
-    // The walks that stand at the file's one place, in section 18 and in section 21.
+    // The walks that own the file's one place, in section 18 and in section 21.
     Place* standing[3] = {nullptr, nullptr, nullptr};
 
     unsigned current = 0;       // 2, 3 or 8 when the library stands inside this section
@@ -205,7 +205,7 @@ private:
                load(tv_InitialLevel2EODBasicItemDefineSection, standing[1]) ||
                load(tv_InitialExchangeSupportSection, standing[2]);
     }
-    // Without room for a symbol's text the call stops ahead of it: no other result shows that there is a
+    // Without room for a symbol's text the call stops before it: no other result shows that there is a
     // symbol.
     bool enterSymbols() noexcept {
         char none[1];

@@ -20,7 +20,7 @@ struct JumpPriceGroup : detail::Borrowed {
 struct SectionL2Group : detail::Borrowed {
     std::uint8_t id = 0;
     List<SectionL2Item> items;  // texts: null where the library had no room for one
-    bool more = false;          // the next element goes on with this group
+    bool more = false;          // the next element continues with this group
 };
 
 // Section 11: a group, whole.

@@ -16,7 +16,7 @@ namespace detail {
 struct TextSlot;
 }
 
-// A text of the file: bytes of no particular character set, with a zero byte behind them. Refers to memory of
+// A text of the file: bytes of no particular character set, with a zero byte after them. Refers to memory of
 // its range, like a std::string_view; converts to one, and to a std::string to keep it. Where the library had
 // no room for it, it is absent and reads as an empty one.
 class Text {

@@ -146,7 +146,7 @@ public:
     }
 };
 
-// The name tables and their exports. Called by name: the address of a function in a DLL is no constant.
+// The name tables and their exports. Called by name: the address of a function in a DLL is not a constant.
 struct NameCall {
     std::uint16_t handle;
     std::int32_t* count;

@@ -15,7 +15,7 @@ constexpr u32 kUnknownSize = ~u32{0};
 // walk that continues soon fills the whole buffer.
 constexpr u32 kFirstReadAhead = 4 * 1024;
 
-// After a read-ahead that failed the next ones are tiny and grow again, so that the bytes ahead of a bad
+// After a read-ahead that failed the next ones are tiny and grow again, so that the bytes before a bad
 // sector come in few reads.
 constexpr u32 kReadAheadAfterFailure = 16;
 

@@ -23,7 +23,7 @@ inline const u8* FindZero(const u8* from, std::size_t n) {
 //   no byte left                   delivers 0                       delivers 0
 //   a read fails                   delivers 0, `failed`             does not happen
 //   skip past the end              true, position at the end        false, position at the end
-//   skip over a failing read       false, position ahead of it      does not happen
+//   skip over a failing read       false, position before it        does not happen
 //   AtEnd on a failed read         true                             does not happen
 //   image not loaded               does not happen                  delivers 0, every skip false
 //
@@ -70,7 +70,7 @@ public:
     // A strict read: true when all of `n` bytes came.
     bool ReadStrict(void* dst, u32 n) { return ReadBytes(dst, n).got == n; }
 
-    // Moves over `n` bytes, as by reading them one by one. False where that fails; the bytes ahead of the
+    // Moves over `n` bytes, as by reading them one by one. False where that fails; the bytes before the
     // place stay skipped.
     bool SkipBytes(u32 n);
 
@@ -100,7 +100,7 @@ public:
         return 0;
     }
 
-    // Takes a text of at most `max` characters that lies whole in the window, and lends it until the next
+    // Takes a text of at most `max` characters that is whole in the window, and lends it until the next
     // call of any primitive. Null, with nothing taken, where ReadText has to do it.
     const u8* LendText(i32 max, u32* outLen) {
         *outLen = 0;
@@ -118,7 +118,7 @@ public:
     // data ended before the terminator came.
     bool SkipText(u64& taken);
 
-    // Moves back by `n` bytes; where that lies ahead of the start of the file nothing changes.
+    // Moves back by `n` bytes; where that is before the start of the file nothing changes.
     void StepBack(u64 n);
 
     // Moves to `offset` bytes from the start of the file. In memory mode an offset past the end changes

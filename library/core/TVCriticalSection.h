@@ -9,10 +9,10 @@
 
 namespace torva {
 
-// A re-entrant lock that needs no constructor and no destructor to run, so that it works ahead of the first
+// A re-entrant lock that needs no constructor and no destructor to run, so that it works before the first
 // and after the last of them. While the process has one thread its word is written without an atomic
-// instruction; a thread that the process starts meanwhile finds it written. It can be closed for good: from
-// then on every entry is refused.
+// instruction; a thread that the process starts in the meantime finds it written. It can be closed for good:
+// from then on every entry is refused.
 class TVCriticalSection {
 public:
     enum class Entry : u8 { refused, nested, outermost };

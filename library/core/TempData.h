@@ -27,7 +27,7 @@ public:
 
     // Takes a block of `newSize` bytes, at least 4, replacing the one it holds; 0 means no block. False
     // when there is no memory. No page of it is touched before it is used: only bytes that were placed are
-    // ever handed out, and their gaps are zeroed with them.
+    // ever lent, and their gaps are zeroed with them.
     bool Init(u32 newSize) {
         block.reset();
         size = newSize;
@@ -93,7 +93,7 @@ public:
         return static_cast<std::size_t>(pos - static_cast<const u8*>(value));
     }
 
-    // The write position: everything placed lies before it. TakeBack(mark) gives up what was placed behind
+    // The write position: everything placed is before it. TakeBack(mark) frees what was placed after
     // `mark`.
     u8* Mark() const { return pos; }
     void TakeBack(u8* mark) {

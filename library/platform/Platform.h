@@ -80,7 +80,7 @@ private:
     int before = 0;
 };
 
-// Has the system call `handler` in every child that this process forks, ahead of anything else there.
+// Has the system call `handler` in every child that this process forks, before anything else there.
 void OnForkedChild(void (*handler)());
 
 // Whether the system has already ended the other threads of the process, wherever they were.

@@ -17,8 +17,8 @@
 namespace torva::platform {
 namespace {
 
-// Forks between the process that loaded the library and this one. Tells processes apart as their numbers do,
-// without a system call.
+// Forks between the process that loaded the library and this one. Distinguishes processes as their numbers
+// do, without a system call.
 u32 forks = 0;
 [[maybe_unused]] const int forksAreCounted = pthread_atfork(nullptr, nullptr, [] { ++forks; });
 
@@ -28,8 +28,8 @@ public:
     PosixFile(const PosixFile&) = delete;
     PosixFile& operator=(const PosixFile&) = delete;
 
-    // The lock belongs to the open file, of which processes started meanwhile hold copies: closing ours would
-    // leave it with them. A forked child's copy of this object must not release what its parent holds.
+    // The lock belongs to the open file, of which processes started since then hold copies: closing ours
+    // would leave it with them. A forked child's copy of this object must not release what its parent holds.
     ~PosixFile() override {
         if (descriptor < 0) return;
         const NoCancellation guard;

@@ -14,7 +14,7 @@
 namespace torva {
 
 // The ids of a group share its lists, which never change: memory and time grow with the section and not with
-// ids times values. Ids are handed out in ascending order and each is removed as it goes.
+// ids times values. Ids are delivered in ascending order and each is removed as it goes.
 class DefinitionMap {
 public:
     static constexpr u32 kMostLists = 3;

@@ -1,5 +1,5 @@
 // What the preloaded sections 18 and 21 share: groups of ids with lists of values, parsed whole into an
-// ordered map, from which the next operations hand out and remove one id after the other.
+// ordered map, from which the next operations deliver and remove one id after the other.
 #pragma once
 
 #include <cstring>

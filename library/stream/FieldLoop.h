@@ -13,7 +13,7 @@
 
 namespace torva {
 
-// The first zero byte of `from` to `end`, null where there is none. Most texts are short: their first bytes
+// The first zero byte of `from` to `end`, null if there is none. Most texts are short: their first bytes
 // are compared at once, without a branch for each length; only longer ones go to the C library.
 inline const u8* FindTextEnd(const u8* from, const u8* end) {
 #ifdef __SSE2__

@@ -63,7 +63,7 @@ inline void CopyFew(u8* to, const u8* from, u32 size) {
     }
 }
 
-// A block of the host's; null when there is no memory. `new (std::nothrow)` is this behind one more call, and
+// A block of the host's; null when there is no memory. `new (std::nothrow)` is this with one more call, and
 // there is a block for each value.
 inline u8* NewBlock(u32 size) {
     try {
@@ -168,7 +168,7 @@ i32 SymbolStream::GetNextSymData(FileReader& file, char* text, i32 textMax, i32*
     return ReadSymFields(file, count, items, maxItems);
 }
 
-// Goes on with the current record.
+// Continues with the current record.
 i32 SymbolStream::GetAgainSymData(FileReader& file, i32* count, SymFieldItem* items, i32 maxItems) {
     if (AnyNull(count) || NullArray(items, maxItems) || maxItems < 0) return SYM_ERR_PARAM;
     return ReadSymFields(file, count, items, maxItems);
@@ -283,7 +283,7 @@ private:
     bool inArena = false;  // a value for which there was no memory
 };
 
-// Reads fields for as long as each lies whole in the window and surely finds room in the arena.
+// Reads fields while each is whole in the window and surely finds room in the arena.
 void SymbolStream::ReadOwnFieldsInWindow(FileReader& file, i32* count, SymFieldItem* items, i32 maxItems) {
     if (file.source.Lent() < kMostFixedField) return;
     const u8* const start = file.source.LentBytes();

@@ -335,7 +335,7 @@ std::vector<u64> CutRecords(platform::Descriptor descriptor, u64 partBytes) {
     return tables::columns::CutRecords(source, partBytes);
 }
 
-// Whether the work goes on: not after an interrupt, whose exception is set then.
+// Whether the work continues: not after an interrupt, whose exception is set then.
 bool GoOn(u64) {
     const nb::gil_scoped_acquire locked;
     return PyErr_CheckSignals() == 0;

@@ -84,7 +84,7 @@ class LimitError(Error, MemoryError):
 
 
 class DamagedError(FormatError):
-    """A section is damaged, or the file does not have it. `table` has the rows ahead of the damage."""
+    """A section is damaged, or the file does not have it. `table` has the rows before the damage."""
 
     def __init__(self, message: str, *, table: Table, path: str | None, section: int, offset: int, code: int) -> None:
         super().__init__(message, path=path, section=section, offset=offset, code=code)

@@ -90,7 +90,7 @@ class SymbolStream:
     """Symbols as an Arrow stream that holds one batch at a time. It can be taken once."""
 
     damage: Damage | None
-    """What ends the stream early: its rows are those ahead of the damage, and no error follows them."""
+    """What ends the stream early: its rows are those before the damage, and no error follows them."""
 
     def __init__(self, stream: _ArrowStream | object, damage: Damage | None) -> None:
         self._stream = stream
@@ -203,7 +203,7 @@ class File:
         own: with each field a column NAME.own, whether the value is the record's own.
         dictionaries: without it texts are never Arrow dictionaries.
 
-        Raises DamagedError, whose `table` has the rows ahead of the damage; LimitError, FormatError, ParameterError.
+        Raises DamagedError, whose `table` has the rows before the damage; LimitError, FormatError, ParameterError.
         """
         if not 0 < batch_size < 1 << 32:
             raise ParameterError("batch_size must be positive")

@@ -47,7 +47,7 @@ class Options(NamedTuple):
     date_from: str = "name"
     """name: by date_pattern; modified: the day of the file's last change, in UTC."""
     damaged: str = "fail"
-    """A damaged file is not converted and an error (fail), is left out (skip), or has the rows ahead of the damage (keep)."""
+    """A damaged file is not converted and an error (fail), is left out (skip), or has the rows before the damage (keep)."""
 
 
 class Outcome(NamedTuple):

@@ -42,7 +42,7 @@ class SymbolFiles(ds.DataSource):
       symbols        only these, with commas; default: all
       mergeSchema    true: the columns of all files; default: those of the last file by name
       mode           of damaged files: FAILFAST (default) fails the job, DROPMALFORMED leaves the file out,
-                     PERMISSIVE keeps the rows ahead of the damage; both warn in the log of the executor
+                     PERMISSIVE keeps the rows before the damage; both warn in the log of the executor
       partitionBytes of symbol files in a partition; default: 128 MiB. Larger files are cut by ranges of records, except
                      with DROPMALFORMED and PERMISSIVE; small ones share a partition
       pushFilters    true: filters are evaluated while files are read, where spark.sql.python.filterPushdown.enabled

@@ -1,4 +1,4 @@
-// What stands behind each fault: its kind, and its words as fmt formats over the members of a Finding.
+// What belongs to each fault: its kind, and its words as fmt formats over the members of a Finding.
 //
 //     place      the element, or the head of the section   part     "the PART of PLACE"
 //     name       the part alone                            noun     of the element
@@ -36,7 +36,7 @@ inline constexpr std::array<FaultWords, 30> kFaults = {{
     {Fault::SectionSize, FindingKind::Size, "the size in the directory",
      "{expected} (up to where its elements end)", "{found}"},
     {Fault::SectionSizeWithHead, FindingKind::Size, "the size in the directory",
-     "{expected} (the {name}, without the {other} bytes ahead of them)", "{found}"},
+     "{expected} (the {name}, without the {other} bytes before them)", "{found}"},
     {Fault::DefaultFieldsSize, FindingKind::Size, "the size of the default fields",
      "{expected} (up to the end by the directory)", "{found}"},
     {Fault::HeadValue, FindingKind::Size, "the head value", "{expected} (bytes of the elements)", "{found}"},
@@ -49,7 +49,7 @@ inline constexpr std::array<FaultWords, 30> kFaults = {{
      "more than {expected} (its name), for at least one field", "{found}"},
     {Fault::BodySize, FindingKind::Size, "{part}", "{expected} (bytes of its content)", "{found}"},
     {Fault::FieldPastEnd, FindingKind::Size, "field {field} of {place}",
-     "an end at {expected:#x} by the size ahead of it", "{found:#x}"},
+     "an end at {expected:#x} by the size before it", "{found:#x}"},
     {Fault::TextTooLong, FindingKind::Size, "{part}", "at most {expected} bytes", "{found}"},
     {Fault::CountPastEnd, FindingKind::Count, "the number of {noun}s",
      "{expected} (up to the end by the directory)", "{found}"},
@@ -57,7 +57,7 @@ inline constexpr std::array<FaultWords, 30> kFaults = {{
     {Fault::InnerCount, FindingKind::Count, "the number of {name} in {place}",
      "at most {expected} (up to the section's end)", "{found}"},
     {Fault::EndsInside, FindingKind::Cut, "the file ends inside {place}"},
-    {Fault::EndsAhead, FindingKind::Cut, "the file ends ahead of {place}"},
+    {Fault::EndsAhead, FindingKind::Cut, "the file ends before {place}"},
     {Fault::FieldRepeated, FindingKind::Duplicate, "field {field} occurs twice in {place}"},
     {Fault::IdRepeated, FindingKind::Duplicate, "id {found} {again}"},
     {Fault::TextRepeated, FindingKind::Duplicate, "\"{text}\" {again}"},

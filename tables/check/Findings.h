@@ -38,7 +38,7 @@ enum class Fault : u8 {
     Count,                // elements
     InnerCount,           // elements within the element; part: what they are
     EndsInside,           // the file ends inside the element
-    EndsAhead,            // the file ends ahead of the element
+    EndsAhead,            // the file ends before the element
     // Repetitions and texts
     FieldRepeated,  // field
     IdRepeated,     // found: the id; other: offset of the first

@@ -21,7 +21,7 @@ u64 FixedWidth(const Level& level) {
     return width;
 }
 
-// The column that alone identifies an element of level 0; null where there is none.
+// The column that alone identifies an element of level 0; null if there is none.
 const Column* KeyColumn(const Level& level) {
     const auto isKey = [](const Column& column) { return column.key; };
     return std::count_if(level.columns.begin(), level.columns.end(), isKey) == 1

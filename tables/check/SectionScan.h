@@ -5,7 +5,7 @@
 // that a size overrules, a head value that ends a walk early. This scan follows the description of the
 // section (format/Sections.h) element by element and notes each place where two numbers contradict each
 // other, ids and symbols that occur twice, and texts that do not decode. After an element that passes its
-// bounds it continues where a size ahead of the element gives the place of the next one. Where there is no
+// bounds it continues where a size before the element says where the next one is. Where there is no
 // such size, or it cannot be right, the scan of the section ends.
 #pragma once
 

@@ -55,7 +55,7 @@ std::string FormatOf(const Column& column) {
     return format;
 }
 
-// Pairs of texts, each with its length ahead, after their count.
+// Pairs of texts, each preceded by its length, after their count.
 std::string Metadata(const std::vector<std::pair<std::string, std::string>>& pairs) {
     std::string metadata;
     const auto append = [&](const std::string& text) {

@@ -57,8 +57,9 @@ std::string_view RangeAt(const ArrowArray& array, i64 at, u32 width) {
     return {static_cast<const char*>(array.buffers[2]) + begin, static_cast<std::size_t>(end - begin)};
 }
 
-// A text of the view layout: 16 bytes for each, with its size ahead. Up to 12 bytes follow there; of a longer
-// text the first 4, the number of the data buffer among those from the third on, and where it begins there.
+// A text of the view layout: 16 bytes for each, which begin with its size. Up to 12 bytes follow there; of a
+// longer text the first 4, the number of the data buffer among those from the third on, and where it begins
+// there.
 std::string_view ViewAt(const ArrowArray& array, i64 at) {
     constexpr u32 kMostInline = 12;
     const auto* const view = static_cast<const char*>(array.buffers[1]) + at * 16;
@@ -122,7 +123,7 @@ void ImportedColumn::ReadFormat(const char* format) {
     }
 }
 
-// The metadata is a count, then keys and values, each with its length ahead.
+// The metadata is a count, then keys and values, each preceded by its length.
 std::string ImportedColumn::Metadata(std::string_view key) const {
     const char* at = schema.metadata;
     if (at == nullptr) return "";

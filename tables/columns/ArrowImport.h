@@ -27,7 +27,7 @@ public:
     Kind ColumnKind() const { return kind; }
     u32 Width() const { return width; }                // of a value; 0 for texts and bools
     bool IsUtf8() const { return utf8; }               // of texts
-    std::string Metadata(std::string_view key) const;  // empty where there is none
+    std::string Metadata(std::string_view key) const;  // empty if there is none
 
     // Throws LoadError for a value that a symbol file cannot express.
     Value At(const ArrowArray& array, i64 row) const;
@@ -37,7 +37,7 @@ private:
 
     const ArrowSchema& schema;
     std::string name;
-    Kind kind = Kind::kAuto;  // kAuto: nothing but nulls
+    Kind kind = Kind::kAuto;  // kAuto: only nulls
     u32 width = 0;
     bool utf8 = false;
     bool largeOffsets = false;

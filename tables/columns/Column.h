@@ -1,6 +1,6 @@
 // One column while its rows come in, and when they all have.
 //
-// A builder is told of the values that records carry, in row order. It is not told of rows without one: the
+// A builder receives the values that records carry, in row order. It does not learn of rows without one: the
 // rows between two values are filled with the default field, or nulls, when the later value comes. So a
 // record costs what it carries, and neither validity nor defaults cost anything where there are no gaps.
 #pragma once
@@ -20,7 +20,7 @@ namespace torva::tables::columns {
 // What a field's values are taken for.
 enum class Kind : u8 { kAuto, kText, kUnsigned, kSigned, kFloat, kDate, kBool, kHex };
 
-// What is known of a column ahead of its values.
+// What is known of a column before its values.
 struct ColumnSpec {
     u16 id = 0;
     Kind kind = Kind::kAuto;  // kAuto: text for the text tag, unsigned for tags with a payload of fixed width
@@ -32,7 +32,7 @@ struct ColumnSpec {
     bool guessed = false;  // the kind comes from a tag: only values of such tags are of it
 };
 
-// A typed field as it lies in the file. The payload of a text includes its terminator. A fixed payload has
+// A typed field as stored in the file. The payload of a text includes its terminator. A fixed payload has
 // kMostPayload readable bytes.
 struct FieldView {
     u8 tag = 0;
@@ -86,7 +86,7 @@ class ColumnBuilder {
 public:
     ColumnBuilder(ColumnSpec columnSpec, bool wantOwn, Budget* columnBudget);
 
-    // The default field: what a row without a value of its own gets. Ahead of the first value.
+    // The default field: what a row without a value of its own gets. Before the first value.
     void SetDefault(const FieldView& field);
 
     // A record's value for `row`, which is not below the one before. `readable` ends the bytes that may be
@@ -139,7 +139,7 @@ public:
     const ColumnSpec& Spec() const { return spec; }
     u32 Width() const { return sourceWidth; }
 
-    // Appends the rows of another builder of the same field, which goes on where this one's `rows` end.
+    // Appends the rows of another builder of the same field, which continues where this one's `rows` end.
     // False, with both unusable, where that one took its values for another type than this one would have.
     bool Append(ColumnBuilder& next, u32 rows, u32 nextRows);
 

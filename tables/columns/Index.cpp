@@ -9,7 +9,7 @@ u64 HashOf(std::string_view text) {
     return columns::HashOf(reinterpret_cast<const u8*>(text.data()), text.size());
 }
 
-// The first 8 bytes as a number in their order; a symbol has no zero bytes, so shorter ones sort ahead.
+// The first 8 bytes as a number in their order; a symbol has no zero bytes, so shorter ones sort first.
 u64 KeyOf(std::string_view text) {
     u64 key = 0;
     for (std::size_t i = 0; i < 8; ++i) key = key << 8U | (i < text.size() ? static_cast<u8>(text[i]) : 0U);

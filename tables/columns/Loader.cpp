@@ -170,7 +170,7 @@ ColumnLoader::ColumnLoader(const Stream& symbolStream, const LoadOptions& loadOp
 }
 
 // Columns that are there from the first row on: those that are known, wanted by name, or have a default
-// field. The type of a default field counts ahead of those of the records.
+// field. The type of a default field takes precedence over those of the records.
 void ColumnLoader::Start() {
     slots.assign(kIds, options.fieldIds.empty() ? kNew : kUnwanted);
     columns.clear();
@@ -245,7 +245,7 @@ ColumnLoader::Outcome ColumnLoader::Record(const u8* /*data*/, const u8* end, co
         if (left - sizeof recordSize < u64{recordSize} + kMostFixedField) return Outcome::kMore;
     } else {
         if (consumed >= stream.size) return Outcome::kEnd;
-        if (left == 0) return End(SYM_END_OF_DATA, "the data ends ahead of the section's end");
+        if (left == 0) return End(SYM_END_OF_DATA, "the data ends before the section's end");
         std::memcpy(&recordSize, next, std::min(left, sizeof recordSize));
     }
     if (consumed >= stream.size) return Outcome::kEnd;
@@ -270,7 +270,7 @@ ColumnLoader::Outcome ColumnLoader::Record(const u8* /*data*/, const u8* end, co
     const u64 sectionLeft = stream.size > sectionConsumed ? stream.size - sectionConsumed : 0;
     const u64 ownLeft = std::min<u64>(recordSize - recordConsumed, sectionLeft);
     if (ownLeft > 0) {
-        // Fields begin ahead of the end of the record and of the section.
+        // Fields begin before the end of the record and of the section.
         const auto room = static_cast<u64>(end - at);
         if (room >= kMostFixedField) {
             const u8* const lastStart = at + std::min(ownLeft - 1, room - kMostFixedField);
@@ -295,8 +295,8 @@ ColumnLoader::Outcome ColumnLoader::Record(const u8* /*data*/, const u8* end, co
     return Outcome::kRow;
 }
 
-// Fields that do not lie whole in front of the bytes that may be read. SYM_OK: the record's fields are read,
-// to its end or past it. SYM_MORE_DATA: more bytes must be at hand. Else the code with which the data ends.
+// Fields that are not whole within the bytes that may be read. SYM_OK: the record's fields are read,
+// to its end or past it. SYM_MORE_DATA: more bytes are needed. Else the code with which the data ends.
 // Of a header that the end of the data cuts off an empty field with id 0 is left.
 i32 ColumnLoader::TakeRest(const u8*& next, const u8* end, u64& recordConsumed, u32 recordSize, bool last) {
     while (recordConsumed < recordSize) {

@@ -60,14 +60,14 @@ struct Stream {
 // Turns bytes of the symbol section into columns, piece by piece.
 class ColumnLoader {
 public:
-    // `known`: what is known of columns ahead. `firstOffset` is where the first record begins, counted from
-    // the section's start.
+    // `known`: what is known of columns in advance. `firstOffset` is where the first record begins, counted
+    // from the section's start.
     ColumnLoader(const Stream& symbolStream, const LoadOptions& loadOptions, Budget* loadBudget,
                  const std::vector<ColumnSpec>& known, u64 firstOffset);
 
     // Reads the records at `data`, which has `size` bytes and, with `last`, all that the file has from there
-    // on. Stops at a record that is not whole there, and ahead of row `rowLimit`. Returns the bytes that it
-    // read; Done() tells when there is no more to come.
+    // on. Stops at a record that is not whole there, and before row `rowLimit`. Returns the bytes that it
+    // read; Done() says whether that was the end.
     std::size_t Feed(const u8* data, std::size_t size, bool last, u32 rowLimit);
 
     bool Done() const { return done; }
@@ -77,10 +77,10 @@ public:
     // Moves out the columns up to now: the symbols, then the fields by id.
     std::vector<Column> Finish();
 
-    // Goes on with row 0 of new columns.
+    // Continues with row 0 of new columns.
     void Restart(const std::vector<ColumnSpec>& known);
 
-    // Stops ahead of the record that begins at this offset from the section's start.
+    // Stops before the record that begins at this offset from the section's start.
     void StopAt(u64 offset) { stopAt = offset; }
     bool Stopped() const { return consumed >= stopAt; }
 
@@ -95,7 +95,7 @@ public:
     // that grows step by step is copied each time, and leaves holes where memory cannot be remapped.
     void ReserveFor(u64 sectionBytes);
 
-    // Appends the rows of the loader that goes on where this one stopped. False where their columns have
+    // Appends the rows of the loader that continues where this one stopped. False where their columns have
     // different types: then all rows must be loaded by one.
     bool Append(ColumnLoader& next);
 
@@ -133,13 +133,13 @@ private:
     Budget* const budget;
     std::vector<ColumnSpec> knownSpecs;
     u64 stopAt = ~u64{0};
-    u64 consumed;  // bytes of the section ahead of the next record, its id included
+    u64 consumed;  // bytes of the section before the next record, its id included
 
     std::vector<u32> slots;  // by field id: index in `columns`, kNew or kUnwanted
     std::vector<ColumnBuilder> columns;
     ColumnBuilder symbols;
     u32 rows = 0;
-    const u8* readable = nullptr;  // end of the bytes at hand
+    const u8* readable = nullptr;  // end of the bytes in the window
     std::vector<u32> again;        // columns that the current record has a second value of
     bool sampled = false;
     bool done = false;
@@ -166,7 +166,7 @@ private:
     std::size_t begin = 0;
     std::size_t end = 0;
     bool ended = false;    // the window has the last byte of the file
-    bool starved = false;  // the bytes in the window are no whole record
+    bool starved = false;  // the bytes in the window are not a whole record
 };
 
 // A file loaded whole.

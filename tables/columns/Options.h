@@ -10,7 +10,7 @@ namespace torva::tables::columns {
 
 std::filesystem::path PathOf(const char* utf8);
 
-// `path` is that of the symbol file, empty where there is none. Throws LoadError.
+// `path` is that of the symbol file, empty if there is none. Throws LoadError.
 LoadOptions ReadOptions(const TvtOptions* options, const char* path);
 
 }  // namespace torva::tables::columns

@@ -56,7 +56,7 @@ i32 tvt_OpenWatch(const char* path, const TvtOptions* options, TvtWatch** watch,
             made->file = PathOf(path);
         }
         if (options != nullptr) made->options = &(made->copy = *options);
-        made->stamp = made->StampOf();  // ahead of the load: a change during it is one for the next refresh
+        made->stamp = made->StampOf();  // before the load: a change during it is one for the next refresh
         const i32 result = tvt_Load(path, made->options, &loaded, error);
         if (result != TVT_OK) return result;
         made->table.reset(loaded);

@@ -51,7 +51,7 @@ private:
     std::string bytes;                 // u32 key size, u32 value size, key, value
     std::vector<std::size_t> offsets;  // of the records in `bytes`
     std::size_t nextOffset = 0;        // index of the record after the current one
-    std::string path;                  // of the temporary file; empty as long as there is none
+    std::string path;                  // of the temporary file; empty until it is created
     std::fstream file;
     u64 fileSize = 0;
     std::vector<std::unique_ptr<Run>> runs;  // a heap, the smallest record first, once sorted

@@ -39,7 +39,7 @@ public:
     // From a name of the dictionary or a number.
     std::optional<u16> IdOf(std::string_view nameOrId) const;
 
-    // The name, or the number where there is none.
+    // The name, or the number if there is none.
     std::string NameOf(u16 id) const;
 
     // The type that a value of this id and tag is shown as: the dictionary's where the payload can be that,

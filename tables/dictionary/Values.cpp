@@ -30,8 +30,8 @@ std::optional<std::chrono::year_month_day> PayloadDate(std::string_view payload)
     return DateOf(PayloadNumber(payload));
 }
 
-// A float prints with the digits that tell it from its neighbours, not with those of the double that holds
-// it.
+// A float prints with the digits that distinguish it from its neighbours, not with those of the double that
+// holds it.
 std::string FloatText(std::string_view payload) {
     return payload.size() == sizeof(float) ? fmt::format("{}", static_cast<float>(PayloadFloat(payload)))
                                            : fmt::format("{}", PayloadFloat(payload));

@@ -23,7 +23,7 @@ std::optional<std::chrono::year_month_day> PayloadDate(std::string_view payload)
 // "2024-01-31", of a number for which DateOf has a day.
 std::string DateText(u64 date);
 
-// A float as the shortest digits that tell it from its neighbours of its own width.
+// A float as the shortest digits that distinguish it from its neighbours of the same width.
 std::string FloatText(std::string_view payload);
 
 // A value for people: "12.5", "2024-01-31", "0x0aff", a text as TextCodec::Display returns it.

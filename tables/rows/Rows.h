@@ -28,7 +28,7 @@ struct SymbolField {
 struct SymbolView {
     std::string_view text;
     std::span<const SymbolField> fields;
-    bool marked = true;    // SymbolField::isDefault tells own fields from defaults; false with a filter
+    bool marked = true;    // SymbolField::isDefault separates own fields from defaults; false with a filter
     bool complete = true;  // false: the record broke off; `fields` holds what came
 };
 

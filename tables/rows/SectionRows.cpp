@@ -507,7 +507,7 @@ private:
 
 // ---- nested sections
 
-// Bodies of known size: what an operation skips ahead of the next one is a problem.
+// Bodies of known size: what an operation skips before the next one is a problem.
 class BodyRows : public SectionRows {
 public:
     using SectionRows::SectionRows;

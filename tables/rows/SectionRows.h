@@ -34,7 +34,8 @@ protected:
     // Bytes of the section that were gone through, counted as the library counts them.
     u64 Consumed() const { return file.sectionSize == 0 ? 0 : file.sectionConsumed; }
     void Advanced();  // by a row or a symbol
-    // Ends the walk: compares what was delivered with what the section's head and the directory announce.
+    // Ends the walk: compares what was delivered with the counts and sizes in the section's head and the
+    // directory.
     void End();
     static std::string ErrorText(i32 error);
 

@@ -11,7 +11,7 @@ namespace torva::tables {
 namespace {
 
 constexpr u64 kRowsBetweenProgress = 1024;          // a callback costs more than a row
-constexpr std::size_t kProblemsOfOneSection = 100;  // enough for a section of nonsense
+constexpr std::size_t kProblemsOfOneSection = 100;  // enough for a corrupt section
 
 // Bytes of a section's head that its reader does not count.
 u64 NotCounted(const SectionInfo& section) {

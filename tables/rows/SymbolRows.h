@@ -6,15 +6,15 @@
 
 namespace torva::tables {
 
-// Own fields are told from defaults by their bytes: the step of the section's counter over a record is the
-// record's size in the file, and each own field takes 3 bytes and its payload. With a filter the fields that
-// were left out are counted too, so that nothing can be told.
+// Own fields are distinguished from defaults by their bytes: the step of the section's counter over a record
+// is the record's size in the file, and each own field takes 3 bytes and its payload. With a filter the
+// fields that were left out are counted too, so that it cannot be determined.
 class SymbolRows final : public SectionRows {
 public:
     explicit SymbolRows(Reader& reader);
     ~SymbolRows() override { Release(); }
 
-    // Goes on with the record that begins `offset` bytes after the section's start.
+    // Continues with the record that begins `offset` bytes after the section's start.
     void MoveTo(u32 offset);
 
     // Moves to the next symbol. Either this or Next.

@@ -1,7 +1,7 @@
 // The symbols of a file for queries: in file order or from any record on, with the values of a few fields, or
-// all own fields, where they lie in the file.
+// all own fields, as stored in the file.
 //
-// A record that lies whole in its section and in the file, and whose fields end where it ends, is read here
+// A record that is whole in its section and in the file, and whose fields end where it ends, is read here
 // without a call of the library and without a copy of its values. From the first record on that is not of
 // that kind everything comes from a SymbolCursor, so that a damaged file delivers what it delivers there.
 #pragma once
@@ -21,7 +21,7 @@ public:
     // A record, to come back to it.
     struct Place {
         u32 offset = 2;  // from the section's start
-        u32 number = 0;  // of symbols ahead of it
+        u32 number = 0;  // of symbols before it
     };
 
     // Field() serves the fields of `wantedIds` by their index there. With `listOwnFields`, OwnFields() has
@@ -92,7 +92,7 @@ private:
     Place next;
     Place current;
     u64 stamp = 0;
-    bool complete = true;  // the record at hand
+    bool complete = true;  // the current record
     std::string_view text;
     std::string_view record;
     std::vector<SymbolField> ownFields;

@@ -13,8 +13,8 @@ namespace torva::tables {
 
 // An open file is shared: it takes no lock and heeds none, so that reading never blocks another process and
 // is never blocked (on Windows, as far as the other opener allows). Any number of Readers, in any threads,
-// may use one FileSource at the same time. A file that another process writes meanwhile reads as whatever it
-// holds at each moment.
+// may use one FileSource at the same time. A file that another process writes at the same time reads as
+// whatever it holds at each moment.
 class FileSource {
 public:
     // Opens a regular file. `name` is used in messages; empty: the path. Throws Error.
@@ -44,7 +44,7 @@ public:
     // Memory that holds the whole file; null for an open file.
     const u8* Bytes() const { return file ? nullptr : memory.data(); }
 
-    // The same file for an owner of its own; null for memory.
+    // The same file, for another owner; null for memory.
     std::unique_ptr<platform::File> Share() const;
 
 private:

@@ -27,7 +27,7 @@ std::error_code SynchronizeFile(const fs::path& path) {
     return {static_cast<int>(error), std::system_category()};
 }
 
-void SynchronizeDirectory(const fs::path&) {}  // the file system's journal sees to that
+void SynchronizeDirectory(const fs::path&) {}  // the file system's journal ensures that
 
 #else
 

@@ -1,4 +1,4 @@
-/* The smallest host in C: what it prints tells that it was compiled, linked and run against the library. */
+/* The smallest host in C: its output shows that it was compiled, linked and run against the library. */
 #include <TorvaValues.h>
 #include <stdio.h>
 

@@ -31,7 +31,7 @@ struct Walk {
     std::int32_t end = 0;
 };
 
-// The exports' walk in file mode, by the operations behind them. Rows that are not completed do not count.
+// The exports' walk in file mode, by the operations that they call. Rows that are not completed do not count.
 // (In memory mode a section that begins beyond the end of the file may be found where the read position is.)
 std::optional<Walk> WalkExports(const std::vector<std::uint16_t>& ids) {
     constexpr std::int32_t kItems = 4096;

@@ -16,8 +16,8 @@ struct ToolResult {
     std::string err;
 };
 
-// Runs in a directory of its own, which is the current one meanwhile, so that outputs name files without a
-// path.
+// Runs in a directory of its own, which is the current one during that time, so that outputs name files
+// without a path.
 class ToolTest : public testing::Test {
 protected:
     ToolTest();

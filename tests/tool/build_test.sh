@@ -186,7 +186,7 @@ echo '{}' >words.json
 expect 64 'tvsym: tables/symbols.csv: is what is read*' "$tvsym" build tables tables/symbols.csv
 expect 64 'tvsym: words.json: is what is read*' "$tvsym" build --dictionary words.json chinese.json words.json
 
-# An answer that nobody could read is not "nothing is wrong".
+# An answer that could not be read is not "nothing is wrong".
 mkfifo closed
 exec 8<>closed 9>closed 8<&-
 for command in "check old.sym" "diff old.sym edited.sym" "diff --summary --json old.sym old.sym"; do

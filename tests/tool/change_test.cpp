@@ -144,7 +144,7 @@ TEST_F(Changes, DamageStaysOrIsReported) {
         }
         ExpectPatch("sound", "bad");
         ExpectPatch("bad", "sound");
-        // A damaged patch is found out, and nothing is written.
+        // A damaged patch is detected, and nothing is written.
         Run("diff --format patch sound bad");
         std::string patch = Load(".out");
         patch[random.Below(static_cast<std::uint32_t>(patch.size()))] ^=

@@ -1,4 +1,5 @@
-// tvsym check: each fault that a file can have is told with its place, and nothing is told of a sound file.
+// tvsym check: each fault that a file can have is reported with its place, and nothing is reported of a sound
+// file.
 #include <array>
 #include <filesystem>
 #include <functional>
@@ -150,7 +151,7 @@ TEST_F(Check, AThousandFilesAtOnce) {
     EXPECT_EQ(infos[5], Json::parse(R"({"file": "text", "status": 2, "result": null})"));
 }
 
-// What readers get of each section, as `arguments` tell it in JSON.
+// What readers get of each section, as `arguments` report it in JSON.
 std::map<int, Json> Delivered(const ToolResult& result) {
     std::map<int, Json> sections;
     const Json document = Json::parse(result.out, nullptr, false);

@@ -1,4 +1,4 @@
-// tvsym export: what stands in the database is what the tables say that the sample is made from.
+// tvsym export: what is in the database is what the tables say that the sample is made from.
 #include <algorithm>
 #include <fstream>
 #include <map>
@@ -23,7 +23,7 @@ class Export : public ToolTest {};
 
 using Rows = std::vector<std::string>;
 
-// Each row of the result as one line, columns behind bars.
+// Each row of the result as one line, columns after bars.
 Rows Query(const char* file, const char* sql) {
     sqlite3* database = nullptr;
     EXPECT_EQ(sqlite3_open_v2(file, &database, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);

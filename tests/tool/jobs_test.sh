@@ -202,7 +202,7 @@ tool symbols small.sym --limit 1 --color always | grep $'^\e' >/dev/null || fail
 answer '*--color: *
 status 64' tool symbols small.sym --color sometimes
 
-# What goes wrong outside, over the ways to write: a full disk is an error, a reader that has seen enough is none,
+# What goes wrong outside, over the ways to write: a full disk is an error, a reader that has seen enough is not,
 # and nothing half-written stays. A command that begins with "to" has a file to write.
 tool export sample.sym wide.ndjson
 mkfifo closed
@@ -271,7 +271,7 @@ status 1' tool merge left.sym uno.sym out2.sym
 answer '*status 0' tool merge left.sym uno.sym out2.sym --on-duplicate last
 [ "$(tool sql out2.sym --all-fields --format csv "SELECT count(field_8), count(*) FROM symbols" | tail -n 1 | tr -d '\r')" = 3,4 ] || fail "a default became the value of another file's symbol"
 
-# On a terminal a pager shows the output, in colour; leaving it early is no error.
+# On a terminal a pager shows the output, in colour; leaving it early is not an error.
 PAGER='sed "s/^/[/"' TERM=xterm script -qec "'$tvsym' symbols small.sym --limit 1" typed </dev/null | grep '^\[.*A' >/dev/null || fail "no pager"
 PAGER='head -n 1' TERM=xterm answer '*
 status 0' script -qec "'$tvsym' diff small.sym sample.sym" typed </dev/null

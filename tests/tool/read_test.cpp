@@ -32,7 +32,7 @@ symwrite::File ChineseFile() {
     return {{defaults, symbols}, {}, {}};
 }
 
-// Two sections of one id, one of an id that nobody reads, bytes that belong to no section, one of the wrong
+// Two sections of one id, one of an id without a reader, bytes that belong to no section, one of the wrong
 // id.
 symwrite::File OddFile() {
     symwrite::Section first = {.id = 9, .rows = {{{1, "first"}}}};
@@ -256,7 +256,7 @@ TEST_F(ToolTest, DamagedSectionsAreDumpedAsJson) {
     EXPECT_GT(std::count(dump.err.begin(), dump.err.end(), '\n'), 10);
 }
 
-// What was dumped or exported, in whatever form, gives the same bytes again.
+// What was dumped or exported, in whatever form, makes the same bytes again.
 TEST_F(ToolTest, DumpsAndExportsBuildTheSameFile) {
     struct RoundTrip {
         const char* take;

@@ -221,7 +221,7 @@ int Disconnect(sqlite3_vtab* table) {
     return SQLITE_OK;
 }
 
-// Whether a row number, SQLite's or the table's, tells a row alone.
+// Whether a row number, SQLite's or the table's, identifies a row.
 bool IsRowNumber(const TableSpec& spec, int column) {
     const bool numbered = spec.kind == TableSpec::Kind::Symbols || spec.kind == TableSpec::Kind::Level ||
                           spec.kind == TableSpec::Kind::Sections;

@@ -22,7 +22,7 @@ struct sqlite3;
 
 namespace torva::sql {
 
-// Files that the application opened, by the name that stands in place of a path. Damage in them is not an
+// Files that the application opened, by the name that replaces a path. Damage in them is not an
 // error: the application asks for SymbolDatabase::Problems.
 using OpenDatabases = std::map<std::string, std::shared_ptr<SymbolDatabase>>;
 

@@ -10,7 +10,7 @@ using namespace tables;
 
 namespace {
 
-constexpr std::size_t kSymbolColumns = 3;  // of symbols, ahead of the fields
+constexpr std::size_t kSymbolColumns = 3;  // of symbols, before the fields
 
 // Columns that symbols and symbol_fields have in common.
 Value SymbolColumn(SymbolDatabase& database, const SymbolScan& scan, std::size_t column) {
@@ -113,7 +113,7 @@ private:
     SymbolDatabase& database;
     SymbolScan symbols;
     std::size_t count = 0;  // of the symbol's own fields
-    std::size_t at = 0;     // the field, from 1; 0: ahead of them
+    std::size_t at = 0;     // the field, from 1; 0: before them
 };
 
 // Rows that are delivered in order, once.

@@ -61,7 +61,7 @@ public:
     const void* Kept() const { return kept.get(); }  // changes where scans must be made anew
 
     // The places of the rows whose value of a column hashes so, ascending, from an index that is made at the
-    // second call for this column. Null where there is none yet.
+    // second call for this column. Null if there is none yet.
     struct Entry {
         u32 hash;
         Place place;

@@ -61,7 +61,7 @@ public:
     // Every table, in the order of their names' sections.
     const std::vector<TableSpec>& Tables() const { return specs; }
 
-    // Null where there is none of that name. The columns of `symbols` are found at its first use: those of
+    // Null if there is none of that name. The columns of `symbols` are found at its first use: those of
     // the dictionary and of the default fields, or of every field where there is no dictionary.
     const TableSpec* Find(std::string_view name, std::size_t mostColumns);
 

@@ -34,9 +34,9 @@ double PayloadDecimal(std::string_view payload);
 //   text      TEXT; a BLOB where the bytes are not text in the file's character set, or hold a zero byte
 //   unsigned  INTEGER; from 2^63 on, which SQL has no integers for, TEXT with all digits
 //   signed    INTEGER
-//   float     REAL, of 4 bytes the decimal number that tells it from its neighbours (0.1, not
+//   float     REAL, of 4 bytes the decimal number that distinguishes it from its neighbours (0.1, not
 //             0.10000000149011612); TEXT for nan and inf
-//   date      TEXT, "2024-01-31"; a number where it is no day
+//   date      TEXT, "2024-01-31"; a number where it is not a day
 //   hex       TEXT, "0x0aff"
 //   none      NULL, for a tag without a payload
 //

@@ -21,7 +21,7 @@ test("no view has a serious finding of axe, light or dark", async () => {
         await openFiles(page, [sample(), dictionary]);
         await page.waitForSelector(".fact.good");
         await page.evaluate(axe);
-        // The views differ by theme in nothing but colours.
+        // The views differ by theme only in colours.
         const options = { resultTypes: ["violations"], ...(scheme === "dark" ? { runOnly: ["color-contrast"] } : {}) };
         const check = async (name: string): Promise<void> => {
             const results = await page.evaluate((wanted) => (window as unknown as { axe: Axe }).axe.run(wanted), options);

@@ -387,7 +387,7 @@ const ElementPlaces* PlacesOf(OpenFile& file, u16 id) {
     return places.get();
 }
 
-// The row whose element holds the byte at `offset`; null where there is none.
+// The row whose element holds the byte at `offset`; null if there is none.
 json RowAt(OpenFile& file, u16 id, u64 offset) {
     std::optional<RowPlace> place;
     if (id == kSymbols) {

@@ -15,7 +15,7 @@ struct BuildOptions : SourceOptions {
 };
 
 // Writes the file beside its place and renames it, so that whatever fails leaves an old file as it was. Gives
-// kExitOk, or kExitFindings when the content is wrong, which is told on stderr; throws ToolError for all
+// kExitOk, or kExitFindings when the content is wrong, which is reported on stderr; throws ToolError for all
 // else.
 int RunBuild(const BuildOptions& options);
 

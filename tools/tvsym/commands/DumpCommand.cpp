@@ -139,8 +139,8 @@ private:
         return walk.problems.empty() ? std::nullopt : std::optional(walk.problems.front());
     }
 
-    // The document that `build` reads. What no reader delivers stands in it as bytes, so that nothing is lost
-    // where the file is sound. What is wrong is told in members that begin with "_", which `build` passes
+    // The document that `build` reads. What no reader delivers is in it as bytes, so that nothing is lost
+    // where the file is sound. What is wrong is recorded in members that begin with "_", which `build` passes
     // over.
     void Document(JsonWriter& json) {
         json.Raw("{");

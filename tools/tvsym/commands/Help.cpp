@@ -26,7 +26,7 @@ struct Section {
     std::vector<Argument> arguments;
 };
 
-// What can be completed behind an option, where that is a list of words.
+// What can be completed after an option, where that is a list of words.
 std::vector<std::string> Choices(const std::string& command, const std::string& option) {
     if (option == "--section") {
         std::vector<std::string> names;

@@ -36,7 +36,7 @@ int PrintSchema(const InfoOptions& options) {
     return ReportProblems(reader, {1, 2}, {});
 }
 
-// What stands in the column on the id at the section's start.
+// What the column shows about the id at the section's start.
 std::string StartText(const DirectoryEntry& entry) {
     if (!entry.idAtStart) {
         return "behind the end";

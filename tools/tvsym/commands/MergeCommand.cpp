@@ -33,7 +33,7 @@ constexpr std::pair<const char*, OnDuplicate> kRules[] = {{"first", OnDuplicate:
                                                           {"error", OnDuplicate::Error},
                                                           {"fields", OnDuplicate::Fields}};
 
-// A typed field of its own.
+// A typed field that owns its bytes.
 using OwnField = symwrite::Field;
 OwnField Owned(const SymbolField& field) { return {field.id, field.tag, std::string(field.value)}; }
 
@@ -67,7 +67,7 @@ public:
     u64 Duplicates() const { return added - written; }
 
 private:
-    // The records of one symbol. Several of one file are no duplicates: they stay as they are, unless their
+    // The records of one symbol. Several of one file are not duplicates: they stay as they are, unless their
     // fields are put together.
     void Symbol(RecordSpool& to) {
         const std::string symbol(sorted.Key());

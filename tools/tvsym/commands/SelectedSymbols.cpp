@@ -17,7 +17,8 @@ public:
 
     // Null where the record cannot be read any more.
     const SymbolView* Read(u32 offset) {
-        if (!cursor || !cursor->Symbol().complete) {  // a walk does not go on after a record that broke off
+        if (!cursor ||
+            !cursor->Symbol().complete) {  // a walk does not continue after a record that broke off
             cursor.reset();
             reader = std::make_unique<Reader>(source, ReaderOptions{mode, filter});
             cursor.emplace(reader->Symbols());

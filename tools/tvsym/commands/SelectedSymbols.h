@@ -6,7 +6,7 @@
 namespace tvsym {
 
 // Prints what the selection delivers, and what is wrong in the file. Returns the exit status; `any`, where
-// given, tells whether there was a symbol. `filter` are the fields to print; empty: all.
+// given, says whether there was a symbol. `filter` are the fields to print; empty: all.
 int PrintSelected(Selection& selection, const SelectOptions& select, const FileOptions& file,
                   const std::shared_ptr<const FileSource>& source, const Dictionary& dictionary, bool json,
                   const std::vector<u16>& filter, bool* any = nullptr);

@@ -1,6 +1,6 @@
 // tvsym view: the page of viewer/ with a file inside it, in the user's browser.
 //
-// The page's bytes are copied, and ahead of </body> each file becomes data blocks:
+// The page's bytes are copied, and before </body> each file becomes data blocks:
 //
 //   <script type="application/octet-stream" data-name="NAME">BASE64</script>
 //

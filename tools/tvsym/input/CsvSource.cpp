@@ -20,7 +20,7 @@ namespace {
 
 using symwrite::Json;
 
-// Splits a file into rows: cells behind commas, quoted where they hold commas, quotes or line ends.
+// Splits a file into rows: cells after commas, quoted where they hold commas, quotes or line ends.
 class CsvReader {
 public:
     explicit CsvReader(std::istream& stream) : in(*stream.rdbuf()) {}
@@ -49,7 +49,7 @@ private:
     static constexpr int kEnd = std::char_traits<char>::eof();
 
     // More than any text or list of a record. What has no limit are the bytes of a section, which stop at the
-    // first that is no hex digit.
+    // first that is not a hex digit.
     static constexpr size_t kLongestCell = size_t{64} << 20;
 
     // Whether a cell has grown too long; the rows end there.
@@ -237,7 +237,7 @@ public:
     }
 
 private:
-    // A level's element goes on while its number and those above stay; its absence ends the row.
+    // A level's element continues while its number and those above stay; its absence ends the row.
     void Row() {
         size_t column = 0;
         bool fresh = false;
@@ -423,7 +423,7 @@ private:
     bool complained = false;
 };
 
-// A row for each symbol and a column for each field: symbol,name,lot. An empty cell is no field.
+// A row for each symbol and a column for each field: symbol,name,lot. An empty cell means no field.
 class WideSymbols {
 public:
     WideSymbols(CsvTable& from, const symwrite::FromJsonOptions& reading, bool utf8, Spool& to,

@@ -18,7 +18,7 @@ namespace tvsym {
 
 namespace {
 
-// A file that tells a progress bar how far it has been read.
+// A file that shows in a progress bar how far it has been read.
 class WatchedFile : public std::filebuf {
 public:
     explicit WatchedFile(ProgressBar* bar) : progress(bar) {}

@@ -33,7 +33,7 @@ public:
               std::shared_ptr<const FileSource> source, const Dictionary& dictionary,
               const std::string& more = {});
 
-    // For ReaderOptions: whether a symbol meets the conditions; empty where there are none. For walks of
+    // For ReaderOptions: whether a symbol meets the conditions; empty if there are none. For walks of
     // Readers that end before the Selection.
     std::function<bool(u64)> Takes();
 

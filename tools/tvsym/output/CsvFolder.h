@@ -3,7 +3,7 @@
 //
 //   id,file,before
 //   2,symbols.csv,
-//   5,section-5.csv,aabbcc     before: bytes of no section ahead of this one, as hex
+//   5,section-5.csv,aabbcc     before: bytes of no section before this one, as hex
 //   ,,ff                       without a file: the bytes at the symbol file's end
 //   ,damaged,                  the symbol file was damaged: what the files hold is not all of it
 //

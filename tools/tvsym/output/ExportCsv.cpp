@@ -52,8 +52,8 @@ void LoadPostgres(std::string& sql, const LoadTable& table) {
                        table.file);
 }
 
-// An empty cell is NULL for every type; the names with @ take the cells as they stand. Only LENGTH tells an
-// empty text from blanks.
+// An empty cell is NULL for every type; the names with @ take the cells as they are. Only LENGTH
+// distinguishes an empty text from blanks.
 void LoadMysql(std::string& sql, const LoadTable& table) {
     std::string cells;
     std::string values;
@@ -187,9 +187,9 @@ void SetCell(std::string& cell, const SqlValue& value) {
     }
 }
 
-// Gives the size of the longest symbol, as its cell has it.
+// Returns the size of the longest symbol, as its cell has it.
 size_t WriteWide(const ExportSource& source, Output& out) {
-    constexpr size_t kAhead = 2;  // cells ahead of the fields
+    constexpr size_t kAhead = 2;  // cells before the fields
     std::vector<std::string> cells = {"symbol_no", "symbol"};
     std::vector<size_t> columnOf(65536);
     for (const WideColumn& column : source.wide) {

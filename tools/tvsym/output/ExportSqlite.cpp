@@ -4,7 +4,7 @@
 //   foreign_trade (head_no, id, name)   foreign_trade_items (item_no, head_no, tag)   foreign_trade_names
 //   (...)
 //
-// and each list a table of its own (NOUN_no, position, value). Symbols stand twice: `symbols` has a column
+// and each list a table of its own (NOUN_no, position, value). Symbols occur twice: `symbols` has a column
 // for each field, defaults filled in, and `symbol_fields` the own fields as they are stored.
 #include "tools/tvsym/output/Export.h"
 
@@ -179,7 +179,7 @@ private:
     }
 
     Walk Symbols() {
-        constexpr size_t kAhead = 2;  // columns ahead of the fields
+        constexpr size_t kAhead = 2;  // columns before the fields
         const size_t width = std::min(source.wide.size(), database.MostColumns() - kAhead);
         std::vector<u32> columnOf(65536, UINT32_MAX);
         std::string columns = "symbol_no INTEGER PRIMARY KEY, symbol TEXT NOT NULL";

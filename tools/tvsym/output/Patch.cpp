@@ -31,7 +31,7 @@ public:
     std::string_view At(u64 offset, size_t count) {
         const bool toEnd = start + held.size() == source.Size();
         if (offset < start || (offset + count > start + held.size() && !toEnd)) {
-            // Backward steps are short, so some bytes ahead of the offset stay at hand.
+            // Backward steps are short, so some bytes before the offset are kept.
             start = offset > size / 4 ? offset - size / 4 : 0;
             held.resize(size);
             held.resize(source.ReadAt(start, held.data(), static_cast<u32>(size)));
@@ -96,7 +96,7 @@ public:
 
     size_t Size() const { return size; }
 
-    // Offset of the block with this hash, most likely; none where there is none.
+    // Offset of the block with this hash, most likely; none if there is none.
     std::optional<u64> Find(u64 hash) {
         const u64 slot = Slot(hash);
         return slot == kNone ? std::nullopt : std::optional((slot & kMask) * size);

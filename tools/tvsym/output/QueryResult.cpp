@@ -46,7 +46,7 @@ bool IsNumber(const Value& value) {
     return value.kind == Value::Kind::Integer || value.kind == Value::Kind::Real;
 }
 
-// `exact`: can be told back to the same bytes; else for people.
+// `exact`: can be converted back to the same bytes; else for people.
 std::string PlainText(const Value& value, bool exact) {
     TextCodec codec;
     switch (value.kind) {

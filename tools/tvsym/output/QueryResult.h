@@ -11,7 +11,7 @@
 namespace tvsym {
 
 // Runs the query to its end and returns the number of its rows. `format` is table, csv or ndjson. Integers
-// that a double cannot hold are strings in JSON; bytes that are no text are "hex:..." in CSV and {"hex":
+// that a double cannot hold are strings in JSON; bytes that are not text are "hex:..." in CSV and {"hex":
 // "..."} in JSON.
 u64 WriteQuery(SqlQuery& query, Output& out, const std::string& format);
 

@@ -28,7 +28,7 @@ public:
 };
 
 // The elements of a section in the form that `build` reads, without the brackets of the list. With `lines`,
-// each element is an object of its own on a line of its own that tells its section, and values are what the
+// each element is an object of its own on a line of its own that names its section, and values are what the
 // dictionary makes of them.
 std::unique_ptr<RowWriter> MakeJsonRows(JsonWriter& json, const SectionInfo& section,
                                         const RowContext& context, bool lines);
@@ -51,10 +51,10 @@ void WriteCell(JsonWriter& json, ColumnKind kind, const Cell& cell, TextCodec& c
 //   symbols         symbol_no, symbol, field_no, id, tag, value
 //   foreign-trade   head_no, head_id, head_name, item_no, item_tag, name_no, name
 //
-// Numbers are decimal, lists are numbers behind blanks, records hex. A field's value is, by its tag, a text,
+// Numbers are decimal, lists are numbers after blanks, records hex. A field's value is, by its tag, a text,
 // the payload as an unsigned number, or empty. Texts are UTF-8; bytes that are not text, and texts that begin
-// with "hex:", stand as "hex:" and their digits. Where there is a dictionary, "field_name" and "field_value"
-// follow: the name and what its type makes of the value.
+// with "hex:", are written as "hex:" and their digits. Where there is a dictionary, "field_name" and
+// "field_value" follow: the name and what its type makes of the value.
 std::vector<std::string> CsvColumns(const SectionInfo& section, bool withDictionary);
 
 // A line of CSV, with its end; cells are quoted where they have to be. There is at least one.

@@ -10,7 +10,7 @@ namespace tvsym {
 
 namespace {
 
-// Ids that share their lists, which stand in the order of the section's columns.
+// Ids that share their lists, which are in the order of the section's columns.
 struct Group {
     std::vector<u16> ids;
     std::vector<std::vector<u16>> lists;

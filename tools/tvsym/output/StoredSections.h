@@ -17,7 +17,7 @@ struct OddNumbers {
 struct StoredSection {
     DirectoryEntry entry;
     const SectionInfo* section;  // null without a reader: only its bytes can be shown
-    u64 before;                  // bytes ahead of it that belong to no section
+    u64 before;                  // bytes before it that belong to no section
     OddNumbers odd = {};
     // With `odd`, the elements say all that the section holds: how many there are on each level. Empty where
     // that is not known.
@@ -48,7 +48,7 @@ const SectionInfo& StoredForm(u16 id);
 
 // Walks a section of the file to its end, into `rows`, which expect its stored form. The groups are those of
 // the file where they agree with what readers get; otherwise ids with equal lists form one group. Sections 18
-// and 21 are held in memory meanwhile.
+// and 21 are held in memory during that.
 Walk WalkStored(Reader& reader, u16 id, RowWriter& rows);
 
 }  // namespace tvsym

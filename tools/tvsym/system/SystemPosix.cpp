@@ -37,7 +37,7 @@ std::atomic<size_t> countToRemove = 0;
 constexpr size_t kMostJobs = 64;
 std::atomic<pid_t> children[kMostJobs];
 
-// The pager, and copies of the streams that lead to it; -1 where there is none.
+// The pager, and copies of the streams that lead to it; -1 if there is none.
 struct PagerProcess {
     pid_t process = -1;
     int output = -1;
@@ -308,7 +308,7 @@ private:
 
 void RunInProcesses(size_t count, size_t jobs, const std::function<int(size_t)>& run,
                     const std::function<void(size_t, int, std::FILE*)>& finished) {
-    constexpr size_t kWaiting = 4;  // times as many as run may have ended ahead of their turn
+    constexpr size_t kWaiting = 4;  // times as many as run may have ended before their turn
     jobs = std::clamp<size_t>(jobs, 1, kMostJobs);
     std::deque<std::unique_ptr<ChildRun>> runs;  // in order, from the next one to be delivered
     size_t started = 0;

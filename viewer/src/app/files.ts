@@ -70,7 +70,7 @@ function opened(slot: Slot, overview: Overview): void {
     void survey();
 }
 
-// The check reads the whole file three times, and the worker answers nothing else meanwhile. Larger files are
+// The check reads the whole file three times, and the worker answers nothing else during that time. Larger files are
 // checked on request.
 const checkedAtOnce = 16 << 20;
 
