@@ -6,8 +6,10 @@
 A row is a job: tvsym, then a peer, each on the form of the data that it reads (the symbol file; the file imported into
 SQLite; JSON lines; CSV), and an older tvsym where one is named. The contestants of a row take turns, round after round. A
 figure is the median of the process's processor time, a ratio the median of the ratios in the same round; memory is the
-largest resident set. Conversions that a peer needs first are not counted. Peers that are not installed are left out.
+largest resident set. Conversions that a peer needs first are not counted. Peers that are not installed are left out. The
+exit status is 1 where tvsym took more memory than the job is allowed.
 """
+import math
 import multiprocessing
 import os
 import shutil
@@ -24,6 +26,14 @@ JSON_SUM = ("import json,collections\nc=collections.Counter(json.loads(l)['curre
 CSV_SUM = ("import csv,collections\nprint(collections.Counter(row['currency'] for row in csv.DictReader(open('flat.csv'))))")
 CSV_WRITE = ("import json,csv,sys\nw=None\nfor l in open('flat.ndjson'):\n d=json.loads(l)\n"
              " w=w or csv.DictWriter(sys.stdout,d.keys())\n w.writerow(d)")
+
+# Where a peer's way is several commands, a shell runs them; the database is copied first, as tvsym keeps the old file.
+SQLITE_EDIT = ("cp a.db changed.db && sqlite3 changed.db \"UPDATE symbols SET lot=600 WHERE lot=500\" && "
+               "sqlite3 -csv changed.db 'SELECT * FROM symbols'")
+SQLITE_MERGE = ("ATTACH 'b.db' AS b; SELECT * FROM b.symbols UNION ALL SELECT * FROM main.symbols "
+                "WHERE symbol NOT IN (SELECT symbol FROM b.symbols) ORDER BY symbol")
+CSV_SPLIT = ("import csv\nw={}\nfor d in csv.DictReader(open('flat.csv')):\n k=d['currency']\n if k not in w:\n"
+             "  w[k]=csv.DictWriter(open(f'market-{k}.csv','w'),d.keys()); w[k].writeheader()\n w[k].writerow(d)")
 
 # Job, tvsym's arguments, the peer's name and command; the old tool runs the same arguments where it can.
 JOBS = (
@@ -48,7 +58,24 @@ JOBS = (
     ("build from CSV", "build flat.csv new.sym --dictionary a.sym.fields.json", "sqlite3 .import",
      ["sqlite3", ":memory:", ".mode csv", ".import flat.csv symbols"]),
     ("build from JSON lines", "build flat.ndjson new.sym --dictionary a.sym.fields.json", None, None),
+    ("edit", "edit a.sym new.sym --where lot=500 --set lot=600", "sqlite3 update, -csv", ["sh", "-c", SQLITE_EDIT]),
+    ("edit", "edit a.sym new.sym --where lot=500 --set lot=600", "jq",
+     ["jq", "-c", "if .lot==500 then .lot=600 else . end", "flat.ndjson"]),
+    ("edit", "edit a.sym new.sym --where lot=500 --set lot=600", "duckdb",
+     ["duckdb", "-c", "COPY (SELECT * REPLACE (CASE WHEN lot=500 THEN 600 ELSE lot END AS lot) FROM 'flat.csv') TO 'new.csv'"]),
+    ("extract", "extract a.sym new.sym --where currency='USD'", "sqlite3 -csv",
+     ["sqlite3", "-csv", "a.db", "SELECT * FROM symbols WHERE currency='USD'"]),
+    ("extract", "extract a.sym new.sym --where currency='USD'", "jq", ["jq", "-c", 'select(.currency=="USD")', "flat.ndjson"]),
+    ("merge", "merge a.sym b.sym new.sym --on-duplicate last", "sqlite3 -csv", ["sqlite3", "-csv", "a.db", SQLITE_MERGE]),
+    ("sort", "sort a.sym new.sym --order-by name", "sqlite3 -csv",
+     ["sqlite3", "-csv", "a.db", "SELECT * FROM symbols ORDER BY name"]),
+    ("split", "split a.sym --by currency --output market-{}.sym", "python csv", [sys.executable, "-c", CSV_SPLIT]),
+    ("patch", "diff a.sym b.sym --format patch", "sqldiff", ["sqldiff", "--table", "symbols", "a.db", "b.db"]),
+    ("apply", "apply a.sym ab.patch new.sym", "sqlite3", ["sh", "-c", "cp a.db changed.db && sqlite3 changed.db <ab.sql"]),
 )
+
+# MiB, by the first word of the arguments.
+LIMITS = {"edit": 64, "extract": 64, "merge": 64}
 
 
 def run(command):
@@ -83,8 +110,12 @@ def prepare(tool, count):
     shutil.copy("a.sym.fields.json", "b.sym.fields.json")
     for target in ("a.db", "flat.csv", "flat.ndjson"):
         subprocess.run([tool, "export", "--quiet", "a.sym", target], check=True)
+    subprocess.run([tool, "export", "--quiet", "b.sym", "b.db"], check=True)
+    with open("ab.patch", "wb") as patch:
+        subprocess.run([tool, "diff", "--quiet", "a.sym", "b.sym", "--format", "patch"], stdout=patch, check=False)
     if shutil.which("sqldiff"):
-        subprocess.run([tool, "export", "--quiet", "b.sym", "b.db"], check=True)
+        with open("ab.sql", "wb") as patch:
+            subprocess.run(["sqldiff", "--table", "symbols", "a.db", "b.db"], stdout=patch, check=True)
 
 
 def figures(results):
@@ -100,11 +131,15 @@ def main():
         os.chdir(directory)
         prepare(tool, count)
         print(f"{count} symbols with 10 fields; job, tvsym, peer and ratio, older tvsym and ratio")
+        above, shown = [], None
         for job, arguments, name, peer in JOBS:
             if peer and peer[0] != "TVSYM" and not shutil.which(peer[0]):
                 print(f"{job:22} {name}: not installed")
+                if job == shown:
+                    continue
                 peer = None
-            words = arguments.split() + ([] if " --by " in arguments else ["--quiet"])
+            shown = job
+            words = arguments.split() + ([] if arguments.startswith(("stats a.sym --by", "apply")) else ["--quiet"])
             commands = {"tvsym": [tool, *words]}
             if peer:
                 commands[name] = [tool if word == "TVSYM" else word for word in peer]
@@ -116,7 +151,13 @@ def main():
                     result = run(command)
                     if result:
                         results[contestant].append(result)
+            if len(results["tvsym"]) < ROUNDS:
+                sys.exit(f"tvsym {arguments}: failed")
             line = f"{job:22} {figures(results['tvsym'])}"
+            limit = LIMITS.get(words[0], math.inf)
+            if max(memory for _, memory in results["tvsym"]) > limit:
+                line += f" OVER {limit}"
+                above.append(job)
             for contestant in list(commands)[1:]:
                 if len(results[contestant]) < ROUNDS:
                     line += f"   {contestant}: cannot"
@@ -124,6 +165,8 @@ def main():
                 ratio = statistics.median(ours[0] / theirs[0] for ours, theirs in zip(results["tvsym"], results[contestant]))
                 line += f"   {contestant} {figures(results[contestant])} {ratio:5.2f}"
             print(line, flush=True)
+    if above:
+        sys.exit(f"more memory than allowed: {', '.join(above)}")
 
 
 if __name__ == "__main__":

@@ -164,7 +164,7 @@ if "$tvsym" dump sample.sym --output sample.json.gz 2>messages && "$tvsym" dump 
         done
         for size in 5 1000 $(($(wc -c <packed.sym.$ending) - 1)); do
             head -c "$size" packed.sym.$ending >cut.$ending
-            expect 2 "tvsym: cut.$ending: the compressed data are cut off" "$tvsym" info cut.$ending
+            expect 2 "tvsym: cut.$ending: the compressed data are cut off" "$tvsym" edit cut.$ending old.sym --set 1=x
         done
         { head -c 3000 packed.sym.$ending; head -c 50 /dev/zero; tail -c +3051 packed.sym.$ending; } >bad.$ending
         expect 2 "tvsym: bad.$ending: the compressed data are *" "$tvsym" info bad.$ending
@@ -174,7 +174,12 @@ if "$tvsym" dump sample.sym --output sample.json.gz 2>messages && "$tvsym" dump 
         same whole.sym twice.sym
     done
     head -c 100000000 /dev/zero | gzip -1 >bomb.gz
-    expect 2 'tvsym: bomb.gz: expands to more than 200 times its size*' "$tvsym" info bomb.gz
+    # Blocks of 128 KiB of one byte, in 4 bytes each.
+    { printf '\x28\xb5\x2f\xfd\x00\x38'; printf '\x02\x00\x10x%.0s' {1..1000}; } >bomb.zst
+    for bomb in bomb.gz bomb.zst; do
+        expect 2 "tvsym: $bomb: expands to more than 200 times its size*" "$tvsym" sort $bomb old.sym
+    done
+    same old.sym sample.sym
     [ -e /dev/full ] && expect 2 'tvsym: old.sym.gz: cannot be written: File too large' full build "$source_dir/samples/instruments.json" old.sym.gz
     [ -z "$(ls spool; find . -name '*.part*')" ] || fail "something is left"
 else

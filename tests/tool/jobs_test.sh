@@ -121,7 +121,6 @@ awk 'BEGIN { print "{\"symbols\": ["; for (i = 0; i < 60000; ++i) {
 tool stats --json many.sym | sed -n 's/^{"id":\([0-9]*\),"name":null.*"distinct":\([0-9]*\),.*/\1 \2/p' |
     awk '{ true_count = 20000 + 3500 * $1; error = $2 / true_count - 1; if (error > 0.03 || error < -0.03) { print "off by", error; bad = 1 } ++n } END { exit bad || n != 12 }' ||
     fail "distinct counts"
-rm many.sym
 
 # Dictionaries: a bad one beside the file is a message; a comparison knows both files' names.
 cp small.sym bad.sym
@@ -208,6 +207,7 @@ tool export sample.sym wide.ndjson
 mkfifo closed
 exec 8<>closed 9>closed 8<&-
 echo old >old.out
+tool diff small.sym sample.sym --format patch >patch
 while read -r command; do
     if [ "${command#to }" = "$command" ]; then
         # shellcheck disable=SC2086 # they are words
@@ -218,7 +218,7 @@ while read -r command; do
     else
         # shellcheck disable=SC2086
         answer 'tvsym: old.out: *cannot be written*
-status 2' bash -c "ulimit -f 2; '$tvsym' ${command#to } -q"
+status 2' bash -c "ulimit -f 2; '$tvsym' ${command#to }"
     fi
 done <<'COMMANDS'
 sql sample.sym SELECT/**/*/**/FROM/**/symbols
@@ -231,12 +231,70 @@ stats sample.sym --order-by symbol --limit 9
 info sample.sym --schema
 export sample.sym -
 build wide.ndjson -
+extract sample.sym -
 to dump sample.sym --output old.out --format csv --columns symbol
 to build wide.ndjson old.out
+to edit sample.sym old.out --set kind=2
+to sort sample.sym old.out --order-by name
+to merge sample.sym small.sym old.out --on-duplicate last
+to split sample.sym --by "'out'" --output old.{}
+to apply small.sym patch old.out
 COMMANDS
 exec 9>&-
 [ "$(cat old.out; ls | grep -c part)" = "old
 0" ] || fail "a part is left, or the old file is not: $(ls)"
+
+# A signal while a file is written leaves the old one, and no others; the new one is whole where it came too late.
+cp many.sym target.sym
+tool dump -q many.sym --output many.json
+tool edit -q many.sym edited.sym --set 1=5 >messages
+tool diff many.sym edited.sym --format patch >patch
+mkdir spool
+killed=0
+while read -r command; do
+    for signal in INT TERM; do
+        set -m  # otherwise bash has its jobs ignore INT
+        # shellcheck disable=SC2086 # they are words
+        TMPDIR=spool "$tvsym" $command >stopped 2>&1 &
+        set +m
+        while kill -0 $! 2>messages && ! compgen -G '*.part' >messages; do :; done
+        kill -$signal $! 2>messages
+        wait $! 2>messages
+        case $? in
+            130 | 143) killed=$((killed + 1)) ;;
+            0) ;;
+            *) fail "$command and SIG$signal: $(cat stopped)" ;;
+        esac
+        if ! cmp -s target.sym many.sym; then
+            mv target.sym whole.sym
+            cp many.sym target.sym
+            tool $command >messages 2>&1
+            same target.sym whole.sym
+            cp many.sym target.sym
+        fi
+        [ -z "$(ls spool; compgen -G '*.part')" ] || fail "$command and SIG$signal leave $(ls spool; compgen -G '*.part')"
+    done
+done <<'COMMANDS'
+edit many.sym target.sym --set 1=6
+edit --in-place target.sym --set 1=7
+sort many.sym target.sym --order-by field_3
+merge many.sym sample.sym target.sym
+split many.sym --by symbol_no%3+0*length('target') --output target.sym{}
+apply many.sym patch target.sym
+build many.json target.sym
+dump many.sym --order-by field_3 --format ndjson --output target.sym
+COMMANDS
+[ $killed -gt 3 ] || fail "only $killed commands were stopped by a signal"
+
+# Of changes to one file at one time, one wins; the file is never a mixture.
+for value in 1 2 3 4 5 6; do
+    tool edit -q many.sym expected.$value --set 1=$value >messages
+    tool edit -q --in-place target.sym --set 1=$value >messages.$value 2>&1 &
+done
+wait
+for value in 1 2 3 4 5 6; do cmp -s target.sym expected.$value && break; done || fail "several changes mixed: $(cat messages.*)"
+[ -z "$(compgen -G '*.part')" ] || fail "parallel changes leave $(compgen -G '*.part')"
+rm -rf many.* expected.* target.sym* whole.sym edited.sym* messages.* spool patch
 
 # Changes: what cannot be done is refused before anything is written, and a rule decides about duplicates.
 for refused in "edit sample.sym out.sym" "edit sample.sym out.sym --set kind" "edit sample.sym out.sym --set kind=x" \
