@@ -329,6 +329,24 @@ status 1' tool merge left.sym uno.sym out2.sym
 answer '*status 0' tool merge left.sym uno.sym out2.sym --on-duplicate last
 [ "$(tool sql out2.sym --all-fields --format csv "SELECT count(field_8), count(*) FROM symbols" | tail -n 1 | tr -d '\r')" = 3,4 ] || fail "a default became the value of another file's symbol"
 
+# The names that split makes of values; one that two values share is refused, as is that of the source.
+mkdir names
+while read -r value name; do
+    answer '* symbols in 1 file
+status 0' tool split sample.sym --by "$value" --output "names/{value}"
+    [ -e "names/$name" ] || fail "split by $value: $(ls -A names)"
+done <<'VALUES'
+NULL none
+'' empty
+'../a.b' %2E.%2Fa.b
+char(32) %20
+VALUES
+for refused in "CASE symbol_no WHEN 1 THEN '' ELSE 'empty' END names/new{}" "'sample' {}.sym"; do
+    answer 'tvsym: *
+status 64' tool split sample.sym --by "${refused% *}" --output "${refused##* }"
+done
+[ "$(ls names | grep -c new)" = 0 ] || fail "refused, and written"
+
 # On a terminal a pager shows the output, in colour; leaving it early is not an error.
 PAGER='sed "s/^/[/"' TERM=xterm script -qec "'$tvsym' symbols small.sym --limit 1" typed </dev/null | grep '^\[.*A' >/dev/null || fail "no pager"
 PAGER='head -n 1' TERM=xterm answer '*

@@ -52,6 +52,7 @@ public:
                                (c == '.' && !part.empty());
             part += plain ? std::string(1, c) : fmt::format("%{:02X}", byte);
         }
+        if (part.empty()) part = "empty";
         const auto [found, isNew] = values.try_emplace(before + part + after, none, shown);
         if (found->second != std::pair(none, shown)) {
             throw ToolError(kExitUsage,
