@@ -180,7 +180,8 @@ constexpr CommandSpec kCommands[] = {
      "In "
      "the names, characters other than letters, digits, '-', '_', '.' and those after ASCII are written as "
      "%XX; "
-     "no value is none. All files take their places together, once the last of them is complete; a file that "
+     "no value is none, an empty text empty. All files take their places together, once the last of them is "
+     "complete; a file that "
      "exists is replaced. Up to 4,096 files; holds 24 MiB.",
      "tvsym split instruments.sym --by venue --output 'market-{venue}.sym'\n"
      "tvsym split instruments.sym --by 'substr(symbol, 1, 1)' --output '{}.sym' --dry-run",
