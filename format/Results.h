@@ -30,7 +30,7 @@ inline constexpr std::array<ResultCode, 12> kResults = {{
     {SYM_ERR_BUFFER_TOO_SMALL, "SYM_ERR_BUFFER_TOO_SMALL",
      "a text or value that does not end, or does not fit", "a text does not end within the file"},
     {SYM_ERR_FORMAT, "SYM_ERR_FORMAT", "counts and sizes disagree",
-     "sizes disagree: an element goes past the end that its record or section announces"},
+     "sizes disagree: an element exceeds the size of its record or section"},
     {SYM_ERR_NO_SECTION, "SYM_ERR_NO_SECTION", "the section is not found", "the section is not found"},
     {SYM_ERR_READ, "SYM_ERR_READ", "the data ends inside an element, or a text has no room",
      "the data ends inside an element"},

@@ -200,7 +200,7 @@ private:
             }
         } else if (info == nullptr) {
             section.raw = Bytes();
-            node.Fail("a section of id " + std::to_string(id) + " is told by its \"bytes\"");
+            node.Fail("a section of id " + std::to_string(id) + " needs a member \"bytes\"");
         } else {
             node.Require(ElementsKey(id),
                          [&](const JsonNode& member) { TakeElements(section, index, member); });
@@ -243,7 +243,7 @@ private:
             }
             const SectionInfo* info = torva::FindSectionNamed(key);
             if (info == nullptr || key != info->name) {
-                member.Fail("such a member is not known here");
+                member.Fail("unknown key");
                 return;
             }
             Section section = {.id = info->id};
@@ -300,7 +300,7 @@ private:
         }
         if (!json.is_string() && !value.IsHexObject()) {
             value.FailExpected(
-                R"(a text, null or {"tag": ..., "value": ...}, since no dictionary tells the type)");
+                R"(a text, null or {"tag": ..., "value": ...}, since no dictionary has its type)");
             return NullField(id);
         }
         return TextField(id, value.Text(codec));
@@ -589,7 +589,7 @@ void FieldDictionary::LoadOne(std::string_view key, const JsonNode& node) {
         return;  // said twice
     }
     if (same != nullptr || !ids.emplace(definition.name, *id).second) {
-        node.Fail("the id or the name stands in the dictionary already");
+        node.Fail("the id or the name is in the dictionary already");
         return;
     }
     definitions.emplace(*id, std::move(definition));

@@ -80,7 +80,7 @@ bool JsonNode::IsObjectOf(std::span<const std::string_view> names) const {
     }
     ForEachMember([&](std::string_view name, const JsonNode& member) {
         if (std::find(names.begin(), names.end(), name) == names.end()) {
-            member.Fail("such a member is not known here");
+            member.Fail("unknown key");
         }
     });
     return true;

@@ -320,7 +320,7 @@ TEST_F(FailingReads, NoImage) {
     }
 }
 
-TEST_F(FailingReads, FileModeGoesBehind4GiB) {
+TEST_F(FailingReads, FileModeReadsBeyond4GiB) {
     constexpr u64 kSize = (u64{1} << 32U) + 100;
     disk = {Text("abc"), 0, 0, 0, true, kSize};
     ByteSource source;

@@ -171,7 +171,7 @@ TEST(Symbols, ArraysOfNoElements) {
     });
 }
 
-TEST(Symbols, ElementsBehindTheCountAreCleared) {
+TEST(Symbols, ElementsAfterTheCountAreCleared) {
     InBothModes(FileWith({{"A", {Byte(1, 1)}, {}}}), [](u16 h) {
         char text[16];
         Guarded<SymFieldItem> items(3);

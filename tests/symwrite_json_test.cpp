@@ -81,7 +81,7 @@ TEST(SymWriteJson, TheShortFormMeansWhatTheDictionarySays) {
                                             {"id": 21, "entries": [{"ids": [5], "items": [1]}]}]})")));
 }
 
-TEST(SymWriteJson, WhatIsWrongIsToldWithItsPlace) {
+TEST(SymWriteJson, ErrorsNameTheirPlace) {
     const std::string words =
         R"("dictionary": {"1": {"name": "day", "type": "date"}, "2": {"name": "n", "type": "signed",
         "tag": 1}, "3": {"name": "f", "type": "float", "tag": 3}, "4": {"name": "t", "type": "text"}}, )";
@@ -160,7 +160,7 @@ TEST(SymWriteJson, WhatIsWrongIsToldWithItsPlace) {
     }
 }
 
-TEST(SymWriteJson, ReadingGoesOnBehindAnErrorAndKeepsTheFirstOnes) {
+TEST(SymWriteJson, ReadingContinuesAfterAnErrorAndKeepsTheFirstOnes) {
     std::string text = R"({"symbols": [)";
     for (int i = 0; i < 50; ++i) {
         text += R"({"symbol": 1},)";

@@ -63,7 +63,7 @@ inline constexpr std::array<FaultWords, 30> kFaults = {{
     {Fault::TextRepeated, FindingKind::Duplicate, "\"{text}\" {again}"},
     {Fault::NotText, FindingKind::Text, "the {name} of {place} is not valid {encoding}: {start}"},
     {Fault::ModesDiffer, FindingKind::Reader, "the read modes differ",
-     "in memory mode what file mode gives, {file}", "{memory}"},
+     "in memory mode the same as in file mode, {file}", "{memory}"},
     {Fault::ReadersDiffer, FindingKind::Reader, "what readers get", "{rows}", "{file}"},
     {Fault::ReadersFail, FindingKind::Reader, "readers get an error", "{rows}", "{file}"},
     {Fault::CannotOpen, FindingKind::Reader, "readers{mode} cannot open it: {text}"},

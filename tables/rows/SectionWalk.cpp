@@ -74,7 +74,7 @@ void SectionWalk::End() {
         return;
     }
     if (announced && *announced != result.rows[0]) {
-        Note(fmt::format("its head announces {} {}, {} were there", *announced, section->levels[0].name,
+        Note(fmt::format("the header says {} {}, found {}", *announced, section->levels[0].name,
                          result.rows[0]));
     } else if (consumed < entry->size && entry->End() <= owner.directory.fileSize) {
         Note(fmt::format("expected the section to end at 0x{:x}, its last element ends {} bytes before that",

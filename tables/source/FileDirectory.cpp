@@ -78,9 +78,10 @@ FileDirectory FileDirectory::Read(const FileSource& source) {
         directory.entries.push_back(entry);
     }
     if (!LooksLikeSymbolFile(directory)) {
-        Refuse(source,
-               fmt::format("is not a symbol file: its head announces {} sections, and none of them is there",
-                           directory.entryCount));
+        Refuse(
+            source,
+            fmt::format("is not a symbol file: the header says {} sections, and none of them is in the file",
+                        directory.entryCount));
     }
     return directory;
 }
@@ -89,7 +90,7 @@ std::vector<Problem> DirectoryProblems(const FileDirectory& directory) {
     std::vector<Problem> problems;
     if (directory.IsCut()) {
         problems.push_back({0, directory.fileSize,
-                            fmt::format("the directory announces {} sections, the file ends after {}",
+                            fmt::format("the header says {} sections, the file ends after {}",
                                         directory.entryCount, directory.entries.size())});
     }
     for (std::size_t at = 0; at < directory.entries.size(); ++at) {

@@ -64,7 +64,7 @@ TEST_F(RowsTest, EverySourceDeliversTheSame) {
     EXPECT_THROW(Reader(FileSource::FromBytes({bytes.data(), 1}, "cut")), Error);
 }
 
-TEST_F(RowsTest, ReadersStandSideBySideAndBlockNobody) {
+TEST_F(RowsTest, ReadersShareTheFileAndBlockNoOne) {
     const auto source = FileSource::FromPath(path);
     Reader first(source);
     Reader second(source);

@@ -87,7 +87,7 @@ protected:
     }
 };
 
-TEST_F(BadFiles, EveryCommandTellsAndLosesNothing) {
+TEST_F(BadFiles, EveryCommandReportsThemAndLosesNothing) {
     for (const BadFile& file : kFiles) {
         const std::string content = fs::is_regular_file(file.name) ? Load(file.name) : "";
         for (const std::string pattern : kCommands) {

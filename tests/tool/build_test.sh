@@ -19,7 +19,7 @@ expect 1 'tvsym: large.json: /sections/0/groups/0: section 6: the size is 70001,
 expect 2 'tvsym: wrong.json: /symbols: *' "$tvsym" build --dictionary wrong.json chinese.json old.sym
 expect 2 'tvsym: missing.json: No such file or directory' "$tvsym" build missing.json old.sym
 expect 2 'tvsym: directory: is a directory' "$tvsym" build chinese.json directory
-expect 2 'tvsym: no/x.sym: no is no directory' "$tvsym" build chinese.json no/x.sym
+expect 2 'tvsym: no/x.sym: no is not a directory' "$tvsym" build chinese.json no/x.sym
 expect 64 'tvsym: *NO-SUCH-SET*' "$tvsym" build --encoding NO-SUCH-SET chinese.json old.sym
 [ -e /dev/full ] && expect 2 'tvsym: /dev/full: *' "$tvsym" build chinese.json /dev/full
 same old.sym kept.sym

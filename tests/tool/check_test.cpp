@@ -36,7 +36,7 @@ const Fault kFaults[] = {
      }},
     {"id-twice", [](File& f) { f.sections.push_back(Of(f, 10)); }},
     {"overlap", [](File& f) { Of(f, 10).directoryOffset = Layout(f)[0].offset; }},
-    {"behind-the-end", [](File& f) { Of(f, 10).directoryOffset = 1 << 20; }},
+    {"after-the-end", [](File& f) { Of(f, 10).directoryOffset = 1 << 20; }},
     {"wrong-id-in-file", [](File& f) { Of(f, 2).idInFile = 77; }},
     {"directory-size", [](File& f) { Of(f, 9).directorySize = 11, Of(f, 16).directorySize = 500; }},
     {"section-8-size-from-id", [](File& f) { *(Of(f, 8).directorySize = Layout(f)[6].directorySize) += 6; }},
@@ -73,7 +73,7 @@ const Fault kFaults[] = {
 
 class Check : public ToolTest {};
 
-TEST_F(Check, TellsEachFaultAndItsPlace) {
+TEST_F(Check, ReportsEachFaultWithItsPlace) {
     std::string transcripts;
     for (const Fault& fault : kFaults) {
         File file = SmallFile();
@@ -85,7 +85,7 @@ TEST_F(Check, TellsEachFaultAndItsPlace) {
     ExpectGolden("check.txt", transcripts);
 }
 
-TEST_F(Check, OptionsAndFilesThatAreNone) {
+TEST_F(Check, OptionsAndFilesThatAreNotSymbolFiles) {
     File file;
     for (const std::uint16_t id : std::initializer_list<std::uint16_t>{1, 2, 9, 10}) {
         File all = SmallFile();

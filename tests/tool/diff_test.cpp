@@ -20,7 +20,7 @@ void DropSection(File& file, std::uint16_t id) {
     std::erase_if(file.sections, [id](const Section& section) { return section.id == id; });
 }
 
-TEST_F(DiffCommand, TellsWhatWasAddedRemovedAndChanged) {
+TEST_F(DiffCommand, ReportsWhatWasAddedRemovedAndChanged) {
     File file = SmallFile();
     DropSection(file, 12);
     Save("old.sym", file);

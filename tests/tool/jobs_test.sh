@@ -194,7 +194,7 @@ status 2' tool check sample.sym --budget 60
 answer '*"file": "small.sym",*
       "section": "symbols",*
 status 0' tool info --json --pretty small.sym
-python3 -c 'import json, sys; json.load(sys.stdin)' < <(tool stats --json --pretty sample.sym) || fail "--pretty is no JSON"
+python3 -c 'import json, sys; json.load(sys.stdin)' < <(tool stats --json --pretty sample.sym) || fail "--pretty is not JSON"
 answer '*tvsym stats: * s, * read, */s
 status 0' tool stats sample.sym --verbose
 tool symbols small.sym --limit 1 --color always | grep $'^\e' >/dev/null || fail "no colour"

@@ -219,7 +219,7 @@ TEST_F(ToolTest, DefaultFieldsAtTheEndOfTheFile) {
     EXPECT_EQ(Run("check --encoding BIG5 last.sym").out.find("default"), std::string::npos);
 }
 
-TEST_F(ToolTest, EveryCutIsToldAndTheRestPrinted) {
+TEST_F(ToolTest, EveryCutIsReportedAndTheRestPrinted) {
     const std::string whole = [] {
         Save("small.sym", symwrite::SmallFile());
         return Load("small.sym");
@@ -297,7 +297,7 @@ std::string FieldKey(const Json& field) {
 
 // Own fields in the order of the record, then the defaults whose id the record does not have. A record marks
 // only the first default of an id.
-TEST_F(ToolTest, DefaultsAreToldFromOwnFields) {
+TEST_F(ToolTest, DefaultsAreDistinguishedFromOwnFields) {
     for (unsigned seed = 1; seed <= 8; ++seed) {
         symwrite::RandomFileOptions options;
         options.seed = seed;

@@ -117,7 +117,7 @@ constexpr std::pair<const char*, const char*> kStatuses[] = {
     {"0", "done; nothing is wrong, nothing differs"},
     {"1",
      "something is wrong in a file, or files differ, or a symbol was not found; everything else was done"},
-    {"2", "a file cannot be read or written, or is no symbol file"},
+    {"2", "a file cannot be read or written, or is not a symbol file"},
     {"64", "wrong usage"},
 };
 

@@ -39,7 +39,7 @@ int PrintSchema(const InfoOptions& options) {
 // What the column shows about the id at the section's start.
 std::string StartText(const DirectoryEntry& entry) {
     if (!entry.idAtStart) {
-        return "behind the end";
+        return "after the end";
     }
     return *entry.idAtStart == entry.id ? "ok" : fmt::format("{} found", *entry.idAtStart);
 }

@@ -57,7 +57,7 @@ public:
         if (found->second != std::pair(none, shown)) {
             throw ToolError(kExitUsage,
                             fmt::format("{}: two values lead to this name, {} and {}; --by can be "
-                                        "an expression that tells them apart",
+                                        "an expression that makes them differ",
                                         found->first, Shown(found->second), Shown({none, shown})));
         }
         if (values.size() > kMostFiles) {

@@ -171,7 +171,7 @@ SqlQuery SqlSession::Prepare(const std::string& sql, const std::string& what) {
     };
     const char* rest = nullptr;
     sqlite3_stmt* const made = prepare(sql.c_str(), &rest);
-    if (made == nullptr) throw ToolError(kExitUsage, fmt::format("{}: there is no statement", what));
+    if (made == nullptr) throw ToolError(kExitUsage, fmt::format("{}: the statement is empty", what));
     SqlQuery query(state->database, made);
     if (sqlite3_stmt_readonly(made) == 0 || sqlite3_column_count(made) == 0) {
         throw ToolError(kExitUsage, fmt::format("{}: only SELECT is possible", what));

@@ -22,7 +22,7 @@ Replacement::Replacement(std::string targetName, const std::string& source) : na
     RefuseSource(name, source);
     const fs::path directory = target.parent_path();
     if (!directory.empty() && !fs::is_directory(directory, error)) {
-        throw ToolError(kExitUnreadable, fmt::format("{}: {} is no directory", name, directory.string()));
+        throw ToolError(kExitUnreadable, fmt::format("{}: {} is not a directory", name, directory.string()));
     }
     file.emplace(target);
     RemoveWhenKilled(Path());
