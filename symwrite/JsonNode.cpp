@@ -212,7 +212,8 @@ private:
 
     bool Open(Json&& container) {
         if (open.size() == kDeepest) {
-            errors.Add("", "arrays and objects lie deeper than " + std::to_string(kDeepest) + " levels");
+            errors.Add("",
+                       "arrays and objects are nested deeper than " + std::to_string(kDeepest) + " levels");
             return false;
         }
         const bool isArray = container.is_array();

@@ -330,7 +330,7 @@ public:
         const std::uint64_t bytes = BytesAheadOfElements(LayoutOf(out, section)) + elementBytes;
         if (offset > kU32Max || bytes > kU32Max) {
             out.Fail("the section would begin at byte " + std::to_string(offset) + " and take " +
-                     std::to_string(bytes) + " bytes; neither may pass " + std::to_string(kU32Max));
+                     std::to_string(bytes) + " bytes; neither may exceed " + std::to_string(kU32Max));
         }
         at = offset + bytes;
         const SectionInfo* info = LayoutOf(out, section);
@@ -480,7 +480,7 @@ void SymbolStreamWriter::Add(const Row& symbol) {
     const At at(state->out, "symbols", state->symbolCount);
     const std::uint64_t bytes = state->out.Measure([&](Emitter& to) { EmitSymbol(to, symbol); });
     if (2 + state->symbolBytes + bytes > kU32Max) {
-        state->out.Fail("the section of the symbols would pass " + std::to_string(kU32Max) + " bytes");
+        state->out.Fail("the section of the symbols would exceed " + std::to_string(kU32Max) + " bytes");
     }
     EmitSymbol(state->out, symbol);
     state->symbolBytes += bytes;

@@ -116,7 +116,7 @@ def _run(tasks: list[_Task], jobs: int) -> Iterator[Outcome]:
         with concurrent.futures.ProcessPoolExecutor(min(jobs, len(tasks)), mp_context=context) as pool:
             yield from pool.map(_convert, tasks)
     except concurrent.futures.process.BrokenProcessPool:
-        raise Error("a process of the conversion was killed; the next run goes on", code=-7) from None
+        raise Error("a process of the conversion was killed; the next run continues", code=-7) from None
 
 
 def _date(file: SourceFile, options: Options) -> datetime.date | None:

@@ -86,7 +86,7 @@ u64 DateOfDays(i32 days) {
 ImportedColumn::ImportedColumn(const ArrowSchema& columnSchema)
     : schema(columnSchema), name(schema.name == nullptr ? "" : schema.name) {
     if (schema.dictionary != nullptr && IntegerWidth(*schema.format) == 0)
-        throw LoadError{TVT_ERR_PARAM, "column " + name + ": the indices of its dictionary are no integers"};
+        throw LoadError{TVT_ERR_PARAM, "column " + name + ": the indices of its dictionary are not integers"};
     ReadFormat((schema.dictionary != nullptr ? schema.dictionary : &schema)->format);
 }
 

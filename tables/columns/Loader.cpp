@@ -260,7 +260,7 @@ ColumnLoader::Outcome ColumnLoader::Record(const u8* /*data*/, const u8* end, co
     const u64 sectionConsumed = consumed + sizeof recordSize + length;
     if (recordSize != recordConsumed) {
         if (recordConsumed > recordSize)
-            return End(SYM_ERR_FORMAT, "the symbol passes the end of its record");
+            return End(SYM_ERR_FORMAT, "the symbol extends past the end of its record");
         if (sectionConsumed >= stream.size) return End(SYM_END_OF_DATA, "the section ends inside the record");
         if (last && zero + 1 == end) return End(SYM_END_OF_DATA, "the data ends inside the record");
         if (recordSize > stream.size) return End(SYM_ERR_FORMAT, "the record is longer than the section");
@@ -289,7 +289,7 @@ ColumnLoader::Outcome ColumnLoader::Record(const u8* /*data*/, const u8* end, co
     }
     if (recordConsumed != recordSize) {
         TakeBackRow();
-        return End(SYM_ERR_FORMAT, "a field passes the end of its record");
+        return End(SYM_ERR_FORMAT, "a field extends past the end of its record");
     }
     next = at;
     return Outcome::kRow;

@@ -80,7 +80,7 @@ void SectionWalk::End() {
         Note(fmt::format("expected the section to end at 0x{:x}, its last element ends {} bytes before that",
                          entry->End(), entry->size - consumed));
     } else if (consumed > entry->size) {
-        Note(fmt::format("expected the section to end at 0x{:x}, its elements go on for {} bytes",
+        Note(fmt::format("expected the section to end at 0x{:x}, its elements continue for {} bytes",
                          entry->End(), consumed - entry->size));
     }
 }

@@ -164,10 +164,10 @@ if "$tvsym" dump sample.sym --output sample.json.gz 2>messages && "$tvsym" dump 
         done
         for size in 5 1000 $(($(wc -c <packed.sym.$ending) - 1)); do
             head -c "$size" packed.sym.$ending >cut.$ending
-            expect 2 "tvsym: cut.$ending: the compressed data are cut off" "$tvsym" edit cut.$ending old.sym --set 1=x
+            expect 2 "tvsym: cut.$ending: the compressed data is cut off" "$tvsym" edit cut.$ending old.sym --set 1=x
         done
         { head -c 3000 packed.sym.$ending; head -c 50 /dev/zero; tail -c +3051 packed.sym.$ending; } >bad.$ending
-        expect 2 "tvsym: bad.$ending: the compressed data are *" "$tvsym" info bad.$ending
+        expect 2 "tvsym: bad.$ending: the compressed data is *" "$tvsym" info bad.$ending
         cat packed.sym.$ending packed.sym.$ending >twice.$ending
         cat sample.sym sample.sym >twice.sym
         "$tvsym" extract twice.$ending whole.sym >messages 2>&1
@@ -188,8 +188,8 @@ fi
 
 # No source is written over.
 echo '{}' >words.json
-expect 64 'tvsym: tables/symbols.csv: is what is read*' "$tvsym" build tables tables/symbols.csv
-expect 64 'tvsym: words.json: is what is read*' "$tvsym" build --dictionary words.json chinese.json words.json
+expect 64 'tvsym: tables/symbols.csv: is the file that is read*' "$tvsym" build tables tables/symbols.csv
+expect 64 'tvsym: words.json: is the file that is read*' "$tvsym" build --dictionary words.json chinese.json words.json
 
 # An answer that could not be read is not "nothing is wrong".
 mkfifo closed

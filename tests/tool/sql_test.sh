@@ -129,7 +129,7 @@ status 2' sql odd.sym --output result.db 'SELECT sum(9223372036854775807) FROM s
 answer 'tvsym: result.db: *
 status 2' bash -c "ulimit -f 1; exec '$tvsym' sql sample.sym --output result.db 'SELECT * FROM symbols'"
 cmp result.db kept.db || failures=$((failures + 1))
-answer 'tvsym: ./small.sym: is what is read, and would be lost
+answer 'tvsym: ./small.sym: is the file that is read, and would be lost
 status 64' sql small.sym --output ./small.sym 'SELECT 1'
 ls ./*.part 2>/dev/null && failures=$((failures + 1))
 [ -e /dev/full ] && answer 'tvsym: standard output: *

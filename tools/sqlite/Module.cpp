@@ -145,7 +145,8 @@ Arguments ReadArguments(int count, const char* const* texts) {
             arguments.skipDamage = only("skip");
         } else {
             throw Error(fmt::format(
-                "{}: unknown argument; there are table, dictionary, encoding, fields and damaged", name));
+                "{}: unknown argument; the arguments are table, dictionary, encoding, fields and damaged",
+                name));
         }
     }
     if (arguments.file.empty()) throw Error("expected a symbol file, as in torva('market.sym')");

@@ -36,7 +36,7 @@ public:
     void Out(size_t bytes) {
         out += bytes;
         if (out > kHarmless && out / kMost > in) {
-            Fail(fmt::format("expands to more than {} times its size; nothing of this kind is read", kMost));
+            Fail(fmt::format("expands to more than {} times its size; such data is not read", kMost));
         }
     }
     [[noreturn]] void Fail(const std::string& what) const {
@@ -77,7 +77,7 @@ public:
         }
     }
     void Finish() override {
-        if (!ended) expansion.Fail("the compressed data are cut off");
+        if (!ended) expansion.Fail("the compressed data is cut off");
     }
 
 private:
@@ -87,7 +87,7 @@ private:
             stream.avail_out = static_cast<uInt>(room.size());
             const int result = inflate(&stream, Z_NO_FLUSH);
             if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) {
-                expansion.Fail("the compressed data are damaged");
+                expansion.Fail("the compressed data is damaged");
             }
             const size_t made = room.size() - stream.avail_out;
             expansion.Out(made);
@@ -159,7 +159,7 @@ public:
             ZSTD_outBuffer out = {room.data(), room.size(), 0};
             left = ZSTD_decompressStream(stream.get(), &out, &in);
             if (ZSTD_isError(left) != 0) {
-                expansion.Fail(fmt::format("the compressed data are damaged: {}", ZSTD_getErrorName(left)));
+                expansion.Fail(fmt::format("the compressed data is damaged: {}", ZSTD_getErrorName(left)));
             }
             expansion.Out(out.pos);
             sink(std::string_view(room).substr(0, out.pos));
@@ -167,7 +167,7 @@ public:
         }
     }
     void Finish() override {
-        if (left != 0) expansion.Fail("the compressed data are cut off");
+        if (left != 0) expansion.Fail("the compressed data is cut off");
     }
 
 private:

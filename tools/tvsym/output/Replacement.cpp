@@ -31,7 +31,7 @@ Replacement::Replacement(std::string targetName, const std::string& source) : na
 void Replacement::RefuseSource(const std::string& target, const std::string& source) {
     std::error_code ignored;
     if (fs::equivalent(target, source, ignored)) {
-        throw ToolError(kExitUsage, fmt::format("{}: is what is read, and would be lost", target));
+        throw ToolError(kExitUsage, fmt::format("{}: is the file that is read, and would be lost", target));
     }
 }
 
