@@ -52,7 +52,7 @@ def test_examples(
     assert printed.count("Renamed") == 2, "the history by torvaapi, and that by DuckDB"
 
 
-@pytest.mark.parametrize("notebook", ["walk"])
+@pytest.mark.parametrize("notebook", ["walk", "history"])
 def test_notebooks(notebook: str, sample: pathlib.Path, tmp_path: pathlib.Path) -> None:
     """The pictures that the documents show are those of the notebook. ./dev python pictures draws them again."""
     for name in (sample.name, f"{sample.name}.fields.json"):
