@@ -7,12 +7,10 @@ FILES daily files of SYMBOLS symbols with 10 fields, copies of one file. Convert
 conversion in the middle and resumes it, reads the dataset back by pyarrow, polars, DuckDB and Spark, and reads the
 files themselves by Spark on one and two workers. Then the same of SMALL_FILES files of 100 symbols. Times are wall times.
 """
-import concurrent.futures
 import datetime
 import gzip
 import hashlib
 import pathlib
-import resource
 import shutil
 import signal
 import subprocess
@@ -54,20 +52,21 @@ def make(directory, files, symbols):
     return f"{directory}/archive/*/*.sym", fields
 
 
-def convert(pattern, fields, out, jobs):
-    command = [sys.executable, "-m", "torvaapi", "to-parquet", pattern, str(out), "--dictionary", fields, "--quiet"]
-    return subprocess.Popen([*command, "--jobs", str(jobs)])
+# Prints the largest resident set of a command's processes in KiB. In a small process between, since the memory of a
+# child counts from what its parent holds.
+PEAK = """import resource, subprocess, sys
+subprocess.run(sys.argv[1:], check=True)
+print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)"""
 
 
-def converted(*arguments):
-    """Runs in a process of its own, whose children are these only: the largest resident set of them in bytes."""
-    assert convert(*arguments).wait() == 0
-    return resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss * 1024
+def conversion(pattern, fields, out, jobs):
+    return [sys.executable, "-m", "torvaapi", "to-parquet", pattern, str(out), "--dictionary", fields, "--quiet", "--jobs", str(jobs)]
 
 
 def measured(*arguments):
-    with concurrent.futures.ProcessPoolExecutor(1) as pool:
-        return timed(lambda: pool.submit(converted, *arguments).result())
+    command = [sys.executable, "-c", PEAK, *conversion(*arguments)]
+    done, seconds = timed(lambda: subprocess.run(command, check=True, capture_output=True, text=True))
+    return int(done.stdout) * 1024, seconds
 
 
 def parquet_files(out):
@@ -86,7 +85,7 @@ def conversions(pattern, fields, directory, files):
         print(f"to Parquet, {jobs} processes: {seconds:.1f} s, {files / seconds:.1f} files/s, {size / 1e6:,.1f} MB, "
               f"largest process {peak / 2**20:,.0f} MiB", flush=True)
     killed = directory / "killed"
-    process = convert(pattern, fields, killed, 1)
+    process = subprocess.Popen(conversion(pattern, fields, killed, 1))
     while len(list(killed.rglob("part-0.parquet"))) < files // 2:
         time.sleep(0.05)
     process.send_signal(signal.SIGKILL)

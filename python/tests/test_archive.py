@@ -164,7 +164,8 @@ def test_history_and_file_systems(archive: pathlib.Path, tmp_path: pathlib.Path)
 
 def test_dates_in_paths() -> None:
     day = datetime.date(2026, 3, 2)
-    for path in ("a/2026-03-02/x.sym", "x20260302.sym", "2025-01-01/x_2026.03.02.sym", "year=2026/month=03/day=02/x.sym"):
+    for path in ("a/2026-03-02/x.sym", "x20260302.sym", "2025-01-01/x_2026.03.02.sym", "year=2026/month=03/day=02/x.sym",
+                 "archive/2026/2026-03-02/x.sym"):  # fmt: skip
         assert date_of(path) == day, path
     for path in ("x.sym", "2026-13-02.sym", "120260302.sym"):
         assert date_of(path) is None, path

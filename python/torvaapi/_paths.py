@@ -17,7 +17,7 @@ if TYPE_CHECKING:
     import pyarrow
 
 # Year, month and day in a path: 2026-03-02, 20260302, 2026_03_02, year=2026/month=03/day=02.
-DATE_PATTERN = r"(?<!\d)(\d{4})(?:[-_.]?|/(?:month=)?)(\d{2})(?:[-_.]?|/(?:day=)?)(\d{2})(?!\d)"
+DATE_PATTERN = r"(?<!\d)(\d{4})(?:[-_.]?|/(?:month=)?)(0[1-9]|1[0-2])(?:[-_.]?|/(?:day=)?)(0[1-9]|[12]\d|3[01])(?!\d)"
 _SPECIAL = re.compile(r"[*?\[]")
 
 
