@@ -1,4 +1,5 @@
-"""The documents are true: links lead somewhere, and the sessions of README.md are what tvsym prints.
+"""The documents are true: links lead somewhere, the sessions of README.md are what tvsym prints, and the examples of
+docs/json.md can be built.
 
     documents.py TVSYM SOURCE_DIR
 """
@@ -12,7 +13,7 @@ import tempfile
 
 tvsym, root = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
 failures = []
-documents = [*root.glob("*.md"), *root.glob("docs/*.md")]
+documents = [*root.glob("*.md"), *root.glob("docs/*.md"), *root.glob("samples/*.md")]
 
 
 def anchors(text):
@@ -45,6 +46,13 @@ with tempfile.TemporaryDirectory() as directory:
                 failures.append(f"README.md: {command}\n{run.stdout}{run.stderr}expected:\n{expected}")
     if not sessions:
         failures.append("README.md: no sessions")
+    examples = re.findall(r"```json\n(.*?)```", (root / "docs/json.md").read_text(encoding="utf-8"), re.DOTALL)
+    for example in examples:
+        run = subprocess.run([tvsym, "build", "-q", "-", f"{directory}/example.sym"], input=example, capture_output=True, text=True)
+        if run.returncode != 0:
+            failures.append(f"docs/json.md: {example}{run.stderr}")
+    if len(examples) < 2:
+        failures.append("docs/json.md: where are the examples?")
 
 print("\n".join(failures) or f"{len(documents)} documents")
 sys.exit(1 if failures else 0)
