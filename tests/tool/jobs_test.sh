@@ -232,6 +232,10 @@ info sample.sym --schema
 export sample.sym -
 build wide.ndjson -
 extract sample.sym -
+edit sample.sym - --set kind=2
+sort sample.sym -
+merge sample.sym small.sym - --on-duplicate last
+apply small.sym patch -
 to dump sample.sym --output old.out --format csv --columns symbol
 to build wide.ndjson old.out
 to edit sample.sym old.out --set kind=2
