@@ -109,6 +109,7 @@ int RunDiffOfFolders(const DiffOptions& options) {
         }
     }
     std::vector<std::string> names;
+    names.reserve(pairs.size());
     for (const auto& [name, paths] : pairs) names.push_back(name);
     const Together together = {options.Json(), true, "the same", "different"};
     return RunForEach(names, options.jobs, together, [&](const std::string& name) {
