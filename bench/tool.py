@@ -35,6 +35,10 @@ SQLITE_MERGE = ("ATTACH 'b.db' AS b; SELECT * FROM b.symbols UNION ALL SELECT * 
 CSV_SPLIT = ("import csv\nw={}\nfor d in csv.DictReader(open('flat.csv')):\n k=d['currency']\n if k not in w:\n"
              "  w[k]=csv.DictWriter(open(f'market-{k}.csv','w'),d.keys()); w[k].writeheader()\n w[k].writerow(d)")
 
+# DuckDB's shell is not in Debian; its Python package is among those that the tests of the Python package install.
+PYTHON = os.path.abspath("build/python/bin/python")
+DUCKDB = [PYTHON, "-c", "import duckdb, sys; duckdb.sql(sys.argv[1])"]
+
 # Job, tvsym's arguments, the peer's name and command; the old tool runs the same arguments where it can.
 JOBS = (
     ("get one symbol", "get a.sym 500000.HK", "sqlite3", ["sqlite3", "a.db", "SELECT * FROM symbols WHERE +symbol='500000.HK'"]),
@@ -62,7 +66,7 @@ JOBS = (
     ("edit", "edit a.sym new.sym --where lot=500 --set lot=600", "jq",
      ["jq", "-c", "if .lot==500 then .lot=600 else . end", "flat.ndjson"]),
     ("edit", "edit a.sym new.sym --where lot=500 --set lot=600", "duckdb",
-     ["duckdb", "-c", "COPY (SELECT * REPLACE (CASE WHEN lot=500 THEN 600 ELSE lot END AS lot) FROM 'flat.csv') TO 'new.csv'"]),
+     [*DUCKDB, "COPY (SELECT * REPLACE (CASE WHEN lot=500 THEN 600 ELSE lot END AS lot) FROM 'flat.csv') TO 'new.csv'"]),
     ("extract", "extract a.sym new.sym --where currency='USD'", "sqlite3 -csv",
      ["sqlite3", "-csv", "a.db", "SELECT * FROM symbols WHERE currency='USD'"]),
     ("extract", "extract a.sym new.sym --where currency='USD'", "jq", ["jq", "-c", 'select(.currency=="USD")', "flat.ndjson"]),
@@ -79,12 +83,16 @@ LIMITS = {"edit": 64, "extract": 64, "merge": 64}
 
 
 def run(command):
-    """Processor time in milliseconds and memory in KiB; none where the command fails."""
+    """Processor time in milliseconds and memory in MiB; none where the command fails."""
+    # A child's largest resident set starts from that of the process that started it; time(1) is small, this one is not.
+    command = ["/usr/bin/time", "--quiet", "--output=memory", "--format=%M", *command]
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     _, status, usage = os.wait4(process.pid, 0)
     process.returncode = status
-    failed = os.waitstatus_to_exitcode(status) not in (0, 1)
-    return None if failed else ((usage.ru_utime + usage.ru_stime) * 1000, usage.ru_maxrss / 1024)
+    if os.waitstatus_to_exitcode(status) not in (0, 1):
+        return None
+    with open("memory", encoding="ascii") as file:
+        return (usage.ru_utime + usage.ru_stime) * 1000, int(file.read()) / 1024
 
 
 def write(count):
