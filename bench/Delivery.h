@@ -5,7 +5,7 @@
 #include <new>
 #include <vector>
 
-#include "bench/Walks.h"
+#include "bench/SectionWalks.h"
 
 namespace bench {
 

@@ -32,10 +32,10 @@
 #include <vector>
 
 #include "bench/Files.h"
-#include "bench/HppWalks.h"
+#include "bench/HppSectionWalks.h"
 #include "bench/Limit.h"
 #include "bench/Peers.h"
-#include "bench/Walks.h"
+#include "bench/SectionWalks.h"
 
 namespace bench {
 namespace {
@@ -110,7 +110,7 @@ struct PlainFile {
     void Walk(std::uint16_t section, Sink& sink) {
         bench::Walk(section, reader, sink);
     }
-    plain::Reader reader;
+    plain::PlainReader reader;
 };
 
 struct LimitFile {

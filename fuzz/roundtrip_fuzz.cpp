@@ -14,19 +14,19 @@ namespace {
 namespace fs = std::filesystem;
 
 // A directory for this process, in memory where such a file system exists.
-class Directory {
+class ScratchFolder {
 public:
-    Directory()
+    ScratchFolder()
         : path((fs::exists("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path()) /
                ("roundtrip-" + std::to_string(getpid()))) {
         fs::create_directories(path);
     }
-    ~Directory() {
+    ~ScratchFolder() {
         std::error_code ignored;
         fs::remove_all(path, ignored);
     }
-    Directory(const Directory&) = delete;
-    Directory& operator=(const Directory&) = delete;
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
 
     std::string File(const char* name) const { return (path / name).string(); }
 
@@ -41,7 +41,7 @@ std::string Content(const std::string& path) {
 }
 
 std::string RoundTrip(const uint8_t* data, size_t size) {
-    static const Directory directory;
+    static const ScratchFolder directory;
     const std::string file = directory.File("a.sym");
     const std::string document = directory.File("a.json");
     const std::string again = directory.File("b.sym");

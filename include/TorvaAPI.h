@@ -148,8 +148,8 @@ extern "C" {
 #define SYM_ERR_NO_SLOT (-3)
 /* No file is open under this handle. All exports with a handle and an int32_t result. */
 #define SYM_ERR_BAD_HANDLE (-4)
-/* As much was delivered as there was room for; the group, record or section has more. Symbols and sections.
- * */
+/* As much was delivered as there was room for; the group, record or section has more. Symbols,
+ * sections. */
 #define SYM_MORE_DATA (-5)
 /* The section or the file is exhausted, nothing was delivered. Symbols and sections. */
 #define SYM_END_OF_DATA (-6)

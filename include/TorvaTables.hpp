@@ -1,9 +1,10 @@
 // TorvaTables for C++20: tables that free themselves, columns as spans, rows, lookup, and tables that follow
-// their file. Headers alone, over TorvaTables.h; what is said there of values, damage, memory and threads
-// holds here.
+// their file. Header-only, on top of TorvaTables.h, whose notes on values, damage, memory and threads apply
+// here too.
 #ifndef TORVA_TABLES_HPP
 #define TORVA_TABLES_HPP
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -166,7 +167,7 @@ private:
 // A table and its columns. Copies share the memory; any number of threads may read.
 class Table {
 public:
-    // Throws Error.
+    // Loads a file, or its bytes, which are not needed afterwards. Throws Error.
     static Table Load(const std::string& path, const Options& options = {}) {
         return Made([&](TvtTable** table, TvtError* error) {
             return tvt_Load(path.c_str(), &options, table, error);
@@ -238,6 +239,7 @@ public:
 
     // Up to `most` rows whose symbol begins with `prefix`, sorted, after the first `skip`.
     std::vector<Row> Prefix(std::string_view prefix, std::size_t most, std::int64_t skip = 0) const {
+        most = std::min(most, static_cast<std::size_t>(Rows()));
         std::vector<std::int64_t> numbers(most);
         const std::int64_t all = tvt_Prefix(Raw(), prefix.data(), prefix.size(), skip, numbers.data(),
                                             static_cast<std::int64_t>(most));
@@ -287,9 +289,9 @@ inline std::optional<std::string_view> Row::Text(std::string_view column) const 
     return (*table)[column].Text(number);
 }
 
-// A table that follows its file. Get returns the table of the moment, which stays whole for as long as
-// somebody holds it; Refresh loads the file again when it was replaced or rewritten. Both may be called by
-// any thread; a load keeps no one from the table before it.
+// A table that follows its file. Get returns the current table, which stays valid for as long as somebody
+// holds it; Refresh loads the file again if it was replaced or rewritten. Any thread may call either at any
+// time; while a load runs, Get returns the previous table.
 class TableWatch {
 public:
     enum class Result { unchanged, reloaded, failed };
@@ -304,7 +306,8 @@ public:
 
     Table Get() const { return Table::Of(tvt_WatchGet(watch.get())); }
 
-    // Where a load fails the table stays what it was, Reason() says why, and the next Refresh tries again.
+    // After a load that failed the table stays as it was, Reason() says why, and the next Refresh tries
+    // again.
     Result Refresh() {
         TvtError error{};
         const std::int32_t result = tvt_WatchRefresh(watch.get(), &error);
@@ -313,7 +316,7 @@ public:
         return result < 0 ? Result::failed : result == 0 ? Result::unchanged : Result::reloaded;
     }
 
-    // Of the last Refresh; empty where it did not fail.
+    // Why the last Refresh failed; empty if it did not fail.
     std::string Reason() const {
         const std::lock_guard<std::mutex> lock(mutex);
         return reason;

@@ -4,12 +4,13 @@
  * does the right thing in each:
  *   - C++, on POSIX or with the static library on Windows: `operator delete[]`, inline.
  *   - C, on POSIX or with the static library on Windows: a function of the static library TorvaValues
- *     (libTorvaValues.a), which calls `operator delete[]`. The CMake targets and the pkg-config files link
- * it. By hand: cc host.c -lTorvaAPI -lTorvaValues -lstdc++. Never call free on a value: that is wrong as soon
- *     as anything in the process replaces `operator new[]`, and under the address sanitizer.
+ *     (libTorvaValues.a), which calls `operator delete[]`. The CMake targets and the pkg-config files
+ *     link it; by hand: cc host.c -lTorvaAPI -lTorvaValues -lstdc++. Never call free on a value: that is
+ * wrong as soon as anything in the process replaces `operator new[]`, and under the address sanitizer.
  *   - Windows with TorvaAPI.dll (TORVA_API_SHARED), C and C++: the DLL contains its own C++ runtime, which
- *     allocates with the malloc of the system's msvcrt.dll, whatever the host was built with. The block goes
- * to the free of that DLL. Whoever builds TorvaAPI.dll for another C runtime names it in TORVA_VALUE_RUNTIME.
+ *     allocates with the malloc of the system's msvcrt.dll, whatever the host was built with, and values are
+ *     freed by the free of that DLL. A build of TorvaAPI.dll for another C runtime defines
+ *     TORVA_VALUE_RUNTIME as the name of that runtime's DLL.
  */
 #ifndef TORVA_VALUES_H
 #define TORVA_VALUES_H
@@ -29,9 +30,10 @@
 #endif
 #endif
 
-/* Frees one value.
- *   value  a value that a call delivered, not freed before; null does nothing
- * Any thread may call it, without the library's lock, also after the file was closed. */
+/* Frees one value. Any thread may call it, without the library's lock, also after the file was closed.
+ *
+ * Parameters:
+ *   value  a value that a call delivered, not freed before; a null pointer has no effect */
 #if defined(_WIN32) && defined(TORVA_API_SHARED)
 static inline void SymFreeValue(void* value) {
     /* The runtime stays loaded as long as TorvaAPI.dll does; a value that outlives the DLL is left to the
@@ -52,8 +54,10 @@ void SymFreeValue(void* value);
 #endif
 
 /* Frees the values of the first count items and clears these items.
+ *
+ * Parameters:
  *   items  an array that tv_GetNextSymData or tv_GetAgainSymData filled with SYM_OK or SYM_MORE_DATA
- *   count  the number of items that the call delivered; 0 or less does nothing */
+ *   count  the number of items that the call delivered; 0 or less has no effect */
 static inline void SymFreeItems(SymFieldItem* items, int32_t count) {
     int32_t i;
     for (i = 0; i < count; ++i) {

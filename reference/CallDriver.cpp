@@ -497,9 +497,9 @@ void Pair::Differ(const Outcome& library, const Outcome& expected) {
 namespace {
 
 // The calls of a walk, held to a bound; a call that changes nothing any more ends its loop.
-class Walker {
+class BoundedWalk {
 public:
-    Walker(const Stepper& stepper, const WalkOptions& walkOptions)
+    BoundedWalk(const Stepper& stepper, const WalkOptions& walkOptions)
         : step(stepper), options(walkOptions), left(4 * walkOptions.fileSize + 400) {}
 
     void Flat(std::optional<Op> init, Op next, std::optional<Op> again = {}) {
@@ -550,32 +550,32 @@ private:
 }  // namespace
 
 void WalkAll(const Stepper& step, const WalkOptions& options) {
-    const auto walker = [&] { return Walker(step, options); };
-    walker().Try(Op::kGetExtendSectionList);
-    walker().Flat({}, Op::kGetNextSymData, Op::kGetAgainSymData);
-    walker().Flat({}, Op::kGetNextJumpPriceGroup, Op::kGetAgainJumpPriceData);
-    walker().Flat(Op::kInitialSectionBorkerInfo, Op::kGetNextBrokerInfoGroup);
-    walker().Flat(Op::kInitialSection6, Op::kGetNextEidrQuickGroup);
-    walker().Flat(Op::kInitialSection7, Op::kGetNextEidrSectionGroup);
-    walker().Flat({}, Op::kGetNextSectionL2Group, Op::kGetAgainSectionL2Data);
-    walker().Flat(Op::kInitializeSection9, Op::kGetNextFundCompanyGroup);
-    walker().Flat(Op::kInitializeSection10, Op::kGetNextEidrCountryGroup);
-    walker().Flat(Op::kInitializeSection11, Op::kGetNextSectionGroup);
-    walker().Flat(Op::kInitializeSection12, Op::kGetNextIssueCompanyGroup);
-    walker().Try(Op::kInitialObjectSection);
-    walker().Tree({Op::kGetNextObjectTypeID, Op::kGetNextObjectSourceSym, Op::kGetNextObjectSym,
-                   Op::kGetNextObjectData});
-    walker().Lists(Op::kInitialForeignTradeSection, Op::kGetNextForeignTradeHead, Op::kGetForeignTrade,
-                   Op::kGetNextForeignTrade);
-    walker().Lists(Op::kInitialGlobalRelatedSection, Op::kGetNextGlobalReleatedHead, Op::kGetGlobalReleated,
-                   Op::kGetNextGlobalReleated);
-    walker().Flat(Op::kInitialExchangeSection, Op::kGetNextExchange);
-    walker().Flat(Op::kInitialRealDelayMappingSection, Op::kGetNextRealDelayMapping);
-    walker().Flat(Op::kInitialLevel2EODBasicItemDefineSection, Op::kGetNextLevel2EODBasicItemDefine);
-    walker().Flat(Op::kInitialFundMainNameSection, Op::kGetNextFundMainName);
-    walker().Flat(Op::kInitialFuturesSectionV2, Op::kGetNextFuturesSectionV2);
-    walker().Flat(Op::kInitialExchangeSupportSection, Op::kGetNextExchangeSupportSection);
-    walker().Flat(Op::kInitialFuturesClassType, Op::kGetNextFuturesClassType);
+    const auto walk = [&] { return BoundedWalk(step, options); };
+    walk().Try(Op::kGetExtendSectionList);
+    walk().Flat({}, Op::kGetNextSymData, Op::kGetAgainSymData);
+    walk().Flat({}, Op::kGetNextJumpPriceGroup, Op::kGetAgainJumpPriceData);
+    walk().Flat(Op::kInitialSectionBorkerInfo, Op::kGetNextBrokerInfoGroup);
+    walk().Flat(Op::kInitialSection6, Op::kGetNextEidrQuickGroup);
+    walk().Flat(Op::kInitialSection7, Op::kGetNextEidrSectionGroup);
+    walk().Flat({}, Op::kGetNextSectionL2Group, Op::kGetAgainSectionL2Data);
+    walk().Flat(Op::kInitializeSection9, Op::kGetNextFundCompanyGroup);
+    walk().Flat(Op::kInitializeSection10, Op::kGetNextEidrCountryGroup);
+    walk().Flat(Op::kInitializeSection11, Op::kGetNextSectionGroup);
+    walk().Flat(Op::kInitializeSection12, Op::kGetNextIssueCompanyGroup);
+    walk().Try(Op::kInitialObjectSection);
+    walk().Tree({Op::kGetNextObjectTypeID, Op::kGetNextObjectSourceSym, Op::kGetNextObjectSym,
+                 Op::kGetNextObjectData});
+    walk().Lists(Op::kInitialForeignTradeSection, Op::kGetNextForeignTradeHead, Op::kGetForeignTrade,
+                 Op::kGetNextForeignTrade);
+    walk().Lists(Op::kInitialGlobalRelatedSection, Op::kGetNextGlobalReleatedHead, Op::kGetGlobalReleated,
+                 Op::kGetNextGlobalReleated);
+    walk().Flat(Op::kInitialExchangeSection, Op::kGetNextExchange);
+    walk().Flat(Op::kInitialRealDelayMappingSection, Op::kGetNextRealDelayMapping);
+    walk().Flat(Op::kInitialLevel2EODBasicItemDefineSection, Op::kGetNextLevel2EODBasicItemDefine);
+    walk().Flat(Op::kInitialFundMainNameSection, Op::kGetNextFundMainName);
+    walk().Flat(Op::kInitialFuturesSectionV2, Op::kGetNextFuturesSectionV2);
+    walk().Flat(Op::kInitialExchangeSupportSection, Op::kGetNextExchangeSupportSection);
+    walk().Flat(Op::kInitialFuturesClassType, Op::kGetNextFuturesClassType);
 }
 
 }  // namespace driver

@@ -67,7 +67,7 @@ public:
     void Recover();
     // What is open in each, for tests that replace parts of it.
     uint16_t Handle() const { return handle; }
-    plain::Reader& Plain() { return reader; }
+    plain::PlainReader& Plain() { return reader; }
     // What differed first, with the calls that led there; empty while nothing has.
     const std::string& Difference() const { return difference; }
 
@@ -75,7 +75,7 @@ private:
     void Differ(const Outcome& library, const Outcome& expected);
 
     std::optional<memoryfile::Scope> scope;
-    plain::Reader reader;
+    plain::PlainReader reader;
     uint16_t handle = 0;
     int32_t openResult = 0;
     std::vector<Call> history;

@@ -1,4 +1,4 @@
-// The library's operations on one handle, named like those of plain::Reader, so that one walk fits both.
+// The library's operations on one handle, named like those of plain::PlainReader, so that one walk fits both.
 #pragma once
 
 #include <cstdint>

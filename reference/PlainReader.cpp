@@ -55,7 +55,7 @@ bool Arena::Holds(const void* pointer) const {
 
 // Byte source
 
-uint32_t Reader::Read(void* target, uint32_t n) {
+uint32_t PlainReader::Read(void* target, uint32_t n) {
     uint32_t got = 0;
     if (Fails(n)) return 0;
     while (got < n && position < file.size())
@@ -64,7 +64,7 @@ uint32_t Reader::Read(void* target, uint32_t n) {
 }
 
 // Over the end a skip fails in memory mode and succeeds in file mode; there it fails at the first bad byte.
-bool Reader::SkipBytes(uint32_t n, bool& metEnd) {
+bool PlainReader::SkipBytes(uint32_t n, bool& metEnd) {
     const uint64_t left = position < file.size() ? file.size() - position : 0;
     const uint64_t steps = std::min<uint64_t>(left, n);
     metEnd = left < n;
@@ -78,7 +78,7 @@ bool Reader::SkipBytes(uint32_t n, bool& metEnd) {
 
 // `text` takes the bytes that came, the zero byte included. Turns without a byte count as the others do;
 // since no further byte will come they are counted at once.
-int32_t Reader::ReadText(std::string& text, int64_t max, uint32_t& length) {
+int32_t PlainReader::ReadText(std::string& text, int64_t max, uint32_t& length) {
     text.clear();
     length = 0;
     if (max < 0) return SYM_ERR_BUFFER_TOO_SMALL;
@@ -94,7 +94,7 @@ int32_t Reader::ReadText(std::string& text, int64_t max, uint32_t& length) {
     return SYM_ERR_BUFFER_TOO_SMALL;
 }
 
-int32_t Reader::ReadTextTo(char* target, int32_t max, uint32_t& length) {
+int32_t PlainReader::ReadTextTo(char* target, int32_t max, uint32_t& length) {
     std::string text;
     const int32_t result = ReadText(text, max, length);
     if (target != nullptr) std::copy(text.begin(), text.end(), target);
@@ -103,7 +103,7 @@ int32_t Reader::ReadTextTo(char* target, int32_t max, uint32_t& length) {
 
 // Directory
 
-void Reader::LoadDirectory() {
+void PlainReader::LoadDirectory() {
     uint16_t sectionCount = 0;
     if (!ReadAll(&sectionCount, 2)) return;
     for (uint32_t i = 0; i < sectionCount; ++i) {
@@ -118,7 +118,7 @@ void Reader::LoadDirectory() {
     }
 }
 
-bool Reader::SeekSection(uint16_t id) {
+bool PlainReader::SeekSection(uint16_t id) {
     const auto entry = std::find_if(directory.begin(), directory.end(),
                                     [id](const SectionEntry& candidate) { return candidate.id == id; });
     if (entry == directory.end()) return false;
@@ -132,7 +132,7 @@ bool Reader::SeekSection(uint16_t id) {
     return true;
 }
 
-int32_t Reader::GetExtendSectionList(uint32_t* list, int32_t capacity) const {
+int32_t PlainReader::GetExtendSectionList(uint32_t* list, int32_t capacity) const {
     const auto total = static_cast<int32_t>(extendCount);
     if (list == nullptr || capacity == 0 || total == 0) return total;
     if (capacity < total) return SYM_ERR_BUFFER_TOO_SMALL;
@@ -144,7 +144,7 @@ int32_t Reader::GetExtendSectionList(uint32_t* list, int32_t capacity) const {
 
 // Typed fields
 
-int64_t Reader::ReadField(Field& field, int64_t max) {
+int64_t PlainReader::ReadField(Field& field, int64_t max) {
     field = Field();
     uint8_t header[3];
     const uint32_t got = Read(header, 3);
@@ -171,7 +171,7 @@ int64_t Reader::ReadField(Field& field, int64_t max) {
     return field.taken;
 }
 
-uint32_t Reader::SkipField() {
+uint32_t PlainReader::SkipField() {
     uint8_t header[3];
     uint32_t taken = Read(header, 3);
     if (taken < 3 || !HasValue(header[2])) return taken;
@@ -185,7 +185,7 @@ uint32_t Reader::SkipField() {
 }
 
 // `payload` is what the value takes of its section.
-int32_t Reader::ReadFieldValue(SymFieldBuffer* target, uint32_t& payload) {
+int32_t PlainReader::ReadFieldValue(SymFieldBuffer* target, uint32_t& payload) {
     payload = 0;
     const uint8_t tag = target->tag;
     if (!HasValue(tag)) return SYM_OK;
@@ -209,7 +209,7 @@ int32_t Reader::ReadFieldValue(SymFieldBuffer* target, uint32_t& payload) {
 
 // Open and the default fields
 
-int32_t Reader::Open(uint32_t memoryBudget, const uint16_t* fieldIds, uint32_t fieldIdCount) {
+int32_t PlainReader::Open(uint32_t memoryBudget, const uint16_t* fieldIds, uint32_t fieldIdCount) {
     fieldIdCount &= 0xFFFF;
     if (fieldIdCount != 0 && fieldIds == nullptr) return SYM_ERR_PARAM;
     for (uint32_t i = 0; i < fieldIdCount; ++i) filterIds.push_back(fieldIds[i]);
@@ -224,7 +224,7 @@ int32_t Reader::Open(uint32_t memoryBudget, const uint16_t* fieldIds, uint32_t f
 }
 
 // False: the section holds less than it says, or a text without its end.
-bool Reader::LoadDefaultFields(bool store, uint64_t& need) {
+bool PlainReader::LoadDefaultFields(bool store, uint64_t& need) {
     need = 0;
     if (!SeekSection(1)) return true;
     uint32_t fieldBytes = 0;
@@ -250,11 +250,11 @@ bool Reader::LoadDefaultFields(bool store, uint64_t& need) {
 
 // Section 2: symbols
 
-bool Reader::Wanted(uint16_t id) const {
+bool PlainReader::Wanted(uint16_t id) const {
     return filterIds.empty() || std::find(filterIds.begin(), filterIds.end(), id) != filterIds.end();
 }
 
-void Reader::MarkSeen(uint16_t id) {
+void PlainReader::MarkSeen(uint16_t id) {
     for (DefaultField& entry : table) {
         if (entry.id != id) continue;
         entry.seen = true;
@@ -262,8 +262,8 @@ void Reader::MarkSeen(uint16_t id) {
     }
 }
 
-int32_t Reader::GetNextSymData(char* text, int32_t textMax, int32_t* count, SymFieldItem* items,
-                               int32_t maxItems) {
+int32_t PlainReader::GetNextSymData(char* text, int32_t textMax, int32_t* count, SymFieldItem* items,
+                                    int32_t maxItems) {
     if (count == nullptr || maxItems < 0 || NoArray(items, maxItems)) return SYM_ERR_PARAM;
     if (text == nullptr && textMax >= 0) return SYM_ERR_PARAM;
     bool found = true;
@@ -282,16 +282,16 @@ int32_t Reader::GetNextSymData(char* text, int32_t textMax, int32_t* count, SymF
     return HandOver(ReadSymFields(count, items, maxItems), items, maxItems);
 }
 
-int32_t Reader::GetAgainSymData(int32_t* count, SymFieldItem* items, int32_t maxItems) {
+int32_t PlainReader::GetAgainSymData(int32_t* count, SymFieldItem* items, int32_t maxItems) {
     if (count == nullptr || maxItems < 0 || NoArray(items, maxItems)) return SYM_ERR_PARAM;
     return HandOver(ReadSymFields(count, items, maxItems), items, maxItems);
 }
 
-double Reader::GetSymDataProgress() const {
+double PlainReader::GetSymDataProgress() const {
     return sectionSize == 0 ? 0.0 : static_cast<double>(sectionConsumed) / static_cast<double>(sectionSize);
 }
 
-int32_t Reader::ReadSymFields(int32_t* count, SymFieldItem* items, int32_t maxItems) {
+int32_t PlainReader::ReadSymFields(int32_t* count, SymFieldItem* items, int32_t maxItems) {
     *count = 0;
     Clear(items, maxItems);
     if (!defaultsPhase) {
@@ -315,7 +315,7 @@ int32_t Reader::ReadSymFields(int32_t* count, SymFieldItem* items, int32_t maxIt
 }
 
 // One field of the record. False stops the loop.
-bool Reader::ReadOwnFields(int32_t* count, SymFieldItem* items, int32_t maxItems, int32_t& result) {
+bool PlainReader::ReadOwnFields(int32_t* count, SymFieldItem* items, int32_t maxItems, int32_t& result) {
     if (recordConsumed >= recordSize || sectionConsumed >= sectionSize) return false;
     const bool wasEmpty = perCall.Empty();
     Field field;
@@ -341,7 +341,7 @@ bool Reader::ReadOwnFields(int32_t* count, SymFieldItem* items, int32_t maxItems
     return *count < maxItems;
 }
 
-int32_t Reader::AppendDefaults(int32_t* count, SymFieldItem* items, int32_t maxItems) {
+int32_t PlainReader::AppendDefaults(int32_t* count, SymFieldItem* items, int32_t maxItems) {
     if (*count == maxItems) return SYM_MORE_DATA;
     while (!table.empty()) {
         const DefaultField& entry = table[tableCursor];
@@ -359,7 +359,7 @@ int32_t Reader::AppendDefaults(int32_t* count, SymFieldItem* items, int32_t maxI
 
 // A block of fixed size may be longer than its value: the arena's next bytes follow, and 0 after those in
 // use.
-void* Reader::CopyFieldValue(const SymFieldItem& item) const {
+void* PlainReader::CopyFieldValue(const SymFieldItem& item) const {
     if (!HasValue(item.tag) || item.value == nullptr) return nullptr;
     const char* value = static_cast<const char*>(item.value);
     const size_t size = item.tag == kTextTag ? strlen(value) + 1 : kBlock[item.tag];
@@ -371,7 +371,7 @@ void* Reader::CopyFieldValue(const SymFieldItem& item) const {
     return block;
 }
 
-int32_t Reader::HandOver(int32_t result, SymFieldItem* items, int32_t maxItems) const {
+int32_t PlainReader::HandOver(int32_t result, SymFieldItem* items, int32_t maxItems) const {
     if (result == SYM_END_OF_DATA || result == SYM_ERR_FORMAT) return result;
     for (int32_t i = 0; i < maxItems; ++i) items[i].value = CopyFieldValue(items[i]);
     return result;
@@ -379,8 +379,8 @@ int32_t Reader::HandOver(int32_t result, SymFieldItem* items, int32_t maxItems) 
 
 // Section 3: jump prices
 
-int32_t Reader::GetNextJumpPriceGroup(uint8_t* groupId, int32_t* count, JumpPriceRecord* records,
-                                      int32_t capacity) {
+int32_t PlainReader::GetNextJumpPriceGroup(uint8_t* groupId, int32_t* count, JumpPriceRecord* records,
+                                           int32_t capacity) {
     if (groupId == nullptr || count == nullptr || NoArray(records, capacity)) return SYM_ERR_PARAM;
     bool found = true;
     if (sectionId != 3) {
@@ -399,7 +399,7 @@ int32_t Reader::GetNextJumpPriceGroup(uint8_t* groupId, int32_t* count, JumpPric
     return GetAgainJumpPriceData(count, records, capacity);
 }
 
-int32_t Reader::GetAgainJumpPriceData(int32_t* count, JumpPriceRecord* records, int32_t capacity) {
+int32_t PlainReader::GetAgainJumpPriceData(int32_t* count, JumpPriceRecord* records, int32_t capacity) {
     if (count == nullptr || NoArray(records, capacity)) return SYM_ERR_PARAM;
     *count = 0;
     Clear(records, capacity);
@@ -420,14 +420,14 @@ int32_t Reader::GetAgainJumpPriceData(int32_t* count, JumpPriceRecord* records, 
 
 // Section 4: broker info
 
-int32_t Reader::BeginSection(uint16_t id) {
+int32_t PlainReader::BeginSection(uint16_t id) {
     if (!SeekSection(id)) return SYM_ERR_NO_SECTION;
     if (!ReadAll(&recordSize, 4)) return SYM_ERR_READ;
     sectionConsumed += 4;
     return SYM_OK;
 }
 
-int32_t Reader::InitialSectionBorkerInfo() {
+int32_t PlainReader::InitialSectionBorkerInfo() {
     const int32_t result = BeginSection(4);
     if (result != SYM_OK) return result;
     uint16_t records = 0;
@@ -438,7 +438,7 @@ int32_t Reader::InitialSectionBorkerInfo() {
     return Begun(records);
 }
 
-int32_t Reader::GetNextBrokerInfoGroup(int32_t* count, BrokerInfoRecord* records, int32_t capacity) {
+int32_t PlainReader::GetNextBrokerInfoGroup(int32_t* count, BrokerInfoRecord* records, int32_t capacity) {
     if (count == nullptr || NoArray(records, capacity) || *count < 0) return SYM_ERR_PARAM;
     Clear(records, capacity);
     if (Exhausted() || AtEnd() || brokerRecordCount <= brokerRecordIndex) return SYM_END_OF_DATA;
@@ -456,7 +456,7 @@ int32_t Reader::GetNextBrokerInfoGroup(int32_t* count, BrokerInfoRecord* records
 
 // Section 6: Eidr quick groups
 
-int32_t Reader::InitialSection6() {
+int32_t PlainReader::InitialSection6() {
     const int32_t result = BeginSection(6);
     if (result != SYM_OK) return result;
     quickBytesTotal = recordSize;
@@ -465,13 +465,13 @@ int32_t Reader::InitialSection6() {
     return Begun(SYM_OK);
 }
 
-void Reader::CountQuick(uint32_t n) {
+void PlainReader::CountQuick(uint32_t n) {
     sectionConsumed += n;
     quickBytesRead += n;
     quickGroupBytesRead = static_cast<uint16_t>(quickGroupBytesRead + n);
 }
 
-int32_t Reader::QuickGroupHead() {
+int32_t PlainReader::QuickGroupHead() {
     Read(&quickGroupBytes, 2);
     sectionConsumed += 2;
     quickBytesRead += 2;
@@ -484,8 +484,8 @@ int32_t Reader::QuickGroupHead() {
     return SYM_OK;
 }
 
-int32_t Reader::GetNextEidrQuickGroup(const char** name, int32_t* count, SymFieldBuffer* target,
-                                      int32_t capacity) {
+int32_t PlainReader::GetNextEidrQuickGroup(const char** name, int32_t* count, SymFieldBuffer* target,
+                                           int32_t capacity) {
     if (name == nullptr || count == nullptr || target == nullptr) return SYM_ERR_PARAM;
     if (AtEnd() || Exhausted()) return SYM_END_OF_DATA;
     if (*count >= capacity) return SYM_MORE_DATA;
@@ -521,7 +521,7 @@ int32_t Reader::GetNextEidrQuickGroup(const char** name, int32_t* count, SymFiel
 
 // Section 7: Eidr sections
 
-int32_t Reader::InitialSection7() {
+int32_t PlainReader::InitialSection7() {
     const int32_t result = BeginSection(7);
     if (result != SYM_OK) return result;
     eidrSectionBytesTotal = recordSize;
@@ -530,7 +530,7 @@ int32_t Reader::InitialSection7() {
 }
 
 // A text on its way through the arena into a caller's buffer; counted once it is there.
-int32_t Reader::CopyTextTo(char* target, uint32_t size, uint32_t& counter) {
+int32_t PlainReader::CopyTextTo(char* target, uint32_t size, uint32_t& counter) {
     perCall.Reset();
     std::string text;
     uint32_t length;
@@ -541,7 +541,7 @@ int32_t Reader::CopyTextTo(char* target, uint32_t size, uint32_t& counter) {
     return SYM_OK;
 }
 
-int32_t Reader::GetNextEidrSectionGroup(int32_t* count, EidrSectionItem* target, int32_t capacity) {
+int32_t PlainReader::GetNextEidrSectionGroup(int32_t* count, EidrSectionItem* target, int32_t capacity) {
     if (count == nullptr || target == nullptr) return SYM_ERR_PARAM;
     if (AtEnd() || Exhausted()) return SYM_END_OF_DATA;
     if (*count >= capacity) return SYM_MORE_DATA;
@@ -563,8 +563,8 @@ int32_t Reader::GetNextEidrSectionGroup(int32_t* count, EidrSectionItem* target,
 
 // Section 8: level-2 sections
 
-int32_t Reader::GetNextSectionL2Group(uint8_t* groupId, int32_t* count, SectionL2Item* records,
-                                      int32_t capacity) {
+int32_t PlainReader::GetNextSectionL2Group(uint8_t* groupId, int32_t* count, SectionL2Item* records,
+                                           int32_t capacity) {
     if (groupId == nullptr || count == nullptr || NoArray(records, capacity)) return SYM_ERR_PARAM;
     bool found = true;
     if (sectionId != 8) {
@@ -585,7 +585,7 @@ int32_t Reader::GetNextSectionL2Group(uint8_t* groupId, int32_t* count, SectionL
     return GetAgainSectionL2Data(count, records, capacity);
 }
 
-int32_t Reader::GetAgainSectionL2Data(int32_t* count, SectionL2Item* records, int32_t capacity) {
+int32_t PlainReader::GetAgainSectionL2Data(int32_t* count, SectionL2Item* records, int32_t capacity) {
     if (count == nullptr || NoArray(records, capacity)) return SYM_ERR_PARAM;
     *count = 0;
     Clear(records, capacity);
@@ -619,7 +619,7 @@ int32_t Reader::GetAgainSectionL2Data(int32_t* count, SectionL2Item* records, in
 }
 
 // False: the item has to wait for the next call, which has the whole arena for it.
-bool Reader::ReadL2Text(const char*& text, bool heldAtStart, uint64_t& taken) {
+bool PlainReader::ReadL2Text(const char*& text, bool heldAtStart, uint64_t& taken) {
     std::string bytes;
     uint32_t length;
     const int32_t result = ReadText(bytes, perCall.TextMax(), length);
@@ -635,7 +635,7 @@ bool Reader::ReadL2Text(const char*& text, bool heldAtStart, uint64_t& taken) {
 
 // Sections 9, 10, 12, 19, 20, 22: directories
 
-int32_t Reader::BeginDirectory(uint16_t id, uint32_t countWidth, DirectoryCursor& cursor) {
+int32_t PlainReader::BeginDirectory(uint16_t id, uint32_t countWidth, DirectoryCursor& cursor) {
     const int32_t result = BeginSection(id);
     if (result != SYM_OK) return result;
     cursor.bytesTotal = recordSize;
@@ -647,8 +647,8 @@ int32_t Reader::BeginDirectory(uint16_t id, uint32_t countWidth, DirectoryCursor
     return Begun(static_cast<int32_t>(elements));
 }
 
-int32_t Reader::NextOfDirectory(uint32_t idWidth, DirectoryCursor& cursor, int32_t* count, uint32_t* ids,
-                                char** names, uint32_t nameSize) {
+int32_t PlainReader::NextOfDirectory(uint32_t idWidth, DirectoryCursor& cursor, int32_t* count, uint32_t* ids,
+                                     char** names, uint32_t nameSize) {
     if (count == nullptr || ids == nullptr || names == nullptr || *count < 0) return SYM_ERR_PARAM;
     if (cursor.bytesRead >= cursor.bytesTotal || cursor.elementIndex >= cursor.elementCount || AtEnd())
         return SYM_END_OF_DATA;
@@ -665,7 +665,7 @@ int32_t Reader::NextOfDirectory(uint32_t idWidth, DirectoryCursor& cursor, int32
     return SYM_OK;
 }
 
-bool Reader::Take(void* target, uint32_t n, uint32_t& counter) {
+bool PlainReader::Take(void* target, uint32_t n, uint32_t& counter) {
     if (!ReadAll(target, n)) return false;
     sectionConsumed += n;
     counter += n;
@@ -674,7 +674,7 @@ bool Reader::Take(void* target, uint32_t n, uint32_t& counter) {
 
 // Section 11: section groups
 
-int32_t Reader::InitializeSection11() {
+int32_t PlainReader::InitializeSection11() {
     const int32_t result = BeginSection(11);
     if (result != SYM_OK) return result;
     bytesTotal11 = recordSize;
@@ -687,7 +687,8 @@ int32_t Reader::InitializeSection11() {
     return Begun(groups);
 }
 
-int32_t Reader::GetNextSectionGroup(uint8_t* groupId, int32_t* count, uint8_t** members, int32_t capacity) {
+int32_t PlainReader::GetNextSectionGroup(uint8_t* groupId, int32_t* count, uint8_t** members,
+                                         int32_t capacity) {
     if (groupId == nullptr || count == nullptr || members == nullptr) return SYM_ERR_PARAM;
     if (NoArray(*members, capacity) || *count < 0) return SYM_ERR_PARAM;
     if (bytesRead11 >= bytesTotal11 || groupIndex11 >= groupCount11 || AtEnd()) return SYM_END_OF_DATA;
@@ -715,7 +716,7 @@ int32_t Reader::GetNextSectionGroup(uint8_t* groupId, int32_t* count, uint8_t** 
 
 // Section 13: objects
 
-int32_t Reader::InitialObjectSection() {
+int32_t PlainReader::InitialObjectSection() {
     const int32_t result = BeginSection(13);
     if (result != SYM_OK) return result;
     uint16_t types = 0;
@@ -726,7 +727,7 @@ int32_t Reader::InitialObjectSection() {
 }
 
 // What is left of a block or body. A skip over all its bytes may have reached the section's end.
-int32_t Reader::SkipRest(uint32_t size, uint32_t& used) {
+int32_t PlainReader::SkipRest(uint32_t size, uint32_t& used) {
     const auto rest = static_cast<int32_t>(size - used);
     if (size == 0 || rest <= 0) return SYM_OK;
     bool metEnd = false;
@@ -737,7 +738,7 @@ int32_t Reader::SkipRest(uint32_t size, uint32_t& used) {
     return SYM_END_OF_DATA;
 }
 
-int32_t Reader::GetNextObjectTypeID(uint16_t* typeId, uint16_t* sourceSymCount) {
+int32_t PlainReader::GetNextObjectTypeID(uint16_t* typeId, uint16_t* sourceSymCount) {
     if (typeId == nullptr || sourceSymCount == nullptr) return SYM_ERR_PARAM;
     if (Exhausted()) return SYM_END_OF_DATA;
     const int32_t result = SkipRest(objectBlockSize, objectBlockUsed);
@@ -753,7 +754,7 @@ int32_t Reader::GetNextObjectTypeID(uint16_t* typeId, uint16_t* sourceSymCount) 
     return SYM_MORE_DATA;
 }
 
-int32_t Reader::TakeString(const char** target, uint32_t& counter) {
+int32_t PlainReader::TakeString(const char** target, uint32_t& counter) {
     perCall.Reset();
     uint32_t length;
     if (!PlaceText(*target, length)) return SYM_ERR_READ;
@@ -762,7 +763,7 @@ int32_t Reader::TakeString(const char** target, uint32_t& counter) {
     return SYM_OK;
 }
 
-int32_t Reader::GetNextObjectSourceSym(const char** sourceSym, uint16_t* symCount) {
+int32_t PlainReader::GetNextObjectSourceSym(const char** sourceSym, uint16_t* symCount) {
     if (sourceSym == nullptr || symCount == nullptr) return SYM_ERR_PARAM;
     if (objectBlockUsed >= objectBlockSize || objectSourceSymIndex >= objectSourceSymCount)
         return SYM_END_OF_DATA;
@@ -774,7 +775,7 @@ int32_t Reader::GetNextObjectSourceSym(const char** sourceSym, uint16_t* symCoun
     return SYM_MORE_DATA;
 }
 
-int32_t Reader::GetNextObjectSym(uint8_t* symByte, const char** sym, uint8_t* dataCount) {
+int32_t PlainReader::GetNextObjectSym(uint8_t* symByte, const char** sym, uint8_t* dataCount) {
     if (symByte == nullptr || sym == nullptr || dataCount == nullptr) return SYM_ERR_PARAM;
     if (objectBlockUsed >= objectBlockSize || objectSymIndex >= objectSymCount) return SYM_END_OF_DATA;
     if (!Take(symByte, 1, objectBlockUsed)) return SYM_ERR_READ;
@@ -786,7 +787,7 @@ int32_t Reader::GetNextObjectSym(uint8_t* symByte, const char** sym, uint8_t* da
     return SYM_MORE_DATA;
 }
 
-int32_t Reader::GetNextObjectData(uint8_t* dataByte, const char** data) {
+int32_t PlainReader::GetNextObjectData(uint8_t* dataByte, const char** data) {
     if (dataByte == nullptr || data == nullptr) return SYM_ERR_PARAM;
     if (objectBlockUsed >= objectBlockSize || objectDataIndex >= objectDataCount) return SYM_END_OF_DATA;
     if (!Take(dataByte, 1, objectBlockUsed)) return SYM_ERR_READ;
@@ -797,7 +798,7 @@ int32_t Reader::GetNextObjectData(uint8_t* dataByte, const char** data) {
 
 // Section 14: foreign trade
 
-int32_t Reader::InitialForeignTradeSection() {
+int32_t PlainReader::InitialForeignTradeSection() {
     const int32_t result = BeginSection(14);
     if (result != SYM_OK) return result;
     uint16_t heads = 0;
@@ -808,14 +809,14 @@ int32_t Reader::InitialForeignTradeSection() {
 }
 
 // A text into the arena; the pointer is null when it filled the arena to its last byte.
-bool Reader::PlaceText(const char*& target, uint32_t& length) {
+bool PlainReader::PlaceText(const char*& target, uint32_t& length) {
     std::string text;
     if (ReadText(text, perCall.TextMax(), length) != SYM_OK) return false;
     target = perCall.Place(text);
     return true;
 }
 
-int32_t Reader::GetNextForeignTradeHead(ForeignTradeHead* head) {
+int32_t PlainReader::GetNextForeignTradeHead(ForeignTradeHead* head) {
     if (head == nullptr) return SYM_ERR_PARAM;
     if (Exhausted()) return SYM_END_OF_DATA;
     const int32_t result = SkipRest(foreignTrade.bodySize, foreignTrade.bodyRead);
@@ -837,7 +838,8 @@ int32_t Reader::GetNextForeignTradeHead(ForeignTradeHead* head) {
     return SYM_OK;
 }
 
-int32_t Reader::GetForeignTrade(uint8_t* itemTag, const char** names, uint32_t* count, uint32_t capacity) {
+int32_t PlainReader::GetForeignTrade(uint8_t* itemTag, const char** names, uint32_t* count,
+                                     uint32_t capacity) {
     if (itemTag == nullptr || count == nullptr || NoArray(names, capacity)) return SYM_ERR_PARAM;
     if (foreignTrade.bodyRead >= foreignTrade.bodySize) return SYM_END_OF_DATA;
     if (!Take(itemTag, 1, foreignTrade.bodyRead)) return SYM_ERR_READ;
@@ -846,7 +848,7 @@ int32_t Reader::GetForeignTrade(uint8_t* itemTag, const char** names, uint32_t* 
     return GetNextForeignTrade(names, count, capacity);
 }
 
-int32_t Reader::GetNextForeignTrade(const char** names, uint32_t* count, uint32_t capacity) {
+int32_t PlainReader::GetNextForeignTrade(const char** names, uint32_t* count, uint32_t capacity) {
     if (count == nullptr || NoArray(names, capacity)) return SYM_ERR_PARAM;
     perCall.Reset();
     *count = 0;
@@ -864,7 +866,7 @@ int32_t Reader::GetNextForeignTrade(const char** names, uint32_t* count, uint32_
 
 // Section 15: global related
 
-int32_t Reader::InitialGlobalRelatedSection() {
+int32_t PlainReader::InitialGlobalRelatedSection() {
     const int32_t result = BeginSection(15);
     if (result != SYM_OK) return result;
     uint16_t heads = 0;
@@ -874,7 +876,7 @@ int32_t Reader::InitialGlobalRelatedSection() {
     return Begun(heads);
 }
 
-int32_t Reader::GetNextGlobalReleatedHead(uint16_t* headId) {
+int32_t PlainReader::GetNextGlobalReleatedHead(uint16_t* headId) {
     if (headId == nullptr) return SYM_ERR_PARAM;
     if (Exhausted()) return SYM_END_OF_DATA;
     const int32_t result = SkipRest(globalRelated.bodySize, globalRelated.bodyRead);
@@ -888,8 +890,8 @@ int32_t Reader::GetNextGlobalReleatedHead(uint16_t* headId) {
     return SYM_OK;
 }
 
-int32_t Reader::GetGlobalReleated(uint8_t* listSize, GlobalRelatedItem* items, uint32_t* count,
-                                  uint32_t capacity) {
+int32_t PlainReader::GetGlobalReleated(uint8_t* listSize, GlobalRelatedItem* items, uint32_t* count,
+                                       uint32_t capacity) {
     if (listSize == nullptr || count == nullptr || NoArray(items, capacity)) return SYM_ERR_PARAM;
     if (globalRelated.bodyRead >= globalRelated.bodySize) return SYM_END_OF_DATA;
     if (!Take(listSize, 1, globalRelated.bodyRead)) return SYM_ERR_READ;
@@ -898,7 +900,7 @@ int32_t Reader::GetGlobalReleated(uint8_t* listSize, GlobalRelatedItem* items, u
     return GetNextGlobalReleated(items, count, capacity);
 }
 
-int32_t Reader::GetNextGlobalReleated(GlobalRelatedItem* items, uint32_t* count, uint32_t capacity) {
+int32_t PlainReader::GetNextGlobalReleated(GlobalRelatedItem* items, uint32_t* count, uint32_t capacity) {
     if (count == nullptr || NoArray(items, capacity)) return SYM_ERR_PARAM;
     perCall.Reset();
     *count = 0;
@@ -919,10 +921,10 @@ int32_t Reader::GetNextGlobalReleated(GlobalRelatedItem* items, uint32_t* count,
 
 // Section 16: exchanges
 
-int32_t Reader::InitialExchangeSection() { return BeginDirectory(16, 2, exchange); }
+int32_t PlainReader::InitialExchangeSection() { return BeginDirectory(16, 2, exchange); }
 
-int32_t Reader::GetNextExchange(uint32_t* id, char* text1, int32_t text1Limit, char* text2,
-                                int32_t text2Limit) {
+int32_t PlainReader::GetNextExchange(uint32_t* id, char* text1, int32_t text1Limit, char* text2,
+                                     int32_t text2Limit) {
     if (id == nullptr || (text1 == nullptr && text1Limit >= 0) || (text2 == nullptr && text2Limit >= 0))
         return SYM_ERR_PARAM;
     if (exchange.bytesRead >= exchange.bytesTotal || exchange.elementIndex >= exchange.elementCount ||
@@ -943,9 +945,9 @@ int32_t Reader::GetNextExchange(uint32_t* id, char* text1, int32_t text1Limit, c
 
 // Section 17: real-delay mapping
 
-int32_t Reader::InitialRealDelayMappingSection() { return BeginDirectory(17, 2, realDelay); }
+int32_t PlainReader::InitialRealDelayMappingSection() { return BeginDirectory(17, 2, realDelay); }
 
-int32_t Reader::GetNextRealDelayMapping(uint8_t* first, uint8_t* second) {
+int32_t PlainReader::GetNextRealDelayMapping(uint8_t* first, uint8_t* second) {
     if (first == nullptr || second == nullptr) return SYM_ERR_PARAM;
     if (realDelay.bytesRead >= realDelay.bytesTotal || realDelay.elementIndex >= realDelay.elementCount ||
         AtEnd())
@@ -957,7 +959,7 @@ int32_t Reader::GetNextRealDelayMapping(uint8_t* first, uint8_t* second) {
 // Sections 18 and 21: preloaded
 
 // A count and that many values.
-bool Reader::ReadList(std::vector<uint16_t>& list) {
+bool PlainReader::ReadList(std::vector<uint16_t>& list) {
     list.clear();
     uint16_t values = 0;
     uint32_t unused = 0;
@@ -970,7 +972,7 @@ bool Reader::ReadList(std::vector<uint16_t>& list) {
     return true;
 }
 
-int32_t Reader::InitialLevel2EODBasicItemDefineSection() {
+int32_t PlainReader::InitialLevel2EODBasicItemDefineSection() {
     itemDefines.clear();
     const int32_t result = BeginSection(18);
     if (result != SYM_OK) return result;
@@ -987,11 +989,11 @@ int32_t Reader::InitialLevel2EODBasicItemDefineSection() {
     return static_cast<int32_t>(itemDefines.size());
 }
 
-int32_t Reader::GetNextLevel2EODBasicItemDefine(uint16_t* id, uint16_t* firstCount, uint16_t* firstItems,
-                                                uint32_t firstCapacity, uint16_t* secondCount,
-                                                uint16_t* secondItems, uint32_t secondCapacity,
-                                                uint16_t* thirdCount, uint16_t* thirdItems,
-                                                uint32_t thirdCapacity) {
+int32_t PlainReader::GetNextLevel2EODBasicItemDefine(uint16_t* id, uint16_t* firstCount, uint16_t* firstItems,
+                                                     uint32_t firstCapacity, uint16_t* secondCount,
+                                                     uint16_t* secondItems, uint32_t secondCapacity,
+                                                     uint16_t* thirdCount, uint16_t* thirdItems,
+                                                     uint32_t thirdCapacity) {
     if (id == nullptr || firstCount == nullptr || secondCount == nullptr || thirdCount == nullptr ||
         NoArray(firstItems, firstCapacity) || NoArray(secondItems, secondCapacity) ||
         NoArray(thirdItems, thirdCapacity))
@@ -1013,7 +1015,7 @@ int32_t Reader::GetNextLevel2EODBasicItemDefine(uint16_t* id, uint16_t* firstCou
     return SYM_OK;
 }
 
-int32_t Reader::InitialExchangeSupportSection() {
+int32_t PlainReader::InitialExchangeSupportSection() {
     exchangeSupport.clear();
     const int32_t result = BeginSection(21);
     if (result != SYM_OK) return result;
@@ -1028,8 +1030,8 @@ int32_t Reader::InitialExchangeSupportSection() {
     return static_cast<int32_t>(exchangeSupport.size());
 }
 
-int32_t Reader::GetNextExchangeSupportSection(uint16_t* id, uint16_t* count, uint16_t* items,
-                                              uint32_t capacity) {
+int32_t PlainReader::GetNextExchangeSupportSection(uint16_t* id, uint16_t* count, uint16_t* items,
+                                                   uint32_t capacity) {
     if (id == nullptr || count == nullptr || NoArray(items, capacity)) return SYM_ERR_PARAM;
     if (exchangeSupport.empty()) return SYM_END_OF_DATA;
     const auto entry = exchangeSupport.begin();

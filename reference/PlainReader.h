@@ -35,9 +35,9 @@ public:
 
 // One open file. The operations are the exports without their prefix and handle, with the same arguments,
 // results and outputs. Values of symbol fields come from new[] and belong to the caller.
-class Reader {
+class PlainReader {
 public:
-    Reader(std::vector<uint8_t> fileBytes, bool wholeFile)
+    PlainReader(std::vector<uint8_t> fileBytes, bool wholeFile)
         : file(std::move(fileBytes)), inMemory(wholeFile) {}
 
     // Before the open: every read that wants one of these bytes of the file fails, as over a bad sector. So

@@ -111,9 +111,9 @@ std::optional<double> ParseFloat(const Json& value) {
 }
 
 // Reads one document. Results of nodes with an error are empty values, which are never used.
-class Reader {
+class JsonParser {
 public:
-    Reader(const FromJsonOptions& options, JsonErrors& sink)
+    JsonParser(const FromJsonOptions& options, JsonErrors& sink)
         : dictionary(options.dictionary),
           codec(options.codec),
           typed(options.typed),
@@ -616,13 +616,13 @@ const FieldDefinition* FieldDictionary::Find(std::string_view name) const {
 }
 
 File FromJson(const Json& document, const FromJsonOptions& options, JsonErrors& errors) {
-    Reader reader(options, errors);
+    JsonParser reader(options, errors);
     return reader.Document(JsonNode(document, errors));
 }
 
 File ReadJson(std::istream& in, const FromJsonOptions& options, JsonErrors& errors,
               FieldDictionary* dictionary) {
-    Reader reader(options, errors);
+    JsonParser reader(options, errors);
     const JsonDocument document = ParseJson(
         in, errors, [&](const auto& steps, const Json& object) { return reader.Take(steps, object); });
     // After a syntax error, missing parts would only add useless errors.
@@ -642,7 +642,7 @@ struct ElementReader::State {
     State(std::uint16_t id, const FromJsonOptions& options) : reader(options, unused), section{.id = id} {}
 
     JsonErrors unused;
-    Reader reader;
+    JsonParser reader;
     Section section;
     Bytes symbols;
 };

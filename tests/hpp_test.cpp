@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "TestSupport.h"
-#include "bench/HppWalks.h"
+#include "bench/HppSectionWalks.h"
 #include "symwrite/RandomFile.h"
 
 namespace torva::test {

@@ -23,7 +23,7 @@
 
 #include "TorvaTables.h"
 #include "bench/Peers.h"
-#include "bench/Walks.h"
+#include "bench/SectionWalks.h"
 #include "format/Fields.h"
 
 namespace bench {

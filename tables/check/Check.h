@@ -16,7 +16,7 @@ namespace torva::tables {
 
 // What one pass through the library delivered of a section.
 struct Reading {
-    Walk walk;
+    WalkResult walk;
     u64 digest = kHashStart;  // of everything that was delivered
 };
 

@@ -20,9 +20,9 @@ constexpr double kMostExpectedRows = 1e9;
 constexpr u32 kWindow = 512 * 1024;  // bytes that are read at a time; they stay in the second-level cache
 
 // A run of reads from an offset on, through a small buffer.
-class Reader {
+class ByteStream {
 public:
-    Reader(const Source& from, u64 offset) : source(from), position(offset) {}
+    ByteStream(const Source& from, u64 offset) : source(from), position(offset) {}
 
     // How many of `n` bytes came; the others are zero.
     u32 Read(void* dst, u32 n) {
@@ -77,7 +77,7 @@ struct Entry {
 
 // The first entry of each of the two sections, where the section's own id agrees.
 void FindSections(const Source& source, Entry& defaults, Entry& symbols) {
-    Reader directory(source, 0);
+    ByteStream directory(source, 0);
     u16 count = 0;
     if (directory.Read(&count, sizeof count) < sizeof count) return;
     for (u32 i = 0; i < count && !(defaults.found && symbols.found); ++i) {
@@ -93,7 +93,7 @@ void FindSections(const Source& source, Entry& defaults, Entry& symbols) {
     }
     for (Entry* const entry : {&defaults, &symbols}) {
         u16 idThere = 0;
-        if (entry->found) Reader(source, entry->offset).Read(&idThere, sizeof idThere);
+        if (entry->found) ByteStream(source, entry->offset).Read(&idThere, sizeof idThere);
         entry->found = entry->found && idThere == entry->id;
     }
 }
@@ -102,7 +102,7 @@ void FindSections(const Source& source, Entry& defaults, Entry& symbols) {
 // data cuts off has zeros in the bytes that did not come.
 void LoadDefaults(const Source& source, const Entry& section, std::vector<Stream::Default>& defaults) {
     const u64 afterId = u64{section.offset} + 2;
-    Reader reader(source, afterId);
+    ByteStream reader(source, afterId);
     u32 fieldBytes = 0;
     reader.Read(&fieldBytes, sizeof fieldBytes);
     for (u64 walked = 0; walked < fieldBytes;) {

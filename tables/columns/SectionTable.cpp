@@ -231,7 +231,7 @@ std::string Place(u16 section, u64 offset, const std::string& what) {
 }
 
 // What ended the walk, or what its section's sizes and counts say that was not there.
-Damage DamageOf(const Walk& walk, u16 id) {
+Damage DamageOf(const WalkResult& walk, u16 id) {
     if (!walk.present) return {SYM_ERR_NO_SECTION, 0, "the file has no section " + std::to_string(id)};
     if (walk.problems.empty()) return {walk.result, 0, ""};
     const Problem& problem = walk.result != 0 ? walk.problems.back() : walk.problems.front();

@@ -37,7 +37,7 @@ std::vector<Problem> Comparison::Read(std::size_t number, Reader& reader) {
         if (wanted && entry.Readable()) {
             side.sections.insert(entry.id);
             counts[entry.id];
-            const Walk walk = ReadRecords(reader, entry.id, fields, side.records);
+            const WalkResult walk = ReadRecords(reader, entry.id, fields, side.records);
             problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
         }
     }

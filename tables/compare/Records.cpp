@@ -45,7 +45,7 @@ bool IsTag(const Level& level, std::size_t column) {
     return level.HoldsFields() && column + 2 == level.columns.size();
 }
 
-Walk ReadSymbols(Reader& reader, const std::set<u16>& fields, std::string key, SortedRecords& to) {
+WalkResult ReadSymbols(Reader& reader, const std::set<u16>& fields, std::string key, SortedRecords& to) {
     std::string value;
     return reader.WalkSymbols([&, start = key.size()](const SymbolView& symbol) {
         key.resize(start);
@@ -59,8 +59,8 @@ Walk ReadSymbols(Reader& reader, const std::set<u16>& fields, std::string key, S
     });
 }
 
-Walk ReadRows(Reader& reader, const SectionInfo& section, const std::set<u16>& fields, std::string key,
-              SortedRecords& to) {
+WalkResult ReadRows(Reader& reader, const SectionInfo& section, const std::set<u16>& fields, std::string key,
+                    SortedRecords& to) {
     std::string value;
     std::vector<std::size_t> ends(section.levels.size() + 1, key.size());  // of the levels' parts of the key
     std::vector<u64> counts(section.levels.size() + 1);
@@ -85,7 +85,7 @@ Walk ReadRows(Reader& reader, const SectionInfo& section, const std::set<u16>& f
 
 }  // namespace
 
-Walk ReadRecords(Reader& reader, u16 id, const std::set<u16>& fields, SortedRecords& to) {
+WalkResult ReadRecords(Reader& reader, u16 id, const std::set<u16>& fields, SortedRecords& to) {
     std::string key;
     PutNumber(key, id, 2);
     if (id == 2) return ReadSymbols(reader, fields, key, to);

@@ -20,7 +20,7 @@
 namespace torva::tables {
 
 // Reads a section of the file into records. `fields` are the ids of the fields that count; empty: all.
-Walk ReadRecords(Reader& reader, u16 id, const std::set<u16>& fields, SortedRecords& to);
+WalkResult ReadRecords(Reader& reader, u16 id, const std::set<u16>& fields, SortedRecords& to);
 
 // Takes keys and values apart, from the front. `bytes` must outlive what is returned.
 class RecordParts {

@@ -104,7 +104,7 @@ RowCursor::~RowCursor() = default;
 bool RowCursor::Next() { return rows->Next(); }
 std::size_t RowCursor::Level() const { return rows->level; }
 std::span<const Cell> RowCursor::Cells() const { return {rows->cells.data(), rows->cellCount}; }
-const Walk& RowCursor::Result() const { return rows->result; }
+const WalkResult& RowCursor::Result() const { return rows->result; }
 
 SymbolCursor::SymbolCursor(std::unique_ptr<SymbolRows> symbolRows) : symbols(std::move(symbolRows)) {}
 SymbolCursor::SymbolCursor(SymbolCursor&&) noexcept = default;
@@ -113,6 +113,6 @@ SymbolCursor::~SymbolCursor() = default;
 void SymbolCursor::MoveTo(u32 offset) { symbols->MoveTo(offset); }
 bool SymbolCursor::Next() { return symbols->NextSymbol(); }
 const SymbolView& SymbolCursor::Symbol() const { return symbols->Symbol(); }
-const Walk& SymbolCursor::Result() const { return symbols->result; }
+const WalkResult& SymbolCursor::Result() const { return symbols->result; }
 
 }  // namespace torva::tables

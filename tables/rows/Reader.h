@@ -67,7 +67,7 @@ public:
     std::size_t Level() const;
     std::span<const Cell> Cells() const;
 
-    const Walk& Result() const;
+    const WalkResult& Result() const;
 
 private:
     std::unique_ptr<SectionRows> rows;
@@ -87,7 +87,7 @@ public:
 
     bool Next();
     const SymbolView& Symbol() const;  // valid until the next call of Next
-    const Walk& Result() const;        // rows: symbols, and fields with defaults
+    const WalkResult& Result() const;  // rows: symbols, and fields with defaults
 
 private:
     std::unique_ptr<SymbolRows> symbols;
@@ -122,13 +122,13 @@ public:
 
     // The same with a call for each row, or symbol; a sink that returns false ends the walk.
     template <class Sink>
-    Walk WalkSection(u16 id, Sink&& sink) {
+    WalkResult WalkSection(u16 id, Sink&& sink) {
         RowCursor rows = Rows(id);
         while (rows.Next()) sink(rows.Level(), rows.Cells());
         return rows.Result();
     }
     template <class Sink>
-    Walk WalkSymbols(Sink&& sink) {
+    WalkResult WalkSymbols(Sink&& sink) {
         SymbolCursor symbols = Symbols();
         while (symbols.Next() && sink(symbols.Symbol())) {
         }
@@ -136,7 +136,7 @@ public:
     }
 
 private:
-    friend class SectionWalk;
+    friend class SectionAdapter;
 
     std::shared_ptr<const FileSource> source;
     ReaderOptions options;

@@ -33,7 +33,7 @@ struct SymbolView {
 };
 
 // How a walk over one section went; complete once the walk has ended.
-struct Walk {
+struct WalkResult {
     bool present = false;    // the library found the section
     bool cancelled = false;  // by the progress callback
     std::vector<u64> rows;   // delivered, for each level

@@ -1,4 +1,4 @@
-// The adaptors: one for each family of sections, around the operations of its reader.
+// The adapters: one for each family of sections, around the operations of its reader.
 #include "tables/rows/SectionRows.h"
 
 #include <fmt/format.h>
@@ -749,12 +749,12 @@ std::unique_ptr<SectionRows> Make(Reader& reader, u16 id) {
     return std::make_unique<Rows>(reader, id);
 }
 
-struct Adaptor {
+struct Adapter {
     u16 id;
     std::unique_ptr<SectionRows> (*make)(Reader& reader, u16 id);
 };
 
-constexpr Adaptor kAdaptors[] = {
+constexpr Adapter kAdaptors[] = {
     {1, Make<DefaultFieldRows>},
     {2,
      [](Reader& reader, u16) -> std::unique_ptr<SectionRows> {
@@ -790,8 +790,8 @@ constexpr Adaptor kAdaptors[] = {
 }  // namespace
 
 std::unique_ptr<SectionRows> MakeSectionRows(Reader& reader, u16 id) {
-    for (const Adaptor& adaptor : kAdaptors) {
-        if (adaptor.id == id) return adaptor.make(reader, id);
+    for (const Adapter& adapter : kAdaptors) {
+        if (adapter.id == id) return adapter.make(reader, id);
     }
     return std::make_unique<NoRows>(reader, id);
 }

@@ -1,7 +1,7 @@
 // Walks over the sections of a file by the library's section readers, one element per call: elements as rows,
 // what their errors mean, and what the counts and sizes at the end say about the section.
 //
-// Each family of sections has one adaptor (SectionRows.cpp), which only calls the operations of its reader
+// Each family of sections has one adapter (SectionRows.cpp), which only calls the operations of its reader
 // and fills cells. What all walks share is here.
 #pragma once
 
@@ -15,14 +15,14 @@
 namespace torva::tables {
 
 // What a walk has of its section and its file, whatever it delivers.
-class SectionWalk {
+class SectionAdapter {
 public:
-    SectionWalk(Reader& reader, u16 id);
-    virtual ~SectionWalk() = default;
-    SectionWalk(const SectionWalk&) = delete;
-    SectionWalk& operator=(const SectionWalk&) = delete;
+    SectionAdapter(Reader& reader, u16 id);
+    virtual ~SectionAdapter() = default;
+    SectionAdapter(const SectionAdapter&) = delete;
+    SectionAdapter& operator=(const SectionAdapter&) = delete;
 
-    Walk result;
+    WalkResult result;
 
 protected:
     // What a call of a section reader came to; errors are the library's negative codes.
@@ -56,9 +56,9 @@ private:
 };
 
 // Rows, in calls that each deliver an element of one or more rows.
-class SectionRows : public SectionWalk {
+class SectionRows : public SectionAdapter {
 public:
-    using SectionWalk::SectionWalk;
+    using SectionAdapter::SectionAdapter;
 
     bool Next();
 

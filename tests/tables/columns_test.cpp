@@ -26,18 +26,18 @@ struct Row {
     std::string symbol;
     std::vector<symwrite::Field> fields;
 };
-struct Walk {
+struct Delivered {
     std::vector<Row> rows;
     std::int32_t end = 0;
 };
 
 // The exports' walk in file mode, by the operations that they call. Rows that are not completed do not count.
 // (In memory mode a section that begins beyond the end of the file may be found where the read position is.)
-std::optional<Walk> WalkExports(const std::vector<std::uint16_t>& ids) {
+std::optional<Delivered> WalkExports(const std::vector<std::uint16_t>& ids) {
     constexpr std::int32_t kItems = 4096;
     torva::SymFile file(ids.data(), static_cast<std::uint16_t>(ids.size()));
     if (file.Open("any", 4U << 20U, false) != SYM_OK) return std::nullopt;
-    Walk walk;
+    Delivered walk;
     std::vector<char> text(1U << 20U);
     std::vector<SymFieldItem> items(kItems);
     for (;;) {
@@ -91,7 +91,7 @@ std::string TextOf(const TvtTable* table, std::int32_t column, std::int64_t row)
 void ExpectSame(const Bytes& image, const std::vector<std::uint16_t>& ids, std::uint32_t threads,
                 bool fromFile) {
     const memoryfile::Scope scope(image);
-    const std::optional<Walk> walk = WalkExports(ids);
+    const std::optional<Delivered> walk = WalkExports(ids);
     Table loaded;
     TvtOptions options = Options();
     options.threads = threads;

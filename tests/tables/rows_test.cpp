@@ -102,7 +102,7 @@ TEST(RowsOfDamage, CountsAndSizesThatDisagree) {
                                           3, 0, 2, 0, 0, 0, 0, 0}}};
     const symwrite::Bytes bytes = symwrite::Write(file);
     Reader reader(FileSource::FromBytes(bytes, "memory"));
-    const Walk walk = reader.WalkSection(13, [](std::size_t, std::span<const Cell>) {});
+    const WalkResult walk = reader.WalkSection(13, [](std::size_t, std::span<const Cell>) {});
     ASSERT_EQ(walk.problems.size(), 2U);
     EXPECT_NE(walk.problems[0].what.find("1 of 2 source symbols"), std::string::npos)
         << walk.problems[0].what;

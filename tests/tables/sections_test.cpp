@@ -30,7 +30,7 @@ std::string List(std::span<const u16> list) {
 }
 
 // What the rows of a section are, in their order.
-Lines RowLines(Reader& reader, const SectionInfo& section, Walk& walk) {
+Lines RowLines(Reader& reader, const SectionInfo& section, WalkResult& walk) {
     Lines lines;
     RowCursor rows = reader.Rows(section.id);
     while (rows.Next()) {
@@ -177,7 +177,7 @@ void ExpectSame(const std::vector<u8>& image, bool fromFile) {
         }
         ASSERT_NE(reader, nullptr);
         while (auto below = levels.back().Below()) levels.push_back(*below);
-        Walk walk;
+        WalkResult walk;
         const Lines expected = RowLines(*reader, section, walk);
         const TvtReport report = levels[0].Report();
         ASSERT_EQ(report.damage, walk.present ? walk.result : SYM_ERR_NO_SECTION);

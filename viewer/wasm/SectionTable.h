@@ -45,11 +45,11 @@ public:
     SectionTable(torva::tables::Reader& reader, const torva::SectionInfo& info);
 
     const std::vector<SectionLevel>& Levels() const { return levels; }
-    const torva::tables::Walk& Result() const { return result; }
+    const torva::tables::WalkResult& Result() const { return result; }
 
 private:
     std::vector<SectionLevel> levels;
-    torva::tables::Walk result;
+    torva::tables::WalkResult result;
 };
 
 }  // namespace viewer

@@ -134,7 +134,7 @@ private:
     }
 
     // The first problem of a walk.
-    std::optional<Problem> Take(const Walk& walk) {
+    std::optional<Problem> Take(const WalkResult& walk) {
         problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
         return walk.problems.empty() ? std::nullopt : std::optional(walk.problems.front());
     }
@@ -186,7 +186,7 @@ private:
         const u16 id = stored.entry.id;
         const SectionInfo& section = StoredForm(id);
         json.Raw(fmt::format(", \"{}\": [", section.levels[0].name));
-        const Walk walk = WalkStored(reader, id, *MakeJsonRows(json, section, context, false));
+        const WalkResult walk = WalkStored(reader, id, *MakeJsonRows(json, section, context, false));
         lost = lost || !stored.IsWhole(walk);
         const std::optional<Problem> problem = Take(walk);
         json.Raw("]");
@@ -214,7 +214,8 @@ private:
         for (const StoredSection& stored : file.sections) {
             const u16 id = stored.entry.id;
             if (stored.section) {
-                const Walk walk = WalkStored(reader, id, *MakeJsonRows(json, StoredForm(id), context, true));
+                const WalkResult walk =
+                    WalkStored(reader, id, *MakeJsonRows(json, StoredForm(id), context, true));
                 lost = lost || !stored.IsWhole(walk);
                 Take(walk);
             } else {
@@ -245,7 +246,7 @@ private:
             return;
         }
         const std::unique_ptr<RowWriter> rows = MakeTableRows(out, *stored.section, context);
-        const Walk walk = reader.WalkSection(
+        const WalkResult walk = reader.WalkSection(
             stored.entry.id, [&](size_t level, std::span<const Cell> cells) { rows->Row(level, cells); });
         rows->Finish();
         if (const std::optional<Problem> problem = Take(walk)) {

@@ -165,7 +165,7 @@ int RunGet(GetOptions options) {
     Output out;
     SymbolPrinter printer(out, dictionary, codec, options.json);
     u64 left = options.select.limit ? options.select.limit : UINT64_MAX;
-    const Walk walk = reader.WalkSymbols([&](const SymbolView& symbol) {
+    const WalkResult walk = reader.WalkSymbols([&](const SymbolView& symbol) {
         if (wanted.Takes(symbol)) {
             any = true;
             printer.Print(symbol);

@@ -44,7 +44,7 @@ std::string StartText(const DirectoryEntry& entry) {
     return *entry.idAtStart == entry.id ? "ok" : fmt::format("{} found", *entry.idAtStart);
 }
 
-std::string ElementsText(const DirectoryEntry& entry, const Walk& walk) {
+std::string ElementsText(const DirectoryEntry& entry, const WalkResult& walk) {
     if (!entry.firstOfId) {
         return "not reached";
     }
@@ -54,7 +54,7 @@ std::string ElementsText(const DirectoryEntry& entry, const Walk& walk) {
     return fmt::format("{}{}", Grouped(walk.rows[0]), walk.problems.empty() ? "" : "!");
 }
 
-using Walks = std::map<u16, Walk>;
+using Walks = std::map<u16, WalkResult>;
 
 void PrintTable(Output& out, const Reader& reader, const Walks& walks,
                 const std::vector<Stretch>& stretches) {
@@ -66,7 +66,7 @@ void PrintTable(Output& out, const Reader& reader, const Walks& walks,
         out,
         {{"id", Right}, {"name"}, {"offset", Right}, {"size", Right}, {"elements", Right}, {"id at start"}});
     for (const DirectoryEntry& entry : raw.entries) {
-        const Walk& walk = walks.at(entry.id);
+        const WalkResult& walk = walks.at(entry.id);
         const bool good = entry.Readable() && entry.End() <= raw.fileSize && walk.problems.empty();
         table.Row({fmt::format("{}", entry.id), SectionTitle(entry.id), fmt::format("0x{:x}", entry.offset),
                    Grouped(entry.size), ElementsText(entry, walk), StartText(entry)},
@@ -90,7 +90,7 @@ void PrintJson(Output& out, const Reader& reader, const Walks& walks, const std:
     json.Open('{').Key("file").Text(reader.Name(), plain).Member("size", raw.fileSize);
     json.Member("sectionCount", raw.entryCount).Key("sections").Open('[');
     for (const DirectoryEntry& entry : raw.entries) {
-        const Walk& walk = walks.at(entry.id);
+        const WalkResult& walk = walks.at(entry.id);
         const bool read = entry.firstOfId && walk.present;
         json.Line();
         json.Open('{').Section(entry.id);
@@ -129,7 +129,7 @@ int RunInfo(const InfoOptions& options) {
     Walks walks;
     for (const DirectoryEntry& entry : reader.Directory().entries) {
         if (!walks.contains(entry.id)) {
-            const Walk walk = reader.WalkSection(entry.id, [](size_t, std::span<const Cell>) {});
+            const WalkResult walk = reader.WalkSection(entry.id, [](size_t, std::span<const Cell>) {});
             problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
             walks[entry.id] = walk;
         }

@@ -156,7 +156,7 @@ struct FieldStats {
 };
 
 struct SectionStats {
-    Walk walk;
+    WalkResult walk;
     u64 longestText = 0;
 };
 

@@ -36,7 +36,7 @@ int RunSymbols(const SymbolsOptions& options) {
     Output out;
     SymbolPrinter printer(out, dictionary, codec, options.json);
     u64 left = options.select.limit ? options.select.limit : UINT64_MAX;
-    const Walk walk = reader.WalkSymbols([&](const SymbolView& symbol) {
+    const WalkResult walk = reader.WalkSymbols([&](const SymbolView& symbol) {
         printer.Print(symbol);
         return --left > 0;
     });

@@ -57,7 +57,7 @@ std::vector<Problem> CsvFolder::AddSections(Reader& reader, const RowContext& co
                                         : fmt::format("section-{}-{}.csv", id, before + 1));
         Add(names.back(), [&](Output& out) {
             if (section.section && !section.bytesOnly) {
-                const Walk walk = WalkStored(reader, id, *MakeCsvRows(out, StoredForm(id), context));
+                const WalkResult walk = WalkStored(reader, id, *MakeCsvRows(out, StoredForm(id), context));
                 lost = lost || !section.IsWhole(walk);
                 problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
             } else {

@@ -139,7 +139,7 @@ public:
         Sections();
         Fields();
         for (const SectionInfo* section : ReadableSections(source.reader)) {
-            const Walk walk = section->id == 2 ? Symbols() : Rows(*section);
+            const WalkResult walk = section->id == 2 ? Symbols() : Rows(*section);
             problems.insert(problems.end(), walk.problems.begin(), walk.problems.end());
         }
         database.Run("CREATE TABLE problems (section INTEGER, \"offset\" INTEGER, what TEXT NOT NULL)");
@@ -178,7 +178,7 @@ private:
         }
     }
 
-    Walk Symbols() {
+    WalkResult Symbols() {
         constexpr size_t kAhead = 2;  // columns before the fields
         const size_t width = std::min(source.wide.size(), database.MostColumns() - kAhead);
         std::vector<u32> columnOf(65536, UINT32_MAX);
@@ -229,7 +229,7 @@ private:
     }
 
     // The tables of any other section.
-    Walk Rows(const SectionInfo& section) {
+    WalkResult Rows(const SectionInfo& section) {
         const std::string base = TableName(section.name);
         std::vector<std::unique_ptr<Insert>> inserts;
         std::vector<std::unique_ptr<Insert>> lists;  // of all levels, one after the other

@@ -64,7 +64,7 @@ std::string Key(const Level& level, const symwrite::Row& row) {
 
 std::vector<symwrite::Row> RowsOf(Reader& reader, u16 id) {
     Elements elements(StoredForm(id));
-    const Walk walk = WalkStored(reader, id, elements);
+    const WalkResult walk = WalkStored(reader, id, elements);
     if (!walk.problems.empty()) {
         throw ToolError(kExitUnreadable, ProblemLine(reader.Name(), walk.problems.front()).substr(7) +
                                              "; a damaged section cannot be merged with another");

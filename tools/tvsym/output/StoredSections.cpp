@@ -193,10 +193,10 @@ const SectionInfo& StoredForm(u16 id) {
     return *found;
 }
 
-Walk WalkStored(Reader& reader, u16 id, RowWriter& rows) {
+WalkResult WalkStored(Reader& reader, u16 id, RowWriter& rows) {
     const SectionInfo* section = FindSection(id);
     if (!section || !HasGroups(*section)) {
-        Walk walk = reader.WalkSection(
+        WalkResult walk = reader.WalkSection(
             id, [&](size_t level, std::span<const Cell> cells) { rows.Row(level, cells); });
         rows.Finish();
         return walk;
@@ -206,7 +206,7 @@ Walk WalkStored(Reader& reader, u16 id, RowWriter& rows) {
         reader.Bytes().Read(entry->offset, entry->size, [&](std::string_view part) { bytes += part; });
     }
     GroupRows groups(ParseGroups(*section, bytes));
-    Walk walk = reader.WalkSection(id, [&](size_t, std::span<const Cell> cells) { groups.Add(cells); });
+    WalkResult walk = reader.WalkSection(id, [&](size_t, std::span<const Cell> cells) { groups.Add(cells); });
     groups.WriteTo(rows);
     rows.Finish();
     return walk;

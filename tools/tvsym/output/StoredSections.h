@@ -26,7 +26,9 @@ struct StoredSection {
     bool bytesOnly = false;
 
     // Whether building the elements that a walk found makes the section's bytes again.
-    bool IsWhole(const Walk& walk) const { return rows.empty() ? walk.problems.empty() : walk.rows == rows; }
+    bool IsWhole(const WalkResult& walk) const {
+        return rows.empty() ? walk.problems.empty() : walk.rows == rows;
+    }
 
     // The bytes after the id.
     u64 BodyOffset() const { return u64{entry.offset} + 2; }
@@ -49,6 +51,6 @@ const SectionInfo& StoredForm(u16 id);
 // Walks a section of the file to its end, into `rows`, which expect its stored form. The groups are those of
 // the file where they agree with what readers get; otherwise ids with equal lists form one group. Sections 18
 // and 21 are held in memory during that.
-Walk WalkStored(Reader& reader, u16 id, RowWriter& rows);
+WalkResult WalkStored(Reader& reader, u16 id, RowWriter& rows);
 
 }  // namespace tvsym

@@ -71,8 +71,8 @@ public:
 // The library's operations on one handle.
 using LibraryFile = LibraryReader<PlainCall>;
 
-template <class Reader, class Sink>
-void WalkSymbols(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkSymbols(File& file, Sink& sink) {
     char text[kTextSize];
     SymFieldItem items[kItems];
     for (;;) {
@@ -92,8 +92,8 @@ void WalkSymbols(Reader& file, Sink& sink) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkJumpPrices(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkJumpPrices(File& file, Sink& sink) {
     alignas(64) JumpPriceRecord records[kRecords];
     for (;;) {
         std::uint8_t groupId = 0;
@@ -113,8 +113,8 @@ void WalkJumpPrices(Reader& file, Sink& sink) {
 inline std::int32_t brokerCapacity = kRecords;  // of the array that takes the brokers
 alignas(64) inline BrokerInfoRecord brokers[65535];
 
-template <class Reader, class Sink>
-void WalkBrokers(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkBrokers(File& file, Sink& sink) {
     for (std::int32_t result = file.InitialSectionBorkerInfo() < 0 ? SYM_END_OF_DATA : SYM_MORE_DATA;
          result == SYM_MORE_DATA;) {
         std::int32_t count = 0;
@@ -124,8 +124,8 @@ void WalkBrokers(Reader& file, Sink& sink) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkQuickGroups(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkQuickGroups(File& file, Sink& sink) {
     char room[kTextSize];
     for (std::int32_t result = file.InitialSection6() < 0 ? SYM_END_OF_DATA : SYM_MORE_DATA;
          result == SYM_MORE_DATA;) {
@@ -141,8 +141,8 @@ void WalkQuickGroups(Reader& file, Sink& sink) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkEidrSections(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkEidrSections(File& file, Sink& sink) {
     char text1[kTextSize], text2[kTextSize];
     EidrSectionItem item = {0, text1, sizeof text1, text2, sizeof text2};
     for (std::int32_t result = file.InitialSection7() < 0 ? SYM_END_OF_DATA : SYM_MORE_DATA;
@@ -157,8 +157,8 @@ void WalkEidrSections(Reader& file, Sink& sink) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkLevel2(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkLevel2(File& file, Sink& sink) {
     SectionL2Item records[kRecords];
     std::int32_t result = SYM_OK;
     for (bool open = false; result == SYM_OK || result == SYM_MORE_DATA; open = result == SYM_MORE_DATA) {
@@ -191,8 +191,8 @@ void WalkDirectory(Sink& sink, Initial initial, Next next) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkSectionGroups(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkSectionGroups(File& file, Sink& sink) {
     std::uint8_t bytes[255];
     std::uint8_t* members = bytes;
     for (std::int32_t result = file.InitializeSection11() < 0 ? SYM_END_OF_DATA : SYM_MORE_DATA;
@@ -206,8 +206,8 @@ void WalkSectionGroups(Reader& file, Sink& sink) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkObjects(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkObjects(File& file, Sink& sink) {
     std::uint16_t typeId = 0, sources = 0, symbols = 0;
     std::uint8_t symByte = 0, dataCount = 0, dataByte = 0;
     const char* text = nullptr;
@@ -229,8 +229,8 @@ void WalkObjects(Reader& file, Sink& sink) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkForeignTrade(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkForeignTrade(File& file, Sink& sink) {
     ForeignTradeHead head;
     const char* names[kRecords];
     std::uint8_t tag = 0;
@@ -252,8 +252,8 @@ void WalkForeignTrade(Reader& file, Sink& sink) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkGlobalRelated(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkGlobalRelated(File& file, Sink& sink) {
     GlobalRelatedItem items[255];
     std::uint16_t headId = 0;
     std::uint8_t listSize = 0;
@@ -271,8 +271,8 @@ void WalkGlobalRelated(Reader& file, Sink& sink) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkExchanges(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkExchanges(File& file, Sink& sink) {
     std::uint32_t id = 0;
     char text1[kTextSize], text2[kTextSize];
     for (std::int32_t result = file.InitialExchangeSection() < 0 ? SYM_END_OF_DATA : SYM_MORE_DATA;
@@ -286,8 +286,8 @@ void WalkExchanges(Reader& file, Sink& sink) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkRealDelay(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkRealDelay(File& file, Sink& sink) {
     std::uint8_t first = 0, second = 0;
     if (file.InitialRealDelayMappingSection() < 0) return;
     while (file.GetNextRealDelayMapping(&first, &second) == SYM_OK) {
@@ -299,8 +299,8 @@ void WalkRealDelay(Reader& file, Sink& sink) {
 
 inline std::uint16_t definitionLists[3][65535];
 
-template <class Reader, class Sink>
-void WalkEodItems(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkEodItems(File& file, Sink& sink) {
     auto& lists = definitionLists;
     std::uint16_t id = 0, counts[3] = {};
     if (file.InitialLevel2EODBasicItemDefineSection() < 0) return;
@@ -312,8 +312,8 @@ void WalkEodItems(Reader& file, Sink& sink) {
     }
 }
 
-template <class Reader, class Sink>
-void WalkExchangeSupport(Reader& file, Sink& sink) {
+template <class File, class Sink>
+void WalkExchangeSupport(File& file, Sink& sink) {
     std::uint16_t id = 0, count = 0;
     if (file.InitialExchangeSupportSection() < 0) return;
     while (file.GetNextExchangeSupportSection(&id, &count, definitionLists[0], 65535) == SYM_OK) {
@@ -324,8 +324,8 @@ void WalkExchangeSupport(Reader& file, Sink& sink) {
 }
 
 // Walks one section from its start to its end, whatever was walked before.
-template <class Reader, class Sink>
-void Walk(std::uint16_t section, Reader& file, Sink& sink) {
+template <class File, class Sink>
+void Walk(std::uint16_t section, File& file, Sink& sink) {
     if (section == 2 || section == 3 || section == 8) file.InitialRealDelayMappingSection();
     switch (section) {
         case 2:

@@ -22,7 +22,7 @@ u64 NotCounted(const SectionInfo& section) {
 
 }  // namespace
 
-SectionWalk::SectionWalk(Reader& reader, u16 id)
+SectionAdapter::SectionAdapter(Reader& reader, u16 id)
     : owner(reader), open(*reader.open), file(open.symFile.file), section(FindSection(id)) {
     entry = reader.directory.Find(id);
     if (!section || !entry || !entry->Readable()) {
@@ -34,27 +34,27 @@ SectionWalk::SectionWalk(Reader& reader, u16 id)
     file.sectionId = 0;  // every section begins at its first element, whatever was read before
 }
 
-void SectionWalk::Note(std::string what) {
+void SectionAdapter::Note(std::string what) {
     if (result.problems.size() < kProblemsOfOneSection) {
         result.problems.push_back({section->id, Position(), std::move(what)});
     }
 }
 
-void SectionWalk::Fail(i32 error) {
+void SectionAdapter::Fail(i32 error) {
     Note(ErrorText(error));
     result.result = error;
 }
 
-std::string SectionWalk::ErrorText(i32 error) {
+std::string SectionAdapter::ErrorText(i32 error) {
     const ResultCode* code = FindResult(error);
     return code && code->damage ? code->damage : fmt::format("unexpected result {}", error);
 }
 
-u64 SectionWalk::Position() const {
+u64 SectionAdapter::Position() const {
     return entry->offset + (section->id == 1 ? consumed : Consumed() + NotCounted(*section));
 }
 
-void SectionWalk::Advanced() {
+void SectionAdapter::Advanced() {
     if (++sinceProgress < kRowsBetweenProgress || !owner.Options().progress) {
         return;
     }
@@ -65,7 +65,7 @@ void SectionWalk::Advanced() {
 }
 
 // A section that the file cuts off is reported with the directory.
-void SectionWalk::End() {
+void SectionAdapter::End() {
     ended = true;
     if (owner.Options().progress && reported < entry->size) {
         result.cancelled = !owner.Options().progress(entry->size - reported);

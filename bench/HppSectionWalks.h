@@ -1,10 +1,10 @@
-// The walks of Walks.h through the C++ header, with the same deliveries to the sink.
+// The walks of SectionWalks.h through the C++ header, with the same deliveries to the sink.
 #pragma once
 
 #include <string>
 
 #include "TorvaAPI.hpp"
-#include "bench/Walks.h"
+#include "bench/SectionWalks.h"
 
 namespace bench {
 
