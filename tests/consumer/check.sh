@@ -31,6 +31,15 @@ fail() {
     return 1
 }
 
+# Debian's clang comes without the sanitizers' runtime.
+have_clang() {
+    command -v clang++ >/dev/null || return 1
+    echo 'int main(void) { return 0; }' | clang -fsanitize=address -x c - -o "$work/sanitized" 2>/dev/null || {
+        echo "skipped: clang, which cannot link with -fsanitize=address (Debian: libclang-rt-dev)"
+        return 1
+    }
+}
+
 needs_shared() { grep -q 'NEEDED.*libTorvaAPI' <<<"$(readelf -d "$1")"; }
 
 # by_pkg_config COMPILER-C COMPILER-CXX
@@ -64,7 +73,7 @@ cmake --install "$build" --prefix "$prefix" >/dev/null
 "$prefix/bin/tvsym" build "$source/samples/instruments.json" "$file"
 
 compilers=("gcc g++")
-! command -v clang++ >/dev/null || compilers+=("clang clang++")
+! have_clang || compilers+=("clang clang++")
 for pair in "${compilers[@]}"; do
     read -r c cxx <<<"$pair"
     by_cmake "package-$c" "$c" "$cxx" -DHOW=package -DCMAKE_PREFIX_PATH="$prefix"
@@ -74,7 +83,7 @@ by_cmake package-c-alone gcc g++ -DHOW=package -DCMAKE_PREFIX_PATH="$prefix" -DL
 by_cmake subdirectory gcc g++ -DHOW=subdirectory -DTORVA_SOURCE="$source" \
     -DHOST_FLAGS="-Wall -Wextra -Wsign-conversion -Wshadow -Werror"
 sanitized=(gcc g++)
-! command -v clang++ >/dev/null || sanitized=(clang clang++)
+! have_clang || sanitized=(clang clang++)
 by_cmake fetch "${sanitized[@]}" -DHOW=fetch -DTORVA_SOURCE="$source" -DHOST_FLAGS="-fsanitize=address -fno-exceptions"
 # Without TORVA_INSTALL the host installs what it exports and nothing of the library.
 cmake --install "$work/fetch" --prefix "$work/host" >/dev/null
